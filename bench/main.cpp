@@ -1,0 +1,127 @@
+#include <benchmark/benchmark.h>
+#include <png.h>
+#include <sched.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+
+#include "ratios.h"
+
+namespace bench {
+namespace {
+
+struct Row {
+  std::string name, unit;
+  double units;
+  Target target;
+  std::vector<std::string> contenders;
+  std::map<std::string, std::vector<double>> secondsPerUnit;
+};
+
+std::vector<Row>& rows() {
+  static std::vector<Row> all;
+  return all;
+}
+
+std::vector<std::function<void()>>& suites() {
+  static std::vector<std::function<void()>> all;
+  return all;
+}
+
+double median(std::vector<double> v) {
+  std::sort(v.begin(), v.end());
+  return v.empty() ? 0 : v[v.size() / 2];
+}
+
+// Gathers the repetitions and prints a table row once all of a row's contenders are done.
+class RatioReporter : public benchmark::BenchmarkReporter {
+ public:
+  bool ReportContext(const Context&) override { return true; }
+  void ReportRuns(const std::vector<Run>& runs) override {
+    for (const Run& run : runs) {
+      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
+      const std::string full = run.benchmark_name();
+      for (Row& row : rows())
+        for (const std::string& contender : row.contenders)
+          if (full.rfind(row.name + "/" + contender + "/", 0) == 0)
+            row.secondsPerUnit[contender].push_back(run.cpu_accumulated_time / double(run.iterations) / row.units);
+    }
+  }
+  void Finalize() override {
+    std::printf("| work | contender | median ns per unit | unit | ratio to peer | at least | aim |\n");
+    std::printf("|---|---|---|---|---|---|---|\n");
+    for (const Row& row : rows()) {
+      if (row.secondsPerUnit.empty()) continue;
+      const double peer = median(row.secondsPerUnit.at(row.contenders.back()));
+      for (const std::string& c : row.contenders) {
+        const double own = median(row.secondsPerUnit.at(c));
+        std::printf("| %s | %s | %.3f | %s | %.2f | %.2f | %.2f |\n", row.name.c_str(), c.c_str(), own * 1e9,
+                    row.unit.c_str(), peer / own, row.target.atLeast, row.target.aim);
+      }
+    }
+  }
+};
+
+}  // namespace
+
+void compare(const std::string& row, double units, const std::string& unit, Target target,
+             std::vector<Contender> contenders) {
+  Row r{row, unit, units, target, {}, {}};
+  for (Contender& c : contenders) {
+    r.contenders.push_back(c.name);
+    benchmark::RegisterBenchmark((row + "/" + c.name).c_str(), [work = c.work](benchmark::State& state) {
+      for (auto _ : state) work();
+    })->Repetitions(9)->MinTime(0.1);
+  }
+  rows().push_back(std::move(r));
+}
+
+Suite::Suite(std::function<void()> rows) { suites().push_back(std::move(rows)); }
+
+const Photo& photo(const std::string& name) {
+  static std::map<std::string, Photo> loaded;
+  Photo& p = loaded[name];
+  if (!p.rgb.empty()) return p;
+  const std::string path = std::string(ZELJ_IMAGES) + "/" + name + ".png";
+  png_image image{};
+  image.version = PNG_IMAGE_VERSION;
+  if (!png_image_begin_read_from_file(&image, path.c_str())) {
+    std::fprintf(stderr, "%s: %s\n", path.c_str(), image.message);
+    std::exit(1);
+  }
+  image.format = PNG_FORMAT_RGB;
+  p.width = int(image.width);
+  p.height = int(image.height);
+  p.rgb.resize(PNG_IMAGE_SIZE(image));
+  png_image_finish_read(&image, nullptr, p.rgb.data(), 0, nullptr);
+  return p;
+}
+
+}  // namespace bench
+
+// The benchmarks reach the variants directly; the test table's notion of a current variant is not used.
+namespace zeltest {
+const Variant& current() { return variants().back(); }
+}  // namespace zeltest
+
+int main(int argc, char** argv) {
+  // One core for the whole run, single-threaded; ZELJ_BENCH_CPU picks it.
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  const char* cpu = std::getenv("ZELJ_BENCH_CPU");
+  CPU_SET(cpu ? std::atoi(cpu) : 0, &set);
+  sched_setaffinity(0, sizeof set, &set);
+  setenv("OMP_NUM_THREADS", "1", 1);
+
+  std::vector<char*> args(argv, argv + argc);
+  char interleave[] = "--benchmark_enable_random_interleaving=true";
+  args.insert(args.begin() + 1, interleave);
+  int n = int(args.size());
+  benchmark::Initialize(&n, args.data());
+  for (const auto& suite : bench::suites()) suite();
+  bench::RatioReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  return 0;
+}

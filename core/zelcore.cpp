@@ -1,0 +1,47 @@
+#include "zelcore.h"
+
+#include <limits.h>
+#include <omp.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr size_t kAlignment = 64;  // a cache line, and the widest vector register
+
+}  // namespace
+
+void* zelMalloc(int64_t length) {
+  if (length < 1) return nullptr;
+  void* p = nullptr;
+  return posix_memalign(&p, kAlignment, size_t(length)) == 0 ? p : nullptr;
+}
+
+void zelFree(void* ptr) { free(ptr); }
+
+int ownGetNumThreads(void) {
+  const int n = omp_get_max_threads();
+  return n > 0 ? n : 1;
+}
+
+uint64_t ownGetFeature(uint64_t mask) {
+  __builtin_cpu_init();
+  uint64_t features = 0;
+  if (__builtin_cpu_supports("sse4.1")) features |= zelFeatureSse41;
+  if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2"))
+    features |= zelFeatureAvx2;
+  return features & mask;
+}
+
+int zelGetMaxCacheSizeB(int* pSizeByte) {
+  if (!pSizeByte) return -8;
+  long largest = 0;
+  const int levels[] = {_SC_LEVEL1_DCACHE_SIZE, _SC_LEVEL2_CACHE_SIZE, _SC_LEVEL3_CACHE_SIZE, _SC_LEVEL4_CACHE_SIZE};
+  for (const int level : levels) {
+    const long size = sysconf(level);
+    if (size > largest) largest = size;
+  }
+  if (largest <= 0) return -2;
+  *pSizeByte = largest > INT_MAX ? INT_MAX : int(largest);
+  return 0;
+}

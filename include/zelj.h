@@ -1,0 +1,343 @@
+/* zelj.h - image-codec primitives for x86-64: the public interface of libzeljy8.so.6.1
+ *
+ * Plain C functions over caller-owned memory. C99 and C++.
+ *
+ * What holds for every function, unless its family says otherwise:
+ *   - The result is a ZelStatus: zelStsNoErr (0), a negative error or a positive warning. Nothing is printed, logged or
+ *     aborted, and no global state changes. Only the version query returns something else.
+ *   - Arguments are checked before anything is read or written, and the first check that fails decides the status: a null
+ *     pointer zelStsNullPtrErr, a step below 1 zelStsStepErr, a size or length below 1 zelStsSizeErr, a value outside its
+ *     set zelStsBadArgErr. The checks follow the order of the arguments, unless a family states its own order ("Checks:").
+ *     After a failed check every output is untouched.
+ *   - A step is the distance in bytes between the starts of two rows. Sizes (ZeliSize) and lengths are in elements. Buffer
+ *     lengths and positions of bit streams are in bytes.
+ *   - Pointers need the alignment of their element type only. Source and destination do not overlap, except in functions
+ *     whose suffix has an I (one pointer is both) or where it is said that they may.
+ *   - Every function is reentrant. Functions on planes divide their rows among OpenMP threads where a region has more than
+ *     8192 elements ("Threads"); the result never depends on the number of threads. All others run on the calling thread.
+ *
+ * Names: zel + domain letter + operation _ format _ sample types (source, then destination) _ layout
+ *   8u 16u unsigned, 16s 32s signed, 32f single precision, 1u a bit stream
+ *   C1 C2 C3 C4 channels interleaved in one plane, P3 P4 an array of planes; two of them: source, then destination
+ *   R a region given by pointer, step and size; I in place; MCU one minimum coded unit of 8x8 blocks; LS with level shift
+ *
+ * Contents
+ *   1  Status values, types, records, version
+ *   2  JPEG entropy coding: Huffman tables, bit-stream states, baseline blocks
+ *   3  JPEG transform and quantisation: tables, quantisation, DCT, level shift
+ *   4  JPEG colour conversion and resampling: one MCU at a time
+ */
+#ifndef ZELJ_H
+#define ZELJ_H
+
+#include <stdint.h>
+
+#if defined(__GNUC__)
+#define ZEL_API __attribute__((visibility("default")))
+#else
+#define ZEL_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ==== 1  Status values, types, records, version ==================================================================== */
+
+typedef enum ZelStatus {
+  zelStsDivByZeroWrn = 6,             /* warning: a divisor was zero; the output is complete, with a substitute there */
+  zelStsNoErr = 0,                    /* success */
+  zelStsErr = -2,                     /* a decoded run would place a coefficient outside the 8x8 block */
+  zelStsBadArgErr = -5,               /* an argument value outside its allowed set */
+  zelStsSizeErr = -6,                 /* a width, height or length below 1, or above a stated limit */
+  zelStsOutOfRangeErr = -7,           /* a magnitude category that the coding mode cannot carry */
+  zelStsNullPtrErr = -8,              /* a required pointer is null; a JPEG Huffman record could not be allocated */
+  zelStsMemAllocErr = -9,             /* a JPEG 2000 record could not be allocated */
+  zelStsStepErr = -14,                /* a row step below 1 */
+  zelStsContextMatchErr = -17,        /* a state record does not carry the identity tag of its functions */
+  zelStsJPEGOutOfBufErr = -62,        /* JPEG bit stream: the source is exhausted, or the destination is full */
+  zelStsJPEGCodeRangeErr = -63,       /* JPEG: no code matches, a marker ended the data, or a category is too large */
+  zelStsJPEGHuffTableErr = -64,       /* JPEG: an invalid table description, or a symbol without a code */
+  zelStsJPEG2KDamagedCBErr = -112,    /* JPEG 2000: a code block's data did not end as expected */
+  zelStsJPEG2KBadPassNumberErr = -113, /* JPEG 2000: a coding-pass index that the encoder state does not hold */
+  zelStsTIFFOutOfBufErr = -124,       /* PackBits: past the end of the source or of the destination row */
+  zelStsJPEG2KNotAttachedErr = -180   /* JPEG 2000: the progressive decoder state is not ready for a step */
+} ZelStatus;
+
+typedef struct ZeliSize {
+  int width;  /* in elements */
+  int height;
+} ZeliSize;
+
+typedef struct ZeliRect {
+  int x;
+  int y;
+  int width;
+  int height;
+} ZeliRect;
+
+typedef struct ZelLibraryVersion {
+  int major;
+  int minor;
+  int majorBuild;
+  int build;
+  char targetCpu[4];
+  const char* name;
+  const char* version;
+  const char* buildDate;
+} ZelLibraryVersion;
+
+/* The version record: constant and static, to be neither changed nor freed. Its name ends in "+" where the processor runs
+ * the AVX2 build of the kernels. Never null. */
+ZEL_API const ZelLibraryVersion* zeljGetLibVersion(void);
+
+/* ==== 2  JPEG entropy coding ========================================================================================
+ *
+ * Records. A record is obtained in one of two ways and then used alike: GetBufSize gives the bytes that a record needs,
+ * and Init fills caller memory of that size and the alignment of the record; or InitAlloc allocates and fills one, which
+ * the matching Free releases (zelStsNullPtrErr where the allocation fails). Init on a used record resets it.
+ *
+ * Coefficient blocks are 64 signed 16-bit values in natural (row-major) order, DC first: entry 8 * v + u holds horizontal
+ * frequency u of vertical frequency v. The coders walk them in zigzag order (ITU-T T.81, Figure A.6). */
+
+/* ---- Huffman tables (ITU-T T.81, Annexes B.2.4.2 and C) ---- */
+
+/* Decoder table: 1644 bytes. */
+typedef struct ZeliDecodeHuffmanSpec {
+  uint16_t values[256];   /* the symbols in code order */
+  uint32_t lookup[256];   /* by the next 8 bits: symbol | code length << 16; 0 where the code is longer than 8 bits */
+  uint16_t firstCode[18]; /* by length 1..16 */
+  uint16_t lastCode[18];  /* by length 1..16: the largest code, 0xFFFF where there is none; [17] is 0xFFFF */
+  uint16_t firstIndex[18]; /* by length 1..16: position in values of the first symbol */
+} ZeliDecodeHuffmanSpec;
+
+/* Encoder table: 1024 bytes, by symbol: code | code length << 16; 0 for a symbol without a code. */
+typedef struct ZeliEncodeHuffmanSpec {
+  uint32_t codes[256];
+} ZeliEncodeHuffmanSpec;
+
+/* Build a table from its description in a stream: pListBits[16] counts of codes of length 1..16, pListVals the symbols in
+ * code order. zelStsJPEGHuffTableErr: more than 256 codes; for the decoder codes of up to 8 bits that overflow the 8-bit
+ * space; for the encoder any overflow or a code of ones only. InitAlloc then still hands out the record, to be freed. */
+ZEL_API ZelStatus zeliDecodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize);
+ZEL_API ZelStatus zeliDecodeHuffmanSpecInit_JPEG_8u(const uint8_t* pListBits, const uint8_t* pListVals,
+                                                    ZeliDecodeHuffmanSpec* pDecHuffSpec);
+ZEL_API ZelStatus zeliDecodeHuffmanSpecInitAlloc_JPEG_8u(const uint8_t* pListBits, const uint8_t* pListVals,
+                                                         ZeliDecodeHuffmanSpec** ppDecHuffSpec);
+ZEL_API ZelStatus zeliDecodeHuffmanSpecFree_JPEG_8u(ZeliDecodeHuffmanSpec* pDecHuffSpec);
+ZEL_API ZelStatus zeliEncodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize);
+ZEL_API ZelStatus zeliEncodeHuffmanSpecInit_JPEG_8u(const uint8_t* pListBits, const uint8_t* pListVals,
+                                                    ZeliEncodeHuffmanSpec* pEncHuffSpec);
+ZEL_API ZelStatus zeliEncodeHuffmanSpecInitAlloc_JPEG_8u(const uint8_t* pListBits, const uint8_t* pListVals,
+                                                         ZeliEncodeHuffmanSpec** ppEncHuffSpec);
+ZEL_API ZelStatus zeliEncodeHuffmanSpecFree_JPEG_8u(ZeliEncodeHuffmanSpec* pEncHuffSpec);
+
+/* The table description with the least coded size for 256 symbol counts (T.81, Annex K.2): writes pListBits[16] and as many
+ * symbols to pListVals as those counts add up to. All counts zero: 16 zero counts. Counts above 1000000000 are passed over.
+ * zelStsJPEGHuffTableErr where a code would exceed 32 bits before lengths are limited; nothing is written then. */
+ZEL_API ZelStatus zeliEncodeHuffmanRawTableInit_JPEG_8u(const int32_t* pStatistics, uint8_t* pListBits,
+                                                        uint8_t* pListVals);
+
+/* ---- Bit-stream states ---- */
+
+/* Decoder state, 24 bytes: start every scan and restart interval with Init. */
+typedef struct ZeliDecodeHuffmanState {
+  uint64_t bits;        /* bits read and not yet used, in the low 32 bits; the next one is bit bitCount - 1 */
+  int32_t bitCount;     /* 0..32 */
+  int32_t eobRun;       /* blocks left of a progressive end-of-band run */
+  int32_t lastPosition; /* zigzag positions accounted for in the last baseline block */
+} ZeliDecodeHuffmanState;
+
+/* Encoder state, 1048 bytes. */
+typedef struct ZeliEncodeHuffmanState {
+  uint64_t bits;               /* pending bits; the first is bit 23 */
+  int32_t bitCount;            /* 0..7 between calls */
+  int32_t eobRun;              /* pending progressive end-of-band run */
+  int32_t correctionBitCount;  /* buffered correction bits of progressive AC refinement */
+  uint8_t correctionBits[1024]; /* one bit a byte */
+} ZeliEncodeHuffmanState;
+
+ZEL_API ZelStatus zeliDecodeHuffmanStateGetBufSize_JPEG_8u(int* pSize);
+ZEL_API ZelStatus zeliDecodeHuffmanStateInit_JPEG_8u(ZeliDecodeHuffmanState* pDecHuffState);
+ZEL_API ZelStatus zeliDecodeHuffmanStateInitAlloc_JPEG_8u(ZeliDecodeHuffmanState** ppDecHuffState);
+ZEL_API ZelStatus zeliDecodeHuffmanStateFree_JPEG_8u(ZeliDecodeHuffmanState* pDecHuffState);
+ZEL_API ZelStatus zeliEncodeHuffmanStateGetBufSize_JPEG_8u(int* pSize);
+ZEL_API ZelStatus zeliEncodeHuffmanStateInit_JPEG_8u(ZeliEncodeHuffmanState* pEncHuffState);
+ZEL_API ZelStatus zeliEncodeHuffmanStateInitAlloc_JPEG_8u(ZeliEncodeHuffmanState** ppEncHuffState);
+ZEL_API ZelStatus zeliEncodeHuffmanStateFree_JPEG_8u(ZeliEncodeHuffmanState* pEncHuffState);
+
+/* ---- Baseline blocks (T.81, Annexes F.1.2 and F.2.2) ----
+ * Entropy-coded bytes are stuffed (0x00 after 0xFF). *pSrcCurrPos and *pDstCurrPos are byte positions in the buffer, read
+ * and advanced; *pLastDC is the component's DC predictor, read and updated.
+ *
+ * Decoding: *pMarker is 0, or the code of the marker that ended the data: it is stored when a marker is met, with the
+ * position just after it; from then on only the bits already held are used. At a restart marker the caller resets the
+ * state, clears *pMarker and the predictors, and goes on at the position.
+ *   zelStsJPEGOutOfBufErr   the source ends before the bits needed, or after a 0xFF
+ *   zelStsJPEGCodeRangeErr  no code of up to 16 bits matches, or a marker came before the bits needed
+ *   zelStsErr               a run passes the end of the block
+ * After such an error the coefficients decoded so far stay, and the block cannot be resumed.
+ * Checks: pSrc, nSrcLenBytes below 0 (zelStsBadArgErr), then the other pointers in order.
+ *
+ * Encoding: coefficients have magnitudes below 32768. bFlush nonzero codes no block: the last byte is padded with ones and
+ * the state reset, as at the end of each scan and before each restart marker.
+ *   zelStsJPEGOutOfBufErr   the destination is full; what was written stays, the stream cannot be continued
+ *   zelStsJPEGHuffTableErr  a symbol has no code
+ * Checks: pDst, nDstLenBytes, pDstCurrPos, pEncHuffState; then, unless flushing, pSrc, pLastDC, pDcTable, pAcTable. */
+ZEL_API ZelStatus zeliDecodeHuffman8x8_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
+                                                     int16_t* pDst, int16_t* pLastDC, int* pMarker,
+                                                     const ZeliDecodeHuffmanSpec* pDcTable,
+                                                     const ZeliDecodeHuffmanSpec* pAcTable,
+                                                     ZeliDecodeHuffmanState* pDecHuffState);
+ZEL_API ZelStatus zeliEncodeHuffman8x8_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int nDstLenBytes,
+                                                     int* pDstCurrPos, int16_t* pLastDC,
+                                                     const ZeliEncodeHuffmanSpec* pDcTable,
+                                                     const ZeliEncodeHuffmanSpec* pAcTable,
+                                                     ZeliEncodeHuffmanState* pEncHuffState, int bFlush);
+
+/* The same with the bit state in the caller's variables and no buffer length. Decoding: the data must end with a marker;
+ * *pSrcBitsLen is the position in bits, a multiple of 8. Where a symbol is needed and a marker has left no bits, the result
+ * is zelStsNoErr with the block as decoded so far. Encoding: *pDstBitsLen is the position in bits, the partial byte there
+ * is kept and completed; 8 bytes of room are needed beyond the coded data; the tables must be complete.
+ * Checks: pSrc, pSrcBitsLen, *pSrcBitsLen below 0 (zelStsBadArgErr), pDst, pLastDC, pMarker, pPrefetchedBits,
+ * pNumValidPrefetchedBits, its value below 0 (zelStsBadArgErr), pDcTable, pAcTable. Encoding: the six pointers. */
+ZEL_API ZelStatus zeliDecodeHuffman8x8_Direct_JPEG_1u16s_C1(const uint8_t* pSrc, int* pSrcBitsLen, int16_t* pDst,
+                                                            int16_t* pLastDC, int* pMarker, uint32_t* pPrefetchedBits,
+                                                            int* pNumValidPrefetchedBits,
+                                                            const ZeliDecodeHuffmanSpec* pDcTable,
+                                                            const ZeliDecodeHuffmanSpec* pAcTable);
+ZEL_API ZelStatus zeliEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int* pDstBitsLen,
+                                                            int16_t* pLastDC, const ZeliEncodeHuffmanSpec* pDcTable,
+                                                            const ZeliEncodeHuffmanSpec* pAcTable);
+
+/* ==== 3  JPEG transform and quantisation ===========================================================================
+ *
+ * Quantisation tables. Raw tables are 64 unsigned 8-bit steps q in zigzag order, as in a stream; forward tables are 64
+ * reciprocals 32768 / q and inverse tables 64 steps q, both unsigned 16-bit in natural order. */
+
+/* Scale a raw table in place by a quality of 1 to 100: t becomes (t * S + 50) / 100 clamped to 1..255, S = 5000 / quality
+ * below 50, else 200 - 2 * quality. Above 100 acts as 100 (all ones); below 1 gives zelStsBadArgErr. */
+ZEL_API ZelStatus zeliQuantFwdRawTableInit_JPEG_8u(uint8_t* pQuantRawTable, int qualityFactor);
+
+/* Forward and inverse table of a raw table. A step of 0 gives the reciprocal 65535 and zelStsDivByZeroWrn.
+ * Checks of the inverse: the destination first. */
+ZEL_API ZelStatus zeliQuantFwdTableInit_JPEG_8u16u(const uint8_t* pQuantRawTable, uint16_t* pQuantFwdTable);
+ZEL_API ZelStatus zeliQuantInvTableInit_JPEG_8u16u(const uint8_t* pQuantRawTable, uint16_t* pQuantInvTable);
+
+/* Quantise a block: x / q rounded to nearest, halves up, by the truncated half of the reciprocal. Dequantise: the low 16
+ * bits of x * q. */
+ZEL_API ZelStatus zeliQuantFwd8x8_JPEG_16s_C1I(int16_t* pSrcDst, const uint16_t* pQuantFwdTable);
+ZEL_API ZelStatus zeliQuantInv8x8_JPEG_16s_C1I(int16_t* pSrcDst, const uint16_t* pQuantInvTable);
+
+/* ---- DCT with quantisation (T.81, Annex A.3.3 and A.3.4) ----
+ * Blocks are 64 coefficients or samples in natural order; sample rows of the LS functions are step bytes apart.
+ * Forward: samples (8u: minus 128), DCT, times the reciprocal, rounded to nearest, halves to even.
+ * Inverse: times the step (low 16 bits), inverse DCT; 8u: plus 128, clamped to 0..255.
+ * 12-bit samples (16u) take single-precision tables: 1 / q forward, q inverse, in natural order; they are centred on 2048
+ * and clamped to 0..4095.
+ * Checks: source and destination pointers, the step, the table. */
+ZEL_API ZelStatus zeliDCTQuantFwd8x8_JPEG_16s_C1(const int16_t* pSrc, int16_t* pDst, const uint16_t* pQuantFwdTable);
+ZEL_API ZelStatus zeliDCTQuantFwd8x8_JPEG_16s_C1I(int16_t* pSrcDst, const uint16_t* pQuantFwdTable);
+ZEL_API ZelStatus zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R(const uint8_t* pSrc, int srcStep, int16_t* pDst,
+                                                      const uint16_t* pQuantFwdTable);
+ZEL_API ZelStatus zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(const uint16_t* pSrc, int srcStep, int16_t* pDst,
+                                                       const float* pQuantFwdTable);
+ZEL_API ZelStatus zeliDCTQuantInv8x8_JPEG_16s_C1(const int16_t* pSrc, int16_t* pDst, const uint16_t* pQuantInvTable);
+ZEL_API ZelStatus zeliDCTQuantInv8x8_JPEG_16s_C1I(int16_t* pSrcDst, const uint16_t* pQuantInvTable);
+ZEL_API ZelStatus zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
+                                                      const uint16_t* pQuantInvTable);
+ZEL_API ZelStatus zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R(const int16_t* pSrc, uint16_t* pDst, int dstStep,
+                                                       const float* pQuantInvTable);
+
+/* Like zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R, but for blocks whose nonzero coefficients lie in the top-left 1x1, 2x2 or 4x4
+ * corner (others are not read). The 1x1 member truncates where the full inverse rounds. */
+ZEL_API ZelStatus zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
+                                                          const uint16_t* pQuantInvTable);
+ZEL_API ZelStatus zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
+                                                          const uint16_t* pQuantInvTable);
+ZEL_API ZelStatus zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
+                                                          const uint16_t* pQuantInvTable);
+
+/* Reduced-size decoding: 2x2 or 4x4 samples, each the mean of its 4x4 or 2x2 group of the block's inverse DCT. */
+ZEL_API ZelStatus zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
+                                                           const uint16_t* pQuantInvTable);
+ZEL_API ZelStatus zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
+                                                           const uint16_t* pQuantInvTable);
+
+/* Inverse DCT of dequantised coefficients, plus level (16-bit wrap), clamped to 0..255 and then to lower..upper.
+ * Checks: pSrc, pDst, dstStep. */
+ZEL_API ZelStatus zeliDCT8x8InvLSClip_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep, int16_t level,
+                                                uint8_t lower, uint8_t upper);
+
+/* ---- Level shift of planes ----
+ * dst = src - 128, or src + 128 clamped to 0..255. Threads. */
+ZEL_API ZelStatus zeliSub128_JPEG_8u16s_C1R(const uint8_t* pSrc, int srcStep, int16_t* pDst, int dstStep,
+                                            ZeliSize roiSize);
+ZEL_API ZelStatus zeliAdd128_JPEG_16s8u_C1R(const int16_t* pSrc, int srcStep, uint8_t* pDst, int dstStep,
+                                            ZeliSize roiSize);
+
+/* ==== 4  JPEG colour conversion and resampling ======================================================================
+ *
+ * ---- One MCU at a time ----
+ * An MCU is 8x8 pixels (444), 16x8 (422) or 16x16 (411: chroma halved both ways). On the block side each component has a
+ * pointer to its 8x8 blocks of level-shifted 16-bit samples: luminance (and K) 1, 2 (left, right) or 4 (top left, top
+ * right, bottom left, bottom right) consecutive blocks, chroma one block each.
+ * Pixels: 8-bit channels interleaved in the named order, or 16-bit pixels: BGR555 has blue in bits 0-4, green in 5-9, red
+ * in 10-14; BGR565 blue in 0-4, green in 5-10, red in 11-15. Fields are cut and widened by shifts alone. */
+
+/* Pixels to blocks: Y - 128, Cb and Cr of the JFIF matrix in 14-bit fixed point, chroma averaged over its pixels and
+ * rounded. CMYK: R = 255 - C, G = 255 - M, B = 255 - Y, and K - 128 as fourth component.
+ * Checks: pSrc and pDst, srcStep, the block pointers in order. */
+ZEL_API ZelStatus zeliRGBToYCbCr444LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZEL_API ZelStatus zeliRGBToYCbCr422LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZEL_API ZelStatus zeliRGBToYCbCr411LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZEL_API ZelStatus zeliBGRToYCbCr444LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZEL_API ZelStatus zeliBGRToYCbCr422LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZEL_API ZelStatus zeliBGRToYCbCr411LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZEL_API ZelStatus zeliBGR555ToYCbCr444LS_MCU_16u16s_C3P3R(const uint16_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZEL_API ZelStatus zeliBGR555ToYCbCr422LS_MCU_16u16s_C3P3R(const uint16_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZEL_API ZelStatus zeliBGR555ToYCbCr411LS_MCU_16u16s_C3P3R(const uint16_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZEL_API ZelStatus zeliBGR565ToYCbCr444LS_MCU_16u16s_C3P3R(const uint16_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZEL_API ZelStatus zeliBGR565ToYCbCr422LS_MCU_16u16s_C3P3R(const uint16_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZEL_API ZelStatus zeliBGR565ToYCbCr411LS_MCU_16u16s_C3P3R(const uint16_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZEL_API ZelStatus zeliCMYKToYCCK444LS_MCU_8u16s_C4P4R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[4]);
+ZEL_API ZelStatus zeliCMYKToYCCK422LS_MCU_8u16s_C4P4R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[4]);
+ZEL_API ZelStatus zeliCMYKToYCCK411LS_MCU_8u16s_C4P4R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[4]);
+
+/* Pixels that are Y, Cb, Cr already: each minus 128, chroma averaged and rounded down. Split422: bytes Y0 Cb Y1 Cr. */
+ZEL_API ZelStatus zeliSampleDown444LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZEL_API ZelStatus zeliSampleDown422LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZEL_API ZelStatus zeliSampleDown411LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+ZEL_API ZelStatus zeliSplit422LS_MCU_8u16s_C2P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+
+/* Blocks to pixels: chroma replicated over its pixels, the inverse matrix in 14-bit fixed point, 128 added, clamped.
+ * CMYK: C = 255 - R, M = 255 - G, Y = 255 - B, and K + 128.
+ * Checks: pSrc and pDst, the block pointers in order, dstStep. */
+ZEL_API ZelStatus zeliYCbCr444ToRGBLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+ZEL_API ZelStatus zeliYCbCr422ToRGBLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+ZEL_API ZelStatus zeliYCbCr411ToRGBLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+ZEL_API ZelStatus zeliYCbCr444ToBGRLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+ZEL_API ZelStatus zeliYCbCr422ToBGRLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+ZEL_API ZelStatus zeliYCbCr411ToBGRLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+ZEL_API ZelStatus zeliYCbCr444ToBGR555LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep);
+ZEL_API ZelStatus zeliYCbCr422ToBGR555LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep);
+ZEL_API ZelStatus zeliYCbCr411ToBGR555LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep);
+ZEL_API ZelStatus zeliYCbCr444ToBGR565LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep);
+ZEL_API ZelStatus zeliYCbCr422ToBGR565LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep);
+ZEL_API ZelStatus zeliYCbCr411ToBGR565LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep);
+ZEL_API ZelStatus zeliYCCK444ToCMYKLS_MCU_16s8u_P4C4R(const int16_t* const pSrc[4], uint8_t* pDst, int dstStep);
+ZEL_API ZelStatus zeliYCCK422ToCMYKLS_MCU_16s8u_P4C4R(const int16_t* const pSrc[4], uint8_t* pDst, int dstStep);
+ZEL_API ZelStatus zeliYCCK411ToCMYKLS_MCU_16s8u_P4C4R(const int16_t* const pSrc[4], uint8_t* pDst, int dstStep);
+
+/* Blocks to Y, Cb, Cr pixels without colour conversion: each plus 128, clamped, chroma replicated. Join422: bytes
+ * Y0 Cb Y1 Cr. */
+ZEL_API ZelStatus zeliSampleUp444LS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+ZEL_API ZelStatus zeliSampleUp422LS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+ZEL_API ZelStatus zeliSampleUp411LS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+ZEL_API ZelStatus zeliJoin422LS_MCU_16s8u_P3C2R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* ZELJ_H */

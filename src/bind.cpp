@@ -1,0 +1,36 @@
+// Binds every exported symbol to the best variant for the processor, once, when the library is loaded.
+//
+// Each public name is an indirect function: the dynamic linker calls its resolver and stores the address that it gives, so
+// that a call costs what any call into a shared library costs. Resolvers run before the program's runtimes exist: this file
+// is compiled without sanitizer, coverage or profiling flags, whatever the rest of the build has.
+#include "zelj.h"
+
+namespace sse41 {
+#define ZEL_EXPORT(name) decltype(::name) name;
+#include "exports.inc"
+#undef ZEL_EXPORT
+}  // namespace sse41
+
+namespace avx2 {
+#define ZEL_EXPORT(name) decltype(::name) name;
+#include "exports.inc"
+#undef ZEL_EXPORT
+}  // namespace avx2
+
+namespace {
+
+// Every feature that the avx2 variant's compiler flags enable.
+[[gnu::always_inline]] inline bool hasAvx2Variant() {
+  __builtin_cpu_init();
+  return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2");
+}
+
+}  // namespace
+
+extern "C" {
+#define ZEL_EXPORT(name)                                                                               \
+  static decltype(&::name) resolve_##name(void) { return hasAvx2Variant() ? &avx2::name : &sse41::name; } \
+  ZEL_API decltype(::name) name __attribute__((ifunc("resolve_" #name)));
+#include "exports.inc"
+#undef ZEL_EXPORT
+}

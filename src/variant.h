@@ -1,0 +1,16 @@
+// What every source of a variant starts from: the public header, and each exported function declared inside the variant's
+// namespace with the public signature. A definition that strays from the public header becomes an overload, and the
+// declared function stays undefined at link time.
+#pragma once
+
+#include "zelj.h"
+
+#ifndef ZEL_VARIANT
+#error "compile the sources of src/ with ZEL_VARIANT set to the variant's name"
+#endif
+
+namespace ZEL_VARIANT {
+#define ZEL_EXPORT(name) decltype(::name) name;
+#include "exports.inc"
+#undef ZEL_EXPORT
+}  // namespace ZEL_VARIANT
