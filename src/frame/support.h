@@ -4,6 +4,7 @@
 
 #include "variant.h"
 
+#pragma GCC visibility push(hidden)
 namespace ZEL_VARIANT {
 
 // ---- Memory (psalloc) ----
@@ -55,3 +56,4 @@ extern const Table<int32_t, 16> own_pj_extend_test;       // 2^(s-1), 0 for s = 
 extern const Table<int32_t, 16> own_pj_twoexpnminusone;   // 2^(s-1), 0 for s = 0
 
 }  // namespace ZEL_VARIANT
+#pragma GCC visibility pop

@@ -61,12 +61,13 @@ template <class T, int B> using WrapRaw = typename Vec<typename WrapLane<T>::Typ
 
 // ---- Loads, stores, lane-wise arithmetic ---------------------------------------------------------------------------
 
-template <class V, class P> ZEL_INLINE V load(const P* p) {  // any alignment
-  V r;
-  __builtin_memcpy(&r, p, sizeof r);
-  return r;
+// A vector in memory, at any address and whatever type the memory has. (A memcpy of 32 bytes becomes two halves.)
+template <class V> struct __attribute__((packed, may_alias)) InMemory { typename V::Raw v; };
+
+template <class V, class P> ZEL_INLINE V load(const P* p) { return {reinterpret_cast<const InMemory<V>*>(p)->v}; }
+template <class P, class T, int B> ZEL_INLINE void store(P* p, Vec<T, B> a) {
+  reinterpret_cast<InMemory<Vec<T, B>>*>(p)->v = a.v;
 }
-template <class P, class T, int B> ZEL_INLINE void store(P* p, Vec<T, B> a) { __builtin_memcpy(p, &a, sizeof a); }
 
 template <class V> ZEL_INLINE V zero() { return V{typename V::Raw{}}; }
 template <class V> ZEL_INLINE V splat(typename V::Lane x) { return V{x - typename V::Raw{}}; }
@@ -168,6 +169,7 @@ ZEL_BINARY(mulHi, int16_t, int16_t, mulhi_epi16)    // the high half of the 32-b
 ZEL_BINARY(mulHi, uint16_t, uint16_t, mulhi_epu16)
 ZEL_BINARY(mulHiRound, int16_t, int16_t, mulhrs_epi16)   // (a * b + 2^14) >> 15
 ZEL_BINARY(maddPairs, int16_t, int32_t, madd_epi16)      // a[2i] * b[2i] + a[2i + 1] * b[2i + 1]
+ZEL_BINARY(addNeighbours, int32_t, int32_t, hadd_epi32)  // a0+a1 a2+a3 b0+b1 b2+b3, in each 128-bit half
 ZEL_BINARY(withSign, int16_t, int16_t, sign_epi16)       // a, -a or 0 as b is positive, negative or 0
 ZEL_BINARY(shuffle128, uint8_t, uint8_t, shuffle_epi8)   // a[b & 15], or 0 where bit 7 of b is set, in each half
 ZEL_BINARY(packI16x128, int32_t, int16_t, packs_epi32)   // a0..a3 b0..b3 | a4..a7 b4..b7, saturated
@@ -247,6 +249,23 @@ template <int kOrder, class T, int B> ZEL_INLINE Vec<T, B> permute32x128(Vec<T, 
   if constexpr (B == 16) return {(typename Vec<T, B>::Raw)_mm_shuffle_epi32((__m128i)a.v, kOrder)};
 }
 
+// The lanes of even (or odd) index of each 128-bit half: of a, then of b.
+#ifdef __AVX2__
+#define ZEL_SHUFFLE_PAIR(a, b, order) \
+  if constexpr (B == 32) return {(typename Vec<T, B>::Raw)_mm256_shuffle_ps((__m256)a.v, (__m256)b.v, order)};
+#else
+#define ZEL_SHUFFLE_PAIR(a, b, order)
+#endif
+template <class T, int B> ZEL_INLINE Vec<T, B> evenLanes32x128(Vec<T, B> a, Vec<T, B> b) {
+  ZEL_SHUFFLE_PAIR(a, b, 0x88)
+  if constexpr (B == 16) return {(typename Vec<T, B>::Raw)_mm_shuffle_ps((__m128)a.v, (__m128)b.v, 0x88)};
+}
+template <class T, int B> ZEL_INLINE Vec<T, B> oddLanes32x128(Vec<T, B> a, Vec<T, B> b) {
+  ZEL_SHUFFLE_PAIR(a, b, 0xDD)
+  if constexpr (B == 16) return {(typename Vec<T, B>::Raw)_mm_shuffle_ps((__m128)a.v, (__m128)b.v, 0xDD)};
+}
+#undef ZEL_SHUFFLE_PAIR
+
 // ---- Width changes that keep element order -------------------------------------------------------------------------
 
 #ifdef __AVX2__
@@ -266,6 +285,11 @@ template <class P> ZEL_INLINE u8x16 loadLow8(const P* p) {
 }
 template <class P, class T> ZEL_INLINE void storeLow8(P* p, Vec<T, 16> a) {
   _mm_storel_epi64(reinterpret_cast<__m128i_u*>(p), (__m128i)a.v);
+}
+
+template <class P, class T> ZEL_INLINE void storeHigh8(P* p, Vec<T, 16> a) {
+  const int64_t high = Vec<int64_t, 16>{(Vec<int64_t, 16>::Raw)a.v}.v[1];
+  __builtin_memcpy(p, &high, sizeof high);
 }
 
 // V::N samples widened: 8u to 16 bits, 16s to 32 bits.

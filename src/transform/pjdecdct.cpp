@@ -1,0 +1,90 @@
+// Dequantisation and inverse DCT of 8-bit samples, full size (ITU-T T.81, Annexes A.3.3 and A.3.4).
+#include "frame/checks.h"
+#include "transform/idct_fixed.h"
+
+namespace ZEL_VARIANT {
+namespace {
+
+constexpr Clip kFullRange = {0, 255};
+
+void storeSigned(const BlockRows& samples, int16_t* dst) {
+#pragma GCC unroll 8
+  for (int r = 0; r < 8; ++r) store(dst + 8 * r, samples.row[r]);
+}
+
+// Level 128. Samples after the shift by 6 lie in -512..511, so that neither addition meets its wrap or saturation.
+ZEL_INLINE BlockRows shifted(BlockRows b) {
+#pragma GCC unroll 8
+  for (i16x8& row : b.row) row = row + load<i16x8>(kDct.level);
+  return b;
+}
+
+void dctQuantInv(const int16_t* src, int16_t* dst, const uint16_t* table) {
+  storeSigned(dct_8x8_inv_16s(Quantised{src, table}), dst);
+}
+
+void dctQuantInvLS(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
+  storeBlock(shifted(dct_8x8_inv_16s(Quantised{src, table})), dst, dstStep, kFullRange);
+}
+
+void dct_quant_inv8x8_4x4_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
+  storeBlock(shifted(dct_8x8_inv_4x4_16s(Quantised{src, table})), dst, dstStep, kFullRange);
+}
+
+void dct_quant_inv8x8_2x2_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
+  storeBlock(shifted(dct_8x8_inv_2x2_16s(Quantised{src, table})), dst, dstStep, kFullRange);
+}
+
+// (DC * q0 >> 3) + 128, reduced to a signed 16-bit value and then clamped: it truncates where the full inverse rounds.
+void dct_quant_inv8x8_1x1_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
+  const int16_t v = int16_t(((int32_t(src[0]) * table[0]) >> 3) + 128);
+  const u8x16 flat = splat<u8x16>(uint8_t(v < 0 ? 0 : v > 255 ? 255 : v));
+#pragma GCC unroll 8
+  for (int r = 0; r < 8; ++r) storeLow8(rowAt(dst, dstStep, r), flat);
+}
+
+}  // namespace
+
+ZelStatus zeliDCTQuantInv8x8_JPEG_16s_C1(const int16_t* pSrc, int16_t* pDst, const uint16_t* pQuantInvTable) {
+  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), present(pQuantInvTable))) return s;
+  dctQuantInv(pSrc, pDst, pQuantInvTable);
+  return zelStsNoErr;
+}
+
+ZelStatus zeliDCTQuantInv8x8_JPEG_16s_C1I(int16_t* pSrcDst, const uint16_t* pQuantInvTable) {
+  return zeliDCTQuantInv8x8_JPEG_16s_C1(pSrcDst, pSrcDst, pQuantInvTable);
+}
+
+ZelStatus zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
+                                              const uint16_t* pQuantInvTable) {
+  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), stepOk(dstStep), present(pQuantInvTable)))
+    return s;
+  dctQuantInvLS(pSrc, pDst, dstStep, pQuantInvTable);
+  return zelStsNoErr;
+}
+
+ZelStatus zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
+                                                  const uint16_t* pQuantInvTable) {
+  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), stepOk(dstStep), present(pQuantInvTable)))
+    return s;
+  dct_quant_inv8x8_1x1_ls(pSrc, pDst, dstStep, pQuantInvTable);
+  return zelStsNoErr;
+}
+
+ZelStatus zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
+                                                  const uint16_t* pQuantInvTable) {
+  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), stepOk(dstStep), present(pQuantInvTable)))
+    return s;
+  dct_quant_inv8x8_2x2_ls(pSrc, pDst, dstStep, pQuantInvTable);
+  return zelStsNoErr;
+}
+
+ZelStatus zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
+                                                  const uint16_t* pQuantInvTable) {
+  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), stepOk(dstStep), present(pQuantInvTable)))
+    return s;
+  dct_quant_inv8x8_4x4_ls(pSrc, pDst, dstStep, pQuantInvTable);
+  return zelStsNoErr;
+}
+
+}  // namespace ZEL_VARIANT
