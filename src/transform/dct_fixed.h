@@ -112,6 +112,14 @@ ZEL_INLINE i16x8 rowOf(const i16v* v, int r) {
 #endif
 }
 
+// Whether rows 4 to 7 are zero, as they are in most blocks of photographs at usual qualities.
+ZEL_INLINE bool lowerHalfIsZero(const int16_t* block) {
+  i16v any = load<i16v>(block + 32);
+#pragma GCC unroll 4
+  for (int i = kVectors / 2 + 1; i < kVectors; ++i) any = any | load<i16v>(block + i * i16v::N);
+  return isZero(any);
+}
+
 ZEL_INLINE i16x8 mulHi(i16x8 a, const int16_t (&c)[8]) { return mulHi(a, load<i16x8>(c)); }
 ZEL_INLINE i16v shuffleBytes(i16v a, const uint8_t (&order)[32]) {
   return as<i16v>(shuffle128(as<u8v>(a), load<u8v>(order)));

@@ -127,6 +127,15 @@ struct Plain {
   ZEL_INLINE i16v vector(int i) const { return load<i16v>(block + i * i16v::N); }
 };
 
+// Where only rows 0 to 3 are not zero; all columns count.
+template <class Source> ZEL_INLINE BlockRows inverseOfUpperHalf(Source src) {
+  i16v v[kVectors / 2];
+#pragma GCC unroll 4
+  for (int i = 0; i < kVectors / 2; ++i)
+    v[i] = inverseRows(src.vector(i), kInverse.at[i], load<i32v>(kInverseRound.at[i]));
+  return inverseColumns4({rowOf(v, 0), rowOf(v, 1), rowOf(v, 2), rowOf(v, 3)});
+}
+
 // 8x8 samples, not level-shifted.
 template <class Source> ZEL_INLINE BlockRows dct_8x8_inv_16s(Source src) {
   i16v v[kVectors];

@@ -19,12 +19,17 @@ ZEL_INLINE BlockRows shifted(BlockRows b) {
   return b;
 }
 
+ZEL_INLINE BlockRows inverseOf(const int16_t* src, const uint16_t* table) {
+  const Quantised block = {src, table};
+  return lowerHalfIsZero(src) ? inverseOfUpperHalf(block) : dct_8x8_inv_16s(block);
+}
+
 void dctQuantInv(const int16_t* src, int16_t* dst, const uint16_t* table) {
-  storeSigned(dct_8x8_inv_16s(Quantised{src, table}), dst);
+  storeSigned(inverseOf(src, table), dst);
 }
 
 void dctQuantInvLS(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
-  storeBlock(shifted(dct_8x8_inv_16s(Quantised{src, table})), dst, dstStep, kFullRange);
+  storeBlock(shifted(inverseOf(src, table)), dst, dstStep, kFullRange);
 }
 
 void dct_quant_inv8x8_4x4_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {

@@ -100,7 +100,9 @@ ZEL_INLINE void storeRow4(uint8_t* dst, int dstStep, int row, int32_t four) {
 }
 
 void dct_quant_inv8x8To4x4_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
-  const FourRows upper = fourRows4(src, table, 0, kUpperRounders4), lower = fourRows4(src, table, 4, kLowerRounders4);
+  const FourRows upper = fourRows4(src, table, 0, kUpperRounders4);
+  FourRows lower = {zero<i16x8>(), zero<i16x8>()};  // what the row pass gives for rows of zeros
+  if (!lowerHalfIsZero(src)) lower = fourRows4(src, table, 4, kLowerRounders4);
   const i16x8 R0 = upper.rows02, R2 = upperRow(upper.rows02), R6 = upperRow(lower.rows02);
 
   const OddRows odd = oddRows(upper.rows13, upperRow(upper.rows13), lower.rows13, upperRow(lower.rows13));
