@@ -11,17 +11,17 @@ constexpr int64_t kCachedTrafficBytes = 0x80000;  // below this the cache size i
 void widenRow(const uint8_t* src, uint16_t* dst, int64_t n) {
   int64_t i = 0;
   for (; i + u16v::N <= n; i += u16v::N) store(dst + i, loadWiden<u16v>(src + i));
-  for (; i < n; ++i) dst[i] = src[i];
+  for (; i < n; ++i) storeOne(dst + i, uint16_t(src[i]));
 }
 
 // The same with stores that bypass the cache; these need a destination on a vector boundary.
 void widenRowPastCache(const uint8_t* src, uint16_t* dst, int64_t n) {
   if (uintptr_t(dst) % sizeof(uint16_t) != 0) return widenRow(src, dst, n);
   int64_t i = 0;
-  for (; i < n && uintptr_t(dst + i) % 16 != 0; ++i) dst[i] = src[i];
+  for (; i < n && uintptr_t(dst + i) % 16 != 0; ++i) storeOne(dst + i, uint16_t(src[i]));
   for (; i + u16x8::N <= n; i += u16x8::N)
     _mm_stream_si128(reinterpret_cast<__m128i*>(dst + i), (__m128i)loadWiden<u16x8>(src + i).v);
-  for (; i < n; ++i) dst[i] = src[i];
+  for (; i < n; ++i) storeOne(dst + i, uint16_t(src[i]));
 }
 
 bool exceedsCache(int64_t traffic) {

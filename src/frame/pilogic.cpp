@@ -11,7 +11,7 @@ void andRow(const int32_t* src, int32_t value, int32_t* dst, int n) {
   const i32v mask = splat<i32v>(value);
   int i = 0;
   for (; i + i32v::N <= n; i += i32v::N) store(dst + i, load<i32v>(src + i) & mask);
-  for (; i < n; ++i) dst[i] = src[i] & value;
+  for (; i < n; ++i) storeOne(dst + i, loadOne(src + i) & value);
 }
 
 }  // namespace

@@ -69,6 +69,14 @@ template <class P, class T, int B> ZEL_INLINE void store(P* p, Vec<T, B> a) {
   reinterpret_cast<InMemory<Vec<T, B>>*>(p)->v = a.v;
 }
 
+// One sample at any address: rows whose step is odd are not aligned even to their samples.
+template <class T> ZEL_INLINE T loadOne(const T* p) {
+  T x;
+  __builtin_memcpy(&x, p, sizeof x);
+  return x;
+}
+template <class T> ZEL_INLINE void storeOne(T* p, T x) { __builtin_memcpy(p, &x, sizeof x); }
+
 template <class V> ZEL_INLINE V zero() { return V{typename V::Raw{}}; }
 template <class V> ZEL_INLINE V splat(typename V::Lane x) { return V{x - typename V::Raw{}}; }
 

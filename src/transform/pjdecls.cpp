@@ -14,7 +14,7 @@ void ownpj_Add128_JPEG_16s8u_C1(const int16_t* src, uint8_t* dst, int n) {
     store(dst + i, packU8(addSat(load<i16v>(src + i), level), addSat(load<i16v>(src + i + i16v::N), level)));
   for (; i + 8 <= n; i += 8) storeNarrow(dst + i, addSat(load<i16x8>(src + i), splat<i16x8>(128)));
   for (; i < n; ++i) {
-    const int sum = src[i] + 128;
+    const int sum = loadOne(src + i) + 128;
     dst[i] = uint8_t(sum < 0 ? 0 : sum > 255 ? 255 : sum);
   }
 }

@@ -10,7 +10,7 @@ namespace {
 void ownpj_Sub128_JPEG_8u16s_C1(const uint8_t* src, int16_t* dst, int n) {
   int i = 0;
   for (; i + i16v::N <= n; i += i16v::N) store(dst + i, loadWiden<i16v>(src + i) - splat<i16v>(128));
-  for (; i < n; ++i) dst[i] = int16_t(src[i] - 128);
+  for (; i < n; ++i) storeOne(dst + i, int16_t(src[i] - 128));
 }
 
 }  // namespace

@@ -1,0 +1,101 @@
+// Quantisation tables, and quantisation and dequantisation of blocks.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <numeric>
+
+#include "support/api.h"
+#include "support/data.h"
+
+namespace {
+
+using zeltest::Guarded;
+using zeltest::Random;
+
+// ITU-T T.81, Figure A.6: for each natural position its place in the zigzag.
+constexpr int kZigzag[64] = {0,  1,  5,  6,  14, 15, 27, 28, 2,  4,  7,  13, 16, 26, 29, 42, 3,  8,  12, 17, 25, 30,
+                             41, 43, 9,  11, 18, 24, 31, 40, 44, 53, 10, 19, 23, 32, 39, 45, 52, 54, 20, 22, 33, 38,
+                             46, 51, 55, 60, 21, 34, 37, 47, 50, 56, 59, 61, 35, 36, 48, 49, 57, 58, 62, 63};
+
+}  // namespace
+
+TEST(Quant, QualityScalesEveryStep) {
+  for (const int quality : {1, 2, 10, 49, 50, 51, 75, 99, 100, 101, 1000, INT_MAX}) {
+    for (int first = 0; first < 256; first += 64) {
+      uint8_t table[64];
+      std::iota(table, table + 64, uint8_t(first));
+      ASSERT_EQ(zelStsNoErr, zel().zeliQuantFwdRawTableInit_JPEG_8u(table, quality));
+      for (int i = 0; i < 64; ++i) {
+        const int64_t scale = quality < 50 ? 5000 / quality : 200 - 2 * int64_t(quality);
+        const int64_t step = ((first + i) * scale + 50) / 100;
+        ASSERT_EQ(step < 1 ? 1 : step > 255 ? 255 : step, table[i]) << quality;
+      }
+    }
+  }
+}
+
+TEST(Quant, TablesInNaturalOrder) {
+  for (int first = 1; first < 256; first += 63) {
+    uint8_t raw[64];
+    for (int i = 0; i < 64; ++i) raw[i] = uint8_t(std::min(255, first + i));
+    Guarded<uint16_t> forward(64, size_t(first % 5 * 2)), inverse(64, size_t(first % 3 * 2));
+    ASSERT_EQ(zelStsNoErr, zel().zeliQuantFwdTableInit_JPEG_8u16u(raw, forward.data()));
+    ASSERT_EQ(zelStsNoErr, zel().zeliQuantInvTableInit_JPEG_8u16u(raw, inverse.data()));
+    for (size_t i = 0; i < 64; ++i) {
+      const int q = raw[kZigzag[i]];
+      ASSERT_EQ(q, inverse.copy()[i]);
+      ASSERT_EQ(std::lround(32768.0 / q), forward.copy()[i]);  // no quotient is a half
+    }
+  }
+  uint8_t raw[64];
+  std::fill(raw, raw + 64, uint8_t(1));
+  raw[63] = 0;
+  uint16_t forward[64];
+  EXPECT_EQ(zelStsDivByZeroWrn, zel().zeliQuantFwdTableInit_JPEG_8u16u(raw, forward));
+  EXPECT_EQ(65535, forward[63]);
+  EXPECT_EQ(32768, forward[62]);
+}
+
+TEST(Quant, EveryCoefficientUnderManySteps) {
+  const std::vector<uint16_t> reciprocals = {32768, 16384, 10923, 2048, 819, 129, 128, 1, 0, 65535, 40000};
+  std::vector<uint16_t> table(64);
+  for (size_t i = 0; i < 64; ++i) table[i] = reciprocals[i % reciprocals.size()];
+  for (int base = -32768; base < 32768; base += 29) {
+    int16_t block[64];
+    for (int i = 0; i < 64; ++i) block[i] = int16_t(base + i * (i % 2 ? 1 : 577));
+    int16_t quantised[64], dequantised[64];
+    std::memcpy(quantised, block, sizeof block);
+    std::memcpy(dequantised, block, sizeof block);
+    ASSERT_EQ(zelStsNoErr, zel().zeliQuantFwd8x8_JPEG_16s_C1I(quantised, table.data()));
+    ASSERT_EQ(zelStsNoErr, zel().zeliQuantInv8x8_JPEG_16s_C1I(dequantised, table.data()));
+    for (int i = 0; i < 64; ++i) {
+      const int a = int16_t(uint32_t(block[i]) << 3), b = table[size_t(i)] >> 1;
+      ASSERT_EQ(int16_t((((a * b) >> 16) + 1) >> 1), quantised[i]) << block[i] << " by " << table[size_t(i)];
+      ASSERT_EQ(int16_t(uint32_t(block[i]) * table[size_t(i)]), dequantised[i]);
+    }
+  }
+  // x / 16 rounds halves up.
+  const std::vector<uint16_t> sixteenth(64, 2048);
+  int16_t block[64] = {8, 7, -8, -9, 24, -24};
+  zel().zeliQuantFwd8x8_JPEG_16s_C1I(block, sixteenth.data());
+  EXPECT_EQ((std::vector<int16_t>{1, 0, 0, -1, 2, -1}), std::vector<int16_t>(block, block + 6));
+}
+
+TEST(Quant, ChecksInOrder) {
+  uint8_t raw[64] = {50};
+  uint16_t table[64] = {9};
+  int16_t block[64] = {9};
+  EXPECT_EQ(zelStsNullPtrErr, zel().zeliQuantFwdRawTableInit_JPEG_8u(nullptr, 0));
+  EXPECT_EQ(zelStsBadArgErr, zel().zeliQuantFwdRawTableInit_JPEG_8u(raw, 0));
+  EXPECT_EQ(zelStsBadArgErr, zel().zeliQuantFwdRawTableInit_JPEG_8u(raw, INT_MIN));
+  EXPECT_EQ(zelStsNullPtrErr, zel().zeliQuantFwdTableInit_JPEG_8u16u(nullptr, table));
+  EXPECT_EQ(zelStsNullPtrErr, zel().zeliQuantFwdTableInit_JPEG_8u16u(raw, nullptr));
+  EXPECT_EQ(zelStsNullPtrErr, zel().zeliQuantInvTableInit_JPEG_8u16u(nullptr, table));
+  EXPECT_EQ(zelStsNullPtrErr, zel().zeliQuantInvTableInit_JPEG_8u16u(raw, nullptr));
+  EXPECT_EQ(zelStsNullPtrErr, zel().zeliQuantFwd8x8_JPEG_16s_C1I(nullptr, table));
+  EXPECT_EQ(zelStsNullPtrErr, zel().zeliQuantFwd8x8_JPEG_16s_C1I(block, nullptr));
+  EXPECT_EQ(zelStsNullPtrErr, zel().zeliQuantInv8x8_JPEG_16s_C1I(nullptr, table));
+  EXPECT_EQ(zelStsNullPtrErr, zel().zeliQuantInv8x8_JPEG_16s_C1I(block, nullptr));
+  EXPECT_TRUE(raw[0] == 50 && table[0] == 9 && block[0] == 9);
+}
