@@ -1,0 +1,2 @@
+// The public header alone, as C++17.
+#include "alone.c"
