@@ -24,7 +24,7 @@
  * Contents
  *   1  Status values, types, records, version
  *   2  JPEG entropy coding: Huffman tables, bit-stream states, baseline blocks
- *   3  JPEG transform and quantisation: tables, quantisation, DCT, level shift
+ *   3  JPEG transform and quantisation: tables, quantisation, DCT, level shift, lossless prediction
  *   4  JPEG colour conversion and resampling: one MCU at a time
  */
 #ifndef ZELJ_H
@@ -275,6 +275,21 @@ ZEL_API ZelStatus zeliSub128_JPEG_8u16s_C1R(const uint8_t* pSrc, int srcStep, in
                                             ZeliSize roiSize);
 ZEL_API ZelStatus zeliAdd128_JPEG_16s8u_C1R(const int16_t* pSrc, int srcStep, uint8_t* pDst, int dstStep,
                                             ZeliSize roiSize);
+
+/* ---- Lossless prediction (T.81, Annex H.1.2 and H.2) ----
+ * One row of one component: samples to differences, and back. Rows are width 16-bit samples, already point-transformed.
+ * With Ra the left, Rb the upper and Rc the upper left neighbour, predictors 1 to 7 are Ra, Rb, Rc, Ra + Rb - Rc,
+ * Ra + ((Rb - Rc) >> 1), Rb + ((Ra - Rc) >> 1), (Ra + Rb) >> 1: modulo 2^16, but the halved terms read their operands as
+ * signed, so that samples of 32768 and above are negative there. The first column is predicted by Rb.
+ * The first row of a scan or restart interval has functions of its own: its first sample is predicted by 2^(P - Pt - 1), the
+ * others by Ra. P is the precision (2..16), Pt the point transform (from 0).
+ * Checks: the rows, width, then predictor, or P and Pt (zelStsBadArgErr). */
+ZEL_API ZelStatus zeliDiffPredFirstRow_JPEG_16s_C1(const int16_t* pSrc, int16_t* pDst, int width, int P, int Pt);
+ZEL_API ZelStatus zeliDiffPredRow_JPEG_16s_C1(const int16_t* pSrc, const int16_t* pPrevRow, int16_t* pDst, int width,
+                                              int predictor);
+ZEL_API ZelStatus zeliReconstructPredFirstRow_JPEG_16s_C1(const int16_t* pSrc, int16_t* pDst, int width, int P, int Pt);
+ZEL_API ZelStatus zeliReconstructPredRow_JPEG_16s_C1(const int16_t* pSrc, const int16_t* pPrevRow, int16_t* pDst,
+                                                     int width, int predictor);
 
 /* ==== 4  JPEG colour conversion and resampling ======================================================================
  *
