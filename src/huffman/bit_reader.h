@@ -1,0 +1,228 @@
+// The bit reader of every Huffman decoder: a local variable, made from the caller's state and position, saved back on
+// the way out.
+//
+// Unused bits stand at the top of a 64-bit word, so that the next n bits are its top n. Below them the word may hold a
+// copy of bits that a later refill brings again; they are never counted.
+#pragma once
+
+#include "frame/vec.h"
+#include "huffman/bits.h"
+#include "huffman/code_list.h"
+
+namespace ZEL_VARIANT {
+namespace {
+
+constexpr int kStateBits = 32;     // what a caller's state can hold
+constexpr int kFillBits = 25;      // the careful path reads bytes while it has fewer bits than this
+constexpr int kRefilledBits = 56;  // at least so many after a fast refill
+constexpr int kMaxExtraBits = 15;
+static_assert(kMaxCodeLength + kMaxExtraBits < kStateBits && kStateBits <= kRefilledBits,
+              "below 32 bits a refill brings enough for a code and its extra bits");
+
+// Length of the code of 9 to 16 bits that `next` (the next 16 bits) starts with, 0 if there is none. A code of l bits
+// is next >> (16 - l), the high half of next * 2^l; it matches where it is at most the last code of its length.
+ZEL_INLINE int longCodeLength(const ZeliDecodeHuffmanSpec& table, uint32_t next) {
+  const u16x8 scale = {{1 << 9, 1 << 10, 1 << 11, 1 << 12, 1 << 13, 1 << 14, 1 << 15, 0}};
+  const u16x8 whole = {{0, 0, 0, 0, 0, 0, 0, 0xFFFF}};
+  const u16x8 bits = splat<u16x8>(uint16_t(next));
+  const u16x8 code = mulHi(bits, scale) | (bits & whole);
+  const u16x8 last = load<u16x8>(table.lastCode + 9);
+  const u16x8 fits = subSat(code, last) == zero<u16x8>();
+  const uint32_t matches = byteMask(fits & ~(last == splat<u16x8>(0xFFFF)));
+  return matches ? 9 + __builtin_ctz(matches) / 2 : 0;
+}
+
+// The symbol of a code that matches at its length. Descriptions that overflow are not rejected for long codes: the
+// index stays inside the values whatever they say.
+inline uint32_t symbolOf(const ZeliDecodeHuffmanSpec& table, int length, uint32_t code) {
+  return table.values[uint8_t(table.firstIndex[length] + code - table.firstCode[length])];
+}
+
+template <Path kPath>
+class BitReader {
+ public:
+  ZEL_INLINE BitReader(const uint8_t* src, int length, int pos, uint64_t bits, int count, int marker)
+      : bits_(bits << 1 << (63 - count)),
+        count_(count),
+        marker_(marker),
+        src_(src),
+        start_(src + pos),
+        next_(start_),
+        end_(src + length) {}
+
+  // Decodes one symbol (T.81, Figure F.16).
+  ZEL_INLINE ZelStatus symbol(const ZeliDecodeHuffmanSpec& table, uint32_t* symbol) {
+    if constexpr (kPath == Path::careful) return carefulSymbol(table, symbol);
+    if (count_ < kStateBits && !refill()) return zelStsJPEGOutOfBufErr;
+    const uint32_t entry = table.lookup[bits_ >> 56];
+    int length = int(entry >> 16);
+    *symbol = entry & 0xFFFF;
+    if (__builtin_expect(length == 0, 0)) {
+      const uint32_t next = uint32_t(bits_ >> 48);
+      length = longCodeLength(table, next);
+      if (length == 0) return zelStsJPEGCodeRangeErr;
+      *symbol = symbolOf(table, length, next >> (16 - length));
+    }
+    drop(length);
+    return zelStsNoErr;
+  }
+
+  // Reads the value of a category (0 to 15) after its symbol: category bits, extended (T.81, Figure F.12).
+  ZEL_INLINE ZelStatus value(int category, int* value) {
+    if (const ZelStatus s = require(category, kValue)) return s;
+    // A first bit of 0 marks a negative value: it is then minus the complement of the bits.
+    const uint64_t negative = ~uint64_t(int64_t(bits_) >> 63);
+    const uint64_t magnitude = (bits_ ^ negative) >> 1 >> (63 - category);
+    *value = int((magnitude ^ negative) - negative);
+    drop(category);
+    return zelStsNoErr;
+  }
+
+  // What was asked for when a marker had left too few bits.
+  enum Missing { kNothing, kCode, kValue };
+  Missing missing() const { return missing_; }
+
+  int marker() const { return marker_; }
+
+  // Writes bits, count and position back. The fast path returns whole bytes until at most 32 bits are left.
+  template <class Bits>
+  ZEL_INLINE void save(Bits* bits, int* count, int* pos) {
+    uint64_t unused = bits_ >> 1 >> (63 - count_);
+    if constexpr (kPath != Path::careful) {
+      const int excess = (count_ - kFillBits) >> 3;
+      if (excess > 0) {
+        // At most four bytes go back, all among the low 32 bits; a 0xFF takes its stuffing with it.
+        next_ = has0xFF(uint32_t(unused)) ? stepBack(next_, start_, excess) : next_ - excess;
+        unused >>= 8 * excess;
+        count_ -= 8 * excess;
+      }
+    }
+    *bits = Bits(unused);
+    *count = count_;
+    *pos = int(next_ - src_);
+  }
+
+ private:
+  ZEL_INLINE void drop(int n) {
+    bits_ <<= n;
+    count_ -= n;
+  }
+
+  // ---- Careful path ----
+
+  // Bytes until 25 bits are there, a marker is met or the source ends; an end with fewer than n bits is an error.
+  ZelStatus fill(int n) {
+    if (marker_ != 0) return n > count_ ? zelStsJPEGCodeRangeErr : zelStsNoErr;
+    while (count_ < kFillBits) {
+      if (next_ >= end_) return n > count_ ? zelStsJPEGOutOfBufErr : zelStsNoErr;
+      uint8_t byte = *next_++;
+      if (byte == 0xFF) {
+        while (next_ < end_ && *next_ == 0xFF) ++next_;
+        if (next_ == end_) return zelStsJPEGOutOfBufErr;
+        const uint8_t after = *next_++;
+        if (after != 0) {
+          marker_ = after;
+          return zelStsNoErr;
+        }
+      }
+      bits_ |= uint64_t(byte) << (56 - count_);
+      count_ += 8;
+    }
+    return zelStsNoErr;
+  }
+
+  ZEL_INLINE ZelStatus require(int n, Missing what) {
+    if constexpr (kPath != Path::careful) return zelStsNoErr;
+    if (n <= count_) return zelStsNoErr;
+    const ZelStatus s = fill(n);
+    if (s == zelStsNoErr && n <= count_) return zelStsNoErr;
+    if (marker_ == 0) return s;
+    missing_ = what;
+    return zelStsJPEGCodeRangeErr;
+  }
+
+  ZelStatus carefulSymbol(const ZeliDecodeHuffmanSpec& table, uint32_t* symbol) {
+    if (count_ < 8)
+      if (const ZelStatus s = fill(0)) return s;
+    int length = 1;  // with fewer than 8 bits left in the stream the lookup may promise bits that are not there
+    if (count_ >= 8) {
+      const uint32_t entry = table.lookup[bits_ >> 56];
+      if (entry >> 16) {
+        drop(int(entry >> 16));
+        *symbol = entry & 0xFFFF;
+        return zelStsNoErr;
+      }
+      length = 9;
+    }
+    if (const ZelStatus s = require(length, kCode)) return s;
+    uint32_t code = uint32_t(bits_ >> (64 - length));
+    drop(length);
+    while (code > table.lastCode[length] || table.lastCode[length] == 0xFFFF) {
+      if (length == kMaxCodeLength) return zelStsJPEGCodeRangeErr;
+      if (const ZelStatus s = require(1, kCode)) return s;
+      code = code << 1 | uint32_t(bits_ >> 63);
+      drop(1);
+      ++length;
+    }
+    *symbol = symbolOf(table, length, code);
+    return zelStsNoErr;
+  }
+
+  // ---- Fast path ----
+
+  // At least 56 bits; false where fewer than 8 bytes are left or a marker stands in them.
+  ZEL_INLINE bool refill() {
+    if (end_ - next_ < 8) return false;
+    const uint64_t bytes = loadBytes(next_);
+    if (__builtin_expect(has0xFF(bytes), 0)) {
+      const Stuffed s = refillStuffed(next_, end_, bits_, count_);
+      next_ = s.next;
+      bits_ = s.bits;
+      count_ = s.count;
+      return s.next != nullptr;
+    }
+    bits_ |= bytes >> count_;
+    next_ += (63 - count_) >> 3;
+    count_ |= kRefilledBits;
+    return true;
+  }
+
+  struct Stuffed {
+    const uint8_t* next;  // null at a marker or the end
+    uint64_t bits;
+    int count;
+  };
+  // Takes and gives the members by value: a reader whose address is taken would not stay in registers.
+  [[gnu::noinline]] static Stuffed refillStuffed(const uint8_t* next, const uint8_t* end, uint64_t bits, int count) {
+    while (count < kRefilledBits) {
+      if (next == end) return {};
+      const uint8_t byte = *next++;
+      if (byte == 0xFF) {
+        while (next < end && *next == 0xFF) ++next;
+        if (next == end || *next++ != 0) return {};
+      }
+      bits |= uint64_t(byte) << (56 - count);
+      count += 8;
+    }
+    return {next, bits, count};
+  }
+
+  // The position n data bytes earlier, none of them before `start`.
+  [[gnu::noinline]] static const uint8_t* stepBack(const uint8_t* next, const uint8_t* start, int n) {
+    for (; n > 0; --n) {
+      --next;
+      if (*next == 0)
+        while (next > start && next[-1] == 0xFF) --next;
+    }
+    return next;
+  }
+
+  uint64_t bits_;
+  int count_;
+  int marker_;
+  Missing missing_ = kNothing;
+  const uint8_t *src_, *start_, *next_, *end_;
+};
+
+}  // namespace
+}  // namespace ZEL_VARIANT

@@ -1,0 +1,184 @@
+// Huffman table records from descriptions, and optimal descriptions from counts.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <numeric>
+#include <queue>
+
+#include "support/api.h"
+#include "support/core_hooks.h"
+#include "support/data.h"
+
+namespace {
+
+using zeltest::Guarded;
+using zeltest::Random;
+using Bytes = std::vector<uint8_t>;
+
+struct Description {
+  Bytes bits, values;
+};
+
+// Random counts of code lengths, mostly valid, some that overflow; exactly as many values as they say.
+Description randomDescription(Random &r) {
+  Description d{Bytes(16), {}};
+  for (int length = 0, room = 1; length < 16; ++length) {
+    room = std::min(room * 2, 1 << 16);
+    const int n = r.below(3) == 0 ? 0 : r.below(1 + std::min(room, length == 0 ? 1 : 60)) + (r.below(40) == 0);
+    d.bits[size_t(length)] = uint8_t(n);
+    room = std::max(0, room - n);
+  }
+  d.values = r.vector<uint8_t>(size_t(std::accumulate(d.bits.begin(), d.bits.end(), 0)));
+  return d;
+}
+
+}  // namespace
+
+// Every record field from the description, code by code; both records, or their errors.
+TEST(HuffmanTables, RecordsFromDescriptions) {
+  Random r(1);
+  int failures[2] = {}, longTables = 0;
+  for (int trial = 0; trial < 3000; ++trial) {
+    const Description d = randomDescription(r);
+    Guarded<uint8_t> bits(d.bits), values(d.values.empty() ? Bytes(1) : d.values);
+    ZeliDecodeHuffmanSpec dec, wantDec{};
+    ZeliEncodeHuffmanSpec enc, wantEnc{};
+    std::memset(&dec, 0xEE, sizeof dec);
+    std::memset(&enc, 0xEE, sizeof enc);
+    ZelStatus decStatus = d.values.size() > 256 ? zelStsJPEGHuffTableErr : zelStsNoErr, encStatus = decStatus;
+    uint32_t code = 0;
+    size_t k = 0;
+    wantDec.lastCode[17] = 0xFFFF;
+    for (uint32_t length = 1; length <= 16 && decStatus == 0; ++length, code *= 2) {
+      const uint32_t n = d.bits[length - 1];
+      wantDec.firstCode[length] = uint16_t(n ? code : 0);
+      wantDec.firstIndex[length] = uint16_t(n ? k : 0);
+      wantDec.lastCode[length] = uint16_t(n ? code + n - 1 : 0xFFFF);
+      for (uint32_t i = 0; i < n; ++i, ++k, ++code) {
+        wantDec.values[k] = d.values[k];
+        wantEnc.codes[d.values[k]] = code + (length << 16);
+        for (uint32_t byte = 0; byte < 256 && length <= 8; ++byte)
+          if (byte >> (8 - length) == code) wantDec.lookup[byte] = d.values[k] + (length << 16);
+      }
+      if (length <= 8 && code > 1u << length) decStatus = zelStsJPEGHuffTableErr;
+      if (n && code >= 1u << length) encStatus = zelStsJPEGHuffTableErr;
+    }
+    ASSERT_EQ(decStatus, zel().zeliDecodeHuffmanSpecInit_JPEG_8u(bits.data(), values.data(), &dec));
+    ASSERT_EQ(encStatus, zel().zeliEncodeHuffmanSpecInit_JPEG_8u(bits.data(), values.data(), &enc));
+    if (decStatus == 0) ASSERT_EQ(0, std::memcmp(&wantDec, &dec, sizeof dec));
+    if (encStatus == 0) ASSERT_EQ(0, std::memcmp(&wantEnc, &enc, sizeof enc));
+    ++failures[0] += decStatus != 0, failures[1] += encStatus != 0,
+        longTables += decStatus == 0 && d.values.size() > 100;
+  }
+  EXPECT_TRUE(failures[0] > 20 && failures[1] > failures[0] && longTables > 100)
+      << failures[0] << " " << failures[1] << " " << longTables;
+}
+
+TEST(HuffmanTables, AllocationSizesAndChecks) {
+  Bytes bits(16), values = {7};
+  bits[0] = 1;
+  int size = 0;
+  ZeliDecodeHuffmanSpec *dec = nullptr, decRecord;
+  ZeliEncodeHuffmanSpec *enc = nullptr, encRecord;
+  const uint8_t *b = bits.data(), *v = values.data();
+  for (int missing = 0; missing < 3; ++missing) {
+    const uint8_t *pb = missing == 0 ? nullptr : b, *pv = missing == 1 ? nullptr : v;
+    const bool record = missing != 2;
+    EXPECT_EQ(zelStsNullPtrErr, zel().zeliDecodeHuffmanSpecInit_JPEG_8u(pb, pv, record ? &decRecord : nullptr));
+    EXPECT_EQ(zelStsNullPtrErr, zel().zeliEncodeHuffmanSpecInit_JPEG_8u(pb, pv, record ? &encRecord : nullptr));
+    EXPECT_EQ(zelStsNullPtrErr, zel().zeliDecodeHuffmanSpecInitAlloc_JPEG_8u(pb, pv, record ? &dec : nullptr));
+    EXPECT_EQ(zelStsNullPtrErr, zel().zeliEncodeHuffmanSpecInitAlloc_JPEG_8u(pb, pv, record ? &enc : nullptr));
+    int32_t counts[256] = {1};
+    EXPECT_EQ(zelStsNullPtrErr, zel().zeliEncodeHuffmanRawTableInit_JPEG_8u(missing == 0 ? nullptr : counts,
+                                                                            missing == 1 ? nullptr : &bits[0],
+                                                                            missing == 2 ? nullptr : &values[0]));
+  }
+  EXPECT_EQ(zelStsNullPtrErr, zel().zeliDecodeHuffmanSpecGetBufSize_JPEG_8u(nullptr));
+  EXPECT_EQ(zelStsNullPtrErr, zel().zeliEncodeHuffmanSpecGetBufSize_JPEG_8u(nullptr));
+  EXPECT_EQ(zelStsNullPtrErr, zel().zeliDecodeHuffmanSpecFree_JPEG_8u(nullptr));
+  EXPECT_EQ(zelStsNullPtrErr, zel().zeliEncodeHuffmanSpecFree_JPEG_8u(nullptr));
+  EXPECT_TRUE(zel().zeliDecodeHuffmanSpecGetBufSize_JPEG_8u(&size) == 0 && size == 1644);
+  EXPECT_TRUE(zel().zeliEncodeHuffmanSpecGetBufSize_JPEG_8u(&size) == 0 && size == 1024);
+
+  if (zeltest::CoreHooks *hooks = zeltest::hooks()) {
+    hooks->allocationsUntilFailure = 0;
+    EXPECT_EQ(zelStsNullPtrErr, zel().zeliDecodeHuffmanSpecInitAlloc_JPEG_8u(b, v, &dec));
+    hooks->allocationsUntilFailure = 0;
+    EXPECT_EQ(zelStsNullPtrErr, zel().zeliEncodeHuffmanSpecInitAlloc_JPEG_8u(b, v, &enc));
+    hooks->reset();
+  }
+  EXPECT_TRUE(dec == nullptr && enc == nullptr);
+  EXPECT_EQ(zelStsNoErr, zel().zeliDecodeHuffmanSpecInitAlloc_JPEG_8u(b, v, &dec));
+  EXPECT_EQ(zelStsNoErr, zel().zeliEncodeHuffmanSpecInitAlloc_JPEG_8u(b, v, &enc));
+  EXPECT_TRUE(dec->lookup[127] == (7 | 1 << 16) && enc->codes[7] == 1 << 16);
+  zel().zeliDecodeHuffmanSpecFree_JPEG_8u(dec);
+  zel().zeliEncodeHuffmanSpecFree_JPEG_8u(enc);
+  bits[0] = 3;  // an invalid description: the record is handed out all the same
+  values = {1, 2, 3};
+  dec = nullptr, enc = nullptr;
+  EXPECT_EQ(zelStsJPEGHuffTableErr, zel().zeliDecodeHuffmanSpecInitAlloc_JPEG_8u(b, &values[0], &dec));
+  EXPECT_EQ(zelStsJPEGHuffTableErr, zel().zeliEncodeHuffmanSpecInitAlloc_JPEG_8u(b, &values[0], &enc));
+  EXPECT_EQ(zelStsNoErr, zel().zeliDecodeHuffmanSpecFree_JPEG_8u(dec));
+  EXPECT_EQ(zelStsNoErr, zel().zeliEncodeHuffmanSpecFree_JPEG_8u(enc));
+  if (zeltest::hooks()) EXPECT_EQ(0, zeltest::hooks()->liveAllocations);
+}
+
+// The coded size is the least possible (the sum of all merges of the two rarest) where no code needs limiting; always a
+// prefix code of every counted symbol that leaves the code of ones free.
+TEST(HuffmanTables, OptimalDescriptions) {
+  Random r(2);
+  for (int trial = 0; trial < 400; ++trial) {
+    std::vector<int32_t> counts(256);
+    const int symbols = 1 + r.below(256), shape = r.below(4);
+    for (int i = 0; i < symbols; ++i)  // powers of two make deep trees
+      counts[size_t(r.below(256))] = shape < 3 ? 1 + r.below(shape == 0 ? 3 : 20000) : 1 << r.below(20 + i % 5);
+    Guarded<uint8_t> bits(16);
+    const auto coded = std::count_if(counts.begin(), counts.end(), [](int32_t c) { return c != 0; });
+    Guarded<uint8_t> values{size_t(coded)};  // not one value more is written
+    if (zel().zeliEncodeHuffmanRawTableInit_JPEG_8u(counts.data(), bits.data(), values.data()) != 0) continue;
+    ZeliEncodeHuffmanSpec spec;
+    ASSERT_EQ(zelStsNoErr, zel().zeliEncodeHuffmanSpecInit_JPEG_8u(bits.data(), values.data(), &spec));
+    int64_t size = 1, least = 0, longest = 0, total = 1;
+    std::priority_queue<int64_t, std::vector<int64_t>, std::greater<int64_t>> trees;
+    trees.push(1);
+    for (size_t i = 0; i < 256; ++i) {
+      ASSERT_EQ(counts[i] != 0, spec.codes[i] != 0);
+      size += int64_t(counts[i]) * (spec.codes[i] >> 16);
+      longest = std::max<int64_t>(longest, spec.codes[i] >> 16);
+      total += counts[i];
+      if (counts[i]) trees.push(counts[i]);
+    }
+    while (trees.size() > 1) {
+      const int64_t a = trees.top();
+      trees.pop();
+      const int64_t b = a + trees.top();
+      trees.pop();
+      trees.push(b);
+      least += b;
+    }
+    if (longest < 16 && total < 1000000000) ASSERT_EQ(least, size + longest - 1) << "the reserved symbol has count 1";
+  }
+  const auto describe = [](std::vector<int32_t> counts) {
+    counts.resize(256);
+    Bytes bits(16), values(256, 0xEE);
+    EXPECT_EQ(zelStsNoErr, zel().zeliEncodeHuffmanRawTableInit_JPEG_8u(counts.data(), &bits[0], &values[0]));
+    bits.insert(bits.end(), values.begin(), values.begin() + 4);
+    return bits;
+  };
+  const auto described = [](Bytes bits, Bytes values) {
+    bits.resize(16), values.resize(4, 0xEE);
+    bits.insert(bits.end(), values.begin(), values.end());
+    return bits;
+  };
+  EXPECT_EQ(described({}, {}), describe({}));
+  EXPECT_EQ(described({1}, {3}), describe({0, 0, 0, 9}));
+  EXPECT_EQ(described({1, 1, 1}, {1, 2, 0}), describe({2, 4, 4}));  // ties go to the larger symbol
+  EXPECT_EQ(described({1, 1}, {0, 1}), describe({1000000000, 5}));  // the bound itself is chosen
+  EXPECT_EQ(described({1}, {1}), describe({1000000001, 5}));        // above it, never
+  std::vector<int32_t> deep(256);
+  deep[0] = 1, deep[1] = 2;  // Fibonacci's numbers: one code of every length
+  for (size_t i = 2; i < 40; ++i) deep[i] = deep[i - 1] + deep[i - 2];
+  Bytes bits(16, 0xEE), values(256, 0xEE);
+  EXPECT_EQ(zelStsJPEGHuffTableErr, zel().zeliEncodeHuffmanRawTableInit_JPEG_8u(deep.data(), &bits[0], &values[0]));
+  EXPECT_EQ(std::make_pair(Bytes(16, 0xEE), Bytes(256, 0xEE)), std::make_pair(bits, values));
+}
