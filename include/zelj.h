@@ -25,7 +25,7 @@
  *   1  Status values, types, records, version
  *   2  JPEG entropy coding: Huffman tables, bit-stream states, baseline blocks
  *   3  JPEG transform and quantisation: tables, quantisation, DCT, level shift, lossless prediction
- *   4  JPEG colour conversion and resampling: one MCU at a time
+ *   4  JPEG colour conversion and resampling: chroma planes and rows, one MCU at a time
  */
 #ifndef ZELJ_H
 #define ZELJ_H
@@ -291,9 +291,34 @@ ZEL_API ZelStatus zeliReconstructPredFirstRow_JPEG_16s_C1(const int16_t* pSrc, i
 ZEL_API ZelStatus zeliReconstructPredRow_JPEG_16s_C1(const int16_t* pSrc, const int16_t* pPrevRow, int16_t* pDst,
                                                      int width, int predictor);
 
-/* ==== 4  JPEG colour conversion and resampling ======================================================================
- *
- * ---- One MCU at a time ----
+/* ==== 4  JPEG colour conversion and resampling ====================================================================== */
+
+/* ---- Resampling of chroma planes ----
+ * Box down-sampling: the mean of 2 (H2V1) or 2x2 (H2V2) samples. Planes are biased upwards: (a + b + 1) >> 1,
+ * (a + b + c + d + 3) >> 2; rows by turns: the bias is 0, 1, 0, 1 ... (H2V1) or 1, 2, 1, 2 ... (H2V2) along the row.
+ * Triangle up-sampling: d[2k] = (3 s[k] + s[k-1] + 1) >> 2, d[2k+1] = (3 s[k] + s[k+1] + 2) >> 2; for H2V2 with column
+ * sums c[k] = 3 near[k] + far[k] in place of s, (... + 8) >> 4 and (... + 7) >> 4.
+ * Planes: the loops run over the destination size; the source size is only checked. Up-sampling reads one sample beyond
+ * each end of a source row, H2V2 also the rows above the first and below the last: the caller provides them. Threads, but
+ * for the plane H2V1 up-sampler. Checks: pSrc, srcStep, srcSize, pDst, dstStep, dstSize.
+ * Rows: (srcWidth + 1) / 2 outputs down, 2 * srcWidth up. Down-sampling an odd width reads one sample past it; up-sampling
+ * reads nothing beyond, its outermost outputs are the outermost samples. pSrc1 is the upper row, or the nearer one. */
+ZEL_API ZelStatus zeliSampleDownH2V1_JPEG_8u_C1R(const uint8_t* pSrc, int srcStep, ZeliSize srcSize, uint8_t* pDst,
+                                                 int dstStep, ZeliSize dstSize);
+ZEL_API ZelStatus zeliSampleDownH2V2_JPEG_8u_C1R(const uint8_t* pSrc, int srcStep, ZeliSize srcSize, uint8_t* pDst,
+                                                 int dstStep, ZeliSize dstSize);
+ZEL_API ZelStatus zeliSampleUpH2V1_JPEG_8u_C1R(const uint8_t* pSrc, int srcStep, ZeliSize srcSize, uint8_t* pDst,
+                                               int dstStep, ZeliSize dstSize);
+ZEL_API ZelStatus zeliSampleUpH2V2_JPEG_8u_C1R(const uint8_t* pSrc, int srcStep, ZeliSize srcSize, uint8_t* pDst,
+                                               int dstStep, ZeliSize dstSize);
+ZEL_API ZelStatus zeliSampleDownRowH2V1_Box_JPEG_8u_C1(const uint8_t* pSrc, int srcWidth, uint8_t* pDst);
+ZEL_API ZelStatus zeliSampleDownRowH2V2_Box_JPEG_8u_C1(const uint8_t* pSrc1, const uint8_t* pSrc2, int srcWidth,
+                                                       uint8_t* pDst);
+ZEL_API ZelStatus zeliSampleUpRowH2V1_Triangle_JPEG_8u_C1(const uint8_t* pSrc, int srcWidth, uint8_t* pDst);
+ZEL_API ZelStatus zeliSampleUpRowH2V2_Triangle_JPEG_8u_C1(const uint8_t* pSrc1, const uint8_t* pSrc2, int srcWidth,
+                                                          uint8_t* pDst);
+
+/* ---- One MCU at a time ----
  * An MCU is 8x8 pixels (444), 16x8 (422) or 16x16 (411: chroma halved both ways). On the block side each component has a
  * pointer to its 8x8 blocks of level-shifted 16-bit samples: luminance (and K) 1, 2 (left, right) or 4 (top left, top
  * right, bottom left, bottom right) consecutive blocks, chroma one block each.
