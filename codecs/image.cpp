@@ -1,0 +1,64 @@
+#include "image.h"
+
+#include <cstring>
+#include <string>
+
+#include "error.h"
+
+namespace zelcodecs {
+
+Image::Image(int width, int height, ColourModel model, int bitDepth)
+    : width_(width), height_(height), model_(model), bitDepth_(bitDepth) {
+  if (width < 1 || height < 1 || bitDepth < 1 || bitDepth > 16)
+    throw Error(ErrorKind::argument, "an image must have at least one pixel and 1 to 16 bits a sample");
+  rowBytes_ = static_cast<size_t>(width) * static_cast<size_t>(channels() * bytesPerSample());
+  data_.reset(new uint8_t[sizeBytes()]);
+}
+
+Image Image::clone() const {
+  if (empty()) return Image();
+  Image copy(width_, height_, model_, bitDepth_);
+  std::memcpy(copy.data(), data(), sizeBytes());
+  return copy;
+}
+
+void Image::setSample(int y, int i, int value) {
+  if (bitDepth_ > 8)
+    row16(y)[i] = static_cast<uint16_t>(value);
+  else
+    row(y)[i] = static_cast<uint8_t>(value);
+}
+
+void checkSize(uint64_t width, uint64_t height, const Limits& limits, size_t offset) {
+  if (width > INT32_MAX || height > INT32_MAX || width * height > limits.maxPixels)
+    throw Error(ErrorKind::limit,
+                "the picture of " + std::to_string(width) + " x " + std::to_string(height) +
+                    " pixels is above the limit of " + std::to_string(limits.maxPixels) + " pixels,",
+                offset);
+}
+
+Image crop(const Image& image, int x, int y, int width, int height) {
+  if (x < 0 || y < 0 || width > image.width() - x || height > image.height() - y)
+    throw Error(ErrorKind::argument, "the rectangle to cut out is not inside the picture");
+  Image out(width, height, image.model(), image.bitDepth());
+  const size_t left = static_cast<size_t>(x) * static_cast<size_t>(image.channels() * image.bytesPerSample());
+  for (int r = 0; r < height; ++r) std::memcpy(out.row(r), image.row(y + r) + left, out.rowBytes());
+  return out;
+}
+
+Image toGrey(const Image& image) {
+  if (image.model() == ColourModel::grey) return image.clone();
+  Image out(image.width(), image.height(), ColourModel::grey, image.bitDepth());
+  const int channels = image.channels(), top = image.maxValue();
+  for (int y = 0; y < image.height(); ++y)
+    for (int x = 0; x < image.width(); ++x) {
+      int64_t c[4] = {};
+      for (int i = 0; i < channels; ++i) c[i] = image.sample(y, x * channels + i);
+      if (image.model() == ColourModel::cmyk)
+        for (int i = 0; i < 3; ++i) c[i] = (top - c[i]) * (top - c[3]) / top;
+      out.setSample(y, x, static_cast<int>((19595 * c[0] + 38470 * c[1] + 7471 * c[2] + 32768) >> 16));
+    }
+  return out;
+}
+
+}  // namespace zelcodecs

@@ -1,0 +1,283 @@
+// zelcodec: the example codecs on the command line.
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <map>
+#include <new>
+
+#include "error.h"
+#include "files.h"
+#include "jpeg.h"
+#include "metrics.h"
+
+namespace {
+
+using namespace zelcodecs;
+using namespace zelcodec;
+
+enum ExitCode { kOk = 0, kUsage = 1, kFiles = 2, kInput = 3, kDiffer = 4 };
+
+const char* const kFooter =
+    "Exit codes: 0 success; 1 wrong usage; 2 a file cannot be read or written; 3 the input is damaged, unsupported or\n"
+    "above the limits; 4 the pictures differ (compare).";
+
+// A line on standard error that shows how far long work is: on a terminal, or where asked for.
+class ProgressLine {
+ public:
+  ProgressLine(bool wanted, const std::string& what) : shown_(wanted || isatty(2)), what_(what) {}
+  ~ProgressLine() {
+    if (drawn_) std::fprintf(stderr, "\r%*s\r", static_cast<int>(what_.size()) + 8, "");
+  }
+  Progress callback() {
+    if (!shown_) return nullptr;
+    return [this](double part) {
+      const int percent = static_cast<int>(part * 100);
+      if (percent == last_) return;
+      last_ = percent;
+      drawn_ = true;
+      std::fprintf(stderr, "\r%s %3d %%", what_.c_str(), percent);
+      std::fflush(stderr);
+    };
+  }
+
+ private:
+  bool shown_;
+  bool drawn_ = false;
+  int last_ = -1;
+  std::string what_;
+};
+
+class Timer {
+ public:
+  double milliseconds() const {
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start_).count();
+  }
+
+ private:
+  std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+};
+
+struct Options {
+  std::string in, out, second;
+  bool progress = false, time = false, json = false;
+  // encode
+  JpegEncodeOptions encode;
+  bool grey = false;
+  // decode
+  JpegDecodeOptions decode;
+  uint64_t maxPixels = Limits{}.maxPixels;
+  int pngLevel = 6;
+  // compare
+  std::string diff;
+  double gain = 16, minPsnr = 0, minSsim = -1;
+  bool exact = false;
+};
+
+Image readAny(const std::string& path, const JpegDecodeOptions& options) {
+  const std::vector<uint8_t> bytes = readFile(path);
+  return isJpeg(bytes) ? decodeJpeg(bytes.data(), bytes.size(), options) : readPicture(bytes);
+}
+
+int encode(Options& o) {
+  const std::vector<uint8_t> bytes = readFile(o.in);
+  Image image = readPicture(bytes);
+  if (o.grey) image = toGrey(image);
+  ProgressLine line(o.progress, "encoding");
+  o.encode.progress = line.callback();
+  const Timer timer;
+  const std::vector<uint8_t> jpeg = encodeJpeg(image, o.encode);
+  const double took = timer.milliseconds();
+  writeFile(o.out, jpeg);
+  if (o.time) std::fprintf(stderr, "%.2f ms\n", took);
+  return kOk;
+}
+
+int decode(Options& o) {
+  const std::vector<uint8_t> bytes = readFile(o.in);
+  std::vector<std::string> warnings;
+  double took = 0;
+  Image image;
+  {
+    ProgressLine line(o.progress, "decoding");
+    o.decode.progress = line.callback();
+    o.decode.warnings = &warnings;
+    o.decode.limits.maxPixels = o.maxPixels;
+    const Timer timer;
+    image = decodeJpeg(bytes.data(), bytes.size(), o.decode);
+    took = timer.milliseconds();
+  }
+  for (const std::string& w : warnings) std::fprintf(stderr, "%s: warning: %s\n", o.in.c_str(), w.c_str());
+  writeFile(o.out, packPicture(o.out, image, o.pngLevel));
+  if (o.time) std::fprintf(stderr, "%.2f ms\n", took);
+  return kOk;
+}
+
+std::string quoted(const std::string& s) {
+  std::string out = "\"";
+  for (char c : s) {
+    const unsigned char u = static_cast<unsigned char>(c);
+    if (c == '"' || c == '\\') {
+      out += {'\\', c};
+    } else if (u < 0x20 || u >= 0x7F) {
+      char hex[8];
+      std::snprintf(hex, sizeof hex, "\\u%04x", u);
+      out += hex;
+    } else {
+      out += c;
+    }
+  }
+  return out + "\"";
+}
+
+int info(Options& o) {
+  const std::vector<uint8_t> bytes = readFile(o.in);
+  if (!isJpeg(bytes)) {
+    const Image image = readPicture(bytes);
+    const char* const format = o.json ? "{\"width\": %d, \"height\": %d, \"channels\": %d, \"bits\": %d}\n"
+                                      : "%d x %d pixels, %d channels of %d bits\n";
+    std::printf(format, image.width(), image.height(), image.channels(), image.bitDepth());
+    return kOk;
+  }
+  const JpegInfo j = readJpegInfo(bytes.data(), bytes.size());
+  const char* const pieces = o.json ? ", " : "\n";
+  const auto flag = [&](bool b) { return o.json ? b ? "true" : "false" : b ? "yes" : "no"; };
+  if (o.json)
+    std::printf("{\"format\": \"JPEG\", \"process\": %s, \"width\": %d, \"height\": %d, \"bits\": %d, \"colour\": %s, ",
+                quoted(j.process).c_str(), j.width, j.height, j.precision, quoted(j.colour).c_str());
+  else
+    std::printf("JPEG, %s\n%d x %d pixels, %zu components of %d bits, %s\n", j.process.c_str(), j.width, j.height,
+                j.components.size(), j.precision, j.colour.c_str());
+  std::printf(o.json ? "\"components\": [" : "");
+  for (size_t i = 0; i < j.components.size(); ++i) {
+    const JpegInfo::Component& c = j.components[i];
+    std::printf(o.json ? "%s{\"id\": %d, \"h\": %d, \"v\": %d, \"quantTable\": %d}"
+                       : "%scomponent %d: sampling %dx%d, quantisation table %d\n",
+                o.json && i ? ", " : "", c.id, c.h, c.v, c.quantTable);
+  }
+  std::printf(o.json ? "], \"scans\": [" : "");
+  for (size_t i = 0; i < j.scans.size(); ++i) {
+    const JpegInfo::Scan& s = j.scans[i];
+    std::printf(
+        o.json
+            ? "%s{\"components\": %zu, \"ss\": %d, \"se\": %d, \"ah\": %d, \"al\": %d, \"offset\": %zu, \"bytes\": %zu}"
+            : "%sscan of %zu components, coefficients %d to %d, bits %d:%d, at byte %zu, %zu bytes\n",
+        o.json && i ? ", " : "", s.components.size(), s.ss, s.se, s.ah, s.al, s.offset, s.bytes);
+  }
+  std::printf(o.json ? "], " : "");
+  for (const std::string& c : j.comments)
+    std::printf(o.json ? "\"comment\": %s, " : "comment: %s\n", quoted(c).c_str());
+  std::printf(o.json ? "\"restartInterval\": %d%s" : "restart interval %d%s", j.restartInterval, pieces);
+  std::printf(o.json ? "\"jfif\": %s%s\"adobe\": %s%s" : "JFIF marker: %s%sAdobe marker: %s%s", flag(j.jfif), pieces,
+              flag(j.adobe), pieces);
+  std::printf(o.json ? "\"complete\": %s, \"trailingBytes\": %zu}\n" : "complete: %s, %zu bytes after the image\n",
+              flag(j.complete), j.trailingBytes);
+  return kOk;
+}
+
+// JSON has no infinity: null then.
+std::string number(double v, bool json) {
+  if (std::isinf(v)) return json ? "null" : "infinite";
+  char text[32];
+  std::snprintf(text, sizeof text, "%.4f", v);
+  return text;
+}
+
+int compare(Options& o) {
+  o.decode.limits.maxPixels = o.maxPixels;
+  const Image a = readAny(o.in, o.decode), b = readAny(o.second, o.decode);
+  if (a.width() != b.width() || a.height() != b.height() || a.model() != b.model() || a.bitDepth() != b.bitDepth()) {
+    std::printf(o.json ? "{\"comparable\": false}\n" : "the pictures differ in size, colour model or bit depth\n");
+    return kDiffer;
+  }
+  const Difference d = difference(a, b);
+  const double similarity = ssim(a, b);
+  std::string channels;
+  for (double v : d.channelPsnr) channels += (channels.empty() ? "" : o.json ? ", " : " ") + number(v, o.json);
+  std::printf(o.json ? "{\"comparable\": true, \"psnr\": %s, \"channelPsnr\": [%s], \"ssim\": %.6f, \"largest\": %d, "
+                       "\"differing\": %llu}\n"
+                     : "PSNR %s dB (channels: %s)\nSSIM %.6f\nlargest difference %d, %llu samples differ\n",
+              number(d.psnr, o.json).c_str(), channels.c_str(), similarity, d.largest,
+              static_cast<unsigned long long>(d.differing));
+  if (!o.diff.empty()) writeFile(o.diff, packPicture(o.diff, differencePicture(a, b, o.gain), o.pngLevel));
+  return d.psnr < o.minPsnr || similarity < o.minSsim || (o.exact && d.differing) ? kDiffer : kOk;
+}
+
+void addCommon(CLI::App* c, Options& o) {
+  c->add_flag("--progress", o.progress, "Show progress even where standard error is no terminal");
+  c->add_flag("--time", o.time, "Print the time that the codec took, without files, to standard error");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options o;
+  CLI::App app("Encodes, decodes and compares JPEG pictures.", "zelcodec");
+  app.require_subcommand(1);
+  app.footer(kFooter);
+
+  CLI::App* e = app.add_subcommand("encode", "Picture (PNG, PGM, PPM) to JPEG");
+  e->add_option("input", o.in, "Picture, or - for standard input")->required();
+  e->add_option("output", o.out, "JPEG file, or - for standard output")->required();
+  e->add_option("-q,--quality", o.encode.quality, "Quality")->check(CLI::Range(1, 100))->capture_default_str();
+  const std::map<std::string, Sampling> samplings = {
+      {"444", Sampling::s444}, {"422", Sampling::s422}, {"420", Sampling::s420}};
+  e->add_option("-s,--sampling", o.encode.sampling, "Chroma sampling: 444, 422 or 420 (the default)")
+      ->transform(CLI::CheckedTransformer(samplings).description(""));
+  e->add_option("-r,--restart", o.encode.restartInterval, "MCUs between restart markers, 0 for none")
+      ->check(CLI::Range(0, 65535))
+      ->capture_default_str();
+  e->add_flag("--grey", o.grey, "Encode the luminance alone");
+  addCommon(e, o);
+  e->footer("Example:\n  zelcodec encode photo.png photo.jpg --quality 90 --sampling 422");
+
+  CLI::App* d = app.add_subcommand("decode", "JPEG to picture (PNG, PGM, PPM, PAM)");
+  d->add_option("input", o.in, "JPEG file, or - for standard input")->required();
+  d->add_option("output", o.out, "Picture; its ending gives the format. - for Netpbm on standard output")->required();
+  const std::map<std::string, int> scales = {{"1", 1}, {"1/2", 2}, {"1/4", 4}, {"1/8", 8}};
+  d->add_option("--scale", o.decode.scaleDenominator, "Size: 1, 1/2, 1/4 or 1/8")
+      ->transform(CLI::CheckedTransformer(scales).description(""));
+  d->add_flag("--keep-going", o.decode.keepGoing, "Decode damaged files as far as they go, with warnings");
+  d->add_option("--max-pixels", o.maxPixels, "Refuse larger pictures")->capture_default_str();
+  d->add_option("--png-level", o.pngLevel, "Compression of PNG files")->check(CLI::Range(0, 9))->capture_default_str();
+  addCommon(d, o);
+  d->footer("Example:\n  zelcodec decode photo.jpg thumbnail.png --scale 1/8");
+
+  CLI::App* i = app.add_subcommand("info", "What a file says about itself");
+  i->add_option("input", o.in, "JPEG file or picture")->required();
+  i->add_flag("--json", o.json, "Print JSON");
+  i->footer("Example:\n  zelcodec info photo.jpg --json");
+
+  CLI::App* c = app.add_subcommand("compare", "PSNR and SSIM of two pictures, JPEG files among them");
+  c->add_option("first", o.in, "The original")->required();
+  c->add_option("second", o.second, "The other picture")->required();
+  c->add_option("--diff", o.diff, "Write a picture of the differences, grey where there is none");
+  c->add_option("--gain", o.gain, "Magnification of the differences in it")->capture_default_str();
+  c->add_option("--min-psnr", o.minPsnr, "Exit with 4 where the PSNR over all channels is below this");
+  c->add_option("--min-ssim", o.minSsim, "Exit with 4 where the SSIM is below this");
+  c->add_option("--png-level", o.pngLevel, "Compression of PNG files")->check(CLI::Range(0, 9))->capture_default_str();
+  c->add_option("--max-pixels", o.maxPixels, "Refuse larger pictures")->capture_default_str();
+  c->add_flag("--exact", o.exact, "Exit with 4 unless all samples are equal");
+  c->add_flag("--json", o.json, "Print JSON");
+  c->footer("Example:\n  zelcodec compare original.png photo.jpg --diff difference.png --gain 16 --min-psnr 35");
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) ? kUsage : kOk;
+  }
+  try {
+    return *e ? encode(o) : *d ? decode(o) : *i ? info(o) : compare(o);
+  } catch (const FileError& error) {
+    std::fprintf(stderr, "zelcodec: %s\n", error.what());
+    return kFiles;
+  } catch (const Error& error) {
+    std::fprintf(stderr, "zelcodec: %s: %s\n", o.in.c_str(), error.what());
+    return error.kind() == ErrorKind::argument ? kUsage : kInput;
+  } catch (const std::bad_alloc&) {
+    std::fprintf(stderr, "zelcodec: out of memory\n");
+    return kInput;
+  }
+}
