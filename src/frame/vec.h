@@ -178,6 +178,7 @@ ZEL_BINARY(average, uint8_t, uint8_t, avg_epu8)     // (a + b + 1) >> 1, no over
 ZEL_BINARY(average, uint16_t, uint16_t, avg_epu16)
 ZEL_BINARY(mulHi, int16_t, int16_t, mulhi_epi16)    // the high half of the 32-bit product
 ZEL_BINARY(mulHi, uint16_t, uint16_t, mulhi_epu16)
+ZEL_BINARY(mulHiRound, int16_t, int16_t, mulhrs_epi16)   // (a * b + 2^14) >> 15
 ZEL_BINARY(maddPairs, int16_t, int32_t, madd_epi16)      // a[2i] * b[2i] + a[2i + 1] * b[2i + 1]
 ZEL_BINARY(addNeighbours, int32_t, int32_t, hadd_epi32)  // a0+a1 a2+a3 b0+b1 b2+b3, in each 128-bit half
 ZEL_BINARY(withSign, int16_t, int16_t, sign_epi16)       // a, -a or 0 as b is positive, negative or 0
@@ -206,6 +207,15 @@ template <class T, int B> ZEL_INLINE Vec<T, B> select(Vec<T, B> mask, Vec<T, B> 
     return {(typename Vec<T, B>::Raw)_mm256_blendv_epi8((__m256i)b.v, (__m256i)a.v, (__m256i)mask.v)};
 #endif
   if constexpr (B == 16) return {(typename Vec<T, B>::Raw)_mm_blendv_epi8((__m128i)b.v, (__m128i)a.v, (__m128i)mask.v)};
+}
+
+// 16-bit lane i of b where bit i of kMask is set, else of a; the same mask in each 128-bit half.
+template <int kMask, class T, int B> ZEL_INLINE Vec<T, B> blend16x128(Vec<T, B> a, Vec<T, B> b) {
+#ifdef __AVX2__
+  if constexpr (B == 32)
+    return {(typename Vec<T, B>::Raw)_mm256_blend_epi16((__m256i)a.v, (__m256i)b.v, kMask)};
+#endif
+  if constexpr (B == 16) return {(typename Vec<T, B>::Raw)_mm_blend_epi16((__m128i)a.v, (__m128i)b.v, kMask)};
 }
 
 // One bit for each byte: its top bit.

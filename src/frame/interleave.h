@@ -1,0 +1,149 @@
+// Interleaved pixels of three and four 8-bit channels, split into channels and put together again. Every function works
+// inside the 128-bit halves of its vectors, so a half is a run of pixels of its own: 8 of them where channels are
+// widened to 16 bits, 16 where they are bytes.
+#pragma once
+
+#include "frame/vec.h"
+
+namespace ZEL_VARIANT {
+namespace {
+
+struct ShuffleBytes {
+  uint8_t at[16];
+};
+constexpr uint8_t kZeroByte = 0x80;  // as a shuffle index
+
+template <class V>
+ZEL_INLINE V shuffleBy(V a, const ShuffleBytes& index) {
+  typedef Vec<uint8_t, int(sizeof(V))> Bytes;
+  return as<V>(shuffle128(as<Bytes>(a), repeat128<Bytes>(load<u8x16>(index.at))));
+}
+
+// 16 bytes at low, and in the 32-byte form 16 more at high for the upper half.
+template <class V, class P>
+ZEL_INLINE V loadHalves(const P* low, [[maybe_unused]] const P* high) {
+#ifdef __AVX2__
+  if constexpr (sizeof(V) == 32)
+    return join(load<Vec<typename V::Lane, 16>>(low), load<Vec<typename V::Lane, 16>>(high));
+#endif
+  if constexpr (sizeof(V) == 16) return load<V>(low);
+}
+
+template <int kHalf, class T, int B>
+ZEL_INLINE Vec<T, 16> halfOf(Vec<T, B> a) {
+#ifdef __AVX2__
+  if constexpr (B == 32 && kHalf == 0) return lowHalf(a);
+  if constexpr (B == 32 && kHalf == 1) return highHalf(a);
+#endif
+  if constexpr (B == 16) return a;
+}
+
+template <class V>
+ZEL_INLINE V unpackLow64x128(V a, V b) {
+  typedef Vec<int64_t, int(sizeof(V))> Wide;
+  return as<V>(unpackLow128(as<Wide>(a), as<Wide>(b)));
+}
+template <class V>
+ZEL_INLINE V unpackHigh64x128(V a, V b) {
+  typedef Vec<int64_t, int(sizeof(V))> Wide;
+  return as<V>(unpackHigh128(as<Wide>(a), as<Wide>(b)));
+}
+
+// ---- Three channels ------------------------------------------------------------------------------------------------
+// Eight pixels are 24 bytes, read as the first 16 and the last 16 of them: nothing beyond is touched, and each of the
+// two loads holds whole the four pixels that the other may lack.
+
+template <class V>
+struct Rgb24 {
+  V first, last;  // bytes 0-15 and 8-23, in each half
+};
+
+template <class V>
+ZEL_INLINE Rgb24<V> loadRgb24(const uint8_t* low, const uint8_t* high) {
+  return {loadHalves<V>(low, high), loadHalves<V>(low + 8, high + 8)};
+}
+
+// The 16-bit lanes to be taken from the second load so that one register holds all eight samples of a channel.
+constexpr int kLanesFromLast[3] = {0x64, 0xB2, 0xD9};
+
+constexpr ShuffleBytes widenChannelOf3(int channel) {
+  ShuffleBytes s{};
+  for (int i = 0; i < 8; ++i) {
+    const int byte = 3 * i + channel;
+    const bool inFirst = byte < 16 && !(kLanesFromLast[channel] >> byte / 2 & 1);
+    s.at[2 * i] = uint8_t(inFirst ? byte : byte - 8);
+    s.at[2 * i + 1] = kZeroByte;
+  }
+  return s;
+}
+
+// Each sample is in the load that its lane is taken from.
+constexpr bool channelIsWhole(int channel) {
+  for (int i = 0; i < 8; ++i) {
+    const int byte = 3 * i + channel;
+    const bool inFirst = byte < 16 && !(kLanesFromLast[channel] >> byte / 2 & 1);
+    if (!inFirst && (byte < 8 || !(kLanesFromLast[channel] >> (byte - 8) / 2 & 1))) return false;
+  }
+  return true;
+}
+static_assert(channelIsWhole(0) && channelIsWhole(1) && channelIsWhole(2));
+
+// The eight samples of one channel as 16-bit lanes.
+template <int kChannel>
+constexpr ShuffleBytes kWidenChannelOf3 = widenChannelOf3(kChannel);
+template <int kChannel, class V>
+ZEL_INLINE Vec<int16_t, int(sizeof(V))> channelOf3(Rgb24<V> p) {
+  return as<Vec<int16_t, int(sizeof(V))>>(
+      shuffleBy(blend16x128<kLanesFromLast[kChannel]>(p.first, p.last), kWidenChannelOf3<kChannel>));
+}
+
+// Byte p of the 48 interleaved ones belongs to channel p % 3, sample p / 3. The three vectors want a channel's samples
+// at positions that never coincide, so one shuffle prepares a channel for all of them and masks of period 3 put it in
+// place.
+constexpr ShuffleBytes spreadChannelOf3(int channel) {
+  ShuffleBytes s{};
+  for (int i = 0; i < 16; ++i) s.at[(3 * i + channel) % 16] = uint8_t(i);
+  return s;
+}
+constexpr ShuffleBytes everyThird(int first) {
+  ShuffleBytes s{};
+  for (int i = first; i < 16; i += 3) s.at[i] = 0xFF;
+  return s;
+}
+constexpr ShuffleBytes kSpreadChannelOf3[3] = {spreadChannelOf3(0), spreadChannelOf3(1), spreadChannelOf3(2)};
+constexpr ShuffleBytes kEveryThird[2] = {everyThird(0), everyThird(1)};
+
+// 16 samples of each channel to 48 bytes in memory order.
+template <class V>
+ZEL_INLINE void interleave3(V a, V b, V c, V (&out)[3]) {
+  const V m0 = repeat128<V>(load<u8x16>(kEveryThird[0].at));
+  const V m1 = repeat128<V>(load<u8x16>(kEveryThird[1].at));
+  a = shuffleBy(a, kSpreadChannelOf3[0]);
+  b = shuffleBy(b, kSpreadChannelOf3[1]);
+  c = shuffleBy(c, kSpreadChannelOf3[2]);
+  out[0] = select(m0, a, select(m1, b, c));  // a b c a ... a
+  out[1] = select(m0, b, select(m1, c, a));  // b c a b ... b
+  out[2] = select(m0, c, select(m1, a, b));  // c a b c ... c
+}
+
+// ---- Two and four channels -----------------------------------------------------------------------------------------
+
+template <class V>
+ZEL_INLINE void interleave2(V a, V b, V (&out)[2]) {
+  out[0] = unpackLow128(a, b);
+  out[1] = unpackHigh128(a, b);
+}
+
+template <class V>
+ZEL_INLINE void interleave4(V a, V b, V c, V d, V (&out)[4]) {
+  typedef Vec<uint16_t, int(sizeof(V))> Pairs;
+  const Pairs ab0 = as<Pairs>(unpackLow128(a, b)), ab1 = as<Pairs>(unpackHigh128(a, b));
+  const Pairs cd0 = as<Pairs>(unpackLow128(c, d)), cd1 = as<Pairs>(unpackHigh128(c, d));
+  out[0] = as<V>(unpackLow128(ab0, cd0));
+  out[1] = as<V>(unpackHigh128(ab0, cd0));
+  out[2] = as<V>(unpackLow128(ab1, cd1));
+  out[3] = as<V>(unpackHigh128(ab1, cd1));
+}
+
+}  // namespace
+}  // namespace ZEL_VARIANT
