@@ -1,8 +1,8 @@
 // The fused DCT functions beside libjpeg-turbo's accurate integer DCT, block by block over a photograph's luminance.
-#include <cstddef>
-#include <cstdio>
 #include <jpeglib.h>
 
+#include <cstddef>
+#include <cstdio>
 #include <memory>
 
 #include "ratios.h"
@@ -20,8 +20,8 @@ void jsimd_idct_2x2_sse2(void* table, int16_t* block, JSAMPARRAY out, JDIMENSION
 namespace {
 
 constexpr uint8_t kLuminanceSteps[64] = {  // T.81, Table K.1, in zigzag order
-    16, 11, 12, 14, 12, 10, 16, 14, 13, 14, 18, 17, 16, 19, 24, 40, 26, 24, 22, 22, 24, 49,
-    35, 37, 29, 40, 58, 51, 61, 60, 57, 51, 56, 55, 64, 72, 92, 78, 64, 68, 87, 69, 55, 56,
+    16, 11,  12, 14, 12, 10, 16,  14,  13,  14, 18, 17,  16,  19,  24,  40,  26, 24,  22,  22, 24, 49,
+    35, 37,  29, 40, 58, 51, 61,  60,  57,  51, 56, 55,  64,  72,  92,  78,  64, 68,  87,  69, 55, 56,
     80, 109, 81, 87, 95, 98, 103, 104, 103, 62, 77, 113, 121, 112, 100, 120, 92, 101, 103, 99};
 
 struct Plane {
@@ -112,7 +112,8 @@ void verifyPeer(Plane& p) {
   if (far) std::printf("DCT peer check FAILED: %d coefficients differ by more than 1\n", far);
 }
 
-template <class PerBlock> bench::Work overBlocks(std::shared_ptr<Plane> p, PerBlock perBlock) {
+template <class PerBlock>
+bench::Work overBlocks(std::shared_ptr<Plane> p, PerBlock perBlock) {
   return [p, perBlock] {
     int16_t* block = firstBlock(*p);
     for (int y = 0; y < p->height; y += 8)

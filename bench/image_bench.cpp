@@ -1,5 +1,5 @@
-// Whole photographs through the JPEG codec beside TurboJPEG on one handle: the same pixels, quality and sampling, accurate DCT
-// on both sides, chroma replicated by the decoders. Our coded files are decoded by both.
+// Whole photographs through the JPEG codec beside TurboJPEG on one handle: the same pixels, quality and sampling,
+// accurate DCT on both sides, chroma replicated by the decoders. Our coded files are decoded by both.
 #include <turbojpeg.h>
 
 #include <cstdio>
@@ -68,18 +68,19 @@ bench::Suite suite([] {
         const auto w = workOn(name, quality, halved);
         verify(*w);
         const double pixels = double(w->image.width()) * w->image.height();
-        const std::string where = std::string(" ") + name + (halved ? " 4:2:0 q" : " 4:4:4 q") + std::to_string(quality);
+        const std::string where =
+            std::string(" ") + name + (halved ? " 4:2:0 q" : " 4:4:4 q") + std::to_string(quality);
         // The codec calls the library as a program does: the variant is the processor's.
-        bench::compare("whole encode" + where, pixels, "pixel", {1.0, 1.2},
-                       {{"avx2", [w] { zelcodecs::encodeJpeg(w->image, w->options); }},
-                        {"libjpeg-turbo", [w] {
-                           unsigned char* out = w->peerFile.data();
-                           unsigned long size = w->peerFile.size();
-                           must(tjCompress2(w->compressor, w->image.data(), w->image.width(), 0, w->image.height(),
-                                            TJPF_RGB, &out, &size, w->peerSampling, w->options.quality,
-                                            TJFLAG_NOREALLOC | TJFLAG_ACCURATEDCT),
-                                w->compressor);
-                         }}});
+        bench::compare(
+            "whole encode" + where, pixels, "pixel", {1.0, 1.2},
+            {{"avx2", [w] { zelcodecs::encodeJpeg(w->image, w->options); }},
+             {"libjpeg-turbo", [w] {
+                unsigned char* out = w->peerFile.data();
+                unsigned long size = w->peerFile.size();
+                must(tjCompress2(w->compressor, w->image.data(), w->image.width(), 0, w->image.height(), TJPF_RGB, &out,
+                                 &size, w->peerSampling, w->options.quality, TJFLAG_NOREALLOC | TJFLAG_ACCURATEDCT),
+                     w->compressor);
+              }}});
         bench::compare("whole decode" + where, pixels, "pixel", {1.0, 1.2},
                        {{"avx2", [w] { zelcodecs::decodeJpeg(w->file.data(), w->file.size()); }},
                         {"libjpeg-turbo", [w] {

@@ -71,9 +71,12 @@ void compare(const std::string& row, double units, const std::string& unit, Targ
   Row r{row, unit, units, target, {}, {}};
   for (Contender& c : contenders) {
     r.contenders.push_back(c.name);
-    benchmark::RegisterBenchmark((row + "/" + c.name).c_str(), [work = c.work](benchmark::State& state) {
-      for (auto _ : state) work();
-    })->Repetitions(9)->MinTime(0.1);
+    benchmark::RegisterBenchmark((row + "/" + c.name).c_str(),
+                                 [work = c.work](benchmark::State& state) {
+                                   for (auto _ : state) work();
+                                 })
+        ->Repetitions(9)
+        ->MinTime(0.1);
   }
   rows().push_back(std::move(r));
 }

@@ -1,6 +1,6 @@
-// Benchmarks that put our variants beside a peer in one process and run. compare() registers one row: the same work done by
-// each contender on the same data. Repetitions are interleaved at random, and the report gives medians and the ratio of our
-// throughput over the peer's.
+// Benchmarks that put our variants beside a peer in one process and run. compare() registers one row: the same work
+// done by each contender on the same data. Repetitions are interleaved at random, and the report gives medians and the
+// ratio of our throughput over the peer's.
 #pragma once
 
 #include <functional>

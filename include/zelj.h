@@ -5,27 +5,29 @@
  * What holds for every function, unless its family says otherwise:
  *   - The result is a ZelStatus: zelStsNoErr (0), a negative error or a positive warning. Nothing is printed, logged or
  *     aborted, and no global state changes. Only the version query returns something else.
- *   - Arguments are checked before anything is read or written, and the first check that fails decides the status: a null
- *     pointer zelStsNullPtrErr, a step below 1 zelStsStepErr, a size or length below 1 zelStsSizeErr, a value outside its
- *     set zelStsBadArgErr. The checks follow the order of the arguments, unless a family states its own order ("Checks:").
- *     After a failed check every output is untouched.
- *   - A step is the distance in bytes between the starts of two rows. Sizes (ZeliSize) and lengths are in elements. Buffer
- *     lengths and positions of bit streams are in bytes.
- *   - Pointers need the alignment of their element type only. Source and destination do not overlap, except in functions
- *     whose suffix has an I (one pointer is both) or where it is said that they may.
- *   - Every function is reentrant. Functions on planes divide their rows among OpenMP threads where a region has more than
- *     8192 elements ("Threads"); the result never depends on the number of threads. All others run on the calling thread.
+ *   - Arguments are checked before anything is read or written, and the first check that fails decides the status: a
+ *     null pointer zelStsNullPtrErr, a step below 1 zelStsStepErr, a size or length below 1 zelStsSizeErr, a value
+ *     outside its set zelStsBadArgErr. The checks follow the order of the arguments, unless a family states its own
+ *     order ("Checks:"). After a failed check every output is untouched.
+ *   - A step is the distance in bytes between the starts of two rows. Sizes (ZeliSize) and lengths are in elements.
+ *     Buffer lengths and positions of bit streams are in bytes.
+ *   - Pointers need the alignment of their element type only. Source and destination do not overlap, except in
+ *     functions whose suffix has an I (one pointer is both) or where it is said that they may.
+ *   - Every function is reentrant. Functions on planes divide their rows among OpenMP threads where a region has more
+ *     than 8192 elements ("Threads"); the result never depends on the number of threads. All others run on the calling
+ *     thread.
  *
  * Names: zel + domain letter + operation _ format _ sample types (source, then destination) _ layout
  *   8u 16u unsigned, 16s 32s signed, 32f single precision, 1u a bit stream
  *   C1 C2 C3 C4 channels interleaved in one plane, P3 P4 an array of planes; two of them: source, then destination
- *   R a region given by pointer, step and size; I in place; MCU one minimum coded unit of 8x8 blocks; LS with level shift
+ *   R a region given by pointer, step and size; I in place; MCU one minimum coded unit of 8x8 blocks; LS with level
+ *   shift
  *
  * Contents
  *   1  Status values, types, records, version
  *   2  JPEG entropy coding: Huffman tables, bit-stream states, baseline blocks
  *   3  JPEG transform and quantisation: tables, quantisation, DCT, level shift, lossless prediction
- *   4  JPEG colour conversion and resampling: chroma planes and rows, one MCU at a time
+ *   4  JPEG colour conversion and resampling: planes, rows, one MCU at a time
  */
 #ifndef ZELJ_H
 #define ZELJ_H
@@ -42,7 +44,7 @@
 extern "C" {
 #endif
 
-/* ==== 1  Status values, types, records, version ==================================================================== */
+/* ==== 1  Status values, types, records, version =================================================================== */
 
 typedef enum ZelStatus {
   zelStsDivByZeroWrn = 6,             /* warning: a divisor was zero; the output is complete, with a substitute there */
@@ -87,18 +89,18 @@ typedef struct ZelLibraryVersion {
   const char* buildDate;
 } ZelLibraryVersion;
 
-/* The version record: constant and static, to be neither changed nor freed. Its name ends in "+" where the processor runs
- * the AVX2 build of the kernels. Never null. */
+/* The version record: constant and static, to be neither changed nor freed. Its name ends in "+" where the processor
+ * runs the AVX2 build of the kernels. Never null. */
 ZEL_API const ZelLibraryVersion* zeljGetLibVersion(void);
 
 /* ==== 2  JPEG entropy coding ========================================================================================
  *
  * Records. A record is obtained in one of two ways and then used alike: GetBufSize gives the bytes that a record needs,
- * and Init fills caller memory of that size and the alignment of the record; or InitAlloc allocates and fills one, which
- * the matching Free releases (zelStsNullPtrErr where the allocation fails). Init on a used record resets it.
+ * and Init fills caller memory of that size and the alignment of the record; or InitAlloc allocates and fills one,
+ * which the matching Free releases (zelStsNullPtrErr where the allocation fails). Init on a used record resets it.
  *
- * Coefficient blocks are 64 signed 16-bit values in natural (row-major) order, DC first: entry 8 * v + u holds horizontal
- * frequency u of vertical frequency v. The coders walk them in zigzag order (ITU-T T.81, Figure A.6). */
+ * Coefficient blocks are 64 signed 16-bit values in natural (row-major) order, DC first: entry 8 * v + u holds
+ * horizontal frequency u of vertical frequency v. The coders walk them in zigzag order (ITU-T T.81, Figure A.6). */
 
 /* ---- Huffman tables (ITU-T T.81, Annexes B.2.4.2 and C) ---- */
 
@@ -116,9 +118,10 @@ typedef struct ZeliEncodeHuffmanSpec {
   uint32_t codes[256];
 } ZeliEncodeHuffmanSpec;
 
-/* Build a table from its description in a stream: pListBits[16] counts of codes of length 1..16, pListVals the symbols in
- * code order. zelStsJPEGHuffTableErr: more than 256 codes; for the decoder codes of up to 8 bits that overflow the 8-bit
- * space; for the encoder any overflow or a code of ones only. InitAlloc then still hands out the record, to be freed. */
+/* Build a table from its description in a stream: pListBits[16] counts of codes of length 1..16, pListVals the symbols
+ * in code order. zelStsJPEGHuffTableErr: more than 256 codes; for the decoder codes of up to 8 bits that overflow the
+ * 8-bit space; for the encoder any overflow or a code of ones only. InitAlloc then still hands out the record, to be
+ * freed. */
 ZEL_API ZelStatus zeliDecodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize);
 ZEL_API ZelStatus zeliDecodeHuffmanSpecInit_JPEG_8u(const uint8_t* pListBits, const uint8_t* pListVals,
                                                     ZeliDecodeHuffmanSpec* pDecHuffSpec);
@@ -132,9 +135,10 @@ ZEL_API ZelStatus zeliEncodeHuffmanSpecInitAlloc_JPEG_8u(const uint8_t* pListBit
                                                          ZeliEncodeHuffmanSpec** ppEncHuffSpec);
 ZEL_API ZelStatus zeliEncodeHuffmanSpecFree_JPEG_8u(ZeliEncodeHuffmanSpec* pEncHuffSpec);
 
-/* The table description with the least coded size for 256 symbol counts (T.81, Annex K.2): writes pListBits[16] and as many
- * symbols to pListVals as those counts add up to. All counts zero: 16 zero counts. Counts above 1000000000 are passed over.
- * zelStsJPEGHuffTableErr where a code would exceed 32 bits before lengths are limited; nothing is written then. */
+/* The table description with the least coded size for 256 symbol counts (T.81, Annex K.2): writes pListBits[16] and as
+ * many symbols to pListVals as those counts add up to. All counts zero: 16 zero counts. Counts above 1000000000 are
+ * passed over. zelStsJPEGHuffTableErr where a code would exceed 32 bits before lengths are limited; nothing is written
+ * then. */
 ZEL_API ZelStatus zeliEncodeHuffmanRawTableInit_JPEG_8u(const int32_t* pStatistics, uint8_t* pListBits,
                                                         uint8_t* pListVals);
 
@@ -167,8 +171,8 @@ ZEL_API ZelStatus zeliEncodeHuffmanStateInitAlloc_JPEG_8u(ZeliEncodeHuffmanState
 ZEL_API ZelStatus zeliEncodeHuffmanStateFree_JPEG_8u(ZeliEncodeHuffmanState* pEncHuffState);
 
 /* ---- Baseline blocks (T.81, Annexes F.1.2 and F.2.2) ----
- * Entropy-coded bytes are stuffed (0x00 after 0xFF). *pSrcCurrPos and *pDstCurrPos are byte positions in the buffer, read
- * and advanced; *pLastDC is the component's DC predictor, read and updated.
+ * Entropy-coded bytes are stuffed (0x00 after 0xFF). *pSrcCurrPos and *pDstCurrPos are byte positions in the buffer,
+ * read and advanced; *pLastDC is the component's DC predictor, read and updated.
  *
  * Decoding: *pMarker is 0, or the code of the marker that ended the data: it is stored when a marker is met, with the
  * position just after it; from then on only the bits already held are used. At a restart marker the caller resets the
@@ -179,8 +183,8 @@ ZEL_API ZelStatus zeliEncodeHuffmanStateFree_JPEG_8u(ZeliEncodeHuffmanState* pEn
  * After such an error the coefficients decoded so far stay, and the block cannot be resumed.
  * Checks: pSrc, nSrcLenBytes below 0 (zelStsBadArgErr), then the other pointers in order.
  *
- * Encoding: coefficients have magnitudes below 32768. bFlush nonzero codes no block: the last byte is padded with ones and
- * the state reset, as at the end of each scan and before each restart marker.
+ * Encoding: coefficients have magnitudes below 32768. bFlush nonzero codes no block: the last byte is padded with ones
+ * and the state reset, as at the end of each scan and before each restart marker.
  *   zelStsJPEGOutOfBufErr   the destination is full; what was written stays, the stream cannot be continued
  *   zelStsJPEGHuffTableErr  a symbol has no code
  * Checks: pDst, nDstLenBytes, pDstCurrPos, pEncHuffState; then, unless flushing, pSrc, pLastDC, pDcTable, pAcTable. */
@@ -195,10 +199,11 @@ ZEL_API ZelStatus zeliEncodeHuffman8x8_JPEG_16s1u_C1(const int16_t* pSrc, uint8_
                                                      const ZeliEncodeHuffmanSpec* pAcTable,
                                                      ZeliEncodeHuffmanState* pEncHuffState, int bFlush);
 
-/* The same with the bit state in the caller's variables and no buffer length. Decoding: the data must end with a marker;
- * *pSrcBitsLen is the position in bits, a multiple of 8. Where a symbol is needed and a marker has left no bits, the result
- * is zelStsNoErr with the block as decoded so far. Encoding: *pDstBitsLen is the position in bits, the partial byte there
- * is kept and completed; 8 bytes of room are needed beyond the coded data; the tables must be complete.
+/* The same with the bit state in the caller's variables and no buffer length. Decoding: the data must end with a
+ * marker; *pSrcBitsLen is the position in bits, a multiple of 8. Where a symbol is needed and a marker has left no
+ * bits, the result is zelStsNoErr with the block as decoded so far. Encoding: *pDstBitsLen is the position in bits, the
+ * partial byte there is kept and completed; 8 bytes of room are needed beyond the coded data; the tables must be
+ * complete.
  * Checks: pSrc, pSrcBitsLen, *pSrcBitsLen below 0 (zelStsBadArgErr), pDst, pLastDC, pMarker, pPrefetchedBits,
  * pNumValidPrefetchedBits, its value below 0 (zelStsBadArgErr), pDcTable, pAcTable. Encoding: the six pointers. */
 ZEL_API ZelStatus zeliDecodeHuffman8x8_Direct_JPEG_1u16s_C1(const uint8_t* pSrc, int* pSrcBitsLen, int16_t* pDst,
@@ -215,8 +220,8 @@ ZEL_API ZelStatus zeliEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const int16_t* pSrc,
  * Quantisation tables. Raw tables are 64 unsigned 8-bit steps q in zigzag order, as in a stream; forward tables are 64
  * reciprocals 32768 / q and inverse tables 64 steps q, both unsigned 16-bit in natural order. */
 
-/* Scale a raw table in place by a quality of 1 to 100: t becomes (t * S + 50) / 100 clamped to 1..255, S = 5000 / quality
- * below 50, else 200 - 2 * quality. Above 100 acts as 100 (all ones); below 1 gives zelStsBadArgErr. */
+/* Scale a raw table in place by a quality of 1 to 100: t becomes (t * S + 50) / 100 clamped to 1..255, S = 5000 /
+ * quality below 50, else 200 - 2 * quality. Above 100 acts as 100 (all ones); below 1 gives zelStsBadArgErr. */
 ZEL_API ZelStatus zeliQuantFwdRawTableInit_JPEG_8u(uint8_t* pQuantRawTable, int qualityFactor);
 
 /* Forward and inverse table of a raw table. A step of 0 gives the reciprocal 65535 and zelStsDivByZeroWrn.
@@ -224,8 +229,8 @@ ZEL_API ZelStatus zeliQuantFwdRawTableInit_JPEG_8u(uint8_t* pQuantRawTable, int 
 ZEL_API ZelStatus zeliQuantFwdTableInit_JPEG_8u16u(const uint8_t* pQuantRawTable, uint16_t* pQuantFwdTable);
 ZEL_API ZelStatus zeliQuantInvTableInit_JPEG_8u16u(const uint8_t* pQuantRawTable, uint16_t* pQuantInvTable);
 
-/* Quantise a block: x / q rounded to nearest, halves up, by the truncated half of the reciprocal. Dequantise: the low 16
- * bits of x * q. */
+/* Quantise a block: x / q rounded to nearest, halves up, by the truncated half of the reciprocal. Dequantise: the low
+ * 16 bits of x * q. */
 ZEL_API ZelStatus zeliQuantFwd8x8_JPEG_16s_C1I(int16_t* pSrcDst, const uint16_t* pQuantFwdTable);
 ZEL_API ZelStatus zeliQuantInv8x8_JPEG_16s_C1I(int16_t* pSrcDst, const uint16_t* pQuantInvTable);
 
@@ -233,8 +238,8 @@ ZEL_API ZelStatus zeliQuantInv8x8_JPEG_16s_C1I(int16_t* pSrcDst, const uint16_t*
  * Blocks are 64 coefficients or samples in natural order; sample rows of the LS functions are step bytes apart.
  * Forward: samples (8u: minus 128), DCT, times the reciprocal, rounded to nearest, halves to even.
  * Inverse: times the step (low 16 bits), inverse DCT; 8u: plus 128, clamped to 0..255.
- * 12-bit samples (16u) take single-precision tables: 1 / q forward, q inverse, in natural order; they are centred on 2048
- * and clamped to 0..4095.
+ * 12-bit samples (16u) take single-precision tables: 1 / q forward, q inverse, in natural order; they are centred on
+ * 2048 and clamped to 0..4095.
  * Checks: source and destination pointers, the step, the table. */
 ZEL_API ZelStatus zeliDCTQuantFwd8x8_JPEG_16s_C1(const int16_t* pSrc, int16_t* pDst, const uint16_t* pQuantFwdTable);
 ZEL_API ZelStatus zeliDCTQuantFwd8x8_JPEG_16s_C1I(int16_t* pSrcDst, const uint16_t* pQuantFwdTable);
@@ -249,8 +254,8 @@ ZEL_API ZelStatus zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(const int16_t* pSrc, uint8
 ZEL_API ZelStatus zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R(const int16_t* pSrc, uint16_t* pDst, int dstStep,
                                                        const float* pQuantInvTable);
 
-/* Like zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R, but for blocks whose nonzero coefficients lie in the top-left 1x1, 2x2 or 4x4
- * corner (others are not read). The 1x1 member truncates where the full inverse rounds. */
+/* Like zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R, but for blocks whose nonzero coefficients lie in the top-left 1x1, 2x2 or
+ * 4x4 corner (others are not read). The 1x1 member truncates where the full inverse rounds. */
 ZEL_API ZelStatus zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
                                                           const uint16_t* pQuantInvTable);
 ZEL_API ZelStatus zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
@@ -279,10 +284,10 @@ ZEL_API ZelStatus zeliAdd128_JPEG_16s8u_C1R(const int16_t* pSrc, int srcStep, ui
 /* ---- Lossless prediction (T.81, Annex H.1.2 and H.2) ----
  * One row of one component: samples to differences, and back. Rows are width 16-bit samples, already point-transformed.
  * With Ra the left, Rb the upper and Rc the upper left neighbour, predictors 1 to 7 are Ra, Rb, Rc, Ra + Rb - Rc,
- * Ra + ((Rb - Rc) >> 1), Rb + ((Ra - Rc) >> 1), (Ra + Rb) >> 1: modulo 2^16, but the halved terms read their operands as
- * signed, so that samples of 32768 and above are negative there. The first column is predicted by Rb.
- * The first row of a scan or restart interval has functions of its own: its first sample is predicted by 2^(P - Pt - 1), the
- * others by Ra. P is the precision (2..16), Pt the point transform (from 0).
+ * Ra + ((Rb - Rc) >> 1), Rb + ((Ra - Rc) >> 1), (Ra + Rb) >> 1: modulo 2^16, but the halved terms read their operands
+ * as signed, so that samples of 32768 and above are negative there. The first column is predicted by Rb.
+ * The first row of a scan or restart interval has functions of its own: its first sample is predicted by 2^(P - Pt -
+ * 1), the others by Ra. P is the precision (2..16), Pt the point transform (from 0).
  * Checks: the rows, width, then predictor, or P and Pt (zelStsBadArgErr). */
 ZEL_API ZelStatus zeliDiffPredFirstRow_JPEG_16s_C1(const int16_t* pSrc, int16_t* pDst, int width, int P, int Pt);
 ZEL_API ZelStatus zeliDiffPredRow_JPEG_16s_C1(const int16_t* pSrc, const int16_t* pPrevRow, int16_t* pDst, int width,
@@ -291,7 +296,61 @@ ZEL_API ZelStatus zeliReconstructPredFirstRow_JPEG_16s_C1(const int16_t* pSrc, i
 ZEL_API ZelStatus zeliReconstructPredRow_JPEG_16s_C1(const int16_t* pSrc, const int16_t* pPrevRow, int16_t* pDst,
                                                      int width, int predictor);
 
-/* ==== 4  JPEG colour conversion and resampling ====================================================================== */
+/* ==== 4  JPEG colour conversion and resampling ==================================================================== */
+
+/* ---- Colour conversion of planes ----
+ * RGB and YCbCr as JFIF defines them (full range, chroma centred on 128); CMYK and YCCK: R = 255 - C, G = 255 - M, B =
+ * 255 - Y, K as it is. C3 and C4 pixels have their channels in the named order; planes of one image share a step.
+ * 16-bit pixels: RGB555 has red in bits 0-4, green in 5-9, blue in 10-14, RGB565 green in 5-10 and blue in 11-15; BGR
+ * the other way round. Fields are cut and widened by shifts alone. C2 is interleaved 4:2:2: Y0 Cb Y1 Cr.
+ * All results are clamped to 0..255. The last pixels of a row, those that do not fill 4 (planar sources, and all
+ * inverse members) or 8 (RGB and BGR C3P3, 4:2:2), are computed in another fixed-point form and can differ by 1.
+ * Checks: pSrc, pDst, each plane in order (source first), srcStep, dstStep, roiSize. 4:2:2: no step check; any
+ * distance. Threads, but for the 16-bit pixels. */
+ZEL_API ZelStatus zeliRGBToYCbCr_JPEG_8u_P3R(const uint8_t* const pSrc[3], int srcStep, uint8_t* const pDst[3],
+                                             int dstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliRGBToYCbCr_JPEG_8u_C3P3R(const uint8_t* pSrc, int srcStep, uint8_t* const pDst[3], int dstStep,
+                                               ZeliSize roiSize);
+ZEL_API ZelStatus zeliBGRToYCbCr_JPEG_8u_C3P3R(const uint8_t* pSrc, int srcStep, uint8_t* const pDst[3], int dstStep,
+                                               ZeliSize roiSize);
+ZEL_API ZelStatus zeliRGB555ToYCbCr_JPEG_16u8u_C3P3R(const uint16_t* pSrc, int srcStep, uint8_t* const pDst[3],
+                                                     int dstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliBGR555ToYCbCr_JPEG_16u8u_C3P3R(const uint16_t* pSrc, int srcStep, uint8_t* const pDst[3],
+                                                     int dstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliRGB565ToYCbCr_JPEG_16u8u_C3P3R(const uint16_t* pSrc, int srcStep, uint8_t* const pDst[3],
+                                                     int dstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliBGR565ToYCbCr_JPEG_16u8u_C3P3R(const uint16_t* pSrc, int srcStep, uint8_t* const pDst[3],
+                                                     int dstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliCMYKToYCCK_JPEG_8u_P4R(const uint8_t* const pSrc[4], int srcStep, uint8_t* const pDst[4],
+                                             int dstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliCMYKToYCCK_JPEG_8u_C4P4R(const uint8_t* pSrc, int srcStep, uint8_t* const pDst[4], int dstStep,
+                                               ZeliSize roiSize);
+ZEL_API ZelStatus zeliRGBToY_JPEG_8u_P3C1R(const uint8_t* const pSrc[3], int srcStep, uint8_t* pDst, int dstStep,
+                                           ZeliSize roiSize);
+ZEL_API ZelStatus zeliRGBToY_JPEG_8u_C3C1R(const uint8_t* pSrc, int srcStep, uint8_t* pDst, int dstStep,
+                                           ZeliSize roiSize);
+ZEL_API ZelStatus zeliBGRToY_JPEG_8u_C3C1R(const uint8_t* pSrc, int srcStep, uint8_t* pDst, int dstStep,
+                                           ZeliSize roiSize);
+ZEL_API ZelStatus zeliYCbCrToRGB_JPEG_8u_P3R(const uint8_t* const pSrc[3], int srcStep, uint8_t* const pDst[3],
+                                             int dstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliYCbCrToRGB_JPEG_8u_P3C3R(const uint8_t* const pSrc[3], int srcStep, uint8_t* pDst, int dstStep,
+                                               ZeliSize roiSize);
+ZEL_API ZelStatus zeliYCbCrToBGR_JPEG_8u_P3C3R(const uint8_t* const pSrc[3], int srcStep, uint8_t* pDst, int dstStep,
+                                               ZeliSize roiSize);
+ZEL_API ZelStatus zeliYCbCrToRGB555_JPEG_8u16u_P3C3R(const uint8_t* const pSrc[3], int srcStep, uint16_t* pDst,
+                                                     int dstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliYCbCrToBGR555_JPEG_8u16u_P3C3R(const uint8_t* const pSrc[3], int srcStep, uint16_t* pDst,
+                                                     int dstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliYCbCrToRGB565_JPEG_8u16u_P3C3R(const uint8_t* const pSrc[3], int srcStep, uint16_t* pDst,
+                                                     int dstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliYCbCrToBGR565_JPEG_8u16u_P3C3R(const uint8_t* const pSrc[3], int srcStep, uint16_t* pDst,
+                                                     int dstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliYCCKToCMYK_JPEG_8u_P4R(const uint8_t* const pSrc[4], int srcStep, uint8_t* const pDst[4],
+                                             int dstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliYCCKToCMYK_JPEG_8u_P4C4R(const uint8_t* const pSrc[4], int srcStep, uint8_t* pDst, int dstStep,
+                                               ZeliSize roiSize);
+ZEL_API ZelStatus zeliYCbCr422ToRGB_JPEG_8u_C2C3R(const uint8_t* pSrc, int srcStep, uint8_t* pDst, int dstStep,
+                                                  ZeliSize roiSize);
 
 /* ---- Resampling of chroma planes ----
  * Box down-sampling: the mean of 2 (H2V1) or 2x2 (H2V2) samples. Planes are biased upwards: (a + b + 1) >> 1,
@@ -299,10 +358,11 @@ ZEL_API ZelStatus zeliReconstructPredRow_JPEG_16s_C1(const int16_t* pSrc, const 
  * Triangle up-sampling: d[2k] = (3 s[k] + s[k-1] + 1) >> 2, d[2k+1] = (3 s[k] + s[k+1] + 2) >> 2; for H2V2 with column
  * sums c[k] = 3 near[k] + far[k] in place of s, (... + 8) >> 4 and (... + 7) >> 4.
  * Planes: the loops run over the destination size; the source size is only checked. Up-sampling reads one sample beyond
- * each end of a source row, H2V2 also the rows above the first and below the last: the caller provides them. Threads, but
- * for the plane H2V1 up-sampler. Checks: pSrc, srcStep, srcSize, pDst, dstStep, dstSize.
- * Rows: (srcWidth + 1) / 2 outputs down, 2 * srcWidth up. Down-sampling an odd width reads one sample past it; up-sampling
- * reads nothing beyond, its outermost outputs are the outermost samples. pSrc1 is the upper row, or the nearer one. */
+ * each end of a source row, H2V2 also the rows above the first and below the last: the caller provides them. Threads,
+ * but for the plane H2V1 up-sampler. Checks: pSrc, srcStep, srcSize, pDst, dstStep, dstSize.
+ * Rows: (srcWidth + 1) / 2 outputs down, 2 * srcWidth up. Down-sampling an odd width reads one sample past it;
+ * up-sampling reads nothing beyond, its outermost outputs are the outermost samples. pSrc1 is the upper row, or the
+ * nearer one. */
 ZEL_API ZelStatus zeliSampleDownH2V1_JPEG_8u_C1R(const uint8_t* pSrc, int srcStep, ZeliSize srcSize, uint8_t* pDst,
                                                  int dstStep, ZeliSize dstSize);
 ZEL_API ZelStatus zeliSampleDownH2V2_JPEG_8u_C1R(const uint8_t* pSrc, int srcStep, ZeliSize srcSize, uint8_t* pDst,
@@ -319,11 +379,11 @@ ZEL_API ZelStatus zeliSampleUpRowH2V2_Triangle_JPEG_8u_C1(const uint8_t* pSrc1, 
                                                           uint8_t* pDst);
 
 /* ---- One MCU at a time ----
- * An MCU is 8x8 pixels (444), 16x8 (422) or 16x16 (411: chroma halved both ways). On the block side each component has a
- * pointer to its 8x8 blocks of level-shifted 16-bit samples: luminance (and K) 1, 2 (left, right) or 4 (top left, top
+ * An MCU is 8x8 pixels (444), 16x8 (422) or 16x16 (411: chroma halved both ways). On the block side each component has
+ * a pointer to its 8x8 blocks of level-shifted 16-bit samples: luminance (and K) 1, 2 (left, right) or 4 (top left, top
  * right, bottom left, bottom right) consecutive blocks, chroma one block each.
- * Pixels: 8-bit channels interleaved in the named order, or 16-bit pixels: BGR555 has blue in bits 0-4, green in 5-9, red
- * in 10-14; BGR565 blue in 0-4, green in 5-10, red in 11-15. Fields are cut and widened by shifts alone. */
+ * Pixels: 8-bit channels interleaved in the named order, or 16-bit pixels: BGR555 has blue in bits 0-4, green in 5-9,
+ * red in 10-14; BGR565 blue in 0-4, green in 5-10, red in 11-15. Fields are cut and widened by shifts alone. */
 
 /* Pixels to blocks: Y - 128, Cb and Cr of the JFIF matrix in 14-bit fixed point, chroma averaged over its pixels and
  * rounded. CMYK: R = 255 - C, G = 255 - M, B = 255 - Y, and K - 128 as fourth component.

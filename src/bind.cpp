@@ -1,8 +1,8 @@
 // Binds every exported symbol to the best variant for the processor, once, when the library is loaded.
 //
-// Each public name is an indirect function: the dynamic linker calls its resolver and stores the address that it gives, so
-// that a call costs what any call into a shared library costs. Resolvers run before the program's runtimes exist: this file
-// is compiled without sanitizer, coverage or profiling flags, whatever the rest of the build has.
+// Each public name is an indirect function: the dynamic linker calls its resolver and stores the address that it gives,
+// so that a call costs what any call into a shared library costs. Resolvers run before the program's runtimes exist:
+// this file is compiled without sanitizer, coverage or profiling flags, whatever the rest of the build has.
 #include "zelj.h"
 
 namespace sse41 {

@@ -1,6 +1,6 @@
-// What every source of a variant starts from: the public header, and each exported function declared inside the variant's
-// namespace with the public signature. A definition that strays from the public header becomes an overload, and the
-// declared function stays undefined at link time.
+// What every source of a variant starts from: the public header, and each exported function declared inside the
+// variant's namespace with the public signature. A definition that strays from the public header becomes an overload,
+// and the declared function stays undefined at link time.
 #pragma once
 
 #include "zelj.h"

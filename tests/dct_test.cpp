@@ -226,8 +226,7 @@ TEST(Dct, Inverse) {
 
     const int step = 8 + round % 7;
     Guarded<uint8_t> pixels(size_t(7 * step + 8));
-    ASSERT_EQ(zelStsNoErr,
-              zel().zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(src.data(), pixels.data(), step, table.data()));
+    ASSERT_EQ(zelStsNoErr, zel().zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(src.data(), pixels.data(), step, table.data()));
     for (int i = 0; i < int(pixels.size()); ++i)
       ASSERT_EQ(i % step < 8 ? clamp8(int16_t(expected.at[i / step * 8 + i % step] + 128)) : pixels.kPattern,
                 pixels[size_t(i)]);
@@ -235,8 +234,8 @@ TEST(Dct, Inverse) {
     const int16_t level = int16_t(round % 3 ? 128 : rng.between(-32768, 32767));
     const uint8_t lower = uint8_t(rng.below(256)), upper = uint8_t(rng.below(256));  // crossed bounds too
     const Block plain = dequantised(in, table);
-    ASSERT_EQ(zelStsNoErr, zel().zeliDCT8x8InvLSClip_16s8u_C1R(narrow(plain).data(), pixels.data(), step, level, lower,
-                                                               upper));
+    ASSERT_EQ(zelStsNoErr,
+              zel().zeliDCT8x8InvLSClip_16s8u_C1R(narrow(plain).data(), pixels.data(), step, level, lower, upper));
     for (int i = 0; i < 64; ++i) {
       const uint8_t v = clamp8(int16_t(expected.at[i] + level)), raised = v < lower ? lower : v;
       ASSERT_EQ(raised > upper ? upper : raised, pixels[size_t(i / 8 * step + i % 8)]);
@@ -257,8 +256,8 @@ TEST(Dct, InverseOfCorners) {
       if (i / 8 >= corner || i % 8 >= corner) in.at[i] = rng.between(-32768, 32767);
     Guarded<int16_t> src(narrow(in));
     Guarded<uint8_t> dst(64, size_t(round % 9));
-    const auto function = corner == 4 ? zel().zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R
-                                      : zel().zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R;
+    const auto function =
+        corner == 4 ? zel().zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R : zel().zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R;
     ASSERT_EQ(zelStsNoErr, function(src.data(), dst.data(), 8, table.data()));
     for (int i = 0; i < 64; ++i) ASSERT_EQ(clamp8(expected.at[i] + 128), dst[size_t(i)]) << round << " at " << i;
     ASSERT_TRUE(dst.intact());
@@ -289,8 +288,8 @@ TEST(Dct, ReducedSizes) {
     const int size = round % 2 ? 4 : 2, step = size + round % 5;
     Guarded<int16_t> src(narrow(in));
     Guarded<uint8_t> dst(size_t((size - 1) * step + size));
-    const auto function = size == 4 ? zel().zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R
-                                    : zel().zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R;
+    const auto function =
+        size == 4 ? zel().zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R : zel().zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R;
     ASSERT_EQ(zelStsNoErr, function(src.data(), dst.data(), step, table.data()));
     const std::vector<uint8_t> expected = reduced(dequantised(in, table), size);
     for (int i = 0; i < int(dst.size()); ++i)
@@ -337,8 +336,10 @@ TEST(Dct, ChecksInOrder) {
   typedef uint16_t W16;
   typedef float F;
   const ZelStatus null = zelStsNullPtrErr, step = zelStsStepErr;
-#define CALL(status, expression) \
-  {#expression, status, [](B* b, P* p, W16* w, W16* t, F* f) { (void)b, (void)p, (void)w, (void)t, (void)f; return expression; }}
+#define CALL(status, expression)                                                                                              \
+  {                                                                                                                           \
+#expression, status, [](B* b, P* p, W16* w, W16* t, F* f) { (void)b, (void)p, (void)w, (void)t, (void)f; return expression; } \
+  }
   const Call calls[] = {
       CALL(null, zel().zeliDCTQuantFwd8x8_JPEG_16s_C1(nullptr, b, t)),
       CALL(null, zel().zeliDCTQuantFwd8x8_JPEG_16s_C1(b, nullptr, t)),
@@ -376,8 +377,8 @@ TEST(Dct, ChecksInOrder) {
     ASSERT_TRUE(block[0] == 1 && pixels[0] == 1 && wideSamples[0] == 1) << c.name;  // nothing is written
   }
   const decltype(&zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R) inverses[] = {
-      zel().zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R,     zel().zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R,
-      zel().zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R, zel().zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R,
+      zel().zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R,      zel().zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R,
+      zel().zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R,  zel().zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R,
       zel().zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R, zel().zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R};
   for (const auto& f : inverses) {
     EXPECT_EQ(null, f(nullptr, pixels, 0, table));
@@ -417,9 +418,8 @@ TEST(Dct, TwelveBitForward) {
     Guarded<uint8_t> src(size_t(7 * step + 16));
     for (int r = 0; r < 8; ++r) std::memcpy(src.data() + r * step, &samples[size_t(8 * r)], 16);
     Guarded<int16_t> dst(64, size_t(round % 7));
-    ASSERT_EQ(zelStsNoErr,
-              zel().zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(reinterpret_cast<uint16_t*>(src.data()), step, dst.data(),
-                                                         table.data()));
+    ASSERT_EQ(zelStsNoErr, zel().zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(reinterpret_cast<uint16_t*>(src.data()), step,
+                                                                      dst.data(), table.data()));
     std::vector<double> shifted(64);
     for (size_t i = 0; i < 64; ++i) shifted[i] = int16_t(samples[i]) - 2048.0;
     for (int i = 0; i < 64; ++i) {

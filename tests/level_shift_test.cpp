@@ -14,7 +14,8 @@ using zeltest::Random;
 uint8_t clamp8(int x) { return uint8_t(x < 0 ? 0 : x > 255 ? 255 : x); }
 
 // A region in guarded memory: rows of width elements, step bytes apart.
-template <class T> struct Region {
+template <class T>
+struct Region {
   Region(int width, int height, int step)
       : step(step), bytes(size_t(height - 1) * size_t(step) + size_t(width) * sizeof(T)) {}
   T* data() { return reinterpret_cast<T*>(bytes.data()); }

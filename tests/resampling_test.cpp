@@ -114,7 +114,8 @@ TEST(Resampling, PlanesInThreadsToo) {
   for (const auto& [w, h] : {std::pair(128, 64), std::pair(8193, 1), std::pair(131, 77), std::pair(31, 301)}) {
     if (zeltest::hooks()) zeltest::hooks()->threadQueries = 0;
     run(w, h);
-    if (zeltest::hooks()) EXPECT_EQ(w * h > 8192 ? 3 : 0, zeltest::hooks()->threadQueries);  // all but the H2V1 up-sampler
+    if (zeltest::hooks())
+      EXPECT_EQ(w * h > 8192 ? 3 : 0, zeltest::hooks()->threadQueries);  // all but the H2V1 up-sampler
   }
   if (zeltest::hooks()) zeltest::hooks()->reset();
 }

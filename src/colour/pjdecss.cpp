@@ -1,5 +1,5 @@
-// Chroma up-sampling by a triangle filter: each sample gives two, three parts of itself and one of the neighbour on that side;
-// in both directions for 4:2:0.
+// Chroma up-sampling by a triangle filter: each sample gives two, three parts of itself and one of the neighbour on
+// that side; in both directions for 4:2:0.
 #include "colour/planes.h"
 #include "frame/rows.h"
 #include "frame/vec.h"
@@ -7,14 +7,20 @@
 namespace ZEL_VARIANT {
 namespace {
 
-template <class V> ZEL_INLINE V times3(V x) { return x + x + x; }
+template <class V>
+ZEL_INLINE V times3(V x) {
+  return x + x + x;
+}
 
 // One row to interpolate: the samples themselves.
 struct OneRow {
   static constexpr int kShift = 2, kLeftBias = 1, kRightBias = 2;
   const uint8_t* row;
   int at(int k) const { return row[k]; }
-  template <class V> ZEL_INLINE V lanes(int k) const { return loadWiden<V>(row + k); }
+  template <class V>
+  ZEL_INLINE V lanes(int k) const {
+    return loadWiden<V>(row + k);
+  }
 };
 
 // Two rows: columns of three parts of the nearer and one of the farther row, at most 1020.
@@ -22,18 +28,24 @@ struct TwoRows {
   static constexpr int kShift = 4, kLeftBias = 8, kRightBias = 7;
   const uint8_t *near, *far;
   int at(int k) const { return 3 * near[k] + far[k]; }
-  template <class V> ZEL_INLINE V lanes(int k) const { return times3(loadWiden<V>(near + k)) + loadWiden<V>(far + k); }
+  template <class V>
+  ZEL_INLINE V lanes(int k) const {
+    return times3(loadWiden<V>(near + k)) + loadWiden<V>(far + k);
+  }
 };
 
-template <class Source> uint8_t leftOf(Source src, int k) {
+template <class Source>
+uint8_t leftOf(Source src, int k) {
   return uint8_t((3 * src.at(k) + src.at(k - 1) + Source::kLeftBias) >> Source::kShift);
 }
-template <class Source> uint8_t rightOf(Source src, int k) {
+template <class Source>
+uint8_t rightOf(Source src, int k) {
   return uint8_t((3 * src.at(k) + src.at(k + 1) + Source::kRightBias) >> Source::kShift);
 }
 
 // V::N samples from k on to twice as many.
-template <class V, class Source> ZEL_INLINE V doubled(Source src, int k) {
+template <class V, class Source>
+ZEL_INLINE V doubled(Source src, int k) {
   const V own = times3(src.template lanes<V>(k));
   const V left = (own + src.template lanes<V>(k - 1) + splat<V>(Source::kLeftBias)) >> Source::kShift;
   const V right = (own + src.template lanes<V>(k + 1) + splat<V>(Source::kRightBias)) >> Source::kShift;
@@ -41,7 +53,8 @@ template <class V, class Source> ZEL_INLINE V doubled(Source src, int k) {
 }
 
 // dst[begin..end), dst[2k] and dst[2k + 1] from samples k - 1, k and k + 1; begin is even. Nothing else is read.
-template <class Source> void upRow(Source src, uint8_t* dst, int begin, int end) {
+template <class Source>
+void upRow(Source src, uint8_t* dst, int begin, int end) {
   int i = begin;
   for (; i + 2 * i16v::N <= end; i += 2 * i16v::N) store(dst + i, doubled<i16v>(src, i / 2));
   for (; i + 2 * i16x8::N <= end; i += 2 * i16x8::N) store(dst + i, doubled<i16x8>(src, i / 2));
@@ -49,7 +62,8 @@ template <class Source> void upRow(Source src, uint8_t* dst, int begin, int end)
 }
 
 // A whole row without neighbours outside: the outermost outputs are the outermost samples.
-template <class Source> void upRowInside(Source src, int width, uint8_t* dst) {
+template <class Source>
+void upRowInside(Source src, int width, uint8_t* dst) {
   constexpr int kOwn = Source::kShift == 2 ? 0 : 1;  // two rows: the column, rounded as the biases say
   const int last = width - 1;
   dst[0] = uint8_t(kOwn ? (4 * src.at(0) + Source::kLeftBias) >> 4 : src.at(0));

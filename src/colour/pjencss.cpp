@@ -7,22 +7,27 @@ namespace ZEL_VARIANT {
 namespace {
 
 // What is added before the shift, for outputs of even and of odd index.
-struct Bias { int even, odd; };
+struct Bias {
+  int even, odd;
+};
 constexpr Bias kPlaneH2V1 = {1, 1}, kPlaneH2V2 = {3, 3};
 constexpr Bias kRowH2V1 = {0, 1}, kRowH2V2 = {1, 2};  // alternating: no drift to either side
 
-template <class V> ZEL_INLINE V alternating(Bias bias) {
+template <class V>
+ZEL_INLINE V alternating(Bias bias) {
   return as<V>(splat<Vec<int32_t, int(sizeof(V))>>(bias.even | bias.odd << 16));
 }
 
 // Sums of neighbouring bytes.
-template <int B> ZEL_INLINE Vec<int16_t, B> pairSums(const uint8_t* p) {
+template <int B>
+ZEL_INLINE Vec<int16_t, B> pairSums(const uint8_t* p) {
   return maddBytes(load<Vec<uint8_t, B>>(p), splat<Vec<int8_t, B>>(1));
 }
 
-// dst[i] = (src[2i] + src[2i + 1] + bias) >> 1, or with a second row the sum of four >> 2. A sum of four and its bias is
-// at most 1023.
-template <bool kTwoRows> void downRow(const uint8_t* upper, const uint8_t* lower, uint8_t* dst, int n, Bias bias) {
+// dst[i] = (src[2i] + src[2i + 1] + bias) >> 1, or with a second row the sum of four >> 2. A sum of four and its bias
+// is at most 1023.
+template <bool kTwoRows>
+void downRow(const uint8_t* upper, const uint8_t* lower, uint8_t* dst, int n, Bias bias) {
   constexpr int kShift = kTwoRows ? 2 : 1;
   const auto sums = [&](auto lanes, int i) {
     typedef decltype(lanes) V;
@@ -45,8 +50,8 @@ constexpr int pairs(int width) { return int((int64_t(width) + 1) / 2); }
 
 }  // namespace
 
-ZelStatus zeliSampleDownH2V1_JPEG_8u_C1R(const uint8_t* pSrc, int srcStep, ZeliSize srcSize, uint8_t* pDst,
-                                         int dstStep, ZeliSize dstSize) {
+ZelStatus zeliSampleDownH2V1_JPEG_8u_C1R(const uint8_t* pSrc, int srcStep, ZeliSize srcSize, uint8_t* pDst, int dstStep,
+                                         ZeliSize dstSize) {
   if (const ZelStatus s = checkResampling(pSrc, srcStep, srcSize, pDst, dstStep, dstSize)) return s;
   forEachRow(dstSize, [=](int r) {
     downRow<false>(rowAt(pSrc, srcStep, r), nullptr, rowAt(pDst, dstStep, r), dstSize.width, kPlaneH2V1);
@@ -54,8 +59,8 @@ ZelStatus zeliSampleDownH2V1_JPEG_8u_C1R(const uint8_t* pSrc, int srcStep, ZeliS
   return zelStsNoErr;
 }
 
-ZelStatus zeliSampleDownH2V2_JPEG_8u_C1R(const uint8_t* pSrc, int srcStep, ZeliSize srcSize, uint8_t* pDst,
-                                         int dstStep, ZeliSize dstSize) {
+ZelStatus zeliSampleDownH2V2_JPEG_8u_C1R(const uint8_t* pSrc, int srcStep, ZeliSize srcSize, uint8_t* pDst, int dstStep,
+                                         ZeliSize dstSize) {
   if (const ZelStatus s = checkResampling(pSrc, srcStep, srcSize, pDst, dstStep, dstSize)) return s;
   forEachRow(dstSize, [=](int r) {
     const uint8_t* upper = rowAt(rowAt(pSrc, srcStep, r), srcStep, r);

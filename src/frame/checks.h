@@ -1,6 +1,6 @@
-// Argument checks. A function lists its checks in their documented order in one expression; the first that fails decides:
-//   if (const ZelStatus s = firstFailure(present(pSrc), stepOk(srcStep), present(pDst), stepOk(dstStep), sizeOk(roi)))
-//     return s;
+// Argument checks. A function lists its checks in their documented order in one expression; the first that fails
+//   decides: if (const ZelStatus s = firstFailure(present(pSrc), stepOk(srcStep), present(pDst), stepOk(dstStep),
+//     sizeOk(roi))) return s;
 // A check that must read through a pointer (a tag, a position) gets its own line after the check of that pointer.
 #pragma once
 
@@ -16,13 +16,15 @@ constexpr ZelStatus lengthOk(int n) { return n >= 1 ? zelStsNoErr : zelStsSizeEr
 constexpr ZelStatus valueOk(bool inSet) { return inSet ? zelStsNoErr : zelStsBadArgErr; }
 
 // Every pointer of an array of planes or blocks, in order. It reads the array, which an earlier line must have checked.
-template <int N, class T> constexpr ZelStatus allPresent(T* const* p) {
+template <int N, class T>
+constexpr ZelStatus allPresent(T* const* p) {
   for (int i = 0; i < N; ++i)
     if (!p[i]) return zelStsNullPtrErr;
   return zelStsNoErr;
 }
 
-template <class... S> constexpr ZelStatus firstFailure(S... checks) {
+template <class... S>
+constexpr ZelStatus firstFailure(S... checks) {
   ZelStatus first = zelStsNoErr;
   (void)((first = checks, first != zelStsNoErr) || ...);
   return first;

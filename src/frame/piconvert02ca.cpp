@@ -32,8 +32,7 @@ bool exceedsCache(int64_t traffic) {
 }  // namespace
 
 ZelStatus zeliConvert_8u16u_C1R(const uint8_t* pSrc, int srcStep, uint16_t* pDst, int dstStep, ZeliSize roiSize) {
-  if (const ZelStatus s =
-          firstFailure(present(pSrc), present(pDst), sizeOk(roiSize), stepOk(srcStep), stepOk(dstStep)))
+  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), sizeOk(roiSize), stepOk(srcStep), stepOk(dstStep)))
     return s;
   int64_t width = roiSize.width;
   int height = roiSize.height;

@@ -7,7 +7,8 @@
 namespace ZEL_VARIANT {
 namespace {
 
-template <class T> ZelStatus copyRegion(const T* pSrc, int srcStep, T* pDst, int dstStep, ZeliSize roiSize) {
+template <class T>
+ZelStatus copyRegion(const T* pSrc, int srcStep, T* pDst, int dstStep, ZeliSize roiSize) {
   if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), sizeOk(roiSize))) return s;
   const size_t rowBytes = size_t(roiSize.width) * sizeof(T);
   for (int r = 0; r < roiSize.height; ++r) memcpy(rowAt(pDst, dstStep, r), rowAt(pSrc, srcStep, r), rowBytes);

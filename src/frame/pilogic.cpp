@@ -18,8 +18,7 @@ void andRow(const int32_t* src, int32_t value, int32_t* dst, int n) {
 
 ZelStatus zeliAndC_32s_C1R(const int32_t* pSrc, int srcStep, int32_t value, int32_t* pDst, int dstStep,
                            ZeliSize roiSize) {
-  if (const ZelStatus s =
-          firstFailure(present(pSrc), present(pDst), stepOk(srcStep), stepOk(dstStep), sizeOk(roiSize)))
+  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), stepOk(srcStep), stepOk(dstStep), sizeOk(roiSize)))
     return s;
   for (int r = 0; r < roiSize.height; ++r)
     andRow(rowAt(pSrc, srcStep, r), value, rowAt(pDst, dstStep, r), roiSize.width);

@@ -6,7 +6,8 @@ namespace {
 
 constexpr int32_t significantBits(int32_t m) { return m == 0 ? 0 : 1 + significantBits(m >> 1); }
 
-template <int N, class Rule> constexpr Table<int32_t, N> tabulate(Rule rule) {
+template <int N, class Rule>
+constexpr Table<int32_t, N> tabulate(Rule rule) {
   Table<int32_t, N> t{};
   for (int i = 0; i < N; ++i) t.at[i] = rule(i);
   return t;

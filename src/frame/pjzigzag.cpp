@@ -1,4 +1,5 @@
-// Zigzag order (ITU-T T.81, Figure A.6): the diagonals of the block from the top left, walked in alternating directions.
+// Zigzag order (ITU-T T.81, Figure A.6): the diagonals of the block from the top left, walked in alternating
+// directions.
 #include "frame/support.h"
 
 namespace ZEL_VARIANT {

@@ -15,7 +15,8 @@ uint16_t quotient(float val, uint16_t d) {
   return uint16_t(lrintf(val / float(d)));
 }
 
-// Eight quotients. A zero divisor gives infinity, which the conversion and the saturating pack would lose: it is replaced.
+// Eight quotients. A zero divisor gives infinity, which the conversion and the saturating pack would lose: it is
+// replaced.
 u16x8 quotients(f32x4 val, u16x8 d, u16x8 atZero) {
   const i32x4 low = as<i32x4>(unpackLow128(d, zero<u16x8>()));
   const i32x4 high = as<i32x4>(unpackHigh128(d, zero<u16x8>()));

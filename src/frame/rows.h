@@ -10,11 +10,18 @@ namespace ZEL_VARIANT {
 namespace {
 
 // char, as const as T.
-template <class T> struct ByteLike { typedef char Type; };
-template <class T> struct ByteLike<const T> { typedef const char Type; };
+template <class T>
+struct ByteLike {
+  typedef char Type;
+};
+template <class T>
+struct ByteLike<const T> {
+  typedef const char Type;
+};
 
 // Row r of a plane; the offset is formed in 64 bits.
-template <class T> inline T* rowAt(T* base, int step, int r) {
+template <class T>
+inline T* rowAt(T* base, int step, int r) {
   typedef typename ByteLike<T>::Type Byte;
   return reinterpret_cast<T*>(reinterpret_cast<Byte*>(base) + int64_t(step) * r);
 }
@@ -24,9 +31,10 @@ constexpr int32_t kSerialElements = 8192;
 // The element count that the threading rule looks at: a 32-bit product, as callers can observe for huge regions.
 inline int32_t elements32(ZeliSize size) { return int32_t(uint32_t(size.width) * uint32_t(size.height)); }
 
-// Calls row(r) for every row of the region: in order on this thread up to 8192 elements, otherwise divided statically into
-// one contiguous run of rows for each thread. Where the runtime starts no team, the same loop runs here.
-template <class RowFunction> inline void forEachRow(ZeliSize size, RowFunction row) {
+// Calls row(r) for every row of the region: in order on this thread up to 8192 elements, otherwise divided statically
+// into one contiguous run of rows for each thread. Where the runtime starts no team, the same loop runs here.
+template <class RowFunction>
+inline void forEachRow(ZeliSize size, RowFunction row) {
   if (elements32(size) <= kSerialElements) {
     for (int r = 0; r < size.height; ++r) row(r);
     return;

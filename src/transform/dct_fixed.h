@@ -1,9 +1,9 @@
 // The 8x8 DCT in 16-bit fixed point (ITU-T T.81, Annex A.3.3): constants, weight tables and the vector layouts that the
 // forward and the inverse transform share.
 //
-// The column pass is a butterfly on whole rows, eight columns at a time. The row pass is a 4x4 matrix product on sums and
-// one on differences of mirrored samples, by pairwise multiply-add; its weights carry, per row, the factor S that the column
-// butterfly leaves out. 16-bit additions and subtractions saturate (addSat, subSat); 32-bit row sums wrap.
+// The column pass is a butterfly on whole rows, eight columns at a time. The row pass is a 4x4 matrix product on sums
+// and one on differences of mirrored samples, by pairwise multiply-add; its weights carry, per row, the factor S that
+// the column butterfly leaves out. 16-bit additions and subtractions saturate (addSat, subSat); 32-bit row sums wrap.
 #pragma once
 
 #include "frame/vec.h"
@@ -11,8 +11,9 @@
 
 namespace ZEL_VARIANT {
 
-// Constants of the column passes, a vector each. They are defined in another source (dct_tables.cpp): the compiler, seeing
-// their values, would build each from a general register in three instructions instead of reading it from memory.
+// Constants of the column passes, a vector each. They are defined in another source (dct_tables.cpp): the compiler,
+// seeing their values, would build each from a general register in three instructions instead of reading it from
+// memory.
 struct alignas(16) DctConstants {
   int16_t tg_1_16[8];    // tan(pi/16) * 2^16
   int16_t tg_2_16[8];    // tan(2 pi/16) * 2^16
@@ -20,19 +21,19 @@ struct alignas(16) DctConstants {
   int16_t ocos_4_16[8];  // cos(pi/4) * 2^15
   int16_t cos_4_16[8];   // (cos(pi/4) - 1) * 2^16
   int16_t one[8];
-  int16_t level[8];      // 128
+  int16_t level[8];  // 128
 };
 [[gnu::visibility("hidden")]] extern const DctConstants kDct;
 
 // Constants of the row pass and of quantisation, in the width of the build.
 struct alignas(32) DctRowConstants {
-  uint8_t reverse[32];         // byte order: eight 16-bit samples mirrored
-  int32_t round_frw_row[8];    // 2^19
-  uint16_t tieBias[16];        // 2^14 - 2
-  uint8_t pairs[32];           // byte order: coefficients 02 46 13 57
-  uint8_t mirrorPairs[32];     // byte order: samples 0 1 4 5 7 6 3 2 put right
-  uint8_t oddThenDc[32];       // byte order: coefficients 13 57 0- --
-  uint8_t everyFourth[32];     // byte order: bytes 0 4 8 12
+  uint8_t reverse[32];       // byte order: eight 16-bit samples mirrored
+  int32_t round_frw_row[8];  // 2^19
+  uint16_t tieBias[16];      // 2^14 - 2
+  uint8_t pairs[32];         // byte order: coefficients 02 46 13 57
+  uint8_t mirrorPairs[32];   // byte order: samples 0 1 4 5 7 6 3 2 put right
+  uint8_t oddThenDc[32];     // byte order: coefficients 13 57 0- --
+  uint8_t everyFourth[32];   // byte order: bytes 0 4 8 12
 };
 [[gnu::visibility("hidden")]] extern const DctRowConstants kDctRow;
 
@@ -71,26 +72,38 @@ constexpr int16_t weight(int row, int k, int j) {
 }
 
 static_assert(weight(0, 0, 3) == 16384 && weight(4, 1, 1) == 19266 && weight(0, 7, 3) == -22725);
-static_assert(weight(1, 1, 0) == 31521 && weight(7, 0, 0) == 22725 && weight(2, 1, 3) == 5906 && weight(5, 1, 2) == 15137);
+static_assert(weight(1, 1, 0) == 31521 && weight(7, 0, 0) == 22725 && weight(2, 1, 3) == 5906 &&
+              weight(5, 1, 2) == 15137);
 
 // How the rows of a block lie in vectors: kRows rows (1 or 2) in each of kVectors, in order.
 constexpr int kRows = i16v::N / 8;
 constexpr int kVectors = 8 / kRows;
 
 // One constant vector of 16-bit weights for each group of rows; N constants a group.
-template <int N, int Vectors = kVectors> struct alignas(kVecBytes) RowWeights { int16_t at[Vectors][N][i16v::N]; };
+template <int N, int Vectors = kVectors>
+struct alignas(kVecBytes) RowWeights {
+  int16_t at[Vectors][N][i16v::N];
+};
 // One 32-bit lane constant a row.
-template <int Vectors = kVectors> struct alignas(kVecBytes) RowLanes { int32_t at[Vectors][i32v::N]; };
+template <int Vectors = kVectors>
+struct alignas(kVecBytes) RowLanes {
+  int32_t at[Vectors][i32v::N];
+};
 
-template <int Vectors> constexpr RowLanes<Vectors> rowLanes(const int32_t (&perRow)[8]) {
+template <int Vectors>
+constexpr RowLanes<Vectors> rowLanes(const int32_t (&perRow)[8]) {
   RowLanes<Vectors> t{};
   for (int row = 0; row < Vectors * kRows; ++row)
     for (int i = 0; i < 4; ++i) t.at[row / kRows][row % kRows * 4 + i] = perRow[row];
   return t;
 }
 
-struct BlockRows { i16x8 row[8]; };
-struct BlockVectors { i16v at[kVectors]; };
+struct BlockRows {
+  i16x8 row[8];
+};
+struct BlockVectors {
+  i16v at[kVectors];
+};
 
 ZEL_INLINE BlockVectors toVectors(const BlockRows& b) {
   BlockVectors v;

@@ -1,6 +1,6 @@
-// What the single-precision DCT of 12-bit samples shares between its directions: the scaled fast transform of eight values
-// by Arai, Agui and Nakajima, whose output frequency k is too large by 8^(1/2) * f(k), f(0) = 1, f(k) = sqrt(2) cos(k pi/16);
-// normalisation tables undo it. No step is fused or reordered: the result is the same in every variant.
+// What the single-precision DCT of 12-bit samples shares between its directions: the scaled fast transform of eight
+// values by Arai, Agui and Nakajima, whose output frequency k is too large by 8^(1/2) * f(k), f(0) = 1, f(k) = sqrt(2)
+// cos(k pi/16); normalisation tables undo it. No step is fused or reordered: the result is the same in every variant.
 #pragma once
 
 #include "frame/vec.h"
@@ -10,8 +10,12 @@ namespace ZEL_VARIANT {
 namespace {
 
 constexpr int kFloatParts = 8 / f32v::N;  // vectors a row
-struct FloatRow { f32v part[kFloatParts]; };
-struct FloatBlock { FloatRow row[8]; };
+struct FloatRow {
+  f32v part[kFloatParts];
+};
+struct FloatBlock {
+  FloatRow row[8];
+};
 
 ZEL_INLINE FloatRow operator+(FloatRow a, FloatRow b) {
   for (int i = 0; i < kFloatParts; ++i) a.part[i].v += b.part[i].v;
@@ -34,7 +38,8 @@ ZEL_INLINE FloatRow loadFloats(const float* p) {
   for (int i = 0; i < kFloatParts; ++i) r.part[i] = load<f32v>(p + i * f32v::N);
   return r;
 }
-template <class T> ZEL_INLINE FloatRow loadAsFloats(const T* p) {  // 16-bit samples or coefficients, read as signed
+template <class T>
+ZEL_INLINE FloatRow loadAsFloats(const T* p) {  // 16-bit samples or coefficients, read as signed
   FloatRow r;
   for (int i = 0; i < kFloatParts; ++i)
     r.part[i] = toFloat(loadWiden<i32v>(reinterpret_cast<const int16_t*>(p) + i * f32v::N));
@@ -58,7 +63,9 @@ ZEL_INLINE FloatBlock transposed(const FloatBlock& b) {
 }
 
 // 1 / (8 f(u) f(v)) forward, f(u) f(v) / 8 inverse; 0.125 for the DC in both.
-struct alignas(32) NormTable { float at[64]; };
+struct alignas(32) NormTable {
+  float at[64];
+};
 constexpr double aanFactor(int k) { return k == 0 ? 1.0 : kSqrt2 * cosSixteenth(k); }
 constexpr NormTable normTable(bool forward) {
   NormTable t{};
@@ -70,8 +77,8 @@ constexpr NormTable normTable(bool forward) {
   return t;
 }
 
-constexpr float kCos4 = 0.707106781186547524f;          // cos(pi/4)
-constexpr float kCos6 = 0.382683432365089772f;          // cos(3 pi/8)
+constexpr float kCos4 = 0.707106781186547524f;  // cos(pi/4)
+constexpr float kCos6 = 0.382683432365089772f;  // cos(3 pi/8)
 constexpr float kCos2MinusCos6 = 0.541196100146196985f;
 constexpr float kCos2PlusCos6 = 1.306562964876376527f;
 

@@ -2,10 +2,13 @@
 
 namespace ZEL_VARIANT {
 
-#define EIGHT(x) {x, x, x, x, x, x, x, x}
-#define TWICE(...) {__VA_ARGS__, __VA_ARGS__}
+#define EIGHT(x) \
+  { x, x, x, x, x, x, x, x }
+#define TWICE(...) \
+  { __VA_ARGS__, __VA_ARGS__ }
 
-constexpr DctConstants kDct = {EIGHT(13036), EIGHT(27146), EIGHT(-21746), EIGHT(23170), EIGHT(-19195), EIGHT(1), EIGHT(128)};
+constexpr DctConstants kDct = {EIGHT(13036),  EIGHT(27146), EIGHT(-21746), EIGHT(23170),
+                               EIGHT(-19195), EIGHT(1),     EIGHT(128)};
 
 constexpr DctRowConstants kDctRow = {TWICE(14, 15, 12, 13, 10, 11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1),
                                      EIGHT(1 << 19),

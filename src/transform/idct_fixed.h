@@ -1,6 +1,6 @@
-// The inverse DCT in 16-bit fixed point (ITU-T T.81, Annex A.3.3), full size and for blocks whose nonzero coefficients lie in
-// the top-left corner: rows first, then columns. All give 8x8 samples; the corner forms equal the full one bit for bit on
-// such blocks.
+// The inverse DCT in 16-bit fixed point (ITU-T T.81, Annex A.3.3), full size and for blocks whose nonzero coefficients
+// lie in the top-left corner: rows first, then columns. All give 8x8 samples; the corner forms equal the full one bit
+// for bit on such blocks.
 #pragma once
 
 #include "frame/rows.h"
@@ -65,7 +65,8 @@ ZEL_INLINE i16v inverseRows(i16v x, const int16_t (&w)[4][i16v::N], i32v round) 
 }
 
 // kCorner (2 or 4): the first kCorner frequencies count, the others are not looked at.
-template <int kCorner> ZEL_INLINE i16v inverseCornerRows(i16v x, const int16_t (&w)[2][i16v::N], i32v round) {
+template <int kCorner>
+ZEL_INLINE i16v inverseCornerRows(i16v x, const int16_t (&w)[2][i16v::N], i32v round) {
   const u8x16 of4 = {{0, 1, 4, 5, 0, 1, 4, 5, 2, 3, 6, 7, 2, 3, 6, 7}};
   const u8x16 of2 = {{0, 1, 128, 128, 0, 1, 128, 128, 2, 3, 128, 128, 2, 3, 128, 128}};
   const i16v v = as<i16v>(shuffle128(as<u8v>(x), repeat128<u8v>(kCorner == 4 ? of4 : of2)));
@@ -128,7 +129,8 @@ struct Plain {
 };
 
 // Where only rows 0 to 3 are not zero; all columns count.
-template <class Source> ZEL_INLINE BlockRows inverseOfUpperHalf(Source src) {
+template <class Source>
+ZEL_INLINE BlockRows inverseOfUpperHalf(Source src) {
   i16v v[kVectors / 2];
 #pragma GCC unroll 4
   for (int i = 0; i < kVectors / 2; ++i)
@@ -137,11 +139,11 @@ template <class Source> ZEL_INLINE BlockRows inverseOfUpperHalf(Source src) {
 }
 
 // 8x8 samples, not level-shifted.
-template <class Source> ZEL_INLINE BlockRows dct_8x8_inv_16s(Source src) {
+template <class Source>
+ZEL_INLINE BlockRows dct_8x8_inv_16s(Source src) {
   i16v v[kVectors];
 #pragma GCC unroll 8
-  for (int i = 0; i < kVectors; ++i)
-    v[i] = inverseRows(src.vector(i), kInverse.at[i], load<i32v>(kInverseRound.at[i]));
+  for (int i = 0; i < kVectors; ++i) v[i] = inverseRows(src.vector(i), kInverse.at[i], load<i32v>(kInverseRound.at[i]));
   BlockRows R;
 #pragma GCC unroll 8
   for (int r = 0; r < 8; ++r) R.row[r] = rowOf(v, r);
@@ -165,7 +167,9 @@ ZEL_INLINE BlockRows dct_8x8_inv_2x2_16s(Quantised src) {
 }
 
 // 8x8 samples to bytes: clamped to 0..255 by the pack, then to the bounds where they are narrower.
-struct Clip { uint8_t lower, upper; };
+struct Clip {
+  uint8_t lower, upper;
+};
 
 ZEL_INLINE void storeBlock(const BlockRows& shifted, uint8_t* dst, int dstStep, Clip clip) {
   const bool narrow = clip.lower != 0 || clip.upper != 255;

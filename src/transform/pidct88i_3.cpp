@@ -5,7 +5,8 @@
 namespace ZEL_VARIANT {
 namespace {
 
-// Block plus level (wrapping), clamped to 0..255, then raised to the lower and lowered to the upper bound, in this order.
+// Block plus level (wrapping), clamped to 0..255, then raised to the lower and lowered to the upper bound, in this
+// order.
 void own_8x8_LSClip_16s8u(BlockRows block, uint8_t* dst, int dstStep, int16_t level, Clip clip) {
 #pragma GCC unroll 8
   for (i16x8& row : block.row) row = row + splat<i16x8>(level);

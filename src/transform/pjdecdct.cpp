@@ -24,9 +24,7 @@ ZEL_INLINE BlockRows inverseOf(const int16_t* src, const uint16_t* table) {
   return lowerHalfIsZero(src) ? inverseOfUpperHalf(block) : dct_8x8_inv_16s(block);
 }
 
-void dctQuantInv(const int16_t* src, int16_t* dst, const uint16_t* table) {
-  storeSigned(inverseOf(src, table), dst);
-}
+void dctQuantInv(const int16_t* src, int16_t* dst, const uint16_t* table) { storeSigned(inverseOf(src, table), dst); }
 
 void dctQuantInvLS(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
   storeBlock(shifted(inverseOf(src, table)), dst, dstStep, kFullRange);

@@ -7,8 +7,8 @@ namespace ZEL_VARIANT {
 namespace {
 
 constexpr NormTable tab_norm_inv = normTable(false);
-constexpr float fLS = 2048.0f;   // level shift
-constexpr int16_t iST = 4095;    // largest sample
+constexpr float fLS = 2048.0f;  // level shift
+constexpr int16_t iST = 4095;   // largest sample
 
 constexpr float k2Cos4 = 1.414213562373095049f;
 constexpr float k2Cos2 = 1.847759065022573512f;

@@ -1,4 +1,5 @@
-// Reduced-size decoding: from 8x8 coefficients to 4x4 or 2x2 samples, each the mean of its group of the block's inverse DCT.
+// Reduced-size decoding: from 8x8 coefficients to 4x4 or 2x2 samples, each the mean of its group of the block's inverse
+// DCT.
 //
 // The mean over two neighbouring samples of frequency k is cos((2n + 1) k pi/8) cos(k pi/16) times the basis value, so
 // frequency 4 drops out; over four, only frequencies 0, 1, 3, 5 and 7 stay. Rows first, then columns, as at full size.
@@ -10,7 +11,9 @@ namespace ZEL_VARIANT {
 namespace {
 
 // Saturating column pass: what the 4x4 and the 2x2 form compute alike from the odd rows.
-struct OddRows { i16x8 e, f, b, c; };
+struct OddRows {
+  i16x8 e, f, b, c;
+};
 
 ZEL_INLINE OddRows oddRows(i16x8 R1, i16x8 R3, i16x8 R5, i16x8 R7) {
   const i16x8 a = addSat(addSat(mulHi(R5, kDct.tg_3_16), R5), R3);
@@ -32,9 +35,8 @@ ZEL_INLINE i16v dequantised(const int16_t* src, const uint16_t* table, int i, co
 constexpr int32_t kRounders4[8] = {66560, 5802, 4520, 3408, 0, 910, 1024, 746};
 
 constexpr int16_t weight4(int row, int k, int n) {
-  return k == 4 || row == 4
-             ? int16_t(0)
-             : roundWeight(frequencyScale(row, k) * cosSixteenth((2 * n + 1) * 2 * k) * cosSixteenth(k));
+  return k == 4 || row == 4 ? int16_t(0)
+                            : roundWeight(frequencyScale(row, k) * cosSixteenth((2 * n + 1) * 2 * k) * cosSixteenth(k));
 }
 static_assert(weight4(0, 1, 0) == 20995 && weight4(0, 6, 0) == -6270 && weight4(0, 7, 0) == -4176);
 static_assert(weight4(1, 1, 1) == 12063 && weight4(0, 4, 0) == 0);
@@ -81,7 +83,9 @@ ZEL_INLINE i16v twoRows4(i32v x, i32v y, const int32_t (&round)[i32v::N]) {
 }
 
 // Rows 0 and 2, and rows 1 and 3, of four: each in a half of a vector.
-struct FourRows { i16x8 rows02, rows13; };
+struct FourRows {
+  i16x8 rows02, rows13;
+};
 ZEL_INLINE FourRows fourRows4(const int16_t* src, const uint16_t* table, int first, const RowLanes<4 / kRows>& round) {
 #ifdef __AVX2__
   const i16v all = twoRows4(rowSums4(src, table, first / 2), rowSums4(src, table, first / 2 + 1), round.at[0]);
@@ -159,7 +163,9 @@ ZEL_INLINE i16v fourRows2(i32v a, i32v b, i32v c, i32v d, const int32_t (&round)
 }
 
 // The left outputs of rows 1 3 5 7, then their right ones; and of row 0 in the first lane of each half.
-struct OddAndDcRows { i16x8 odd, dc; };
+struct OddAndDcRows {
+  i16x8 odd, dc;
+};
 ZEL_INLINE OddAndDcRows allRows2(const int16_t* src, const uint16_t* table) {
 #ifdef __AVX2__
   // Even rows in the low half, odd rows in the high one; of the even rows only row 0 is used.
@@ -172,8 +178,8 @@ ZEL_INLINE OddAndDcRows allRows2(const int16_t* src, const uint16_t* table) {
   alignas(16) constexpr int32_t roundOdd[8] = {kRounders2[1], kRounders2[3], kRounders2[5], kRounders2[7]};
   alignas(16) constexpr int32_t roundDc[8] = {kRounders2[0]};
   const i32v row0 = rowSums2(src, table, 0);
-  return {fourRows2(rowSums2(src, table, 1), rowSums2(src, table, 3), rowSums2(src, table, 5),
-                    rowSums2(src, table, 7), roundOdd),
+  return {fourRows2(rowSums2(src, table, 1), rowSums2(src, table, 3), rowSums2(src, table, 5), rowSums2(src, table, 7),
+                    roundOdd),
           fourRows2(row0, row0, row0, row0, roundDc)};
 #endif
 }

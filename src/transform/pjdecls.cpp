@@ -22,8 +22,7 @@ void ownpj_Add128_JPEG_16s8u_C1(const int16_t* src, uint8_t* dst, int n) {
 }  // namespace
 
 ZelStatus zeliAdd128_JPEG_16s8u_C1R(const int16_t* pSrc, int srcStep, uint8_t* pDst, int dstStep, ZeliSize roiSize) {
-  if (const ZelStatus s =
-          firstFailure(present(pSrc), stepOk(srcStep), present(pDst), stepOk(dstStep), sizeOk(roiSize)))
+  if (const ZelStatus s = firstFailure(present(pSrc), stepOk(srcStep), present(pDst), stepOk(dstStep), sizeOk(roiSize)))
     return s;
   forEachRow(roiSize, [=](int r) {
     ownpj_Add128_JPEG_16s8u_C1(rowAt(pSrc, srcStep, r), rowAt(pDst, dstStep, r), roiSize.width);

@@ -1,8 +1,8 @@
 // Reconstruction from differences of lossless JPEG (ITU-T T.81, Annex H.2): one row of one component at a time.
 //
 // Under predictors 1, 4 and 5 a sample is its left neighbour plus a term that does not depend on it, so that a row is a
-// running sum, which vectors form in three or four steps. Under 2 and 3 it does not depend on its row at all. Under 6 and 7
-// the left neighbour is halved with something else: these rows stay sample by sample.
+// running sum, which vectors form in three or four steps. Under 2 and 3 it does not depend on its row at all. Under 6
+// and 7 the left neighbour is halved with something else: these rows stay sample by sample.
 #include "frame/checks.h"
 #include "transform/prediction.h"
 
@@ -10,7 +10,8 @@ namespace ZEL_VARIANT {
 namespace {
 
 // What is added to the left neighbour (predictors 1, 4, 5), or the sample itself (2, 3).
-template <int kPredictor> ZEL_INLINE i16x8 term(i16x8 difference, const int16_t* previous) {
+template <int kPredictor>
+ZEL_INLINE i16x8 term(i16x8 difference, const int16_t* previous) {
   if constexpr (kPredictor == 1) return difference;
   const i16x8 Rb = load<i16x8>(previous), Rc = load<i16x8>(previous - 1);
   if constexpr (kPredictor == 2) return difference + Rb;
@@ -20,7 +21,10 @@ template <int kPredictor> ZEL_INLINE i16x8 term(i16x8 difference, const int16_t*
 }
 
 // Lanes moved up by kBytes, zeros below.
-template <int kBytes> ZEL_INLINE i16x8 movedUp(i16x8 a) { return {(i16x8::Raw)_mm_slli_si128((__m128i)a.v, kBytes)}; }
+template <int kBytes>
+ZEL_INLINE i16x8 movedUp(i16x8 a) {
+  return {(i16x8::Raw)_mm_slli_si128((__m128i)a.v, kBytes)};
+}
 
 // Lane i: the sum of lanes 0 to i.
 ZEL_INLINE i16x8 runningSum(i16x8 a) {
@@ -69,8 +73,8 @@ constexpr Columns kColumns[7] = {reconstructColumns<1>, reconstructColumns<2>, r
 }  // namespace
 
 ZelStatus zeliReconstructPredFirstRow_JPEG_16s_C1(const int16_t* pSrc, int16_t* pDst, int width, int P, int Pt) {
-  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), lengthOk(width),
-                                       valueOk(P >= 2 && P <= 16 && Pt >= 0)))
+  if (const ZelStatus s =
+          firstFailure(present(pSrc), present(pDst), lengthOk(width), valueOk(P >= 2 && P <= 16 && Pt >= 0)))
     return s;
   ownpj_ReconstructPredFirstRow_JPEG_16s_C1(pSrc, pDst, width, P, Pt);
   return zelStsNoErr;

@@ -6,8 +6,8 @@
 namespace ZEL_VARIANT {
 namespace {
 
-// Row-pass weights. With s and d the sums and differences of mirrored samples, a row's vector is s0 s1 d0 d1 s2 s3 d2 d3, and
-// the same with its halves exchanged; four multiply-adds give F0..F3 and F4..F7 in order.
+// Row-pass weights. With s and d the sums and differences of mirrored samples, a row's vector is s0 s1 d0 d1 s2 s3 d2
+// d3, and the same with its halves exchanged; four multiply-adds give F0..F3 and F4..F7 in order.
 constexpr RowWeights<4> forwardWeights() {
   RowWeights<4> t{};
   for (int row = 0; row < 8; ++row)

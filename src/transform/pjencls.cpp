@@ -16,8 +16,7 @@ void ownpj_Sub128_JPEG_8u16s_C1(const uint8_t* src, int16_t* dst, int n) {
 }  // namespace
 
 ZelStatus zeliSub128_JPEG_8u16s_C1R(const uint8_t* pSrc, int srcStep, int16_t* pDst, int dstStep, ZeliSize roiSize) {
-  if (const ZelStatus s =
-          firstFailure(present(pSrc), stepOk(srcStep), present(pDst), stepOk(dstStep), sizeOk(roiSize)))
+  if (const ZelStatus s = firstFailure(present(pSrc), stepOk(srcStep), present(pDst), stepOk(dstStep), sizeOk(roiSize)))
     return s;
   forEachRow(roiSize, [=](int r) {
     ownpj_Sub128_JPEG_8u16s_C1(rowAt(pSrc, srcStep, r), rowAt(pDst, dstStep, r), roiSize.width);

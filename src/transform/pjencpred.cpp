@@ -5,7 +5,8 @@
 namespace ZEL_VARIANT {
 namespace {
 
-template <int kPredictor> ZEL_INLINE i16v predicted(i16v Ra, i16v Rb, i16v Rc) {
+template <int kPredictor>
+ZEL_INLINE i16v predicted(i16v Ra, i16v Rb, i16v Rc) {
   if constexpr (kPredictor == 1) return Ra;
   if constexpr (kPredictor == 2) return Rb;
   if constexpr (kPredictor == 3) return Rc;
@@ -24,8 +25,7 @@ void differenceColumns(const int16_t* src, const int16_t* previous, int16_t* dst
     for (; i + i16v::N <= width; i += i16v::N)
       store(dst + i, load<i16v>(src + i) - predicted<kPredictor>(load<i16v>(src + i - 1), load<i16v>(previous + i),
                                                                  load<i16v>(previous + i - 1)));
-  for (; i < width; ++i)
-    dst[i] = int16_t(src[i] - predicted<kPredictor>(src[i - 1], previous[i], previous[i - 1]));
+  for (; i < width; ++i) dst[i] = int16_t(src[i] - predicted<kPredictor>(src[i - 1], previous[i], previous[i - 1]));
 }
 
 void ownpj_DiffPredFirstRow_JPEG_16s_C1(const int16_t* src, int16_t* dst, int width, int precision,
@@ -35,15 +35,14 @@ void ownpj_DiffPredFirstRow_JPEG_16s_C1(const int16_t* src, int16_t* dst, int wi
 }
 
 typedef void (*Columns)(const int16_t*, const int16_t*, int16_t*, int);
-constexpr Columns kColumns[7] = {differenceColumns<1>, differenceColumns<2>, differenceColumns<3>,
-                                 differenceColumns<4>, differenceColumns<5>, differenceColumns<6>,
-                                 differenceColumns<7>};
+constexpr Columns kColumns[7] = {differenceColumns<1>, differenceColumns<2>, differenceColumns<3>, differenceColumns<4>,
+                                 differenceColumns<5>, differenceColumns<6>, differenceColumns<7>};
 
 }  // namespace
 
 ZelStatus zeliDiffPredFirstRow_JPEG_16s_C1(const int16_t* pSrc, int16_t* pDst, int width, int P, int Pt) {
-  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), lengthOk(width),
-                                       valueOk(P >= 2 && P <= 16 && Pt >= 0)))
+  if (const ZelStatus s =
+          firstFailure(present(pSrc), present(pDst), lengthOk(width), valueOk(P >= 2 && P <= 16 && Pt >= 0)))
     return s;
   ownpj_DiffPredFirstRow_JPEG_16s_C1(pSrc, pDst, width, P, Pt);
   return zelStsNoErr;

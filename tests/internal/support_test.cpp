@@ -1,9 +1,10 @@
 // The support routines, which are not exported: compiled with each variant's flags.
+#include "frame/support.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 
-#include "frame/support.h"
 #include "support/core_hooks.h"
 #include "support/data.h"
 #include "zelcore.h"
@@ -65,7 +66,8 @@ TEST(Support, ReverseDivision) {
         for (const uint16_t d : divisors) {
           anyZero = anyZero || d == 0;
           expected.push_back(val == 0 ? uint16_t(0)
-                                      : d == 0 ? uint16_t(65535) : uint16_t(std::nearbyintf(float(val) / float(d))));
+                             : d == 0 ? uint16_t(65535)
+                                      : uint16_t(std::nearbyintf(float(val) / float(d))));
         }
         const ZelStatus status = anyZero ? zelStsDivByZeroWrn : zelStsNoErr;
         hooks()->threads = threads;
@@ -115,7 +117,8 @@ TEST(Support, RegionsCopyMaskAndWiden) {
     ASSERT_EQ(zelStsNoErr, zeliCopy_32f_C1R(reinterpret_cast<float*>(src.data()), step,
                                             reinterpret_cast<float*>(dst.data()), step, size));
     expectRegion(~0u, 4);
-    ASSERT_EQ(zelStsNoErr, zeliAndC_32s_C1R(words, step, -(1 << 5), reinterpret_cast<int32_t*>(dst.data()), step, size));
+    ASSERT_EQ(zelStsNoErr,
+              zeliAndC_32s_C1R(words, step, -(1 << 5), reinterpret_cast<int32_t*>(dst.data()), step, size));
     expectRegion(~31u, 4);
     const uint32_t last = at(src, width - 1, height - 1);
     ASSERT_EQ(zelStsNoErr, zeliAndC_32s_C1IR(0x0F0F0F0F, words, step, size));

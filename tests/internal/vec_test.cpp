@@ -1,11 +1,12 @@
 // The vector layer, each operation against a scalar lambda, compiled with each variant's flags.
+#include "frame/vec.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <numeric>
 
-#include "frame/vec.h"
 #include "support/data.h"
 
 using namespace ZEL_VARIANT;
@@ -13,12 +14,14 @@ using zeltest::Random;
 
 namespace {
 
-template <class T> int64_t clampTo(int64_t x) {
+template <class T>
+int64_t clampTo(int64_t x) {
   return std::min<int64_t>(std::numeric_limits<T>::max(), std::max<int64_t>(std::numeric_limits<T>::min(), x));
 }
 
 // result lane i == scalar(a[i], b[i]) for random and extreme lanes.
-template <class V, class Op, class Scalar> void lanewise(const char* name, Op op, Scalar scalar) {
+template <class V, class Op, class Scalar>
+void lanewise(const char* name, Op op, Scalar scalar) {
   typedef typename V::Lane T;
   Random rng(1);
   for (int round = 0; round < 300; ++round) {
@@ -29,41 +32,59 @@ template <class V, class Op, class Scalar> void lanewise(const char* name, Op op
   }
 }
 
-template <class V> void arithmetic() {
+template <class V>
+void arithmetic() {
   typedef typename V::Lane T;
-  lanewise<V>("+", [](V a, V b) { return a + b; }, [](int64_t a, int64_t b) { return a + b; });
-  lanewise<V>("-", [](V a, V b) { return a - b; }, [](int64_t a, int64_t b) { return a - b; });
-  lanewise<V>("== ", [](V a, V b) { return a == b; }, [](int64_t a, int64_t b) { return a == b ? -1 : 0; });
-  lanewise<V>(">", [](V a, V b) { return a > b; }, [](int64_t a, int64_t b) { return a > b ? -1 : 0; });
-  lanewise<V>("select", [](V a, V b) { return select(a > b, a, b); }, [](int64_t a, int64_t b) { return std::max(a, b); });
-  lanewise<V>("<< 3", [](V a, V) { return a << 3; }, [](int64_t a, int64_t) { return a * 8; });
-  lanewise<V>(">> 3", [](V a, V) { return a >> 3; }, [](int64_t a, int64_t) { return a >> 3; });
-  lanewise<V>("splat", [](V a, V) { return splat<V>(T(-7)) ^ a ^ a; }, [](int64_t, int64_t) { return T(-7); });
+  lanewise<V>(
+      "+", [](V a, V b) { return a + b; }, [](int64_t a, int64_t b) { return a + b; });
+  lanewise<V>(
+      "-", [](V a, V b) { return a - b; }, [](int64_t a, int64_t b) { return a - b; });
+  lanewise<V>(
+      "== ", [](V a, V b) { return a == b; }, [](int64_t a, int64_t b) { return a == b ? -1 : 0; });
+  lanewise<V>(
+      ">", [](V a, V b) { return a > b; }, [](int64_t a, int64_t b) { return a > b ? -1 : 0; });
+  lanewise<V>(
+      "select", [](V a, V b) { return select(a > b, a, b); }, [](int64_t a, int64_t b) { return std::max(a, b); });
+  lanewise<V>(
+      "<< 3", [](V a, V) { return a << 3; }, [](int64_t a, int64_t) { return a * 8; });
+  lanewise<V>(
+      ">> 3", [](V a, V) { return a >> 3; }, [](int64_t a, int64_t) { return a >> 3; });
+  lanewise<V>(
+      "splat", [](V a, V) { return splat<V>(T(-7)) ^ a ^ a; }, [](int64_t, int64_t) { return T(-7); });
 }
 
-template <class V> void saturating() {
+template <class V>
+void saturating() {
   typedef typename V::Lane T;
-  lanewise<V>("addSat", [](V a, V b) { return addSat(a, b); }, [](int64_t a, int64_t b) { return clampTo<T>(a + b); });
-  lanewise<V>("subSat", [](V a, V b) { return subSat(a, b); }, [](int64_t a, int64_t b) { return clampTo<T>(a - b); });
+  lanewise<V>(
+      "addSat", [](V a, V b) { return addSat(a, b); }, [](int64_t a, int64_t b) { return clampTo<T>(a + b); });
+  lanewise<V>(
+      "subSat", [](V a, V b) { return subSat(a, b); }, [](int64_t a, int64_t b) { return clampTo<T>(a - b); });
 }
 
-template <class V> void minMax() {
-  lanewise<V>("min", [](V a, V b) { return min(a, b); }, [](int64_t a, int64_t b) { return std::min(a, b); });
-  lanewise<V>("max", [](V a, V b) { return max(a, b); }, [](int64_t a, int64_t b) { return std::max(a, b); });
+template <class V>
+void minMax() {
+  lanewise<V>(
+      "min", [](V a, V b) { return min(a, b); }, [](int64_t a, int64_t b) { return std::min(a, b); });
+  lanewise<V>(
+      "max", [](V a, V b) { return max(a, b); }, [](int64_t a, int64_t b) { return std::max(a, b); });
 }
 
-template <class V> std::vector<int64_t> lanes(V v) {
+template <class V>
+std::vector<int64_t> lanes(V v) {
   std::vector<int64_t> l;
   for (int i = 0; i < V::N; ++i) l.push_back(int64_t(v.v[i]));
   return l;
 }
-template <class V> V counting(int from) {
+template <class V>
+V counting(int from) {
   V v = zero<V>();
   for (int i = 0; i < V::N; ++i) v.v[i] = typename V::Lane(from + i);
   return v;
 }
 
-template <int B> void reshaping() {
+template <int B>
+void reshaping() {
   typedef Vec<int16_t, B> W;
   typedef Vec<int32_t, B> D;
   typedef Vec<uint8_t, B> U;
@@ -96,7 +117,8 @@ template <int B> void reshaping() {
       for (const int32_t s : *v) packed.push_back(clampTo<int16_t>(s)), packedU.push_back(clampTo<uint16_t>(s));
     for (const auto* v : {&p, &q})
       for (const int16_t s : *v) packedBytes.push_back(clampTo<uint8_t>(s));
-    for (size_t i = 0; i < p.size(); i += 2) products.push_back(int32_t(uint32_t(p[i] * q[i]) + uint32_t(p[i + 1] * q[i + 1])));
+    for (size_t i = 0; i < p.size(); i += 2)
+      products.push_back(int32_t(uint32_t(p[i] * q[i]) + uint32_t(p[i + 1] * q[i + 1])));
     ASSERT_EQ(packed, lanes(packI16(dx, dy)));
     ASSERT_EQ(packedU, lanes(packU16(dx, dy)));
     ASSERT_EQ(packedBytes, lanes(packU8(wp, wq)));
@@ -125,7 +147,8 @@ template <int B> void reshaping() {
   }
 }
 
-template <int B> void floats() {
+template <int B>
+void floats() {
   typedef Vec<float, B> F;
   typedef Vec<int32_t, B> D;
   F x = zero<F>();
@@ -146,12 +169,18 @@ TEST(Vec, LanewiseOperations) {
   arithmetic<u8v>(), arithmetic<i16v>(), arithmetic<u16v>(), arithmetic<i32v>(), arithmetic<i16x8>();
   saturating<u8v>(), saturating<i8v>(), saturating<i16v>(), saturating<u16v>(), saturating<i16x8>();
   minMax<u8v>(), minMax<i16v>(), minMax<i32v>();
-  lanewise<i16v>("mulHi", [](i16v a, i16v b) { return mulHi(a, b); }, [](int64_t a, int64_t b) { return (a * b) >> 16; });
-  lanewise<u16v>("mulHi", [](u16v a, u16v b) { return mulHi(a, b); }, [](int64_t a, int64_t b) { return (a * b) >> 16; });
-  lanewise<i16v>("*", [](i16v a, i16v b) { return a * b; }, [](int64_t a, int64_t b) { return a * b; });
-  lanewise<u16v>("average", [](u16v a, u16v b) { return average(a, b); }, [](int64_t a, int64_t b) { return (a + b + 1) >> 1; });
-  lanewise<u8v>("average", [](u8v a, u8v b) { return average(a, b); }, [](int64_t a, int64_t b) { return (a + b + 1) >> 1; });
-  lanewise<i16v>("abs", [](i16v a, i16v) { return abs(a); }, [](int64_t a, int64_t) { return std::abs(a); });
+  lanewise<i16v>(
+      "mulHi", [](i16v a, i16v b) { return mulHi(a, b); }, [](int64_t a, int64_t b) { return (a * b) >> 16; });
+  lanewise<u16v>(
+      "mulHi", [](u16v a, u16v b) { return mulHi(a, b); }, [](int64_t a, int64_t b) { return (a * b) >> 16; });
+  lanewise<i16v>(
+      "*", [](i16v a, i16v b) { return a * b; }, [](int64_t a, int64_t b) { return a * b; });
+  lanewise<u16v>(
+      "average", [](u16v a, u16v b) { return average(a, b); }, [](int64_t a, int64_t b) { return (a + b + 1) >> 1; });
+  lanewise<u8v>(
+      "average", [](u8v a, u8v b) { return average(a, b); }, [](int64_t a, int64_t b) { return (a + b + 1) >> 1; });
+  lanewise<i16v>(
+      "abs", [](i16v a, i16v) { return abs(a); }, [](int64_t a, int64_t) { return std::abs(a); });
 }
 
 TEST(Vec, ReshapingKeepsItsLaneOrder) {

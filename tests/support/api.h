@@ -1,5 +1,5 @@
-// The functions under test, as a table made from the list of exports. The suite is written against zel() and runs once for
-// each variant (--variant=sse41, avx2), and once on the shared library as a program sees it (--variant=library).
+// The functions under test, as a table made from the list of exports. The suite is written against zel() and runs once
+// for each variant (--variant=sse41, avx2), and once on the shared library as a program sees it (--variant=library).
 #pragma once
 
 #include <vector>

@@ -4,7 +4,8 @@ namespace zeltest {
 
 const std::vector<Variant>& variants() {
 #define ZEL_EXPORT(name) &::name,
-  static const std::vector<Variant> all = {{"library", true,
+  static const std::vector<Variant> all = {{"library",
+                                            true,
                                             {
 #include "exports.inc"
                                             }}};

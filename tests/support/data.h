@@ -28,18 +28,21 @@ class Random {
   int between(int low, int high) { return low + int(next() % uint64_t(int64_t(high) - low + 1)); }
 
   // Mostly uniform over the type; one run in eight has only small values, one only extremes.
-  template <class T> void fill(T* p, size_t n) {
+  template <class T>
+  void fill(T* p, size_t n) {
     const int kind = below(8);
     for (size_t i = 0; i < n; ++i) p[i] = sample<T>(kind);
   }
-  template <class T> std::vector<T> vector(size_t n) {
+  template <class T>
+  std::vector<T> vector(size_t n) {
     std::vector<T> v(n);
     fill(v.data(), n);
     return v;
   }
 
  private:
-  template <class T> T sample(int kind) {
+  template <class T>
+  T sample(int kind) {
     if constexpr (std::is_floating_point_v<T>) {
       const T scale = kind == 0 ? T(1) : kind == 1 ? T(1e9) : T(4096);
       return (T(int64_t(next() >> 11)) / T(int64_t(1) << 52) - T(1)) * scale;
@@ -56,9 +59,9 @@ class Random {
   uint64_t s_;
 };
 
-// n elements of T that end `slack` bytes before an unreadable page, with another unreadable page before the first of them.
-// The readable bytes around the elements hold a pattern; intact() tells whether it still stands. Odd slacks give odd
-// addresses: read and write the elements through memcpy or the function under test then.
+// n elements of T that end `slack` bytes before an unreadable page, with another unreadable page before the first of
+// them. The readable bytes around the elements hold a pattern; intact() tells whether it still stands. Odd slacks give
+// odd addresses: read and write the elements through memcpy or the function under test then.
 template <class T>
 class Guarded {
  public:

@@ -1,0 +1,297 @@
+// Colour conversion of planes for the decoder: YCbCr to RGB and YCCK to CMYK (JFIF: full range, chroma centred on 128).
+//
+// A row is converted in two parts. Its first 4 * floor(width / 4) pixels take vectors, in 14-bit fixed point; the
+// remaining ones take tables in 16-bit fixed point. The two can differ by 1, so where one ends is part of the
+// definition.
+#include "colour/planes.h"
+#include "colour/tables.h"
+
+namespace ZEL_VARIANT {
+namespace {
+
+constexpr int kVectorPixels = 4;
+
+template <class V>
+struct Rgb {
+  V r, g, b;
+};
+
+// Offsets of the vector part: the centring of chroma, and a rounding of each kind's own.
+struct PlanarForm {  // green is subtracted
+  static constexpr int kRed = -2932015, kGreen = -2211182, kBlue = -3708561, kGreenSign = -1;
+};
+struct InterleavedForm {
+  static constexpr int kRed = -2932015, kGreen = 2227566, kBlue = -3707961, kGreenSign = 1;
+};
+
+// (cb * fcb + cr * fcr + offset) >> 14
+template <class V>
+ZEL_INLINE V chromaTerm(V cb, V cr, int fcb, int fcr, int offset) {
+  typedef Vec<int32_t, int(sizeof(V))> Wide;
+  const V factors = as<V>(splat<Wide>(int32_t(uint32_t(uint16_t(fcb)) | uint32_t(fcr) << 16)));
+  const Wide add = splat<Wide>(offset);
+  return packI16x128((maddPairs(unpackLow128(cb, cr), factors) + add) >> 14,
+                     (maddPairs(unpackHigh128(cb, cr), factors) + add) >> 14);
+}
+
+// Not yet clamped; with bytes as input no sum leaves 16 bits.
+template <class Form, class V>
+ZEL_INLINE Rgb<V> toRgb(V y, V cb, V cr) {
+  const V green = chromaTerm(cb, cr, 5638 * -Form::kGreenSign, 11700 * -Form::kGreenSign, Form::kGreen);
+  return {y + chromaTerm(cb, cr, 0, 22970, Form::kRed), Form::kGreenSign < 0 ? y - green : y + green,
+          y + chromaTerm(cb, cr, 29032, 0, Form::kBlue)};
+}
+
+Rgb<uint8_t> toRgbByTables(int y, int cb, int cr) {
+  const DecodingTables& t = kDecodingTables;
+  return {clampToByte(y + t.cr_r_tbl[cr]), clampToByte(y + ((t.cb_g_tbl[cb] + t.cr_g_tbl[cr]) >> 16)),
+          clampToByte(y + t.cb_b_tbl[cb])};
+}
+
+// ---- Where the pixels go: a vector part and a single pixel each
+// -------------------------------------------------------
+
+struct ToPlanes {
+  typedef PlanarForm Form;
+  uint8_t *r, *g, *b;
+  template <class S>
+  ZEL_INLINE void put(int i, const Rgb<typename S::V>& c) const {
+    storeSamples<S>(r + i, c.r), storeSamples<S>(g + i, c.g), storeSamples<S>(b + i, c.b);
+  }
+  void put(int i, Rgb<uint8_t> c) const { r[i] = c.r, g[i] = c.g, b[i] = c.b; }
+};
+
+template <bool kRedFirst>
+struct ToChannels {
+  typedef InterleavedForm Form;
+  uint8_t* dst;
+  template <class S>
+  ZEL_INLINE void put(int i, const Rgb<typename S::V>& c) const {
+    u8x16 out[3];
+    interleave3(bytesOf(kRedFirst ? c.r : c.b), bytesOf(c.g), bytesOf(kRedFirst ? c.b : c.r), out);
+    storeBytes<3 * S::kCount>(dst + 3 * int64_t(i), out);
+  }
+  void put(int i, Rgb<uint8_t> c) const {
+    uint8_t* p = dst + 3 * int64_t(i);
+    p[0] = kRedFirst ? c.r : c.b, p[1] = c.g, p[2] = kRedFirst ? c.b : c.r;
+  }
+};
+
+// 16-bit pixels, channels truncated to their fields: the first one, red or blue, in the lowest bits.
+template <bool kRedFirst, int kGreenBits>
+struct ToPacked {
+  typedef PlanarForm Form;
+  uint16_t* dst;
+  template <class V>
+  ZEL_INLINE static V field(V x, int bits, int at) {
+    return (min(max(x, zero<V>()), splat<V>(255)) >> (8 - bits)) << at;
+  }
+  template <class S>
+  ZEL_INLINE void put(int i, const Rgb<typename S::V>& c) const {
+    const auto v = field(kRedFirst ? c.r : c.b, 5, 0) | field(c.g, kGreenBits, 5) |
+                   field(kRedFirst ? c.b : c.r, 5, 5 + kGreenBits);
+    if constexpr (S::kCount == 4)
+      storeLow8(dst + i, v);
+    else
+      store(dst + i, v);
+  }
+  void put(int i, Rgb<uint8_t> c) const {
+    const int low = kRedFirst ? c.r : c.b, high = kRedFirst ? c.b : c.r;
+    storeOne(dst + i, uint16_t(low >> 3 | (c.g >> (8 - kGreenBits)) << 5 | (high >> 3) << (5 + kGreenBits)));
+  }
+};
+
+// C = 255 - R and so on; K is copied from its plane.
+struct ToCmykPlanes {
+  typedef PlanarForm Form;
+  uint8_t *c, *m, *y, *k;
+  const uint8_t* key;
+  template <class S>
+  ZEL_INLINE void put(int i, const Rgb<typename S::V>& x) const {
+    typedef typename S::V V;
+    const V full = splat<V>(255);
+    storeSamples<S>(c + i, full - x.r), storeSamples<S>(m + i, full - x.g), storeSamples<S>(y + i, full - x.b);
+    storeSamples<S>(k + i, loadSamples<S>(key + i));
+  }
+  void put(int i, Rgb<uint8_t> x) const {
+    c[i] = uint8_t(255 - x.r), m[i] = uint8_t(255 - x.g), y[i] = uint8_t(255 - x.b), k[i] = key[i];
+  }
+};
+
+struct ToCmykChannels {
+  typedef PlanarForm Form;
+  uint8_t* dst;
+  const uint8_t* key;
+  template <class S>
+  ZEL_INLINE void put(int i, const Rgb<typename S::V>& x) const {
+    u8x16 out[4];
+    interleave4(~bytesOf(x.r), ~bytesOf(x.g), ~bytesOf(x.b), bytesOf(loadSamples<S>(key + i)), out);
+    storeBytes<4 * S::kCount>(dst + 4 * int64_t(i), out);
+  }
+  void put(int i, Rgb<uint8_t> x) const {
+    uint8_t* p = dst + 4 * int64_t(i);
+    p[0] = uint8_t(255 - x.r), p[1] = uint8_t(255 - x.g), p[2] = uint8_t(255 - x.b), p[3] = key[i];
+  }
+};
+
+template <class Target>
+void decodeRow(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, Target to, int width) {
+  int i = inSteps<kVectorPixels>(width, [&](auto step, int at) {
+    typedef decltype(step) S;
+    to.template put<S>(
+        at, toRgb<typename Target::Form>(loadSamples<S>(y + at), loadSamples<S>(cb + at), loadSamples<S>(cr + at)));
+  });
+  for (; i < width; ++i) to.put(i, toRgbByTables(y[i], cb[i], cr[i]));
+}
+
+// Rows of planar YCbCr; makeTarget(r) gives where row r goes.
+template <class MakeTarget>
+ZEL_INLINE void decodeRowFrom(const uint8_t* const* src, int srcStep, int r, int width, MakeTarget makeTarget) {
+  decodeRow(rowAt(src[0], srcStep, r), rowAt(src[1], srcStep, r), rowAt(src[2], srcStep, r), makeTarget(r), width);
+}
+
+// ---- Interleaved 4:2:2
+// ------------------------------------------------------------------------------------------------
+
+constexpr int kPixels422 = 8;  // a vector part of whole eights
+
+// High half of c * 128 * factor: the products are formed on uncentred chroma.
+ZEL_INLINE i16x8 product(i16x8 c, int16_t factor) { return mulHi(c << 7, splat<i16x8>(factor)); }
+
+ZEL_INLINE void decode422Step(const uint8_t* src, uint8_t* dst) {
+  const u8x16 in = load<u8x16>(src);  // y0 cb y1 cr ...
+  const u8x16 cbOrder = {{1, 128, 1, 128, 5, 128, 5, 128, 9, 128, 9, 128, 13, 128, 13, 128}};
+  const u8x16 crOrder = {{3, 128, 3, 128, 7, 128, 7, 128, 11, 128, 11, 128, 15, 128, 15, 128}};
+  const i16x8 y = as<i16x8>(in) & splat<i16x8>(0xFF);
+  const i16x8 cb = as<i16x8>(shuffle128(in, cbOrder)), cr = as<i16x8>(shuffle128(in, crOrder));
+  const i16x8 r = y + (product(cr, 22970) >> 5) - splat<i16x8>(179);
+  const i16x8 g = y + (addSat(product(cb, -5638), product(cr, -11700)) >> 5) + splat<i16x8>(135);
+  const i16x8 b = y + (product(cb, 29032) >> 5) - splat<i16x8>(226);
+  ToChannels<true>{dst}.put<Step<i16x8, 8>>(0, {r, g, b});
+}
+
+// Pixels come in pairs that share their chroma. The last pixel of an odd width has no Cr of its own, and takes that of
+// the pair before it.
+void decode422Row(const uint8_t* src, uint8_t* dst, int width) {
+  int i = 0;
+  for (; i + kPixels422 <= width; i += kPixels422) decode422Step(src + 2 * int64_t(i), dst + 3 * int64_t(i));
+  const ToChannels<true> to = {dst};
+  int cr = i > 0 ? src[2 * int64_t(i) - 1] : 128;
+  for (; i < width; ++i) {
+    const uint8_t* pair = src + 4 * int64_t(i / 2);
+    if (i + 1 < width || i % 2 == 1) cr = pair[3];
+    to.put(i, toRgbByTables(pair[2 * (i % 2)], pair[1], cr));
+  }
+}
+
+ZelStatus checkSizes(int srcStep, int dstStep, ZeliSize roi) {
+  return firstFailure(stepOk(srcStep), stepOk(dstStep), sizeOk(roi));
+}
+
+// Planar source of N planes, one destination.
+template <int N>
+ZelStatus checkToOne(const uint8_t* const* pSrc, int srcStep, const void* pDst, int dstStep, ZeliSize roi) {
+  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst))) return s;
+  return firstFailure(allPresent<N>(pSrc), checkSizes(srcStep, dstStep, roi));
+}
+template <int N>
+ZelStatus checkToPlanes(const uint8_t* const* pSrc, int srcStep, uint8_t* const* pDst, int dstStep, ZeliSize roi) {
+  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst))) return s;
+  return firstFailure(allPresent<N>(pSrc), allPresent<N>(pDst), checkSizes(srcStep, dstStep, roi));
+}
+
+template <bool kRedFirst>
+ZelStatus toChannels(const uint8_t* const* pSrc, int srcStep, uint8_t* pDst, int dstStep, ZeliSize roiSize) {
+  if (const ZelStatus s = checkToOne<3>(pSrc, srcStep, pDst, dstStep, roiSize)) return s;
+  forEachRow(roiSize, [=](int r) {
+    decodeRowFrom(pSrc, srcStep, r, roiSize.width,
+                  [=](int at) { return ToChannels<kRedFirst>{rowAt(pDst, dstStep, at)}; });
+  });
+  return zelStsNoErr;
+}
+
+// On the calling thread alone.
+template <bool kRedFirst, int kGreenBits>
+ZelStatus toPacked(const uint8_t* const* pSrc, int srcStep, uint16_t* pDst, int dstStep, ZeliSize roiSize) {
+  if (const ZelStatus s = checkToOne<3>(pSrc, srcStep, pDst, dstStep, roiSize)) return s;
+  for (int r = 0; r < roiSize.height; ++r)
+    decodeRowFrom(pSrc, srcStep, r, roiSize.width,
+                  [=](int at) { return ToPacked<kRedFirst, kGreenBits>{rowAt(pDst, dstStep, at)}; });
+  return zelStsNoErr;
+}
+
+}  // namespace
+
+ZelStatus zeliYCbCrToRGB_JPEG_8u_P3R(const uint8_t* const pSrc[3], int srcStep, uint8_t* const pDst[3], int dstStep,
+                                     ZeliSize roiSize) {
+  if (const ZelStatus s = checkToPlanes<3>(pSrc, srcStep, pDst, dstStep, roiSize)) return s;
+  forEachRow(roiSize, [=](int r) {
+    decodeRowFrom(pSrc, srcStep, r, roiSize.width, [=](int at) {
+      return ToPlanes{rowAt(pDst[0], dstStep, at), rowAt(pDst[1], dstStep, at), rowAt(pDst[2], dstStep, at)};
+    });
+  });
+  return zelStsNoErr;
+}
+
+ZelStatus zeliYCbCrToRGB_JPEG_8u_P3C3R(const uint8_t* const pSrc[3], int srcStep, uint8_t* pDst, int dstStep,
+                                       ZeliSize roiSize) {
+  return toChannels<true>(pSrc, srcStep, pDst, dstStep, roiSize);
+}
+
+ZelStatus zeliYCbCrToBGR_JPEG_8u_P3C3R(const uint8_t* const pSrc[3], int srcStep, uint8_t* pDst, int dstStep,
+                                       ZeliSize roiSize) {
+  return toChannels<false>(pSrc, srcStep, pDst, dstStep, roiSize);
+}
+
+ZelStatus zeliYCbCrToRGB555_JPEG_8u16u_P3C3R(const uint8_t* const pSrc[3], int srcStep, uint16_t* pDst, int dstStep,
+                                             ZeliSize roiSize) {
+  return toPacked<true, 5>(pSrc, srcStep, pDst, dstStep, roiSize);
+}
+
+ZelStatus zeliYCbCrToBGR555_JPEG_8u16u_P3C3R(const uint8_t* const pSrc[3], int srcStep, uint16_t* pDst, int dstStep,
+                                             ZeliSize roiSize) {
+  return toPacked<false, 5>(pSrc, srcStep, pDst, dstStep, roiSize);
+}
+
+ZelStatus zeliYCbCrToRGB565_JPEG_8u16u_P3C3R(const uint8_t* const pSrc[3], int srcStep, uint16_t* pDst, int dstStep,
+                                             ZeliSize roiSize) {
+  return toPacked<true, 6>(pSrc, srcStep, pDst, dstStep, roiSize);
+}
+
+ZelStatus zeliYCbCrToBGR565_JPEG_8u16u_P3C3R(const uint8_t* const pSrc[3], int srcStep, uint16_t* pDst, int dstStep,
+                                             ZeliSize roiSize) {
+  return toPacked<false, 6>(pSrc, srcStep, pDst, dstStep, roiSize);
+}
+
+ZelStatus zeliYCCKToCMYK_JPEG_8u_P4R(const uint8_t* const pSrc[4], int srcStep, uint8_t* const pDst[4], int dstStep,
+                                     ZeliSize roiSize) {
+  if (const ZelStatus s = checkToPlanes<4>(pSrc, srcStep, pDst, dstStep, roiSize)) return s;
+  forEachRow(roiSize, [=](int r) {
+    decodeRowFrom(pSrc, srcStep, r, roiSize.width, [=](int at) {
+      return ToCmykPlanes{rowAt(pDst[0], dstStep, at), rowAt(pDst[1], dstStep, at), rowAt(pDst[2], dstStep, at),
+                          rowAt(pDst[3], dstStep, at), rowAt(pSrc[3], srcStep, at)};
+    });
+  });
+  return zelStsNoErr;
+}
+
+ZelStatus zeliYCCKToCMYK_JPEG_8u_P4C4R(const uint8_t* const pSrc[4], int srcStep, uint8_t* pDst, int dstStep,
+                                       ZeliSize roiSize) {
+  if (const ZelStatus s = checkToOne<4>(pSrc, srcStep, pDst, dstStep, roiSize)) return s;
+  forEachRow(roiSize, [=](int r) {
+    decodeRowFrom(pSrc, srcStep, r, roiSize.width, [=](int at) {
+      return ToCmykChannels{rowAt(pDst, dstStep, at), rowAt(pSrc[3], srcStep, at)};
+    });
+  });
+  return zelStsNoErr;
+}
+
+// Steps are signed distances here; they are not checked.
+ZelStatus zeliYCbCr422ToRGB_JPEG_8u_C2C3R(const uint8_t* pSrc, int srcStep, uint8_t* pDst, int dstStep,
+                                          ZeliSize roiSize) {
+  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), sizeOk(roiSize))) return s;
+  forEachRow(roiSize, [=](int r) { decode422Row(rowAt(pSrc, srcStep, r), rowAt(pDst, dstStep, r), roiSize.width); });
+  return zelStsNoErr;
+}
+
+}  // namespace ZEL_VARIANT
