@@ -1,9 +1,10 @@
 // The fused DCT functions beside libjpeg-turbo's accurate integer DCT, block by block over a photograph's luminance.
-#include <jpeglib.h>
 
 #include <cstddef>
 #include <cstdio>
 #include <memory>
+
+#include <jpeglib.h>  // after <cstdio>, which it does not include
 
 #include "ratios.h"
 
