@@ -67,8 +67,7 @@ TEST(HuffmanTables, RecordsFromDescriptions) {
     ASSERT_EQ(encStatus, zel().zeliEncodeHuffmanSpecInit_JPEG_8u(bits.data(), values.data(), &enc));
     if (decStatus == 0) ASSERT_EQ(0, std::memcmp(&wantDec, &dec, sizeof dec));
     if (encStatus == 0) ASSERT_EQ(0, std::memcmp(&wantEnc, &enc, sizeof enc));
-    ++failures[0] += decStatus != 0, failures[1] += encStatus != 0,
-        longTables += decStatus == 0 && d.values.size() > 100;
+    failures[0] += decStatus != 0, failures[1] += encStatus != 0, longTables += decStatus == 0 && d.values.size() > 100;
   }
   EXPECT_TRUE(failures[0] > 20 && failures[1] > failures[0] && longTables > 100)
       << failures[0] << " " << failures[1] << " " << longTables;

@@ -12,6 +12,8 @@
 namespace ZEL_VARIANT {
 namespace {
 
+constexpr int kFastPathBytes = 24;  // a block starts on the fast path where so many bytes are left
+
 constexpr int kStateBits = 32;     // what a caller's state can hold
 constexpr int kFillBits = 25;      // the careful path reads bytes while it has fewer bits than this
 constexpr int kRefilledBits = 56;  // at least so many after a fast refill
@@ -46,37 +48,22 @@ class BitReader {
         count_(count),
         marker_(marker),
         src_(src),
-        start_(src + pos),
-        next_(start_),
+        next_(src + pos),
         end_(src + length) {}
 
   // Decodes one symbol (T.81, Figure F.16).
   ZEL_INLINE ZelStatus symbol(const ZeliDecodeHuffmanSpec& table, uint32_t* symbol) {
-    if constexpr (kPath == Path::careful) return carefulSymbol(table, symbol);
-    if (count_ < kStateBits && !refill()) return zelStsJPEGOutOfBufErr;
-    const uint32_t entry = table.lookup[bits_ >> 56];
-    int length = int(entry >> 16);
-    *symbol = entry & 0xFFFF;
-    if (__builtin_expect(length == 0, 0)) {
-      const uint32_t next = uint32_t(bits_ >> 48);
-      length = longCodeLength(table, next);
-      if (length == 0) return zelStsJPEGCodeRangeErr;
-      *symbol = symbolOf(table, length, next >> (16 - length));
-    }
-    drop(length);
-    return zelStsNoErr;
+    if constexpr (kPath == Path::careful)
+      return carefulSymbol(table, symbol);
+    else
+      return fastSymbol(table, symbol);
   }
 
   // Reads the value of a category (0 to 15) after its symbol: category bits, extended (T.81, Figure F.12).
-  ZEL_INLINE ZelStatus value(int category, int* value) {
-    if (const ZelStatus s = require(category, kValue)) return s;
-    // A first bit of 0 marks a negative value: it is then minus the complement of the bits.
-    const uint64_t negative = ~uint64_t(int64_t(bits_) >> 63);
-    const uint64_t magnitude = (bits_ ^ negative) >> 1 >> (63 - category);
-    *value = int((magnitude ^ negative) - negative);
-    drop(category);
-    return zelStsNoErr;
-  }
+  ZEL_INLINE ZelStatus value(uint32_t category, int* value) { return extended<false>(category, value); }
+
+  // The same for a category that is not 0: one shift less.
+  ZEL_INLINE ZelStatus nonzeroValue(uint32_t category, int* value) { return extended<true>(category, value); }
 
   // What was asked for when a marker had left too few bits.
   enum Missing { kNothing, kCode, kValue };
@@ -84,26 +71,46 @@ class BitReader {
 
   int marker() const { return marker_; }
 
-  // Writes bits, count and position back. The fast path returns whole bytes until at most 32 bits are left.
+  // At least 56 bits at once; false where fewer than 8 bytes are left or a marker stands in them.
+  ZEL_INLINE bool refill() {
+    static_assert(kPath == Path::fast, "the careful path fills where a bit is missing");
+    if (end_ - next_ < 8) return false;
+    const uint64_t bytes = loadBytes(next_);
+    if (__builtin_expect(has0xFF(bytes), 0)) {
+      const Stuffed s = refillStuffed(next_, end_, bits_, int(count_));
+      next_ = s.next;
+      bits_ = s.bits;
+      count_ = s.count;
+      return s.next != nullptr;
+    }
+    bits_ |= bytes >> count_;
+    next_ += (63 - count_) >> 3;
+    count_ |= kRefilledBits;
+    return true;
+  }
+
+  // Writes bits, count and position back; *pos still holds the position on entry. The fast path returns whole bytes
+  // until at most 32 bits are left, without a branch: how many is hard to predict.
   template <class Bits>
   ZEL_INLINE void save(Bits* bits, int* count, int* pos) {
     uint64_t unused = bits_ >> 1 >> (63 - count_);
-    if constexpr (kPath != Path::careful) {
-      const int excess = (count_ - kFillBits) >> 3;
-      if (excess > 0) {
-        // At most four bytes go back, all among the low 32 bits; a 0xFF takes its stuffing with it.
-        next_ = has0xFF(uint32_t(unused)) ? stepBack(next_, start_, excess) : next_ - excess;
-        unused >>= 8 * excess;
-        count_ -= 8 * excess;
-      }
+    if constexpr (kPath == Path::fast) {
+      const int64_t excess = count_ > kStateBits ? (count_ - kFillBits) >> 3 : 0;
+      // At most four bytes go back, all among the low 32 bits; a 0xFF takes its stuffing with it.
+      if (__builtin_expect(has0xFF(uint32_t(unused)), 0))
+        next_ = stepBack(next_, src_ + *pos, excess);
+      else
+        next_ -= excess;
+      unused >>= 8 * excess;
+      count_ -= 8 * excess;
     }
     *bits = Bits(unused);
-    *count = count_;
+    *count = int(count_);
     *pos = int(next_ - src_);
   }
 
  private:
-  ZEL_INLINE void drop(int n) {
+  ZEL_INLINE void drop(int64_t n) {
     bits_ <<= n;
     count_ -= n;
   }
@@ -131,8 +138,7 @@ class BitReader {
     return zelStsNoErr;
   }
 
-  ZEL_INLINE ZelStatus require(int n, Missing what) {
-    if constexpr (kPath != Path::careful) return zelStsNoErr;
+  ZelStatus require(int n, Missing what) {
     if (n <= count_) return zelStsNoErr;
     const ZelStatus s = fill(n);
     if (s == zelStsNoErr && n <= count_) return zelStsNoErr;
@@ -168,23 +174,36 @@ class BitReader {
     return zelStsNoErr;
   }
 
+  template <bool kNonzero>
+  ZEL_INLINE ZelStatus extended(uint32_t category, int* value) {
+    if constexpr (kPath == Path::careful)
+      if (const ZelStatus s = require(int(category), kValue)) return s;
+    // A first bit of 0 marks a negative value: it is then minus the complement of the bits.
+    const uint64_t negative = ~uint64_t(int64_t(bits_) >> 63), flipped = bits_ ^ negative;
+    const uint64_t magnitude = kNonzero ? flipped >> (-category & 63) : flipped >> 1 >> (63 - category);
+    *value = int(magnitude ^ negative) - int(negative);
+    drop(category);
+    return zelStsNoErr;
+  }
+
   // ---- Fast path ----
 
-  // At least 56 bits; false where fewer than 8 bytes are left or a marker stands in them.
-  ZEL_INLINE bool refill() {
-    if (end_ - next_ < 8) return false;
-    const uint64_t bytes = loadBytes(next_);
-    if (__builtin_expect(has0xFF(bytes), 0)) {
-      const Stuffed s = refillStuffed(next_, end_, bits_, count_);
-      next_ = s.next;
-      bits_ = s.bits;
-      count_ = s.count;
-      return s.next != nullptr;
+  ZEL_INLINE ZelStatus fastSymbol(const ZeliDecodeHuffmanSpec& table, uint32_t* symbol) {
+    if (count_ < kStateBits && !refill()) return zelStsJPEGOutOfBufErr;
+    const uint32_t* entry = table.lookup + (bits_ >> 56);
+    uint16_t length;  // two loads cost less than one and a shift
+    __builtin_memcpy(&length, reinterpret_cast<const uint8_t*>(entry) + 2, 2);
+    if (__builtin_expect(length == 0, 0)) {
+      const uint32_t next = uint32_t(bits_ >> 48);
+      const int longLength = longCodeLength(table, next);
+      if (longLength == 0) return zelStsJPEGCodeRangeErr;
+      *symbol = symbolOf(table, longLength, next >> (16 - longLength));
+      drop(longLength);
+      return zelStsNoErr;
     }
-    bits_ |= bytes >> count_;
-    next_ += (63 - count_) >> 3;
-    count_ |= kRefilledBits;
-    return true;
+    *symbol = uint8_t(*entry);
+    drop(length);
+    return zelStsNoErr;
   }
 
   struct Stuffed {
@@ -208,7 +227,7 @@ class BitReader {
   }
 
   // The position n data bytes earlier, none of them before `start`.
-  [[gnu::noinline]] static const uint8_t* stepBack(const uint8_t* next, const uint8_t* start, int n) {
+  [[gnu::noinline]] static const uint8_t* stepBack(const uint8_t* next, const uint8_t* start, int64_t n) {
     for (; n > 0; --n) {
       --next;
       if (*next == 0)
@@ -218,10 +237,10 @@ class BitReader {
   }
 
   uint64_t bits_;
-  int count_;
+  int64_t count_;
   int marker_;
   Missing missing_ = kNothing;
-  const uint8_t *src_, *start_, *next_, *end_;
+  const uint8_t *src_, *next_, *end_;
 };
 
 }  // namespace

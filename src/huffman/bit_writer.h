@@ -4,40 +4,49 @@
 // Pending bits stand at the bottom of a 64-bit word; what is above them is older and already written.
 #pragma once
 
-#include "frame/vec.h"
 #include "huffman/bits.h"
+#include "huffman/block.h"
 
 namespace ZEL_VARIANT {
 namespace {
 
 constexpr int kStateTop = 24;  // a caller's state holds its pending bits below this bit
 
+// The fast path wants room for the longest block: pending bits, a DC code with its extra bits, 63 AC codes with theirs,
+// every byte stuffed, and the rest of the last word.
+constexpr int kMaxBlockBytes = 512;
+static_assert(2 * ((7 + 16 + 16 + 63 * (16 + 15)) / 8) + 8 <= kMaxBlockBytes);
+
 template <Path kPath>
 class BitWriter {
  public:
   // pending: the low `count` bits (0 to 7) are waiting to be written; the bits above them are ignored.
-  ZEL_INLINE BitWriter(uint8_t* dst, int length, int pos, uint64_t pending, int count)
-      : bits_(pending), count_(count), dst_(dst), next_(dst + pos), end_(dst + length) {}
+  ZEL_INLINE BitWriter(uint8_t* next, uint8_t* end, uint64_t pending, int count)
+      : bits_(pending), count_(count), next_(next), end_(end) {}
 
-  // A Huffman code (an entry of an encoder table) and the n low bits of extra, 0 to 16 of them.
-  ZEL_INLINE ZelStatus code(uint32_t entry, uint32_t extra, int n) {
-    const int length = int(entry >> 16);
+  // A Huffman code (an entry of an encoder table) and the extra bits after it.
+  ZEL_INLINE ZelStatus code(const uint32_t* entry, ExtraBits extra) {
+    uint16_t code, length;  // two loads cost less than one and a shift
+    __builtin_memcpy(&code, entry, 2);
+    __builtin_memcpy(&length, reinterpret_cast<const uint8_t*>(entry) + 2, 2);
     if constexpr (kPath == Path::careful) {
       if (length == 0) return zelStsJPEGHuffTableErr;
-      if (const ZelStatus s = put(entry, length)) return s;
-      return n == 0 ? zelStsNoErr : put(extra, n);
+      if (const ZelStatus s = put(code, length)) return s;
+      return extra.size == 0 ? zelStsNoErr : put(uint32_t(extra.bits), int(extra.size));
     } else {
       if (kPath == Path::fast && __builtin_expect(length == 0, 0)) return zelStsJPEGHuffTableErr;
-      return add((entry & 0xFFFF) << n | uint32_t(extra & lowBits(n)), length + n);
+      add(uint64_t(code) << extra.size | extra.bits, length + extra.size);
+      return zelStsNoErr;
     }
   }
+  ZEL_INLINE ZelStatus code(const uint32_t* entry) { return code(entry, {0, 0}); }
 
   // The n low bits of value, 1 to 16 of them. Where the destination is full, the bytes that fitted are written, and the
   // pending bits are those of before the call.
   ZelStatus put(uint32_t value, int n) {
     static_assert(kPath == Path::careful, "the fast path adds a code and its extra bits at once");
     const uint64_t bits = bits_ << n | (value & lowBits(n));
-    int count = count_ + n;
+    int count = int(count_) + n;
     for (; count >= 8; count -= 8) {
       if (next_ >= end_) return zelStsJPEGOutOfBufErr;
       const uint8_t byte = uint8_t(bits >> (count - 8));
@@ -54,49 +63,41 @@ class BitWriter {
 
   // Writes whole bytes until fewer than 8 bits are pending. The bytes after the new position may change: the partial
   // byte with its low bits 0, then zeros.
-  ZEL_INLINE ZelStatus writeWholeBytes() {
-    if constexpr (kPath == Path::careful) return zelStsNoErr;
-    if (!hasRoom(8)) return zelStsJPEGOutOfBufErr;
+  ZEL_INLINE void writeWholeBytes() {
+    static_assert(kPath != Path::careful, "the careful path writes bytes as they are complete");
     const uint64_t top = bits_ << 1 << (63 - count_);
     if (__builtin_expect(has0xFF(top), 0)) {
-      if (!hasRoom(16)) return zelStsJPEGOutOfBufErr;
-      next_ = storeStuffed(next_, top, count_ >> 3, (count_ & 7) != 0);
+      next_ = storeStuffed(next_, top, int(count_ >> 3), (count_ & 7) != 0);
     } else {
       storeBytes(next_, top);
       next_ += count_ >> 3;
     }
     count_ &= 7;
-    return zelStsNoErr;
   }
 
-  uint64_t pending() const { return bits_ & lowBits(count_); }
-  int count() const { return count_; }
-  int pos() const { return int(next_ - dst_); }
+  uint64_t pending() const { return bits_ & lowBits(count()); }
+  int count() const { return int(count_); }
+  uint8_t* next() const { return next_; }
 
  private:
-  ZEL_INLINE bool hasRoom(int bytes) const { return kPath == Path::unbounded || end_ - next_ >= bytes; }
-
   // n bits (0 to 32) below the pending ones. Up to 63 stay pending: a full word is written.
-  ZEL_INLINE ZelStatus add(uint64_t value, int n) {
-    const int count = count_ + n;
-    if (count < 64) {
+  ZEL_INLINE void add(uint64_t value, uint64_t n) {
+    const uint64_t count = uint64_t(count_) + n;
+    if (__builtin_expect(count < 64, 1)) {
       bits_ = bits_ << n | value;
-      count_ = count;
-      return zelStsNoErr;
+      count_ = int64_t(count);
+      return;
     }
-    const int over = count - 64;
+    const uint64_t over = count - 64;
     const uint64_t full = bits_ << (n - over) | value >> over;
     if (__builtin_expect(has0xFF(full), 0)) {
-      if (!hasRoom(16)) return zelStsJPEGOutOfBufErr;
       next_ = storeStuffed(next_, full, 8, false);
     } else {
-      if (!hasRoom(8)) return zelStsJPEGOutOfBufErr;
       storeBytes(next_, full);
       next_ += 8;
     }
     bits_ = value;
-    count_ = over;
-    return zelStsNoErr;
+    count_ = int64_t(over);
   }
 
   // The n top bytes with 0x00 after each 0xFF; a partial byte after them is stored but not counted.
@@ -110,8 +111,8 @@ class BitWriter {
   }
 
   uint64_t bits_;
-  int count_;
-  uint8_t *dst_, *next_, *end_;
+  int64_t count_;         // 64 bits like what it is added to: no conversions in the loop
+  uint8_t *next_, *end_;  // only the careful path looks at the end
 };
 
 }  // namespace

@@ -12,10 +12,8 @@ namespace {
 // The careful path follows the standard's procedures a byte at a time, knows the ends of the buffers and gives every
 // status. The fast path moves eight bytes at a time and gives up, before it has changed anything a caller sees,
 // wherever the careful path would have to decide something. The unbounded path is fast and never gives up: its caller
-// guarantees the room.
+// vouches for the rest.
 enum class Path { careful, fast, unbounded };
-
-constexpr int kFastPathBytes = 24;  // a block starts on the fast path where so many bytes of the buffer are left
 
 constexpr uint64_t kEveryByte = 0x0101010101010101;
 

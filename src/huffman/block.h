@@ -1,5 +1,5 @@
-// What the coders of 8x8 blocks share: the zigzag walk as a byte table, magnitude categories, and the set of nonzero
-// coefficients of a block as one 64-bit mask in zigzag order.
+// What the coders of 8x8 blocks share: the zigzag walk as a byte table, magnitude categories, and a block's
+// coefficients in zigzag order with the set of nonzero ones as one 64-bit mask.
 #pragma once
 
 #include "frame/support.h"
@@ -24,63 +24,75 @@ constexpr Table<uint8_t, kZigzagEnd> kNatural = {{0,  1,  8,  16, 9,  2,  3,  10
 // Significant bits of a magnitude (T.81, Table F.1): 0 for 0.
 ZEL_INLINE int category(uint32_t magnitude) { return 31 ^ __builtin_clz(2 * magnitude + 1); }
 
-// The low `category` bits of the result follow a value's code: the value, or value - 1 where it is negative (T.81,
-// F.1.2.1).
-ZEL_INLINE uint32_t extraBits(int value) { return uint32_t(value + (value >> 31)); }
+// What follows the code of a value: its category's number of bits, the value or, where it is negative, the value - 1
+// (T.81, F.1.2.1).
+struct ExtraBits {
+  uint64_t bits;
+  uint64_t size;
+};
+
+ZEL_INLINE ExtraBits extraBits(int value) {
+  const int size = category(uint32_t(value < 0 ? -value : value));
+  return {uint32_t(value + (value >> 31)) & ((1u << size) - 1), uint32_t(size)};
+}
+
+// The same by table for a coefficient saturated to a byte. Size 0 for the two bytes that may stand for more.
+struct SmallExtraBits {
+  uint8_t size, bits;
+};
+constexpr Table<SmallExtraBits, 256> smallExtraBits() {
+  Table<SmallExtraBits, 256> t{};
+  for (int value = -127; value < 127; ++value) {
+    int size = 0;
+    while ((value < 0 ? -value : value) >> size != 0) ++size;
+    t.at[uint8_t(value)] = {uint8_t(size), uint8_t((value < 0 ? value - 1 : value) & ((1 << size) - 1))};
+  }
+  return t;
+}
+constexpr Table<SmallExtraBits, 256> kSmallExtraBits = smallExtraBits();
+static_assert(kSmallExtraBits.at[256 - 3].size == 2 && kSmallExtraBits.at[256 - 3].bits == 0);
 
 ZEL_INLINE void clearBlock(int16_t* block) {
   for (int i = 0; i < 64; i += i16v::N) store(block + i, zero<i16v>());
 }
 
-// Byte shuffles from 16-byte groups of natural order into vectors of zigzag order: at[out][source] picks, for each byte
-// of output vector `out`, its byte in source vector `source`, or gives zero (0x80) where another source holds it.
-// Sources are what packI8x128 makes of the rows; in the wide form it interleaves rows, and the halves are then also
-// used swapped.
+// Byte shuffles from natural order into vectors of zigzag order: at[out][pair] picks, for each byte of output vector
+// `out`, its byte in the 16 bytes of row pair `pair`, or gives zero (0x80) where another pair holds it.
 struct ZigzagShuffles {
   static constexpr int kOutputs = 64 / kVecBytes;
   uint8_t at[kOutputs][4][kVecBytes];
 };
 
-// Row held by the 8-byte group `group` of lane `lane` of source vector `source`.
-constexpr int rowOfGroup(int source, int lane, int group) {
-  if (kVecBytes == 16) return 2 * source + group;
-  const int half = source % 2 ? 1 - lane : lane;  // odd sources are the swapped ones
-  return 4 * (source / 2) + 2 * group + half;     // r0 r2 | r1 r3 and r4 r6 | r5 r7
-}
-
 constexpr ZigzagShuffles zigzagShuffles() {
   ZigzagShuffles t{};
   for (int out = 0; out < ZigzagShuffles::kOutputs; ++out)
-    for (int source = 0; source < 4; ++source)
+    for (int pair = 0; pair < 4; ++pair)
       for (int i = 0; i < kVecBytes; ++i) {
         const int natural = kNatural.at[out * kVecBytes + i];
-        t.at[out][source][i] = 0x80;
-        for (int group = 0; group < 2; ++group)
-          if (rowOfGroup(source, i / 16, group) == natural / 8) t.at[out][source][i] = uint8_t(8 * group + natural % 8);
+        t.at[out][pair][i] = uint8_t(natural / 16 == pair ? natural % 16 : 0x80);
       }
   return t;
 }
 
 constexpr ZigzagShuffles kZigzagShuffles = zigzagShuffles();
 
-// Bit k is set where the coefficient at zigzag index k is not zero.
-ZEL_INLINE uint64_t nonzeroMask(const int16_t* block) {
-  // Saturating packs keep zero and nonzero apart.
-  u8v source[4];
-#ifdef __AVX2__
-  for (int i = 0; i < 2; ++i) {
-    source[2 * i] = as<u8v>(packI8x128(load<i16x16>(block + 32 * i), load<i16x16>(block + 32 * i + 16)));
-    source[2 * i + 1] = swapHalves(source[2 * i]);
-  }
-#else
-  for (int i = 0; i < 4; ++i)
-    source[i] = as<u8v>(packI8x128(load<i16x8>(block + 16 * i), load<i16x8>(block + 16 * i + 8)));
-#endif
+// The coefficients in zigzag order, saturated to signed bytes, and a mask whose bit k is set where number k is not
+// zero.
+ZEL_INLINE uint64_t zigzagBytes(const int16_t* block, uint8_t* bytes) {
+  // Two rows in each 128-bit half, loaded so: a permutation of what was packed would take longer.
+  const auto rowPair = [block](int pair) {
+    const int16_t* rows = block + 16 * pair;
+    return as<u8v>(packI8x128(repeat128<i16v>(load<i16x8>(rows)), repeat128<i16v>(load<i16x8>(rows + 8))));
+  };
+  const u8v a = rowPair(0), b = rowPair(1), c = rowPair(2), d = rowPair(3);
   uint64_t zeros = 0;
+#pragma GCC unroll 4
   for (int out = 0; out < ZigzagShuffles::kOutputs; ++out) {
-    u8v bytes = shuffle128(source[0], load<u8v>(kZigzagShuffles.at[out][0]));
-    for (int i = 1; i < 4; ++i) bytes = bytes | shuffle128(source[i], load<u8v>(kZigzagShuffles.at[out][i]));
-    zeros |= uint64_t(byteMask(bytes == zero<u8v>())) << (out * kVecBytes);
+    const auto& shuffle = kZigzagShuffles.at[out];
+    const u8v ordered = (shuffle128(a, load<u8v>(shuffle[0])) | shuffle128(b, load<u8v>(shuffle[1]))) |
+                        (shuffle128(c, load<u8v>(shuffle[2])) | shuffle128(d, load<u8v>(shuffle[3])));
+    store(bytes + out * kVecBytes, ordered);
+    zeros |= uint64_t(byteMask(ordered == zero<u8v>())) << (out * kVecBytes);
   }
   return ~zeros;
 }

@@ -10,59 +10,61 @@ static_assert(sizeof(ZeliDecodeHuffmanState) == 24);
 
 // One block from any reader. The predictor changes as soon as the DC difference is known; on an error the coefficients
 // decoded so far stay. *accounted: AC positions that coefficients and runs have covered.
-template <class Reader>
-ZEL_INLINE ZelStatus decodeBlock(Reader& reader, int16_t* dst, int16_t* lastDC, const ZeliDecodeHuffmanSpec& dc,
-                                 const ZeliDecodeHuffmanSpec& ac, int* accounted) {
+template <Path kPath>
+ZEL_INLINE ZelStatus decodeBlock(BitReader<kPath>& reader, int16_t* dst, int16_t* lastDC,
+                                 const ZeliDecodeHuffmanSpec& dc, const ZeliDecodeHuffmanSpec& ac, int* accounted) {
   clearBlock(dst);
   uint32_t symbol;
   int value;
   if (const ZelStatus s = reader.symbol(dc, &symbol)) return s;
-  if (const ZelStatus s = reader.value(int(symbol & 15), &value)) return s;
+  if (const ZelStatus s = reader.value(symbol & 15, &value)) return s;
   *lastDC = dst[0] = int16_t(*lastDC + value);
 
-  int k = 1;
+  uint64_t k = 1;
   while (k < 64) {
     if (const ZelStatus s = reader.symbol(ac, &symbol)) return s;
-    const int run = int(symbol >> 4), size = int(symbol & 15);
-    if (size == 0) {
+    const uint32_t run = symbol >> 4, size = symbol & 15;
+    if (__builtin_expect(size == 0, 0)) {
       if (run != 15) break;
       k += 16;
       continue;
     }
     k += run;
-    if (const ZelStatus s = reader.value(size, &value)) return s;
-    if (k >= kZigzagEnd) return zelStsErr;
+    if (const ZelStatus s = reader.nonzeroValue(size, &value)) return s;
+    if (__builtin_expect(k >= kZigzagEnd, 0)) return zelStsErr;
     dst[kNatural.at[k++]] = int16_t(value);
   }
-  *accounted = k - 1;
+  *accounted = int(k) - 1;
   return zelStsNoErr;
 }
 
-template <Path kPath>
-ZEL_INLINE ZelStatus decodeFromState(const uint8_t* src, int length, int* pos, int16_t* dst, int16_t* lastDC,
-                                     int* marker, const ZeliDecodeHuffmanSpec& dc, const ZeliDecodeHuffmanSpec& ac,
-                                     ZeliDecodeHuffmanState* state) {
-  BitReader<kPath> reader(src, length, *pos, state->bits, state->bitCount, *marker);
+// False where the careful path has to decide something: nothing but the block has changed then.
+ZEL_INLINE bool decodeFast(const uint8_t* src, int length, int* pos, int16_t* dst, int16_t* lastDC,
+                           const ZeliDecodeHuffmanSpec& dc, const ZeliDecodeHuffmanSpec& ac,
+                           ZeliDecodeHuffmanState* state) {
+  BitReader<Path::fast> reader(src, length, *pos, state->bits, state->bitCount, 0);
   int16_t predictor = *lastDC;
-  const ZelStatus s = decodeBlock(reader, dst, &predictor, dc, ac, &state->lastPosition);
-  if (kPath == Path::fast && s != zelStsNoErr) return s;
+  if (!reader.refill() || decodeBlock(reader, dst, &predictor, dc, ac, &state->lastPosition) != zelStsNoErr)
+    return false;
   reader.save(&state->bits, &state->bitCount, pos);
   *lastDC = predictor;
-  if (kPath == Path::careful) *marker = reader.marker();
-  return s;
+  return true;
 }
 
 [[gnu::noinline]] ZelStatus decodeCarefully(const uint8_t* src, int length, int* pos, int16_t* dst, int16_t* lastDC,
                                             int* marker, const ZeliDecodeHuffmanSpec& dc,
                                             const ZeliDecodeHuffmanSpec& ac, ZeliDecodeHuffmanState* state) {
-  return decodeFromState<Path::careful>(src, length, pos, dst, lastDC, marker, dc, ac, state);
+  BitReader<Path::careful> reader(src, length, *pos, state->bits, state->bitCount, *marker);
+  const ZelStatus s = decodeBlock(reader, dst, lastDC, dc, ac, &state->lastPosition);
+  reader.save(&state->bits, &state->bitCount, pos);
+  *marker = reader.marker();
+  return s;
 }
 
 ZelStatus decodeBaseline(const uint8_t* src, int length, int* pos, int16_t* dst, int16_t* lastDC, int* marker,
                          const ZeliDecodeHuffmanSpec& dc, const ZeliDecodeHuffmanSpec& ac,
                          ZeliDecodeHuffmanState* state) {
-  if (*marker == 0 && length - *pos >= kFastPathBytes &&
-      decodeFromState<Path::fast>(src, length, pos, dst, lastDC, marker, dc, ac, state) == zelStsNoErr)
+  if (*marker == 0 && length - *pos >= kFastPathBytes && decodeFast(src, length, pos, dst, lastDC, dc, ac, state))
     return zelStsNoErr;
   return decodeCarefully(src, length, pos, dst, lastDC, marker, dc, ac, state);
 }

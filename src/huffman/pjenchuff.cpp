@@ -1,7 +1,6 @@
 // Encoder states, and baseline encoding of blocks (ITU-T T.81, Annex F.1.2).
 #include "frame/checks.h"
 #include "huffman/bit_writer.h"
-#include "huffman/block.h"
 
 namespace ZEL_VARIANT {
 namespace {
@@ -15,55 +14,62 @@ constexpr int kZeroRun = 0xF0, kEndOfBlock = 0x00;
 template <class Writer>
 ZEL_INLINE ZelStatus encodeBlock(Writer& writer, const int16_t* src, int lastDC, const ZeliEncodeHuffmanSpec& dc,
                                  const ZeliEncodeHuffmanSpec& ac) {
-  const int difference = src[0] - lastDC;
-  const int dcSize = category(uint32_t(difference < 0 ? -difference : difference));
-  if (const ZelStatus s = writer.code(dc.codes[dcSize], extraBits(difference), dcSize)) return s;
+  uint8_t bytes[64];
+  uint64_t left = zigzagBytes(src, bytes) & ~uint64_t(1);
+  const ExtraBits difference = extraBits(src[0] - lastDC);
+  if (const ZelStatus s = writer.code(dc.codes + difference.size, difference)) return s;
 
-  int last = 0;
-  for (uint64_t left = nonzeroMask(src) & ~uint64_t(1); left != 0; left &= left - 1) {
-    const int k = __builtin_ctzll(left);
-    int run = k - last - 1;
+  int64_t last = 0;
+  for (; left != 0; left &= left - 1) {
+    const int64_t k = __builtin_ctzll(left);
+    int64_t step = k - last;
     last = k;
-    for (; __builtin_expect(run > 15, 0); run -= 16)
-      if (const ZelStatus s = writer.code(ac.codes[kZeroRun], 0, 0)) return s;
-    const int value = src[kNatural.at[k]];
-    const int size = category(uint32_t(value < 0 ? -value : value));
-    if (const ZelStatus s = writer.code(ac.codes[uint8_t(run * 16 + size)], extraBits(value), size)) return s;
+    for (; __builtin_expect(step > 16, 0); step -= 16)
+      if (const ZelStatus s = writer.code(ac.codes + kZeroRun)) return s;
+    const SmallExtraBits small = kSmallExtraBits.at[bytes[k]];
+    ExtraBits extra{small.bits, small.size};
+    if (__builtin_expect(small.size == 0, 0)) {
+      extra = extraBits(src[kNatural.at[k]]);
+      if (extra.size > 15) return zelStsJPEGHuffTableErr;  // -32768
+    }
+    const uint32_t* codes = ac.codes + 16 * step;  // of a run of `step` zeros, by category
+    if (const ZelStatus s = writer.code(codes - 16 + extra.size, extra)) return s;
   }
-  if (last != 63)
-    if (const ZelStatus s = writer.code(ac.codes[kEndOfBlock], 0, 0)) return s;
-  return writer.writeWholeBytes();
+  return last == 63 ? zelStsNoErr : writer.code(ac.codes + kEndOfBlock);
 }
 
 void resetState(ZeliEncodeHuffmanState* state) { __builtin_memset(state, 0, sizeof *state); }
 
 template <Path kPath>
-ZEL_INLINE BitWriter<kPath> writerFrom(const ZeliEncodeHuffmanState& state, uint8_t* dst, int length, int pos) {
-  return {dst, length, pos, state.bits >> (kStateTop - state.bitCount), state.bitCount};
+ZEL_INLINE BitWriter<kPath> writerFrom(const ZeliEncodeHuffmanState& state, uint8_t* next, uint8_t* end) {
+  return {next, end, state.bits >> (kStateTop - state.bitCount), state.bitCount};
 }
 
+// Stores the pending bits and gives the position reached.
 template <class Writer>
-ZEL_INLINE void save(const Writer& writer, ZeliEncodeHuffmanState* state, int* pos) {
+ZEL_INLINE uint8_t* save(const Writer& writer, ZeliEncodeHuffmanState* state) {
   state->bits = writer.pending() << (kStateTop - writer.count());
   state->bitCount = writer.count();
-  *pos = writer.pos();
+  return writer.next();
 }
 
-template <Path kPath>
-ZEL_INLINE ZelStatus encodeToState(const int16_t* src, uint8_t* dst, int length, int* pos, int lastDC,
-                                   const ZeliEncodeHuffmanSpec& dc, const ZeliEncodeHuffmanSpec& ac,
-                                   ZeliEncodeHuffmanState* state) {
-  auto writer = writerFrom<kPath>(*state, dst, length, *pos);
-  const ZelStatus s = encodeBlock(writer, src, lastDC, dc, ac);
-  // Where the fast path gives up, it has written nothing but whole words of bytes that the careful path writes again.
-  if (kPath == Path::careful || s == zelStsNoErr) save(writer, state, pos);
-  return s;
+// The position reached; null where a symbol has no code. What was written then is whole words of bytes that the careful
+// path writes again. A function of its own, for its registers.
+ZEL_INLINE uint8_t* encodeFast(const int16_t* src, uint8_t* next, const ZeliEncodeHuffmanSpec& dc,
+                               const ZeliEncodeHuffmanSpec& ac, ZeliEncodeHuffmanState* state, int lastDC) {
+  auto writer = writerFrom<Path::fast>(*state, next, nullptr);
+  if (encodeBlock(writer, src, lastDC, dc, ac) != zelStsNoErr) return nullptr;
+  writer.writeWholeBytes();
+  return save(writer, state);
 }
 
 [[gnu::noinline]] ZelStatus encodeCarefully(const int16_t* src, uint8_t* dst, int length, int* pos, int lastDC,
                                             const ZeliEncodeHuffmanSpec& dc, const ZeliEncodeHuffmanSpec& ac,
                                             ZeliEncodeHuffmanState* state) {
-  return encodeToState<Path::careful>(src, dst, length, pos, lastDC, dc, ac, state);
+  auto writer = writerFrom<Path::careful>(*state, dst + *pos, dst + length);
+  const ZelStatus s = encodeBlock(writer, src, lastDC, dc, ac);
+  *pos = int(save(writer, state) - dst);
+  return s;
 }
 
 ZelStatus encodeBaseline(const int16_t* src, uint8_t* dst, int length, int* pos, int16_t* lastDC,
@@ -71,29 +77,33 @@ ZelStatus encodeBaseline(const int16_t* src, uint8_t* dst, int length, int* pos,
                          ZeliEncodeHuffmanState* state) {
   const int predictor = *lastDC;
   *lastDC = src[0];
-  if (length - *pos >= kFastPathBytes &&
-      encodeToState<Path::fast>(src, dst, length, pos, predictor, dc, ac, state) == zelStsNoErr)
-    return zelStsNoErr;
+  if (length - *pos >= kMaxBlockBytes)
+    if (const uint8_t* next = encodeFast(src, dst + *pos, dc, ac, state, predictor)) {
+      *pos = int(next - dst);
+      return zelStsNoErr;
+    }
   return encodeCarefully(src, dst, length, pos, predictor, dc, ac, state);
 }
 
 // Seven ones complete the last byte and leave nothing to write where there is none. The state is reset in any case.
 ZelStatus flush(uint8_t* dst, int length, int* pos, ZeliEncodeHuffmanState* state) {
-  auto writer = writerFrom<Path::careful>(*state, dst, length, *pos);
+  auto writer = writerFrom<Path::careful>(*state, dst + *pos, dst + length);
   const ZelStatus s = writer.put(0x7F, 7);
-  *pos = writer.pos();
+  *pos = int(writer.next() - dst);
   resetState(state);
   return s;
 }
 
 void encodeDirect(const int16_t* src, uint8_t* dst, int* bitPos, int16_t* lastDC, const ZeliEncodeHuffmanSpec& dc,
                   const ZeliEncodeHuffmanSpec& ac) {
-  const int pos = *bitPos >> 3, count = *bitPos & 7;
-  const uint64_t pending = count == 0 ? 0 : dst[pos] >> (8 - count);
-  BitWriter<Path::unbounded> writer(dst, 0, pos, pending, count);
+  uint8_t* next = dst + (*bitPos >> 3);
+  const int count = *bitPos & 7;
+  const uint64_t pending = count == 0 ? 0 : *next >> (8 - count);
+  BitWriter<Path::unbounded> writer(next, nullptr, pending, count);
   encodeBlock(writer, src, *lastDC, dc, ac);
+  writer.writeWholeBytes();
   *lastDC = src[0];
-  *bitPos = writer.pos() * 8 + writer.count();
+  *bitPos = int(writer.next() - dst) * 8 + writer.count();
 }
 
 }  // namespace
