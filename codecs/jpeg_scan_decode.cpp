@@ -30,6 +30,8 @@ ScanDecoder::ScanDecoder(const Reader& reader, const Scan& scan, bool keepGoing,
       restartInterval_(reader.restartInterval()),
       mcusWide_(scan.mcusWide(reader.frame())),
       mcusHigh_(scan.mcusHigh(reader.frame())) {
+  // The half of a marker that a cut file ends with would make the coder miss bits that it has.
+  while (length_ > 0 && data_[length_ - 1] == 0xFF) --length_;
   for (int i = 0; i < scan.count; ++i) {
     const Scan::Part& part = scan.parts[i];
     const BlockPlan plan = {i, reader.dcTable(part.dcTable), reader.acTable(part.acTable)};

@@ -124,6 +124,10 @@ Image readPnm(const uint8_t* data, size_t size, const Limits& limits) {
 
   Image image(static_cast<int>(h.width), static_cast<int>(h.height), h.model, bits);
   const uint8_t* p = data + text.at();
+  if (!plain && h.maxValue == 255) {
+    std::memcpy(image.data(), p, image.sizeBytes());
+    return image;
+  }
   const int perRow = image.width() * image.channels();
   for (int y = 0; y < image.height(); ++y)
     for (int i = 0; i < perRow; ++i) {

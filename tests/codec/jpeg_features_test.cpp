@@ -1,0 +1,146 @@
+// What the peer cannot write or does another way: reduced sizes, 12 bits, 16-bit tables, DNL.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "error.h"
+#include "metrics.h"
+#include "peer.h"
+#include "zelj.h"
+
+using namespace zelcodecs;
+using peer::Bytes;
+
+namespace {
+
+Image decode(const Bytes& file, int denominator = 1) {
+  JpegDecodeOptions o;
+  o.scaleDenominator = denominator;
+  return decodeJpeg(file.data(), file.size(), o);
+}
+
+// A reduced picture is the picture averaged over squares. Its own roundings and those of the full picture add up to 2
+// for grey; at 1/8 the DC's truncation stands for a rounding.
+TEST(JpegFeatures, ReducedSizesAreMeans) {
+  for (const auto& [w, h] : std::vector<std::pair<int, int>>{{64, 48}, {33, 17}, {1, 1}, {9, 40}}) {
+    Image image = peer::picture(w, h, ColourModel::grey);
+    for (size_t i = 0; i < image.sizeBytes(); ++i) image.data()[i] = static_cast<uint8_t>(40 + image.data()[i] / 2);
+    JpegEncodeOptions e;
+    e.quality = 95;
+    const Bytes file = encodeJpeg(image, e);
+    const Image full = decode(file);
+    for (const int d : {2, 4, 8}) {
+      const Image small = decode(file, d);
+      ASSERT_TRUE(small.width() == (w + d - 1) / d && small.height() == (h + d - 1) / d);
+      for (int y = 0; y < h / d; ++y)
+        for (int x = 0; x < w / d; ++x) {
+          int sum = 0;
+          for (int i = 0; i < d * d; ++i) sum += full.row(y * d + i / d)[x * d + i % d];
+          ASSERT_NEAR(small.row(y)[x], static_cast<double>(sum) / (d * d), 2) << "1/" << d << " at " << x << ", " << y;
+        }
+    }
+  }
+}
+
+// Colour at reduced sizes, subsampled or not, is the colour of the picture: flat areas stay.
+TEST(JpegFeatures, ReducedColour) {
+  for (const std::vector<std::pair<int, int>>& f :
+       {std::vector<std::pair<int, int>>{}, {{2, 1}}, {{2, 2}}, {{1, 2}}, {{4, 1}}}) {
+    Image image(50, 70, ColourModel::rgb);
+    for (int y = 0; y < 70; ++y)
+      for (int i = 0; i < 150; ++i) image.row(y)[i] = static_cast<uint8_t>((y < 32 ? 220 : 60) - 40 * (i % 3));
+    peer::WriteOptions o;
+    o.factors = f;
+    o.quality = 100;
+    const Bytes file = peer::write(image, o);
+    for (const int d : {2, 4, 8}) {
+      const Image small = decode(file, d);
+      for (int y = 0; y < small.height(); ++y)
+        for (int i = 0; i < small.width() * 3; ++i)
+          ASSERT_NEAR(small.row(y)[i], image.row(std::min(y * d, 69))[i % 3], 3) << "1/" << d << " row " << y;
+    }
+  }
+}
+
+// 12 bits by way of coefficients, made by the library's own 12-bit transform.
+TEST(JpegFeatures, TwelveBits) {
+  const int w = 37, h = 21;
+  JpegCoefficients c;
+  c.width = w;
+  c.height = h;
+  c.precision = 12;
+  c.components.resize(3);
+  float forward[64];
+  for (size_t i = 0; i < 3; ++i) {
+    c.components[i].id = static_cast<int>(i) + 1;
+    for (uint16_t& q : c.components[i].quant) q = 4;
+  }
+  for (float& f : forward) f = 0.25f;
+  c.components[0].h = 2;
+  c.allocate();
+  const auto sample = [](size_t i, int x, int y) {
+    return static_cast<uint16_t>(i == 0 ? 300 + 60 * x + 20 * y : 1800 + 300 * i);
+  };
+  for (size_t i = 0; i < 3; ++i) {
+    JpegCoefficients::Component& k = c.components[i];
+    for (int b = 0; b < k.storedWide * k.storedHigh; ++b) {
+      uint16_t samples[64];
+      for (int p = 0; p < 64; ++p) samples[p] = sample(i, b % k.storedWide * 8 + p % 8, b / k.storedWide * 8 + p / 8);
+      zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(samples, 16, &k.values[64 * static_cast<size_t>(b)], forward);
+    }
+  }
+  const Bytes file = writeJpegCoefficients(c);
+  EXPECT_EQ(readJpegInfo(file.data(), file.size()).process, "extended sequential");
+  for (const int d : {1, 2, 8}) {
+    const Image image = decode(file, d);
+    ASSERT_TRUE(image.bitDepth() == 12 && image.width() == (w + d - 1) / d);
+    for (int y = 0; y < h / d; ++y)
+      for (int x = 0; x < w / d; ++x) {
+        const double luma = 300 + 60 * (x * d + (d - 1) / 2.0) + 20 * (y * d + (d - 1) / 2.0), cb = 2100 - 2048,
+                     cr = 2400 - 2048;
+        const double rgb[3] = {luma + 1.402 * cr, luma - 0.344136 * cb - 0.714136 * cr, luma + 1.772 * cb};
+        for (int i = 0; i < 3; ++i)
+          ASSERT_NEAR(image.row16(y)[3 * x + i], std::min(4095.0, std::max(0.0, rgb[i])), 10) << "1/" << d;
+      }
+  }
+}
+
+TEST(JpegFeatures, SixteenBitTables) {
+  const Bytes file = encodeJpeg(peer::picture(24, 24, ColourModel::grey));
+  JpegCoefficients c = readJpegCoefficients(file.data(), file.size());
+  c.components[0].quant[63] = 300;
+  for (size_t b = 0; b < 9; ++b) c.components[0].values[64 * b + 63] = static_cast<int16_t>(b % 2);
+  const Bytes wide = writeJpegCoefficients(c);
+  const JpegCoefficients back = readJpegCoefficients(wide.data(), wide.size());
+  EXPECT_TRUE(std::equal(c.components[0].quant, c.components[0].quant + 64, back.components[0].quant));
+  EXPECT_EQ(c.components[0].values, back.components[0].values);
+  const Image ours = decode(wide), theirs = peer::read(wide);
+  for (size_t i = 0; i < ours.sizeBytes(); ++i) ASSERT_NEAR(ours.data()[i], theirs.data()[i], 1);
+}
+
+// The height is in a DNL segment after the first scan, and 0 in the frame.
+TEST(JpegFeatures, HeightFromDnl) {
+  const Bytes file = encodeJpeg(peer::picture(30, 20, ColourModel::rgb));
+  Bytes later = file;
+  for (size_t i = 2; i + 6 < later.size(); ++i)
+    if (later[i] == 0xFF && later[i + 1] == 0xC0) {
+      later[i + 5] = later[i + 6] = 0;
+      break;
+    }
+  EXPECT_THROW(decode(later), Error);
+  later.insert(later.end() - 2, {0xFF, 0xDC, 0, 4, 0, 20});
+  const Image a = decode(file), b = decode(later);
+  ASSERT_EQ(a.height(), b.height());
+  EXPECT_TRUE(std::equal(a.data(), a.data() + a.sizeBytes(), b.data()));
+}
+
+TEST(JpegFeatures, WhatCannotBeEncodedIsRefused) {
+  JpegEncodeOptions o;
+  o.quality = 0;
+  EXPECT_THROW(encodeJpeg(peer::picture(8, 8, ColourModel::rgb), o), Error);
+  EXPECT_THROW(encodeJpeg(peer::picture(8, 8, ColourModel::cmyk)), Error);
+  EXPECT_THROW(encodeJpeg(Image(8, 8, ColourModel::grey, 12)), Error);
+  EXPECT_THROW(encodeJpeg(Image(65536, 1, ColourModel::grey)), Error);
+}
+
+}  // namespace

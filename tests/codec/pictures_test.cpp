@@ -1,0 +1,82 @@
+// The other file formats, and the metrics.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include "error.h"
+#include "metrics.h"
+#include "png_file.h"
+#include "pnm.h"
+
+using namespace zelcodecs;
+using Bytes = std::vector<uint8_t>;
+
+namespace {
+
+Image ramp(int width, int height, ColourModel model, int bits) {
+  Image image(width, height, model, bits);
+  for (int y = 0; y < height; ++y)
+    for (int i = 0; i < width * image.channels(); ++i) image.setSample(y, i, (i * 977 + y * 3571) & image.maxValue());
+  return image;
+}
+
+void expectEqual(const Image& a, const Image& b) {
+  ASSERT_TRUE(a.width() == b.width() && a.height() == b.height() && a.model() == b.model() &&
+              a.bitDepth() == b.bitDepth());
+  EXPECT_EQ(difference(a, b).differing, 0u);
+}
+
+TEST(Pictures, RoundTripsAndTruncations) {
+  for (const ColourModel model : {ColourModel::grey, ColourModel::rgb, ColourModel::cmyk})
+    for (const int bits : {1, 8, 12, 16}) {
+      const Image image = ramp(13, 7, model, bits);
+      const Bytes pnm = writePnm(image);
+      expectEqual(readPnm(pnm.data(), pnm.size()), image);
+      for (size_t n = 0; n < pnm.size(); ++n) EXPECT_THROW(readPnm(pnm.data(), n), Error) << n;
+      if (model == ColourModel::cmyk) {
+        EXPECT_THROW(writePng(image), Error);
+      } else if (bits == 8 || bits == 16) {
+        const Bytes png = writePng(image);
+        expectEqual(readPng(png.data(), png.size()), image);
+        for (size_t n = 0; n < png.size(); ++n) EXPECT_THROW(readPng(png.data(), n), Error) << n;
+      }
+    }
+}
+
+TEST(Pictures, PlainNetpbmAndOddMaxima) {
+  const auto read = [](const std::string& s) { return readPnm(reinterpret_cast<const uint8_t*>(s.data()), s.size()); };
+  const Image image = read("P2 # comment\n 3 1\n100\n0 50\t100");
+  ASSERT_EQ(image.bitDepth(), 7);  // 100 is scaled to 127
+  EXPECT_TRUE(image.row(0)[0] == 0 && image.row(0)[1] == 64 && image.row(0)[2] == 127);
+  EXPECT_EQ(read("P3 1 1 65535 1 2 65535").row16(0)[2], 65535);
+  for (const char* bad :
+       {"P2 3 1 100 0 50 101", "P2 3 1 100 0 50", "P2 0 1 9 1", "P2 1 1 0 0", "P4 1 1 1", "P5 99999 99999 255 a",
+        "P7 WIDTH 1 HEIGHT 1 DEPTH 2 MAXVAL 255 ENDHDR\nab", "P2 1 1 999999999999 1"})
+    EXPECT_THROW(read(bad), Error) << bad;
+}
+
+TEST(Pictures, Metrics) {
+  const Image a = ramp(40, 30, ColourModel::rgb, 8);
+  Image b = a.clone();
+  EXPECT_TRUE(std::isinf(difference(a, b).psnr));
+  EXPECT_NEAR(ssim(a, b), 1, 1e-9);
+  for (int y = 0; y < 30; ++y)
+    for (int x = 0; x < 40; ++x) b.row(y)[3 * x] ^= 2;  // one channel of three is off by 2 everywhere
+  const Difference d = difference(a, b);
+  EXPECT_NEAR(d.channelPsnr[0], 10 * std::log10(255.0 * 255 / 4), 1e-9);
+  EXPECT_NEAR(d.psnr, 10 * std::log10(255.0 * 255 * 3 / 4), 1e-9);
+  EXPECT_TRUE(std::isinf(d.channelPsnr[1]) && d.largest == 2 && d.differing == 1200u);
+  EXPECT_THROW(difference(a, crop(a, 0, 0, 39, 30)), Error);
+
+  // Flat pictures of levels p and q: every window has the means p and q and no variance.
+  Image flat[2] = {Image(20, 15, ColourModel::grey), Image(20, 15, ColourModel::grey)};
+  for (int i = 0; i < 2; ++i) std::fill(flat[i].data(), flat[i].data() + flat[i].sizeBytes(), i ? 120 : 100);
+  const double c1 = 0.01 * 0.01 * 255 * 255;
+  EXPECT_NEAR(ssim(flat[0], flat[1]), (2.0 * 100 * 120 + c1) / (100 * 100 + 120 * 120 + c1), 1e-9);
+
+  const Image magnified = differencePicture(flat[0], flat[1], 2);
+  EXPECT_EQ(magnified.row(3)[3], 128 + 40);
+}
+
+}  // namespace
