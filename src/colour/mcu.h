@@ -10,14 +10,36 @@
 #include "frame/rows.h"
 
 namespace ZEL_VARIANT {
+
+// Constants as wide as a vector: see InterleaveTables.
+struct alignas(kVecBytes) McuTables {
+  typedef uint8_t Bytes[kVecBytes];
+  typedef int16_t Words[kVecBytes / 2];
+  typedef int32_t Dwords[kVecBytes / 4];
+
+  Words centre;  // 128
+  Bytes centreByte;
+
+  // Encoder: factors of R - G and B - G in alternate lanes, and what is added to the products before the shift.
+  Words toY, toCb, toCr;
+  Dwords toYAdd, toChromaAdd[3], inkToChromaAdd;  // of chroma by the logarithm of the pixels in a sample
+  Bytes evenMinusOdd, oddMinusEven, evenPlusOdd;  // signs of neighbours
+  Bytes rgbGreenTwice[2], bgrGreenTwice[2];       // r g b g of pixels 0-3 in the first, and 4-7 in the last 16 bytes
+  Bytes inkGreenTwice;                            // c m y m of four pixels
+  Bytes oddOfFour;                                // bytes 1 5 9 13, then 3 7 11 15, widened
+  Bytes chroma[2];  // Cb of 8 pixels, then Cr: the part in the first and in the last 16 bytes
+  Words lowByte, field5, field6;
+
+  // Decoder: see the rests there.
+  Words redRest, blueRest, greenRest;
+  Dwords greenHalfUp, greenHalfDown;
+};
+[[gnu::visibility("hidden")]] extern const McuTables kMcu;
+
 namespace {
 
 constexpr int kRows = i16v::N / 8;  // rows in a group
-
-// The 14-bit fixed point of the JFIF matrix.
-constexpr int kFractionBits = 14;
-constexpr int kRounding = 1 << (kFractionBits - 1);
-constexpr int kLevelShift = 128 << kFractionBits;
+constexpr int kFractionBits = 14;   // of the JFIF matrix
 
 struct Bgr555 {
   static constexpr int kBits[3] = {5, 5, 5};  // blue in the lowest bits
@@ -25,11 +47,6 @@ struct Bgr555 {
 struct Bgr565 {
   static constexpr int kBits[3] = {5, 6, 5};
 };
-
-// The same pair of factors in every pair of lanes.
-ZEL_INLINE i16v pairOf(int even, int odd) {
-  return as<i16v>(splat<i32v>(int32_t(uint32_t(uint16_t(even)) | uint32_t(odd) << 16)));
-}
 
 }  // namespace
 }  // namespace ZEL_VARIANT

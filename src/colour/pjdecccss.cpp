@@ -18,39 +18,34 @@
 namespace ZEL_VARIANT {
 namespace {
 
-constexpr int kOne = 1 << kFractionBits;
-constexpr int kRedOfCr = 22970, kGreenOfCb = -5638, kGreenOfCr = -11700, kBlueOfCb = 29032;
-
-// The rounding of green, whose halves go up or down.
-constexpr int kHalfUp = kRounding, kHalfDown = kRounding - 1;
-
 // 16 samples of each channel in each half, as bytes.
 struct Planes {
   u8v at[3];
 };
 
 // Level shift and clamp: the signed byte with its top bit inverted.
-ZEL_INLINE u8v shiftedBytes(i16v a, i16v b) { return as<u8v>(packI8x128(a, b)) ^ splat<u8v>(128); }
+ZEL_INLINE u8v shiftedBytes(i16v a, i16v b) { return as<u8v>(packI8x128(a, b)) ^ loadAligned<u8v>(kMcu.centreByte); }
 
 // ---- Colour models: blocks to planes --------------------------------------------------------------------------------
 
-template <int kGreenRounding>
+template <bool kHalvesUp>
 struct FromYcc {
   struct Chroma {
     i16v cb, cr, red, green, blue;  // the samples, and the rests with 128
   };
 
-  ZEL_INLINE static i16v rest(i16v c, int factor) {
-    return mulHiRound(c, splat<i16v>(int16_t(2 * (factor - kOne)))) + splat<i16v>(128);
+  ZEL_INLINE static i16v rest(i16v c, const McuTables::Words& factor) {
+    return mulHiRound(c, loadAligned<i16v>(factor)) + loadAligned<i16v>(kMcu.centre);
   }
   ZEL_INLINE static i32v greenRest(i16v pairs) {
-    return (maddPairs(pairs, pairOf(kGreenOfCb, kGreenOfCr + kOne)) + splat<i32v>(kLevelShift + kGreenRounding)) >>
+    return (maddPairs(pairs, loadAligned<i16v>(kMcu.greenRest)) +
+            loadAligned<i32v>(kHalvesUp ? kMcu.greenHalfUp : kMcu.greenHalfDown)) >>
            kFractionBits;
   }
   ZEL_INLINE static Chroma chroma(const int16_t* pCb, const int16_t* pCr) {
     const i16v cb = load<i16v>(pCb), cr = load<i16v>(pCr);
-    return {cb, cr, rest(cr, kRedOfCr), packI16x128(greenRest(unpackLow128(cb, cr)), greenRest(unpackHigh128(cb, cr))),
-            rest(cb, kBlueOfCb)};
+    return {cb, cr, rest(cr, kMcu.redRest),
+            packI16x128(greenRest(unpackLow128(cb, cr)), greenRest(unpackHigh128(cb, cr))), rest(cb, kMcu.blueRest)};
   }
 
   // Each sample twice: of the left, then of the right half of a chroma row.
@@ -189,30 +184,42 @@ struct Packed {
 
 // ---- One MCU --------------------------------------------------------------------------------------------------------
 
+// The block pointers, where stores to pixels cannot change them.
+template <int kBlocks>
+struct Components {
+  const int16_t* at[kBlocks];
+  ZEL_INLINE explicit Components(const int16_t* const* blocks) {
+    for (int c = 0; c < kBlocks; ++c) at[c] = blocks[c];
+  }
+};
+
 template <class Format>
-ZEL_INLINE u8v keyOf(const int16_t* const* src, int first, int second) {
-  if constexpr (Format::kBlocks == 4) return shiftedBytes(load<i16v>(src[3] + first), load<i16v>(src[3] + second));
+ZEL_INLINE u8v keyOf(const Components<Format::kBlocks>& src, int first, int second) {
+  if constexpr (Format::kBlocks == 4)
+    return shiftedBytes(load<i16v>(src.at[3] + first), load<i16v>(src.at[3] + second));
   return zero<u8v>();
 }
 
 template <class Model, class Format>
-void toPixels444(const int16_t* const* src, typename Format::Sample* dst, int step) {
+void toPixels444(const int16_t* const* blocks, typename Format::Sample* dst, int step) {
+  const Components<Format::kBlocks> src(blocks);
   for (int r = 0; r < 8; r += 2 * kRows) {
     const int at = 8 * r, next = at + i16v::N;
     const Planes planes =
-        Model::full(load<i16v>(src[0] + at), load<i16v>(src[0] + next), Model::chroma(src[1] + at, src[2] + at),
-                    Model::chroma(src[1] + next, src[2] + next));
+        Model::full(load<i16v>(src.at[0] + at), load<i16v>(src.at[0] + next),
+                    Model::chroma(src.at[1] + at, src.at[2] + at), Model::chroma(src.at[1] + next, src.at[2] + next));
     Format::template write<8>(planes, keyOf<Format>(src, at, next),
                               rowsFrom<typename Format::Sample, 8>(dst, step, r, 1, kRows));
   }
 }
 
 template <class Model, class Format>
-void toPixels422(const int16_t* const* src, typename Format::Sample* dst, int step) {
+void toPixels422(const int16_t* const* blocks, typename Format::Sample* dst, int step) {
+  const Components<Format::kBlocks> src(blocks);
   for (int r = 0; r < 8; r += kRows) {
     const int at = 8 * r;
-    const Planes planes =
-        Model::doubled(load<i16v>(src[0] + at), load<i16v>(src[0] + 64 + at), Model::chroma(src[1] + at, src[2] + at));
+    const Planes planes = Model::doubled(load<i16v>(src.at[0] + at), load<i16v>(src.at[0] + 64 + at),
+                                         Model::chroma(src.at[1] + at, src.at[2] + at));
     Format::template write<16>(planes, keyOf<Format>(src, at, at + 64),
                                rowsFrom<typename Format::Sample, 16>(dst, step, r, 1, 0));
   }
@@ -220,13 +227,14 @@ void toPixels422(const int16_t* const* src, typename Format::Sample* dst, int st
 
 // A chroma row serves two rows of pixels, so the rows of a group are two apart.
 template <class Model, class Format>
-void toPixels411(const int16_t* const* src, typename Format::Sample* dst, int step) {
+void toPixels411(const int16_t* const* blocks, typename Format::Sample* dst, int step) {
+  const Components<Format::kBlocks> src(blocks);
   for (int r = 0; r < 8; r += kRows) {
-    const auto chroma = Model::chroma(src[1] + 8 * r, src[2] + 8 * r);
+    const auto chroma = Model::chroma(src.at[1] + 8 * r, src.at[2] + 8 * r);
     for (int row = 2 * r; row < 2 * r + 2; ++row) {
       const int luma = 8 * row + (row & 8) * 8;  // rows from 8 on are in the second pair of blocks
       const auto group = [&](int component, int at) {
-        return loadHalves<i16v>(src[component] + at, src[component] + at + 16);
+        return loadHalves<i16v>(src.at[component] + at, src.at[component] + at + 16);
       };
       const Planes planes = Model::doubled(group(0, luma), group(0, luma + 64), chroma);
       u8v key = zero<u8v>();
@@ -237,12 +245,13 @@ void toPixels411(const int16_t* const* src, typename Format::Sample* dst, int st
 }
 
 // Bytes Y0 Cb Y1 Cr.
-void join422(const int16_t* const* src, uint8_t* dst, int step) {
+void join422(const int16_t* const* blocks, uint8_t* dst, int step) {
+  const Components<3> src(blocks);
   for (int r = 0; r < 8; r += kRows) {
     const int at = 8 * r;
-    const u8v luma = shiftedBytes(load<i16v>(src[0] + at), load<i16v>(src[0] + 64 + at));
-    const u8v cb = shiftedBytes(load<i16v>(src[1] + at), zero<i16v>());
-    const u8v cr = shiftedBytes(load<i16v>(src[2] + at), zero<i16v>());
+    const u8v luma = shiftedBytes(load<i16v>(src.at[0] + at), load<i16v>(src.at[0] + 64 + at));
+    const u8v cb = shiftedBytes(load<i16v>(src.at[1] + at), zero<i16v>());
+    const u8v cr = shiftedBytes(load<i16v>(src.at[2] + at), zero<i16v>());
     u8v pixels[2];
     interleave2(luma, unpackLow128(cb, cr), pixels);
     writeHalves(pixels, rowsFrom<uint8_t, 16>(dst, step, r, 1, 0));
@@ -261,53 +270,53 @@ ZelStatus convert(void (*toPixels)(const int16_t* const*, T*, int), const int16_
 }  // namespace
 
 ZelStatus zeliYCbCr444ToRGBLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep) {
-  return convert<3>(toPixels444<FromYcc<kHalfUp>, Bytes3<0>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels444<FromYcc<true>, Bytes3<0>>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCbCr422ToRGBLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep) {
-  return convert<3>(toPixels422<FromYcc<kHalfDown>, Bytes3<0>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels422<FromYcc<false>, Bytes3<0>>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCbCr411ToRGBLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep) {
-  return convert<3>(toPixels411<FromYcc<kHalfDown>, Bytes3<0>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels411<FromYcc<false>, Bytes3<0>>, pSrc, pDst, dstStep);
 }
 
 ZelStatus zeliYCbCr444ToBGRLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep) {
-  return convert<3>(toPixels444<FromYcc<kHalfUp>, Bytes3<2>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels444<FromYcc<true>, Bytes3<2>>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCbCr422ToBGRLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep) {
-  return convert<3>(toPixels422<FromYcc<kHalfDown>, Bytes3<2>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels422<FromYcc<false>, Bytes3<2>>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCbCr411ToBGRLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep) {
-  return convert<3>(toPixels411<FromYcc<kHalfDown>, Bytes3<2>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels411<FromYcc<false>, Bytes3<2>>, pSrc, pDst, dstStep);
 }
 
 ZelStatus zeliYCbCr444ToBGR555LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep) {
-  return convert<3>(toPixels444<FromYcc<kHalfDown>, Packed<Bgr555>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels444<FromYcc<false>, Packed<Bgr555>>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCbCr422ToBGR555LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep) {
-  return convert<3>(toPixels422<FromYcc<kHalfDown>, Packed<Bgr555>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels422<FromYcc<false>, Packed<Bgr555>>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCbCr411ToBGR555LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep) {
-  return convert<3>(toPixels411<FromYcc<kHalfDown>, Packed<Bgr555>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels411<FromYcc<false>, Packed<Bgr555>>, pSrc, pDst, dstStep);
 }
 
 ZelStatus zeliYCbCr444ToBGR565LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep) {
-  return convert<3>(toPixels444<FromYcc<kHalfDown>, Packed<Bgr565>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels444<FromYcc<false>, Packed<Bgr565>>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCbCr422ToBGR565LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep) {
-  return convert<3>(toPixels422<FromYcc<kHalfDown>, Packed<Bgr565>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels422<FromYcc<false>, Packed<Bgr565>>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCbCr411ToBGR565LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep) {
-  return convert<3>(toPixels411<FromYcc<kHalfDown>, Packed<Bgr565>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels411<FromYcc<false>, Packed<Bgr565>>, pSrc, pDst, dstStep);
 }
 
 ZelStatus zeliYCCK444ToCMYKLS_MCU_16s8u_P4C4R(const int16_t* const pSrc[4], uint8_t* pDst, int dstStep) {
-  return convert<4>(toPixels444<FromYcc<kHalfDown>, Cmyk>, pSrc, pDst, dstStep);
+  return convert<4>(toPixels444<FromYcc<false>, Cmyk>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCCK422ToCMYKLS_MCU_16s8u_P4C4R(const int16_t* const pSrc[4], uint8_t* pDst, int dstStep) {
-  return convert<4>(toPixels422<FromYcc<kHalfDown>, Cmyk>, pSrc, pDst, dstStep);
+  return convert<4>(toPixels422<FromYcc<false>, Cmyk>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCCK411ToCMYKLS_MCU_16s8u_P4C4R(const int16_t* const pSrc[4], uint8_t* pDst, int dstStep) {
-  return convert<4>(toPixels411<FromYcc<kHalfDown>, Cmyk>, pSrc, pDst, dstStep);
+  return convert<4>(toPixels411<FromYcc<false>, Cmyk>, pSrc, pDst, dstStep);
 }
 
 ZelStatus zeliSampleUp444LS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep) {

@@ -12,17 +12,10 @@
 namespace ZEL_VARIANT {
 namespace {
 
-struct Factors {
-  int r, g, b;
-};
-constexpr Factors kY = {4899, 9617, 1868}, kCb = {-2764, -5428, 8192}, kCr = {8192, -6860, -1332};
-static_assert(kY.r + kY.g + kY.b == 1 << kFractionBits);
-static_assert(kCb.r + kCb.g + kCb.b == 0 && kCr.r + kCr.g + kCr.b == 0);
-
-// (factors . sums of differences + rounding) >> shift in 32-bit lanes
+// (factors . differences + rounding) >> shift in 32-bit lanes
 template <int kShift>
-ZEL_INLINE i32v weigh(i16v differences, Factors f, int rounding) {
-  return (maddPairs(differences, pairOf(f.r, f.b)) + splat<i32v>(rounding)) >> kShift;
+ZEL_INLINE i32v weigh(i16v differences, const McuTables::Words& factors, const McuTables::Dwords& rounding) {
+  return (maddPairs(differences, loadAligned<i16v>(factors)) + loadAligned<i32v>(rounding)) >> kShift;
 }
 
 // ---- Pixel formats: what a group of pixels gives to each component
@@ -41,18 +34,22 @@ struct Group {
   C chroma;
 };
 
-template <int kFullRounding>
 struct ColourFormat {
   typedef Differences Chroma;
 
   ZEL_INLINE static i16v lumaOf(Differences d, i16v green) {
-    constexpr int kLumaRounding = kRounding - kLevelShift;
-    return packI16x128(weigh<kFractionBits>(d.low, kY, kLumaRounding), weigh<kFractionBits>(d.high, kY, kLumaRounding)) + green;
+    return packI16x128(weigh<kFractionBits>(d.low, kMcu.toY, kMcu.toYAdd),
+                       weigh<kFractionBits>(d.high, kMcu.toY, kMcu.toYAdd)) +
+           green;
   }
 
+  template <int kShift>
+  ZEL_INLINE static void write(i16v low, i16v high, const McuTables::Dwords& rounding, int16_t* cb, int16_t* cr) {
+    store(cb, packI16x128(weigh<kShift>(low, kMcu.toCb, rounding), weigh<kShift>(high, kMcu.toCb, rounding)));
+    store(cr, packI16x128(weigh<kShift>(low, kMcu.toCr, rounding), weigh<kShift>(high, kMcu.toCr, rounding)));
+  }
   ZEL_INLINE static void writeFull(Differences d, int16_t* cb, int16_t* cr) {
-    store(cb, packI16x128(weigh<14>(d.low, kCb, kFullRounding), weigh<14>(d.high, kCb, kFullRounding)));
-    store(cr, packI16x128(weigh<14>(d.low, kCr, kFullRounding), weigh<14>(d.high, kCr, kFullRounding)));
+    write<kFractionBits>(d.low, d.high, kMcu.toChromaAdd[0], cb, cr);
   }
 
   ZEL_INLINE static Differences sumOf(Differences d) { return d; }
@@ -63,66 +60,54 @@ struct ColourFormat {
 
   template <int kLog>
   ZEL_INLINE static void writeAverage(Differences left, Differences right, int16_t* cb, int16_t* cr) {
-    constexpr int kShift = kFractionBits + kLog, kHalf = 1 << (kShift - 1);
-    const i16v l = pairSums(left), r = pairSums(right);
-    store(cb, packI16x128(weigh<kShift>(l, kCb, kHalf), weigh<kShift>(r, kCb, kHalf)));
-    store(cr, packI16x128(weigh<kShift>(l, kCr, kHalf), weigh<kShift>(r, kCr, kHalf)));
+    write<kFractionBits + kLog>(pairSums(left), pairSums(right), kMcu.toChromaAdd[kLog], cb, cr);
   }
 };
 
-// Bytes r g b g of four pixels, for a multiply-add of neighbours that gives r - g and b - g.
-constexpr ShuffleBytes bytesOfDifferences(int firstPixel, int pixelBytes, int r, int g, int b) {
-  ShuffleBytes s{};
-  for (int i = 0; i < 4; ++i) {
-    const int pixel = firstPixel + i * pixelBytes;
-    s.at[4 * i] = uint8_t(pixel + r);
-    s.at[4 * i + 1] = s.at[4 * i + 3] = uint8_t(pixel + g);
-    s.at[4 * i + 2] = uint8_t(pixel + b);
-  }
-  return s;
+// Differences of the bytes r g b g of four pixels, or of their complements.
+ZEL_INLINE i16v differences(u8v pixels, const McuTables::Bytes& greenTwice, const McuTables::Bytes& signs) {
+  return maddBytes(shuffle128(pixels, loadAligned<u8v>(greenTwice)), loadAligned<i8v>(signs));
 }
 
-// Even bytes minus odd bytes, or the opposite.
-ZEL_INLINE i16v evenMinusOdd(u8v a) { return maddBytes(a, as<i8v>(splat<i16v>(-0xFF))); }
-ZEL_INLINE i16v oddMinusEven(u8v a) { return maddBytes(a, as<i8v>(splat<i16v>(0x1FF))); }
-
-// Interleaved bytes with red at kR and blue at kB.
-template <int kR, int kB>
-struct Rgb : ColourFormat<kRounding> {
+// Interleaved bytes.
+template <bool kRedFirst>
+struct Rgb : ColourFormat {
   typedef uint8_t Sample;
   static constexpr int kSamples = 3;
   static constexpr bool kKey = false;
-  static constexpr ShuffleBytes kLow = bytesOfDifferences(0, 3, kR, 1, kB);
-  static constexpr ShuffleBytes kHigh = bytesOfDifferences(4, 3, kR, 1, kB);  // pixel 4 is byte 12, 4 of the last 16
 
   ZEL_INLINE static Group<Differences> read(const uint8_t* p, const uint8_t* q) {
     const Rgb24<u8v> pixels = loadRgb24<u8v>(p, q);
-    const Differences d = {evenMinusOdd(shuffleBy(pixels.first, kLow)), evenMinusOdd(shuffleBy(pixels.last, kHigh))};
-    return {ColourFormat::lumaOf(d, channelOf3<1>(pixels)), zero<i16v>(), d};
+    const McuTables::Bytes(&order)[2] = kRedFirst ? kMcu.rgbGreenTwice : kMcu.bgrGreenTwice;
+    const Differences d = {differences(pixels.first, order[0], kMcu.evenMinusOdd),
+                           differences(pixels.last, order[1], kMcu.evenMinusOdd)};
+    return {lumaOf(d, channelOf3<1>(pixels)), zero<i16v>(), d};
   }
 };
 
 // Interleaved C, M, Y, K: the complements of R, G and B, whose differences have the opposite sign.
-struct Cmyk : ColourFormat<8133> {
+struct Cmyk : ColourFormat {
   typedef uint8_t Sample;
   static constexpr int kSamples = 4;
   static constexpr bool kKey = true;
-  static constexpr ShuffleBytes kDifferences = bytesOfDifferences(0, 4, 0, 1, 2);
-  static constexpr uint8_t _ = kZeroByte;
-  static constexpr ShuffleBytes kMagentaKey = {{1, _, 5, _, 9, _, 13, _, 3, _, 7, _, 11, _, 15, _}};
 
   ZEL_INLINE static Group<Differences> read(const uint8_t* p, const uint8_t* q) {
     const u8v low = loadHalves<u8v>(p, q), high = loadHalves<u8v>(p + 16, q + 16);
-    const Differences d = {oddMinusEven(shuffleBy(low, kDifferences)), oddMinusEven(shuffleBy(high, kDifferences))};
-    const i16v mkLow = as<i16v>(shuffleBy(low, kMagentaKey)), mkHigh = as<i16v>(shuffleBy(high, kMagentaKey));
-    const i16v green = splat<i16v>(255) - unpackLow64x128(mkLow, mkHigh);
-    return {lumaOf(d, green), unpackHigh64x128(mkLow, mkHigh) - splat<i16v>(128), d};
+    const Differences d = {differences(low, kMcu.inkGreenTwice, kMcu.oddMinusEven),
+                           differences(high, kMcu.inkGreenTwice, kMcu.oddMinusEven)};
+    const i16v mkLow = as<i16v>(shuffle128(low, loadAligned<u8v>(kMcu.oddOfFour)));
+    const i16v mkHigh = as<i16v>(shuffle128(high, loadAligned<u8v>(kMcu.oddOfFour)));
+    const i16v green = loadAligned<i16v>(kMcu.lowByte) - unpackLow64x128(mkLow, mkHigh);
+    return {lumaOf(d, green), unpackHigh64x128(mkLow, mkHigh) - loadAligned<i16v>(kMcu.centre), d};
+  }
+  ZEL_INLINE static void writeFull(Differences d, int16_t* cb, int16_t* cr) {
+    write<kFractionBits>(d.low, d.high, kMcu.inkToChromaAdd, cb, cr);
   }
 };
 
 // 16-bit pixels; a field is widened to 8 bits by a shift.
 template <class Fields>
-struct Packed : ColourFormat<kRounding> {
+struct Packed : ColourFormat {
   typedef uint16_t Sample;
   static constexpr int kSamples = 1;
   static constexpr bool kKey = false;
@@ -130,12 +115,13 @@ struct Packed : ColourFormat<kRounding> {
   ZEL_INLINE static Group<Differences> read(const uint16_t* p, const uint16_t* q) {
     constexpr int kGreenAt = Fields::kBits[0], kRedAt = kGreenAt + Fields::kBits[1];
     const i16v pixel = loadHalves<i16v>(p, q);
-    const i16v blue = (pixel << 3) & splat<i16v>(0xF8);
-    const i16v green = (pixel >> (kGreenAt + Fields::kBits[1] - 8)) & splat<i16v>(0x100 - (0x100 >> Fields::kBits[1]));
-    const i16v red = (pixel >> (kRedAt - 3)) & splat<i16v>(0xF8);
+    const i16v blue = (pixel << 3) & loadAligned<i16v>(kMcu.field5);
+    const i16v green = (pixel >> (kGreenAt + Fields::kBits[1] - 8)) &
+                       loadAligned<i16v>(Fields::kBits[1] == 6 ? kMcu.field6 : kMcu.field5);
+    const i16v red = (pixel >> (kRedAt - 3)) & loadAligned<i16v>(kMcu.field5);
     const i16v rg = red - green, bg = blue - green;
     const Differences d = {unpackLow128(rg, bg), unpackHigh128(rg, bg)};
-    return {ColourFormat::lumaOf(d, green), zero<i16v>(), d};
+    return {lumaOf(d, green), zero<i16v>(), d};
   }
 };
 
@@ -148,26 +134,25 @@ struct Ycc {
 
   ZEL_INLINE static Group<Chroma> read(const uint8_t* p, const uint8_t* q) {
     const Rgb24<u8v> pixels = loadRgb24<u8v>(p, q);
-    return {channelOf3<0>(pixels) - splat<i16v>(128), zero<i16v>(), pixels};
+    return {channelOf3<0>(pixels) - loadAligned<i16v>(kMcu.centre), zero<i16v>(), pixels};
   }
 
   ZEL_INLINE static void writeFull(Rgb24<u8v> pixels, int16_t* cb, int16_t* cr) {
-    store(cb, channelOf3<1>(pixels) - splat<i16v>(128));
-    store(cr, channelOf3<2>(pixels) - splat<i16v>(128));
+    store(cb, channelOf3<1>(pixels) - loadAligned<i16v>(kMcu.centre));
+    store(cr, channelOf3<2>(pixels) - loadAligned<i16v>(kMcu.centre));
   }
 
   // Sums of neighbours: four of Cb, then four of Cr.
-  static constexpr uint8_t _ = kZeroByte;
-  static constexpr ShuffleBytes kFirst = {{1, 4, 7, 10, 13, _, _, _, 2, 5, 8, 11, 14, _, _, _}};
-  static constexpr ShuffleBytes kLast = {{_, _, _, _, _, 8, 11, 14, _, _, _, _, _, 9, 12, 15}};
   ZEL_INLINE static i16v sumOf(Rgb24<u8v> pixels) {
-    return maddBytes(shuffleBy(pixels.first, kFirst) | shuffleBy(pixels.last, kLast), splat<i8v>(1));
+    const u8v chroma = shuffle128(pixels.first, loadAligned<u8v>(kMcu.chroma[0])) |
+                       shuffle128(pixels.last, loadAligned<u8v>(kMcu.chroma[1]));
+    return maddBytes(chroma, loadAligned<i8v>(kMcu.evenPlusOdd));
   }
   ZEL_INLINE static i16v sumOf(Rgb24<u8v> p, Rgb24<u8v> q) { return sumOf(p) + sumOf(q); }
 
   template <int kLog>
   ZEL_INLINE static void writeAverage(i16v left, i16v right, int16_t* cb, int16_t* cr) {
-    const i16v centre = splat<i16v>(128 << kLog);
+    const i16v centre = loadAligned<i16v>(kMcu.centre) << kLog;
     store(cb, (unpackLow64x128(left, right) - centre) >> kLog);
     store(cr, (unpackHigh64x128(left, right) - centre) >> kLog);
   }
@@ -241,15 +226,15 @@ void toBlocks411(const typename Format::Sample* src, int step, int16_t* const* d
 
 // Bytes Y0 Cb Y1 Cr: luma is every other byte, and the rest alternates.
 void split422(const uint8_t* src, int step, int16_t* const* dst) {
-  constexpr uint8_t z = kZeroByte;
-  static constexpr ShuffleBytes kChroma = {{1, z, 5, z, 9, z, 13, z, 3, z, 7, z, 11, z, 15, z}};
-  const i16v centre = splat<i16v>(128);
+  const i16v centre = loadAligned<i16v>(kMcu.centre), lowByte = loadAligned<i16v>(kMcu.lowByte);
+  const u8v order = loadAligned<u8v>(kMcu.oddOfFour);
   for (int r = 0; r < 8; r += kRows) {
     const uint8_t *p = rowAt(src, step, r), *q = rowAt(src, step, r + 1);
     const i16v left = loadHalves<i16v>(p, q), right = loadHalves<i16v>(p + 16, q + 16);
-    store(dst[0] + 8 * r, (left & splat<i16v>(255)) - centre);
-    store(dst[0] + 64 + 8 * r, (right & splat<i16v>(255)) - centre);
-    const i16v chromaLeft = shuffleBy(left, kChroma), chromaRight = shuffleBy(right, kChroma);
+    store(dst[0] + 8 * r, (left & lowByte) - centre);
+    store(dst[0] + 64 + 8 * r, (right & lowByte) - centre);
+    const i16v chromaLeft = as<i16v>(shuffle128(as<u8v>(left), order)),
+               chromaRight = as<i16v>(shuffle128(as<u8v>(right), order));
     store(dst[1] + 8 * r, unpackLow64x128(chromaLeft, chromaRight) - centre);
     store(dst[2] + 8 * r, unpackHigh64x128(chromaLeft, chromaRight) - centre);
   }
@@ -264,29 +249,26 @@ ZelStatus convert(void (*toBlocks)(const T*, int, int16_t* const*), const T* src
   return zelStsNoErr;
 }
 
-typedef Rgb<0, 2> RgbBytes;
-typedef Rgb<2, 0> BgrBytes;
-
 }  // namespace
 
 ZelStatus zeliRGBToYCbCr444LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]) {
-  return convert<3>(toBlocks444<RgbBytes>, pSrc, srcStep, pDst);
+  return convert<3>(toBlocks444<Rgb<true>>, pSrc, srcStep, pDst);
 }
 ZelStatus zeliRGBToYCbCr422LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]) {
-  return convert<3>(toBlocks422<RgbBytes>, pSrc, srcStep, pDst);
+  return convert<3>(toBlocks422<Rgb<true>>, pSrc, srcStep, pDst);
 }
 ZelStatus zeliRGBToYCbCr411LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]) {
-  return convert<3>(toBlocks411<RgbBytes>, pSrc, srcStep, pDst);
+  return convert<3>(toBlocks411<Rgb<true>>, pSrc, srcStep, pDst);
 }
 
 ZelStatus zeliBGRToYCbCr444LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]) {
-  return convert<3>(toBlocks444<BgrBytes>, pSrc, srcStep, pDst);
+  return convert<3>(toBlocks444<Rgb<false>>, pSrc, srcStep, pDst);
 }
 ZelStatus zeliBGRToYCbCr422LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]) {
-  return convert<3>(toBlocks422<BgrBytes>, pSrc, srcStep, pDst);
+  return convert<3>(toBlocks422<Rgb<false>>, pSrc, srcStep, pDst);
 }
 ZelStatus zeliBGRToYCbCr411LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]) {
-  return convert<3>(toBlocks411<BgrBytes>, pSrc, srcStep, pDst);
+  return convert<3>(toBlocks411<Rgb<false>>, pSrc, srcStep, pDst);
 }
 
 ZelStatus zeliBGR555ToYCbCr444LS_MCU_16u16s_C3P3R(const uint16_t* pSrc, int srcStep, int16_t* const pDst[3]) {

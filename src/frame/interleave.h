@@ -6,6 +6,16 @@
 #include "frame/vec.h"
 
 namespace ZEL_VARIANT {
+
+// Constants as wide as a vector. They are defined apart, so that kernels use them as operands in memory: a compiler
+// that sees the values builds them in registers at the start of each call, which costs small blocks dearly.
+struct alignas(kVecBytes) InterleaveTables {
+  uint8_t widen[3][kVecBytes];       // a channel of 8 pixels to 16-bit lanes
+  uint8_t spread[3][kVecBytes];      // a channel of 16 pixels to its places in all three vectors
+  uint8_t everyThird[2][kVecBytes];  // masks: bytes 0 3 6 .. and 1 4 7 ..
+};
+[[gnu::visibility("hidden")]] extern const InterleaveTables kInterleave;
+
 namespace {
 
 struct ShuffleBytes {
@@ -66,61 +76,23 @@ ZEL_INLINE Rgb24<V> loadRgb24(const uint8_t* low, const uint8_t* high) {
 // The 16-bit lanes to be taken from the second load so that one register holds all eight samples of a channel.
 constexpr int kLanesFromLast[3] = {0x64, 0xB2, 0xD9};
 
-constexpr ShuffleBytes widenChannelOf3(int channel) {
-  ShuffleBytes s{};
-  for (int i = 0; i < 8; ++i) {
-    const int byte = 3 * i + channel;
-    const bool inFirst = byte < 16 && !(kLanesFromLast[channel] >> byte / 2 & 1);
-    s.at[2 * i] = uint8_t(inFirst ? byte : byte - 8);
-    s.at[2 * i + 1] = kZeroByte;
-  }
-  return s;
-}
-
-// Each sample is in the load that its lane is taken from.
-constexpr bool channelIsWhole(int channel) {
-  for (int i = 0; i < 8; ++i) {
-    const int byte = 3 * i + channel;
-    const bool inFirst = byte < 16 && !(kLanesFromLast[channel] >> byte / 2 & 1);
-    if (!inFirst && (byte < 8 || !(kLanesFromLast[channel] >> (byte - 8) / 2 & 1))) return false;
-  }
-  return true;
-}
-static_assert(channelIsWhole(0) && channelIsWhole(1) && channelIsWhole(2));
-
 // The eight samples of one channel as 16-bit lanes.
-template <int kChannel>
-constexpr ShuffleBytes kWidenChannelOf3 = widenChannelOf3(kChannel);
 template <int kChannel, class V>
 ZEL_INLINE Vec<int16_t, int(sizeof(V))> channelOf3(Rgb24<V> p) {
-  return as<Vec<int16_t, int(sizeof(V))>>(
-      shuffleBy(blend16x128<kLanesFromLast[kChannel]>(p.first, p.last), kWidenChannelOf3<kChannel>));
+  const V all = blend16x128<kLanesFromLast[kChannel]>(p.first, p.last);
+  return as<Vec<int16_t, int(sizeof(V))>>(shuffle128(all, loadAligned<V>(kInterleave.widen[kChannel])));
 }
-
-// Byte p of the 48 interleaved ones belongs to channel p % 3, sample p / 3. The three vectors want a channel's samples
-// at positions that never coincide, so one shuffle prepares a channel for all of them and masks of period 3 put it in
-// place.
-constexpr ShuffleBytes spreadChannelOf3(int channel) {
-  ShuffleBytes s{};
-  for (int i = 0; i < 16; ++i) s.at[(3 * i + channel) % 16] = uint8_t(i);
-  return s;
-}
-constexpr ShuffleBytes everyThird(int first) {
-  ShuffleBytes s{};
-  for (int i = first; i < 16; i += 3) s.at[i] = 0xFF;
-  return s;
-}
-constexpr ShuffleBytes kSpreadChannelOf3[3] = {spreadChannelOf3(0), spreadChannelOf3(1), spreadChannelOf3(2)};
-constexpr ShuffleBytes kEveryThird[2] = {everyThird(0), everyThird(1)};
 
 // 16 samples of each channel to 48 bytes in memory order.
+// Byte p of the 48 interleaved ones belongs to channel p % 3, sample p / 3. The three vectors want a channel's samples
+// at positions that never coincide, so one shuffle prepares a channel for all of them, and masks of period 3 pick.
 template <class V>
 ZEL_INLINE void interleave3(V a, V b, V c, V (&out)[3]) {
-  const V m0 = repeat128<V>(load<u8x16>(kEveryThird[0].at));
-  const V m1 = repeat128<V>(load<u8x16>(kEveryThird[1].at));
-  a = shuffleBy(a, kSpreadChannelOf3[0]);
-  b = shuffleBy(b, kSpreadChannelOf3[1]);
-  c = shuffleBy(c, kSpreadChannelOf3[2]);
+  const V m0 = loadAligned<V>(kInterleave.everyThird[0]);
+  const V m1 = loadAligned<V>(kInterleave.everyThird[1]);
+  a = shuffle128(a, loadAligned<V>(kInterleave.spread[0]));
+  b = shuffle128(b, loadAligned<V>(kInterleave.spread[1]));
+  c = shuffle128(c, loadAligned<V>(kInterleave.spread[2]));
   out[0] = select(m0, a, select(m1, b, c));  // a b c a ... a
   out[1] = select(m0, b, select(m1, c, a));  // b c a b ... b
   out[2] = select(m0, c, select(m1, a, b));  // c a b c ... c

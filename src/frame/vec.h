@@ -93,6 +93,14 @@ ZEL_INLINE void store(P* p, Vec<T, B> a) {
   reinterpret_cast<InMemory<Vec<T, B>>*>(p)->v = a.v;
 }
 
+// A vector at an address that is a multiple of its size: a constant in a table, to be an operand in memory.
+template <class V> struct __attribute__((may_alias)) AlignedInMemory {
+  typename V::Raw v;
+};
+template <class V, class P> ZEL_INLINE V loadAligned(const P* p) {
+  return {reinterpret_cast<const AlignedInMemory<V>*>(p)->v};
+}
+
 // One sample at any address: rows whose step is odd are not aligned even to their samples.
 template <class T>
 ZEL_INLINE T loadOne(const T* p) {
