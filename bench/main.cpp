@@ -1,11 +1,14 @@
 #include <benchmark/benchmark.h>
 #include <png.h>
 #include <sched.h>
+#include <valgrind/callgrind.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <map>
+#include <regex>
 
 #include "ratios.h"
 
@@ -17,6 +20,7 @@ struct Row {
   double units;
   Target target;
   std::vector<std::string> contenders;
+  std::vector<Work> works;
   std::map<std::string, std::vector<double>> secondsPerUnit;
 };
 
@@ -64,13 +68,32 @@ class RatioReporter : public benchmark::BenchmarkReporter {
   }
 };
 
+// Under callgrind: each contender's work once, after once to warm up, as a dump of its own that is named after it and the
+// units it handled. The script instructions.sh makes a table of the dumps.
+void countInstructions(const std::string& filter) {
+  const std::regex wanted(filter);
+  for (const Row& row : rows()) {
+    if (!std::regex_search(row.name, wanted)) continue;
+    for (size_t i = 0; i < row.works.size(); ++i) {
+      row.works[i]();
+      CALLGRIND_ZERO_STATS;
+      row.works[i]();
+      char name[200];
+      std::snprintf(name, sizeof name, "%s|%s|%.0f|%s", row.name.c_str(), row.contenders[i].c_str(), row.units,
+                    row.unit.c_str());
+      CALLGRIND_DUMP_STATS_AT(name);
+    }
+  }
+}
+
 }  // namespace
 
 void compare(const std::string& row, double units, const std::string& unit, Target target,
              std::vector<Contender> contenders) {
-  Row r{row, unit, units, target, {}, {}};
+  Row r{row, unit, units, target, {}, {}, {}};
   for (Contender& c : contenders) {
     r.contenders.push_back(c.name);
+    r.works.push_back(c.work);
     benchmark::RegisterBenchmark((row + "/" + c.name).c_str(),
                                  [work = c.work](benchmark::State& state) {
                                    for (auto _ : state) work();
@@ -124,6 +147,10 @@ int main(int argc, char** argv) {
   int n = int(args.size());
   benchmark::Initialize(&n, args.data());
   for (const auto& suite : bench::suites()) suite();
+  if (n > 1 && std::string(args[1]).rfind("--instructions=", 0) == 0) {
+    bench::countInstructions(args[1] + std::strlen("--instructions="));
+    return 0;
+  }
   bench::RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   return 0;
