@@ -229,6 +229,9 @@ std::vector<uint8_t> writeJpegCoefficients(const JpegCoefficients& in, const Jpe
         64 * static_cast<size_t>(frame.components[i].storedWide) * static_cast<size_t>(frame.components[i].storedHigh);
     if (in.components[i].values.size() != stored || in.components[i].storedWide != frame.components[i].storedWide)
       throw Error(ErrorKind::argument, "the stored blocks do not fit the size of the picture");
+    // Within this range the difference of two DC coefficients still has a category of at most 15.
+    for (int16_t v : in.components[i].values)
+      if (v > 16383 || v < -16383) throw Error(ErrorKind::argument, "a coefficient outside -16383 to 16383");
   }
 
   std::vector<Scan> scans;
