@@ -40,6 +40,12 @@ inline uint32_t symbolOf(const ZeliDecodeHuffmanSpec& table, int length, uint32_
   return table.values[uint8_t(table.firstIndex[length] + code - table.firstCode[length])];
 }
 
+// An entry of a table's lookup in parts: each is loaded by itself, sooner than a shift could separate them.
+struct [[gnu::may_alias]] LookupEntry {
+  uint8_t symbol, unused;
+  uint16_t length;
+};
+
 template <Path kPath>
 class BitReader {
  public:
@@ -59,11 +65,35 @@ class BitReader {
       return fastSymbol(table, symbol);
   }
 
+  // The first symbol of a block. Its look-up does not wait for the refill: the bits that the state brought mostly do.
+  ZEL_INLINE ZelStatus firstSymbol(const ZeliDecodeHuffmanSpec& table, uint32_t* symbol) {
+    if constexpr (kPath == Path::careful)
+      return carefulSymbol(table, symbol);
+    else {
+      if (__builtin_expect(count_ < 8, 0) && !refill()) return zelStsJPEGOutOfBufErr;
+      const uint64_t next8 = bits_ >> 56;
+      if (!refill()) return zelStsJPEGOutOfBufErr;
+      return lookUp(table, next8, symbol);
+    }
+  }
+
   // Reads the value of a category (0 to 15) after its symbol: category bits, extended (T.81, Figure F.12).
   ZEL_INLINE ZelStatus value(uint32_t category, int* value) { return extended<false>(category, value); }
 
   // The same for a category that is not 0: one shift less.
   ZEL_INLINE ZelStatus nonzeroValue(uint32_t category, int* value) { return extended<true>(category, value); }
+
+  // n bits as they are, 1 to 16.
+  ZEL_INLINE ZelStatus bits(int n, uint32_t* value) {
+    if constexpr (kPath == Path::careful) {
+      if (const ZelStatus s = require(n, kValue)) return s;
+    } else {
+      if (count_ < kStateBits && !refill()) return zelStsJPEGOutOfBufErr;
+    }
+    *value = uint32_t(bits_ >> (64 - n));
+    drop(n);
+    return zelStsNoErr;
+  }
 
   // What was asked for when a marker had left too few bits.
   enum Missing { kNothing, kCode, kValue };
@@ -190,9 +220,13 @@ class BitReader {
 
   ZEL_INLINE ZelStatus fastSymbol(const ZeliDecodeHuffmanSpec& table, uint32_t* symbol) {
     if (count_ < kStateBits && !refill()) return zelStsJPEGOutOfBufErr;
-    const uint32_t* entry = table.lookup + (bits_ >> 56);
-    uint16_t length;  // two loads cost less than one and a shift
-    __builtin_memcpy(&length, reinterpret_cast<const uint8_t*>(entry) + 2, 2);
+    return lookUp(table, bits_ >> 56, symbol);
+  }
+
+  // next8: the next 8 bits. The word has enough for a code.
+  ZEL_INLINE ZelStatus lookUp(const ZeliDecodeHuffmanSpec& table, uint64_t next8, uint32_t* symbol) {
+    const LookupEntry& entry = reinterpret_cast<const LookupEntry*>(table.lookup)[next8];
+    const uint32_t length = entry.length;
     if (__builtin_expect(length == 0, 0)) {
       const uint32_t next = uint32_t(bits_ >> 48);
       const int longLength = longCodeLength(table, next);
@@ -201,7 +235,7 @@ class BitReader {
       drop(longLength);
       return zelStsNoErr;
     }
-    *symbol = uint8_t(*entry);
+    *symbol = entry.symbol;
     drop(length);
     return zelStsNoErr;
   }

@@ -41,6 +41,13 @@ class BitWriter {
   }
   ZEL_INLINE ZelStatus code(const uint32_t* entry) { return code(entry, {0, 0}); }
 
+  // n bits without a code, 1 to 16 of them; value is below 2^n.
+  ZEL_INLINE ZelStatus bits(uint32_t value, int n) {
+    if constexpr (kPath == Path::careful) return put(value, n);
+    add(value, uint64_t(n));
+    return zelStsNoErr;
+  }
+
   // The n low bits of value, 1 to 16 of them. Where the destination is full, the bytes that fitted are written, and the
   // pending bits are those of before the call.
   ZelStatus put(uint32_t value, int n) {

@@ -16,7 +16,7 @@ ZEL_INLINE ZelStatus decodeBlock(BitReader<kPath>& reader, int16_t* dst, int16_t
   clearBlock(dst);
   uint32_t symbol;
   int value;
-  if (const ZelStatus s = reader.symbol(dc, &symbol)) return s;
+  if (const ZelStatus s = reader.firstSymbol(dc, &symbol)) return s;
   if (const ZelStatus s = reader.value(symbol & 15, &value)) return s;
   *lastDC = dst[0] = int16_t(*lastDC + value);
 
@@ -44,8 +44,7 @@ ZEL_INLINE bool decodeFast(const uint8_t* src, int length, int* pos, int16_t* ds
                            ZeliDecodeHuffmanState* state) {
   BitReader<Path::fast> reader(src, length, *pos, state->bits, state->bitCount, 0);
   int16_t predictor = *lastDC;
-  if (!reader.refill() || decodeBlock(reader, dst, &predictor, dc, ac, &state->lastPosition) != zelStsNoErr)
-    return false;
+  if (decodeBlock(reader, dst, &predictor, dc, ac, &state->lastPosition) != zelStsNoErr) return false;
   reader.save(&state->bits, &state->bitCount, pos);
   *lastDC = predictor;
   return true;
