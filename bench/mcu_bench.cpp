@@ -28,7 +28,7 @@ void jsimd_h2v2_extrgb_merged_upsample_avx2(JDIMENSION width, JSAMPIMAGE in, JDI
 
 namespace {
 
-constexpr int kMcuRows = 4;  // rows of MCUs in turn, spread over the photograph
+constexpr int kMcuRows = 2;  // in turn, from the top and the bottom: a codec keeps a row of MCUs in the cache
 
 struct Sampling {
   const char* name;

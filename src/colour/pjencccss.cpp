@@ -18,10 +18,9 @@ ZEL_INLINE i32v weigh(i16v differences, const McuTables::Words& factors, const M
   return (maddPairs(differences, loadAligned<i16v>(factors)) + loadAligned<i32v>(rounding)) >> kShift;
 }
 
-// ---- Pixel formats: what a group of pixels gives to each component
-// ----------------------------------------------------- A format reads a group, with luma (and key) ready for their
-// blocks. Its chroma is written at full resolution, or summed over one or two rows and then averaged over pairs of
-// columns, 2^kLog pixels in all.
+// ---- Pixel formats: what a group of pixels gives to each component -------------------------------------------------
+// A format reads a group, with luma (and key) ready for their blocks. Its chroma is written at full resolution, or
+// summed over one or two rows and then averaged over pairs of columns, 2^kLog pixels in all.
 
 // R - G and B - G in alternate lanes: pixels 0-3 and 4-7 of each half.
 struct Differences {
@@ -158,8 +157,7 @@ struct Ycc {
   }
 };
 
-// ---- One MCU
-// -----------------------------------------------------------------------------------------------------------
+// ---- One MCU -------------------------------------------------------------------------------------------------------
 
 // Pixels 8 * column to 8 * column + 7 of row r, and in the 32-byte form of row rUpper.
 template <class Format>
