@@ -229,17 +229,19 @@ void toPixels422(const int16_t* const* blocks, typename Format::Sample* dst, int
 template <class Model, class Format>
 void toPixels411(const int16_t* const* blocks, typename Format::Sample* dst, int step) {
   const Components<Format::kBlocks> src(blocks);
-  for (int r = 0; r < 8; r += kRows) {
+  for (int r = 0; r < 8; r += kRows, dst = rowAt(dst, step, 2 * kRows)) {
+    const int luma = 16 * r + (r & 4) * 16;  // rows from 8 on are in the second pair of blocks
     const auto chroma = Model::chroma(src.at[1] + 8 * r, src.at[2] + 8 * r);
-    for (int row = 2 * r; row < 2 * r + 2; ++row) {
-      const int luma = 8 * row + (row & 8) * 8;  // rows from 8 on are in the second pair of blocks
-      const auto group = [&](int component, int at) {
-        return loadHalves<i16v>(src.at[component] + at, src.at[component] + at + 16);
+#pragma GCC unroll 2  // both rows take the same doubled chroma from registers
+    for (int i = 0; i < 2; ++i) {
+      const int at = luma + 8 * i;
+      const auto group = [&](int component, int first) {
+        return loadHalves<i16v>(src.at[component] + first, src.at[component] + first + 16);
       };
-      const Planes planes = Model::doubled(group(0, luma), group(0, luma + 64), chroma);
+      const Planes planes = Model::doubled(group(0, at), group(0, at + 64), chroma);
       u8v key = zero<u8v>();
-      if constexpr (Format::kBlocks == 4) key = shiftedBytes(group(3, luma), group(3, luma + 64));
-      Format::template write<16>(planes, key, rowsFrom<typename Format::Sample, 16>(dst, step, row, 2, 0));
+      if constexpr (Format::kBlocks == 4) key = shiftedBytes(group(3, at), group(3, at + 64));
+      Format::template write<16>(planes, key, rowsFrom<typename Format::Sample, 16>(dst, step, i, 2, 0));
     }
   }
 }
