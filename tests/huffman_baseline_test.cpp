@@ -177,6 +177,7 @@ Bytes encodeBoth(const std::vector<Block>& blocks, const Tables& dc, const Table
   for (size_t i = 0; i <= blocks.size(); ++i) {
     const bool flush = i == blocks.size();
     Guarded<int16_t> block(flush ? Block(64) : blocks[i]);
+    state.correctionBits[9] = 1;  // only a flush clears it
     const ZelStatus want = flush ? ref.put(0x7F, 7) : ref.block(blocks[i], refPredictor, dc, ac);
     if (flush) ref.buffer = 0, ref.count = 0;
     const ZelStatus got = zel().zeliEncodeHuffman8x8_JPEG_16s1u_C1(block.data(), dst.data(), room, &pos, &predictor,
@@ -186,6 +187,10 @@ Bytes encodeBoth(const std::vector<Block>& blocks, const Tables& dc, const Table
     EXPECT_EQ(refPredictor, predictor);
     EXPECT_TRUE(state.bits == ref.buffer && state.bitCount == ref.count) << room << " " << i;
     EXPECT_EQ(Bytes(wanted.data(), wanted.data() + pos), Bytes(dst.data(), dst.data() + pos));
+    if (want && i == 0 && !flush) {
+      EXPECT_EQ(wanted.copy(), dst.copy()) << "nothing beyond the position changes";
+    }
+    EXPECT_EQ(flush ? 0 : 1, state.correctionBits[9]);
     if (want || testing::Test::HasFailure()) break;
   }
   return Bytes(dst.data(), dst.data() + pos);
@@ -268,9 +273,8 @@ TEST(HuffmanBaseline, DecodesStreamsTruncationsAndGarbage) {
     for (size_t n = 0; n < std::min<size_t>(whole, 120); ++n)
       decodeBoth(Bytes(stream.begin(), stream.end() - int(n)), dc, ac, statuses);
     for (int damage = 0; damage < 60; ++damage) {
-      Bytes garbage = damage % 3 ? stream : r.vector<uint8_t>(size_t(r.below(200)));
-      for (int i = 0; i < 4 && !garbage.empty(); ++i)
-        garbage[size_t(r.below(int(garbage.size())))] = r.below(2) ? 0xFF : uint8_t(r.next());
+      Bytes garbage = damage % 3 ? stream : r.vector<uint8_t>(size_t(1 + r.below(200)));
+      for (int i = 0; i < 4; ++i) garbage[size_t(r.below(int(garbage.size())))] = r.below(2) ? 0xFF : uint8_t(r.next());
       decodeBoth(garbage, dc, ac, statuses);
     }
   }
@@ -321,4 +325,80 @@ TEST(HuffmanBaseline, DirectKeepsStateInVariables) {
       if (got) break;
     }
   }
+}
+
+// The checks in their order: from each call on, one argument more is right, and the status is that of the first wrong
+// one.
+TEST(HuffmanBaseline, ChecksInOrder) {
+  Random r(6);
+  const Tables t(r);
+  ZeliDecodeHuffmanState dec{};
+  ZeliEncodeHuffmanState enc{};
+  uint8_t bytes[600] = {};
+  int16_t block[64] = {}, predictor = 0;
+  int pos = 0, marker = 0, minus = -1, count = 0;
+  uint32_t bits = 0;
+  const zeltest::Api& a = zel();
+  const auto at = [](int i, int n, auto* p) { return i > n ? p : nullptr; };
+  const ZelStatus null = zelStsNullPtrErr;
+  const std::vector<ZelStatus> decode = {null, zelStsBadArgErr, null, null, null, null, null, null, null, zelStsNoErr};
+  for (int i = 0; i < 10; ++i)
+    EXPECT_EQ(decode[size_t(i)],
+              a.zeliDecodeHuffman8x8_JPEG_1u16s_C1(at(i, 0, bytes), i > 1 ? 600 : -1, at(i, 2, &pos), at(i, 3, block),
+                                                   at(i, 4, &predictor), at(i, 5, &marker), at(i, 6, &t.dec),
+                                                   at(i, 7, &t.dec), at(i, 8, &dec)))
+        << i;
+  for (int flush = 0; flush < 2; ++flush) {
+    const std::vector<ZelStatus> encode = {null, zelStsSizeErr, null, null, null, null, null, null, zelStsNoErr};
+    for (int i = 0; i < 9; ++i)
+      EXPECT_EQ(flush && i > 3 ? zelStsNoErr : encode[size_t(i)],
+                a.zeliEncodeHuffman8x8_JPEG_16s1u_C1(at(i, 4, block), at(i, 0, bytes), i > 1 ? 600 : 0, at(i, 2, &pos),
+                                                     at(i, 5, &predictor), at(i, 6, &t.enc), at(i, 7, &t.enc),
+                                                     at(i, 3, &enc), flush))
+          << i;
+  }
+  bytes[99] = 0xFF, bytes[100] = 0xD9, marker = 0xD9, pos = 0;
+  const std::vector<ZelStatus> direct = {null, null, zelStsBadArgErr, null, null, null,
+                                         null, null, zelStsBadArgErr, null, null, zelStsNoErr};
+  for (int i = 0; i < 12; ++i)
+    EXPECT_EQ(direct[size_t(i)], a.zeliDecodeHuffman8x8_Direct_JPEG_1u16s_C1(
+                                     at(i, 0, bytes), i > 2 ? &pos : at(i, 1, &minus), at(i, 3, block),
+                                     at(i, 4, &predictor), at(i, 5, &marker), at(i, 6, &bits),
+                                     i > 8 ? &count : at(i, 7, &minus), at(i, 9, &t.dec), at(i, 10, &t.dec)))
+        << i;
+  for (int i = 0; i < 7; ++i)
+    EXPECT_EQ(i < 6 ? null : zelStsNoErr,
+              a.zeliEncodeHuffman8x8_Direct_JPEG_16s1u_C1(at(i, 0, block), at(i, 1, bytes), at(i, 2, &pos),
+                                                          at(i, 3, &predictor), at(i, 4, &t.enc), at(i, 5, &t.enc)))
+        << i;
+}
+
+template <class State, class GetBufSize, class Init, class InitAlloc, class Free>
+void checkState(int bytes, GetBufSize getBufSize, Init init, InitAlloc initAlloc, Free free) {
+  int size = 0;
+  State zero, record, *state = nullptr;
+  std::memset(&zero, 0, sizeof zero);
+  std::memset(&record, 0xEE, sizeof record);
+  for (const ZelStatus s : {getBufSize(nullptr), init(nullptr), initAlloc(nullptr), free(nullptr)})
+    EXPECT_EQ(zelStsNullPtrErr, s);
+  EXPECT_TRUE(getBufSize(&size) == zelStsNoErr && size == bytes);
+  EXPECT_TRUE(init(&record) == zelStsNoErr && std::memcmp(&zero, &record, sizeof record) == 0);
+  if (zeltest::CoreHooks* hooks = zeltest::hooks()) {
+    hooks->allocationsUntilFailure = 0;
+    EXPECT_TRUE(initAlloc(&state) == zelStsNullPtrErr && state == nullptr);
+    hooks->reset();
+  }
+  ASSERT_EQ(zelStsNoErr, initAlloc(&state));
+  EXPECT_EQ(0, std::memcmp(&zero, state, sizeof record));
+  EXPECT_EQ(zelStsNoErr, free(state));
+}
+
+TEST(HuffmanBaseline, States) {
+  const zeltest::Api& a = zel();
+  checkState<ZeliDecodeHuffmanState>(24, a.zeliDecodeHuffmanStateGetBufSize_JPEG_8u,
+                                     a.zeliDecodeHuffmanStateInit_JPEG_8u, a.zeliDecodeHuffmanStateInitAlloc_JPEG_8u,
+                                     a.zeliDecodeHuffmanStateFree_JPEG_8u);
+  checkState<ZeliEncodeHuffmanState>(1048, a.zeliEncodeHuffmanStateGetBufSize_JPEG_8u,
+                                     a.zeliEncodeHuffmanStateInit_JPEG_8u, a.zeliEncodeHuffmanStateInitAlloc_JPEG_8u,
+                                     a.zeliEncodeHuffmanStateFree_JPEG_8u);
 }

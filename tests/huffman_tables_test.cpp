@@ -20,7 +20,7 @@ struct Description {
 };
 
 // Random counts of code lengths, mostly valid, some that overflow; exactly as many values as they say.
-Description randomDescription(Random &r) {
+Description randomDescription(Random& r) {
   Description d{Bytes(16), {}};
   for (int length = 0, room = 1; length < 16; ++length) {
     room = std::min(room * 2, 1 << 16);
@@ -73,53 +73,53 @@ TEST(HuffmanTables, RecordsFromDescriptions) {
       << failures[0] << " " << failures[1] << " " << longTables;
 }
 
-TEST(HuffmanTables, AllocationSizesAndChecks) {
-  Bytes bits(16), values = {7};
+template <class Spec, class GetBufSize, class Init, class InitAlloc, class Free>
+void checkRecord(int bytes, GetBufSize getBufSize, Init init, InitAlloc initAlloc, Free free) {
+  Bytes bits(16), values = {1, 2, 3};
   bits[0] = 1;
   int size = 0;
-  ZeliDecodeHuffmanSpec *dec = nullptr, decRecord;
-  ZeliEncodeHuffmanSpec *enc = nullptr, encRecord;
-  const uint8_t *b = bits.data(), *v = values.data();
+  Spec record, *spec = nullptr;
+  EXPECT_EQ(zelStsNullPtrErr, getBufSize(nullptr));
+  EXPECT_TRUE(getBufSize(&size) == zelStsNoErr && size == bytes);
   for (int missing = 0; missing < 3; ++missing) {
-    const uint8_t *pb = missing == 0 ? nullptr : b, *pv = missing == 1 ? nullptr : v;
-    const bool record = missing != 2;
-    EXPECT_EQ(zelStsNullPtrErr, zel().zeliDecodeHuffmanSpecInit_JPEG_8u(pb, pv, record ? &decRecord : nullptr));
-    EXPECT_EQ(zelStsNullPtrErr, zel().zeliEncodeHuffmanSpecInit_JPEG_8u(pb, pv, record ? &encRecord : nullptr));
-    EXPECT_EQ(zelStsNullPtrErr, zel().zeliDecodeHuffmanSpecInitAlloc_JPEG_8u(pb, pv, record ? &dec : nullptr));
-    EXPECT_EQ(zelStsNullPtrErr, zel().zeliEncodeHuffmanSpecInitAlloc_JPEG_8u(pb, pv, record ? &enc : nullptr));
-    int32_t counts[256] = {1};
-    EXPECT_EQ(zelStsNullPtrErr, zel().zeliEncodeHuffmanRawTableInit_JPEG_8u(missing == 0 ? nullptr : counts,
-                                                                            missing == 1 ? nullptr : &bits[0],
-                                                                            missing == 2 ? nullptr : &values[0]));
+    const uint8_t *b = missing == 0 ? nullptr : &bits[0], *v = missing == 1 ? nullptr : &values[0];
+    EXPECT_EQ(zelStsNullPtrErr, init(b, v, missing == 2 ? nullptr : &record));
+    EXPECT_EQ(zelStsNullPtrErr, initAlloc(b, v, missing == 2 ? nullptr : &spec));
   }
-  EXPECT_EQ(zelStsNullPtrErr, zel().zeliDecodeHuffmanSpecGetBufSize_JPEG_8u(nullptr));
-  EXPECT_EQ(zelStsNullPtrErr, zel().zeliEncodeHuffmanSpecGetBufSize_JPEG_8u(nullptr));
-  EXPECT_EQ(zelStsNullPtrErr, zel().zeliDecodeHuffmanSpecFree_JPEG_8u(nullptr));
-  EXPECT_EQ(zelStsNullPtrErr, zel().zeliEncodeHuffmanSpecFree_JPEG_8u(nullptr));
-  EXPECT_TRUE(zel().zeliDecodeHuffmanSpecGetBufSize_JPEG_8u(&size) == 0 && size == 1644);
-  EXPECT_TRUE(zel().zeliEncodeHuffmanSpecGetBufSize_JPEG_8u(&size) == 0 && size == 1024);
-
-  if (zeltest::CoreHooks *hooks = zeltest::hooks()) {
+  EXPECT_EQ(zelStsNullPtrErr, free(nullptr));
+  if (zeltest::CoreHooks* hooks = zeltest::hooks()) {
     hooks->allocationsUntilFailure = 0;
-    EXPECT_EQ(zelStsNullPtrErr, zel().zeliDecodeHuffmanSpecInitAlloc_JPEG_8u(b, v, &dec));
-    hooks->allocationsUntilFailure = 0;
-    EXPECT_EQ(zelStsNullPtrErr, zel().zeliEncodeHuffmanSpecInitAlloc_JPEG_8u(b, v, &enc));
+    EXPECT_EQ(zelStsNullPtrErr, initAlloc(&bits[0], &values[0], &spec));
     hooks->reset();
+    EXPECT_EQ(nullptr, spec);
   }
-  EXPECT_TRUE(dec == nullptr && enc == nullptr);
-  EXPECT_EQ(zelStsNoErr, zel().zeliDecodeHuffmanSpecInitAlloc_JPEG_8u(b, v, &dec));
-  EXPECT_EQ(zelStsNoErr, zel().zeliEncodeHuffmanSpecInitAlloc_JPEG_8u(b, v, &enc));
-  EXPECT_TRUE(dec->lookup[127] == (7 | 1 << 16) && enc->codes[7] == 1 << 16);
-  zel().zeliDecodeHuffmanSpecFree_JPEG_8u(dec);
-  zel().zeliEncodeHuffmanSpecFree_JPEG_8u(enc);
-  bits[0] = 3;  // an invalid description: the record is handed out all the same
-  values = {1, 2, 3};
-  dec = nullptr, enc = nullptr;
-  EXPECT_EQ(zelStsJPEGHuffTableErr, zel().zeliDecodeHuffmanSpecInitAlloc_JPEG_8u(b, &values[0], &dec));
-  EXPECT_EQ(zelStsJPEGHuffTableErr, zel().zeliEncodeHuffmanSpecInitAlloc_JPEG_8u(b, &values[0], &enc));
-  EXPECT_EQ(zelStsNoErr, zel().zeliDecodeHuffmanSpecFree_JPEG_8u(dec));
-  EXPECT_EQ(zelStsNoErr, zel().zeliEncodeHuffmanSpecFree_JPEG_8u(enc));
-  if (zeltest::hooks()) EXPECT_EQ(0, zeltest::hooks()->liveAllocations);
+  for (const int codes : {1, 3}) {  // three codes of one bit are invalid: the record is handed out all the same
+    bits[0] = uint8_t(codes);
+    spec = nullptr;
+    EXPECT_EQ(codes == 1 ? zelStsNoErr : zelStsJPEGHuffTableErr, initAlloc(&bits[0], &values[0], &spec));
+    if (codes == 1) {
+      EXPECT_TRUE(init(&bits[0], &values[0], &record) == 0 && std::memcmp(&record, spec, sizeof record) == 0);
+    }
+    EXPECT_EQ(zelStsNoErr, free(spec));
+  }
+  if (zeltest::hooks()) {
+    EXPECT_EQ(0, zeltest::hooks()->liveAllocations);
+  }
+}
+
+TEST(HuffmanTables, AllocationSizesAndChecks) {
+  const zeltest::Api& a = zel();
+  checkRecord<ZeliDecodeHuffmanSpec>(1644, a.zeliDecodeHuffmanSpecGetBufSize_JPEG_8u,
+                                     a.zeliDecodeHuffmanSpecInit_JPEG_8u, a.zeliDecodeHuffmanSpecInitAlloc_JPEG_8u,
+                                     a.zeliDecodeHuffmanSpecFree_JPEG_8u);
+  checkRecord<ZeliEncodeHuffmanSpec>(1024, a.zeliEncodeHuffmanSpecGetBufSize_JPEG_8u,
+                                     a.zeliEncodeHuffmanSpecInit_JPEG_8u, a.zeliEncodeHuffmanSpecInitAlloc_JPEG_8u,
+                                     a.zeliEncodeHuffmanSpecFree_JPEG_8u);
+  int32_t counts[256] = {1};
+  uint8_t bits[16], values[256];
+  EXPECT_EQ(zelStsNullPtrErr, a.zeliEncodeHuffmanRawTableInit_JPEG_8u(nullptr, bits, values));
+  EXPECT_EQ(zelStsNullPtrErr, a.zeliEncodeHuffmanRawTableInit_JPEG_8u(counts, nullptr, values));
+  EXPECT_EQ(zelStsNullPtrErr, a.zeliEncodeHuffmanRawTableInit_JPEG_8u(counts, bits, nullptr));
 }
 
 // The coded size is the least possible (the sum of all merges of the two rarest) where no code needs limiting; always a
