@@ -167,7 +167,7 @@ Block dequantised(const Block& b, const std::vector<uint16_t>& q) {
 
 TEST(Dct, Forward) {
   Random rng(1);
-  for (int round = 0; round < 20000; ++round) {
+  for (int round = 0; round < zeltest::rounds(20000); ++round) {
     const Block in = randomBlock(rng);
     const std::vector<uint16_t> table = randomTable(rng, 128, 32768);
     Block expected = forward(in);
@@ -184,7 +184,7 @@ TEST(Dct, Forward) {
 
 TEST(Dct, ForwardFromSamplesAndFlatBlocks) {
   Random rng(2);
-  for (int round = 0; round < 4000; ++round) {
+  for (int round = 0; round < zeltest::rounds(4000); ++round) {
     const int step = 8 + round % 7;
     Guarded<uint8_t> src(size_t(7 * step + 8));
     if (round < 256)
@@ -215,7 +215,7 @@ TEST(Dct, ForwardFromSamplesAndFlatBlocks) {
 
 TEST(Dct, Inverse) {
   Random rng(3);
-  for (int round = 0; round < 20000; ++round) {
+  for (int round = 0; round < zeltest::rounds(20000); ++round) {
     const Block in = randomBlock(rng);
     const std::vector<uint16_t> table = randomTable(rng, 1, 64);
     const Block expected = inverse(dequantised(in, table));
@@ -247,7 +247,7 @@ TEST(Dct, Inverse) {
 
 TEST(Dct, InverseOfCorners) {
   Random rng(4);
-  for (int round = 0; round < 20000; ++round) {
+  for (int round = 0; round < zeltest::rounds(20000); ++round) {
     const int corner = round % 2 ? 4 : 2;
     Block in = randomBlock(rng, corner);
     const std::vector<uint16_t> table = randomTable(rng, 1, 64);
@@ -282,7 +282,7 @@ TEST(Dct, InverseOfDcTruncatesOrRounds) {
 
 TEST(Dct, ReducedSizes) {
   Random rng(5);
-  for (int round = 0; round < 20000; ++round) {
+  for (int round = 0; round < zeltest::rounds(20000); ++round) {
     const Block in = randomBlock(rng);
     const std::vector<uint16_t> table = randomTable(rng, 1, 64);
     const int size = round % 2 ? 4 : 2, step = size + round % 5;
@@ -303,7 +303,7 @@ TEST(Dct, WithinOneOfTheExactTransform) {
   Random rng(6);
   const std::vector<uint16_t> unitForward(64, 32768), unitInverse(64, 1);
   const auto basis = [](int x, int u) { return std::cos((2 * x + 1) * u * M_PI / 16) * (u ? 1 : std::sqrt(0.5)) / 2; };
-  for (int round = 0; round < 300; ++round) {
+  for (int round = 0; round < zeltest::rounds(300); ++round) {
     int16_t samples[64], coefficients[64], back[64];
     for (int16_t& s : samples) s = int16_t(rng.between(-128, 127));
     zel().zeliDCTQuantFwd8x8_JPEG_16s_C1(samples, coefficients, unitForward.data());
@@ -408,7 +408,7 @@ double exact(const std::vector<double>& in, int i, bool isForward) {
 
 TEST(Dct, TwelveBitForward) {
   Random rng(7);
-  for (int round = 0; round < 2000; ++round) {
+  for (int round = 0; round < zeltest::rounds(2000); ++round) {
     const int step = 16 + round % 9;
     std::vector<uint16_t> samples(64);
     for (uint16_t& s : samples) s = uint16_t(round < 20 ? round * 215 : rng.below(round % 3 ? 4096 : 65536));
@@ -432,7 +432,7 @@ TEST(Dct, TwelveBitForward) {
 
 TEST(Dct, TwelveBitInverse) {
   Random rng(8);
-  for (int round = 0; round < 2000; ++round) {
+  for (int round = 0; round < zeltest::rounds(2000); ++round) {
     const int step = 16 + round % 9;
     const int limit = round % 3 ? 300 : 32768;
     std::vector<int16_t> coefficients(64);

@@ -12,7 +12,7 @@ awk '/^```c$/ {on = 1; next} /^```$/ {on = 0} on' "$source/README.md" >"$scratch
 
 libdir=$(dirname "$(find "$scratch/prefix" -name libzeljy8.so.6.1)")
 export PKG_CONFIG_PATH=$libdir/pkgconfig LD_LIBRARY_PATH=$libdir
-flags=$(pkg-config --define-prefix --cflags --libs zelj)
+flags=$(pkg-config --define-variable=prefix="$scratch/prefix" --cflags --libs zelj)
 # shellcheck disable=SC2086
 cc -std=c99 -Wall -Wextra -Wpedantic -Werror "$scratch/example.c" $flags -o "$scratch/by-pkg-config"
 "$scratch/by-pkg-config"

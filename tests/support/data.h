@@ -15,6 +15,11 @@ namespace zeltest {
 
 inline uint64_t seed = 20100317;  // --seed=n; printed at the start
 
+// How often a test repeats what it does at random: n times, or a twentieth of that under --brief, for emulated
+// processors.
+inline bool brief = false;
+inline int rounds(int n) { return brief ? (n + 19) / 20 : n; }
+
 class Random {
  public:
   explicit Random(uint64_t stream = 0) : s_(seed * 0x9E3779B97F4A7C15u + stream) {}

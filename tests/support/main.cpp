@@ -19,6 +19,7 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
     if (arg.rfind("--variant=", 0) == 0) name = arg.substr(10);
+    if (arg == "--brief") zeltest::brief = true;
     if (arg.rfind("--seed=", 0) == 0) zeltest::seed = std::stoull(arg.substr(7));
   }
   for (const zeltest::Variant& v : zeltest::variants())
