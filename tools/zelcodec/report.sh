@@ -14,7 +14,9 @@ declare -A crop=([dandelion]="860 180 400 300" [canyon]="900 640 400 300" [coffe
 
 json() { sed -n "s/.*\"$2\": \([0-9.a-z]*\).*/\1/p" <<<"$1"; }
 kb() { awk -v n="$1" 'BEGIN {printf "%.1f", n / 1024}'; }
-figure() { printf '<figure><img src="%s" alt="%s" loading="lazy"><figcaption>%s</figcaption></figure>\n' "$1" "$2" "$2"; }
+figure() {  # FILE CAPTION
+  printf '<figure><img src="%s" alt="%s"><figcaption>%s</figcaption></figure>\n' "$1" "$2" "$2"
+}
 
 page=$out/report.html
 cat >"$page" <<'HTML'
@@ -25,9 +27,11 @@ cat >"$page" <<'HTML'
 <title>Photographs through JPEG and back</title>
 <style>
   :root { color-scheme: light; }
-  body { font: 16px/1.5 system-ui, sans-serif; color: #222; background: #fafaf8; max-width: 1280px; margin: 0 auto; padding: 2rem 1.5rem 4rem; }
+  body { font: 16px/1.5 system-ui, sans-serif; color: #222; background: #fafaf8; }
+  body { max-width: 1280px; margin: 0 auto; padding: 2rem 1.5rem 4rem; }
   h1 { font-size: 1.9rem; margin: 0 0 .5rem; }
-  h2 { font-size: 1.4rem; margin: 3rem 0 .5rem; border-top: 1px solid #ddd; padding-top: 2rem; text-transform: capitalize; }
+  h2 { font-size: 1.4rem; margin: 3rem 0 .5rem; border-top: 1px solid #ddd; padding-top: 2rem; }
+  h2::first-letter { text-transform: uppercase; }
   h3 { font-size: 1.05rem; margin: 2rem 0 .5rem; }
   p { max-width: 46rem; }
   table { border-collapse: collapse; margin: 1rem 0; font-variant-numeric: tabular-nums; }
@@ -73,12 +77,13 @@ for path in "$images"/dandelion.png "$images"/canyon.png "$images"/coffee.png; d
     bits=$(awk -v b="$bytes" -v w="$width" -v h="$height" 'BEGIN {printf "%.2f", 8 * b / w / h}')
     layout="4:${sampling:1:1}:${sampling:2:1}"
     echo "  quality $quality, $layout: $(kb "$bytes") KB, $psnr dB"
-    printf '<tr><td>%s<td>%s<td>%s<td>%s<td>%s<td>%s<td>%s<td>%s</tr>\n' "$quality" "$layout" "$(kb "$bytes")" "$bits" \
-      "$psnr" "$ssim" "${coded% ms}" "${decoded% ms}" >>"$table"
+    { printf '<tr>' && printf '<td>%s' "$quality" "$layout" "$(kb "$bytes")" "$bits" "$psnr" "$ssim" "${coded% ms}" \
+        "${decoded% ms}" && echo '</tr>'; } >>"$table"
     if [ -n "$star" ]; then
       {
-        printf '<h3>Quality %s, %s</h3>\n<p class="facts">%s KB &middot; %s bits a pixel &middot; PSNR %s dB &middot; SSIM %s</p>\n<div class="row">\n' \
-          "$quality" "$layout" "$(kb "$bytes")" "$bits" "$psnr" "$ssim"
+        echo "<h3>Quality $quality, $layout</h3>"
+        echo "<p class=\"facts\">$(kb "$bytes") KB &middot; $bits bits a pixel &middot; PSNR $psnr dB &middot; SSIM $ssim</p>"
+        echo '<div class="row">'
         figure "$name.png" "Original"
         figure "$base.png" "Decoded"
         figure "$base-difference.png" "Difference &times; $gain"
@@ -87,9 +92,11 @@ for path in "$images"/dandelion.png "$images"/canyon.png "$images"/coffee.png; d
     fi
   done
   {
-    echo "<h2>$name</h2><p class=\"facts\">$width &times; $height pixels, $(kb "$(stat -c %s "$path")") KB as PNG</p>"
+    echo "<h2>$name</h2>"
+    echo "<p class=\"facts\">$width &times; $height pixels, $(kb "$(stat -c %s "$path")") KB as PNG</p>"
     figure "$name-whole.png" "The whole picture, decoded at $whole"
-    echo '<table><tr><th>Quality<th>Sampling<th>Size, KB<th>Bits a pixel<th>PSNR, dB<th>SSIM<th>Encode, ms<th>Decode, ms</tr>'
+    echo '<table><tr><th>Quality<th>Sampling<th>Size, KB<th>Bits a pixel<th>PSNR, dB<th>SSIM'
+    echo '<th>Encode, ms<th>Decode, ms</tr>'
     cat "$table"
     echo '</table>'
     cat "$shown"
@@ -101,7 +108,7 @@ done
 # Reduced sizes, from the largest picture.
 {
   echo '<h2>Reduced sizes</h2>'
-  echo '<p>From the same file at quality 90, 4:2:0: only the frequencies that a smaller picture can show are transformed.</p>'
+  echo '<p>From the dandelion at quality 90, 4:2:0: only the frequencies that a smaller picture can show are transformed.</p>'
   echo '<table><tr><th>Size<th>Pixels<th>Decode, ms</tr>'
 } >>"$page"
 source=$out/dandelion-q90-420.jpg

@@ -1,0 +1,63 @@
+#!/usr/bin/env bash
+# tool.sh ZELCODEC IMAGES: a picture through the tool and back, and the exit codes that scripts rely on.
+set -uo pipefail
+tool=$1 images=$2
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+cd "$scratch" || exit 1
+failures=0
+
+expect() {  # CODE COMMAND...: the exit code, and words on standard error where it is not 0
+  local code=$1
+  shift
+  "$tool" "$@" >out 2>err
+  local got=$?
+  if [ $got -ne "$code" ]; then
+    echo "zelcodec $*: exit code $got, expected $code: $(cat err)"
+    failures=$((failures + 1))
+  fi
+}
+contains() {  # FILE PATTERN
+  grep -qE -- "$2" "$1" || { echo "no $2 in: $(cat "$1")"; failures=$((failures + 1)); }
+}
+
+picture=$images/coffee.png
+expect 0 encode "$picture" a.jpg -q 90 -s 422 -r 8 --progress
+contains err "100 %"
+expect 0 info a.jpg --json
+contains out '"width": 599.*"h": 2, "v": 1.*"restartInterval": 8.*"complete": true'
+expect 0 decode a.jpg a.png
+expect 0 compare a.jpg a.png --exact # the same decoding, by way of a file
+expect 0 compare "$picture" a.jpg --min-psnr 34 --min-ssim 0.95 --diff d.png --crop 10 20 30 40
+expect 0 info d.png
+contains out "^30 x 40 pixels"
+expect 4 compare "$picture" a.jpg --min-psnr 60
+contains out "PSNR"
+expect 4 compare "$picture" d.png
+expect 0 decode a.jpg small.ppm --scale 1/4
+expect 0 info small.ppm
+contains out "^150 x 100 pixels"
+"$tool" encode - - <a.png 2>err | "$tool" decode - - >piped.ppm 2>>err
+expect 0 compare "$picture" piped.ppm --min-psnr 30
+
+expect 1 encode "$picture"
+expect 1 encode "$picture" b.jpg -q 101
+expect 2 decode missing.jpg b.png
+contains err "missing.jpg"
+expect 2 decode a.jpg b.unknown
+expect 2 decode a.jpg /no/such/folder/b.png
+head -c 30000 a.jpg >cut.jpg
+expect 3 decode cut.jpg b.png
+contains err "at byte (29...|30000)"
+[ -e b.png ] && { echo "an output in spite of the error"; failures=$((failures + 1)); }
+expect 0 decode cut.jpg b.png --keep-going
+contains err "warning"
+expect 3 decode a.png b.png
+expect 3 decode a.jpg b.png --max-pixels 1000
+expect 0 --help
+contains out "Exit codes"
+for command in encode decode info compare; do
+  expect 0 $command --help
+  contains out "zelcodec $command"
+done
+exit $((failures > 0))
