@@ -320,74 +320,39 @@ TEST(Dct, WithinOneOfTheExactTransform) {
   }
 }
 
-namespace {
-
-struct Call {
-  const char* name;
-  ZelStatus expected;
-  ZelStatus (*run)(int16_t* block, uint8_t* pixels, uint16_t* wide, uint16_t* table, float* floats);
-};
-
-}  // namespace
-
 TEST(Dct, ChecksInOrder) {
-  typedef int16_t B;
-  typedef uint8_t P;
-  typedef uint16_t W16;
-  typedef float F;
-  const ZelStatus null = zelStsNullPtrErr, step = zelStsStepErr;
-#define CALL(status, expression)                                                                                              \
-  {                                                                                                                           \
-#expression, status, [](B* b, P* p, W16* w, W16* t, F* f) { (void)b, (void)p, (void)w, (void)t, (void)f; return expression; } \
-  }
-  const Call calls[] = {
-      CALL(null, zel().zeliDCTQuantFwd8x8_JPEG_16s_C1(nullptr, b, t)),
-      CALL(null, zel().zeliDCTQuantFwd8x8_JPEG_16s_C1(b, nullptr, t)),
-      CALL(null, zel().zeliDCTQuantFwd8x8_JPEG_16s_C1(b, b, nullptr)),
-      CALL(null, zel().zeliDCTQuantFwd8x8_JPEG_16s_C1I(nullptr, t)),
-      CALL(null, zel().zeliDCTQuantFwd8x8_JPEG_16s_C1I(b, nullptr)),
-      CALL(null, zel().zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R(nullptr, 0, b, t)),
-      CALL(null, zel().zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R(p, 0, nullptr, t)),
-      CALL(step, zel().zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R(p, 0, b, nullptr)),
-      CALL(null, zel().zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R(p, 8, b, nullptr)),
-      CALL(null, zel().zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(nullptr, 0, b, f)),
-      CALL(null, zel().zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(w, -1, nullptr, f)),
-      CALL(step, zel().zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(w, -1, b, nullptr)),
-      CALL(null, zel().zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(w, 16, b, nullptr)),
-      CALL(null, zel().zeliDCTQuantInv8x8_JPEG_16s_C1(nullptr, b, t)),
-      CALL(null, zel().zeliDCTQuantInv8x8_JPEG_16s_C1(b, nullptr, t)),
-      CALL(null, zel().zeliDCTQuantInv8x8_JPEG_16s_C1(b, b, nullptr)),
-      CALL(null, zel().zeliDCTQuantInv8x8_JPEG_16s_C1I(nullptr, t)),
-      CALL(null, zel().zeliDCTQuantInv8x8_JPEG_16s_C1I(b, nullptr)),
-      CALL(null, zel().zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R(nullptr, w, 0, f)),
-      CALL(null, zel().zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R(b, nullptr, 0, f)),
-      CALL(step, zel().zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R(b, w, 0, nullptr)),
-      CALL(null, zel().zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R(b, w, 16, nullptr)),
-      CALL(null, zel().zeliDCT8x8InvLSClip_16s8u_C1R(nullptr, p, 0, 128, 0, 255)),
-      CALL(null, zel().zeliDCT8x8InvLSClip_16s8u_C1R(b, nullptr, 0, 128, 0, 255)),
-      CALL(step, zel().zeliDCT8x8InvLSClip_16s8u_C1R(b, p, 0, 128, 0, 255)),
-  };
-#undef CALL
-  int16_t block[64] = {1, 2, 3};
-  uint8_t pixels[64] = {1, 2, 3};
-  uint16_t wideSamples[64] = {1, 2, 3}, table[64] = {5};
+  const zeltest::Api& z = zel();
+  int16_t block[64] = {1}, other[64] = {1};
+  uint8_t pixels[64] = {1};
+  uint16_t wide[64] = {1}, table[64] = {5};
   float floats[64] = {1};
-  for (const Call& c : calls) {
-    EXPECT_EQ(c.expected, c.run(block, pixels, wideSamples, table, floats)) << c.name;
-    ASSERT_TRUE(block[0] == 1 && pixels[0] == 1 && wideSamples[0] == 1) << c.name;  // nothing is written
-  }
-  const decltype(&zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R) inverses[] = {
-      zel().zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R,      zel().zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R,
-      zel().zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R,  zel().zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R,
-      zel().zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R, zel().zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R};
-  for (const auto& f : inverses) {
-    EXPECT_EQ(null, f(nullptr, pixels, 0, table));
-    EXPECT_EQ(null, f(block, nullptr, 0, table));
-    EXPECT_EQ(step, f(block, pixels, 0, nullptr));
-    EXPECT_EQ(step, f(block, pixels, -8, table));
-    EXPECT_EQ(null, f(block, pixels, 8, nullptr));
-    ASSERT_EQ(1, pixels[0]);
-  }
+  const ZelStatus null = zelStsNullPtrErr, step = zelStsStepErr;
+  for (const auto& f : {z.zeliDCTQuantFwd8x8_JPEG_16s_C1, z.zeliDCTQuantInv8x8_JPEG_16s_C1})
+    EXPECT_TRUE(f(nullptr, other, table) == null && f(block, nullptr, table) == null &&
+                f(block, other, nullptr) == null);
+  for (const auto& f : {z.zeliDCTQuantFwd8x8_JPEG_16s_C1I, z.zeliDCTQuantInv8x8_JPEG_16s_C1I})
+    EXPECT_TRUE(f(nullptr, table) == null && f(block, nullptr) == null);
+  const auto forward = [&](auto f, auto* src, auto* factors) {
+    EXPECT_TRUE(f(nullptr, 0, block, factors) == null && f(src, 0, nullptr, factors) == null);
+    EXPECT_TRUE(f(src, 0, block, nullptr) == step && f(src, -1, block, factors) == step &&
+                f(src, 8, block, nullptr) == null);
+  };
+  forward(z.zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R, pixels, table);
+  forward(z.zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R, wide, floats);
+  const auto inverse = [&](auto f, auto* dst, auto* factors) {
+    EXPECT_TRUE(f(nullptr, dst, 0, factors) == null && f(block, nullptr, 0, factors) == null);
+    EXPECT_TRUE(f(block, dst, 0, nullptr) == step && f(block, dst, -8, factors) == step &&
+                f(block, dst, 8, nullptr) == null);
+  };
+  inverse(z.zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R, wide, floats);
+  for (const auto& f : {z.zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R, z.zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R,
+                        z.zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R, z.zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R,
+                        z.zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R, z.zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R})
+    inverse(f, pixels, table);
+  const auto clip = z.zeliDCT8x8InvLSClip_16s8u_C1R;
+  EXPECT_TRUE(clip(nullptr, pixels, 0, 128, 0, 255) == null && clip(block, nullptr, 0, 128, 0, 255) == null);
+  EXPECT_EQ(step, clip(block, pixels, 0, 128, 0, 255));
+  EXPECT_TRUE(block[0] == 1 && other[0] == 1 && pixels[0] == 1 && wide[0] == 1);  // nothing was written
 }
 
 namespace {

@@ -32,42 +32,35 @@ void lanewise(const char* name, Op op, Scalar scalar) {
   }
 }
 
+// EXPECT_LANES(V, what the vectors do, what each lane does): a and b are the operands in both.
+#define EXPECT_LANES(V, vectors, lane) \
+  lanewise<V>(                         \
+      #vectors, [](V a, V b) { return (void)b, vectors; }, [](int64_t a, int64_t b) { return (void)b, lane; })
+
 template <class V>
 void arithmetic() {
   typedef typename V::Lane T;
-  lanewise<V>(
-      "+", [](V a, V b) { return a + b; }, [](int64_t a, int64_t b) { return a + b; });
-  lanewise<V>(
-      "-", [](V a, V b) { return a - b; }, [](int64_t a, int64_t b) { return a - b; });
-  lanewise<V>(
-      "== ", [](V a, V b) { return a == b; }, [](int64_t a, int64_t b) { return a == b ? -1 : 0; });
-  lanewise<V>(
-      ">", [](V a, V b) { return a > b; }, [](int64_t a, int64_t b) { return a > b ? -1 : 0; });
-  lanewise<V>(
-      "select", [](V a, V b) { return select(a > b, a, b); }, [](int64_t a, int64_t b) { return std::max(a, b); });
-  lanewise<V>(
-      "<< 3", [](V a, V) { return a << 3; }, [](int64_t a, int64_t) { return a * 8; });
-  lanewise<V>(
-      ">> 3", [](V a, V) { return a >> 3; }, [](int64_t a, int64_t) { return a >> 3; });
-  lanewise<V>(
-      "splat", [](V a, V) { return splat<V>(T(-7)) ^ a ^ a; }, [](int64_t, int64_t) { return T(-7); });
+  EXPECT_LANES(V, a + b, a + b);
+  EXPECT_LANES(V, a - b, a - b);
+  EXPECT_LANES(V, a == b, a == b ? -1 : 0);
+  EXPECT_LANES(V, a > b, a > b ? -1 : 0);
+  EXPECT_LANES(V, select(a > b, a, b), std::max(a, b));
+  EXPECT_LANES(V, a << 3, a * 8);
+  EXPECT_LANES(V, a >> 3, a >> 3);
+  EXPECT_LANES(V, (splat<V>(T(-7)) ^ a ^ a), T(-7));
 }
 
 template <class V>
 void saturating() {
   typedef typename V::Lane T;
-  lanewise<V>(
-      "addSat", [](V a, V b) { return addSat(a, b); }, [](int64_t a, int64_t b) { return clampTo<T>(a + b); });
-  lanewise<V>(
-      "subSat", [](V a, V b) { return subSat(a, b); }, [](int64_t a, int64_t b) { return clampTo<T>(a - b); });
+  EXPECT_LANES(V, addSat(a, b), clampTo<T>(a + b));
+  EXPECT_LANES(V, subSat(a, b), clampTo<T>(a - b));
 }
 
 template <class V>
 void minMax() {
-  lanewise<V>(
-      "min", [](V a, V b) { return min(a, b); }, [](int64_t a, int64_t b) { return std::min(a, b); });
-  lanewise<V>(
-      "max", [](V a, V b) { return max(a, b); }, [](int64_t a, int64_t b) { return std::max(a, b); });
+  EXPECT_LANES(V, min(a, b), std::min(a, b));
+  EXPECT_LANES(V, max(a, b), std::max(a, b));
 }
 
 template <class V>
@@ -169,18 +162,12 @@ TEST(Vec, LanewiseOperations) {
   arithmetic<u8v>(), arithmetic<i16v>(), arithmetic<u16v>(), arithmetic<i32v>(), arithmetic<i16x8>();
   saturating<u8v>(), saturating<i8v>(), saturating<i16v>(), saturating<u16v>(), saturating<i16x8>();
   minMax<u8v>(), minMax<i16v>(), minMax<i32v>();
-  lanewise<i16v>(
-      "mulHi", [](i16v a, i16v b) { return mulHi(a, b); }, [](int64_t a, int64_t b) { return (a * b) >> 16; });
-  lanewise<u16v>(
-      "mulHi", [](u16v a, u16v b) { return mulHi(a, b); }, [](int64_t a, int64_t b) { return (a * b) >> 16; });
-  lanewise<i16v>(
-      "*", [](i16v a, i16v b) { return a * b; }, [](int64_t a, int64_t b) { return a * b; });
-  lanewise<u16v>(
-      "average", [](u16v a, u16v b) { return average(a, b); }, [](int64_t a, int64_t b) { return (a + b + 1) >> 1; });
-  lanewise<u8v>(
-      "average", [](u8v a, u8v b) { return average(a, b); }, [](int64_t a, int64_t b) { return (a + b + 1) >> 1; });
-  lanewise<i16v>(
-      "abs", [](i16v a, i16v) { return abs(a); }, [](int64_t a, int64_t) { return std::abs(a); });
+  EXPECT_LANES(i16v, mulHi(a, b), (a * b) >> 16);
+  EXPECT_LANES(u16v, mulHi(a, b), (a * b) >> 16);
+  EXPECT_LANES(i16v, a * b, a * b);
+  EXPECT_LANES(u16v, average(a, b), (a + b + 1) >> 1);
+  EXPECT_LANES(u8v, average(a, b), (a + b + 1) >> 1);
+  EXPECT_LANES(i16v, abs(a), std::abs(a));
 }
 
 TEST(Vec, ReshapingKeepsItsLaneOrder) {
