@@ -118,8 +118,10 @@ void ScanEncoder::spill() {
 
 void ScanEncoder::restart(int number) {
   flushBits();
-  buffer_[position_++] = 0xFF;
-  buffer_[position_++] = static_cast<uint8_t>(kRST0 + number);
+  uint8_t* const to = buffer_.get() + position_;
+  to[0] = 0xFF;
+  to[1] = static_cast<uint8_t>(kRST0 + number);
+  position_ += 2;
   std::fill(lastDc_, lastDc_ + kMaxComponents, int16_t{0});
 }
 

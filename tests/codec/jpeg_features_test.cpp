@@ -79,7 +79,7 @@ TEST(JpegFeatures, TwelveBits) {
   c.components[0].h = 2;
   c.allocate();
   const auto sample = [](size_t i, int x, int y) {
-    return static_cast<uint16_t>(i == 0 ? 300 + 60 * x + 20 * y : 1800 + 300 * i);
+    return static_cast<uint16_t>(i == 0 ? 300 + 60 * x + 20 * y : 1800 + 300 * static_cast<int>(i));
   };
   for (size_t i = 0; i < 3; ++i) {
     JpegCoefficients::Component& k = c.components[i];

@@ -135,7 +135,11 @@ TEST(JpegInterop, WeReadEveryColourCoding) {
       const Bytes file = peer::write(peer::picture(45, 37, ink ? ColourModel::cmyk : ColourModel::rgb), o);
       expectSameReading(file, "coding " + std::to_string(coding));
     }
-  expectSameReading(peer::write(peer::picture(45, 37, ColourModel::grey), {}), "grey");
+  for (const Factors& f : {Factors{}, Factors{{2, 2}}}) {  // the factors of a single component mean nothing
+    peer::WriteOptions o;
+    o.factors = f;
+    expectSameReading(peer::write(peer::picture(45, 37, ColourModel::grey), o), "grey");
+  }
 }
 
 // Without the Adobe marker CMYK is as it stands: 0 is no ink.
