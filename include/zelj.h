@@ -25,7 +25,7 @@
  *
  * Contents
  *   1  Status values, types, records, version
- *   2  JPEG entropy coding: Huffman tables, bit-stream states, baseline blocks
+ *   2  JPEG entropy coding: Huffman tables, bit-stream states, baseline blocks, progressive scans, statistics
  *   3  JPEG transform and quantisation: tables, quantisation, DCT, level shift, lossless prediction
  *   4  JPEG colour conversion and resampling: planes, rows, one MCU at a time
  */
@@ -214,6 +214,68 @@ ZEL_API ZelStatus zeliDecodeHuffman8x8_Direct_JPEG_1u16s_C1(const uint8_t* pSrc,
 ZEL_API ZelStatus zeliEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int* pDstBitsLen,
                                                             int16_t* pLastDC, const ZeliEncodeHuffmanSpec* pDcTable,
                                                             const ZeliEncodeHuffmanSpec* pAcTable);
+
+/* ---- Progressive scans (T.81, Annexes G.1.2 and G.2) ----
+ * One block's share of one scan. Al is the successive-approximation bit (0..13), Ss and Se the first and last zigzag
+ * index of the band (1..63, Ss up to Se); others give zelStsBadArgErr. Blocks, buffers, markers and errors as for
+ * baseline blocks, but an empty source gives zelStsSizeErr.
+ *
+ * Decoding: a scan adds its bits to what earlier scans left; the caller clears every block once before its first scan.
+ * An end-of-band run is carried in the state over the blocks that it covers. zelStsJPEGCodeRangeErr also where a run
+ * leaves the band.
+ * Checks: pSrc, nSrcLenBytes, pSrcCurrPos, pDst, pLastDC, pMarker, then Ss, Se, Al, the table, the state.
+ *
+ * Encoding: the value of a block is shifted right by Al (DC, arithmetically) or its magnitude is (AC). End-of-band runs
+ * and the correction bits of refinement are carried in the state until they must be coded. bFlush nonzero codes what is
+ * pending and ends the scan or restart interval, as for baseline blocks; where the pending run has no code, it stays in
+ * the state. zelStsJPEGCodeRangeErr: a category above 11, or a run of category above 14.
+ * Checks: pDst, nDstLenBytes, pDstCurrPos, the AC table, the state; then, unless flushing, pSrc, pLastDC, Ss, Se, Al,
+ * the DC table. */
+ZEL_API ZelStatus zeliDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
+                                                             int16_t* pDst, int16_t* pLastDC, int* pMarker, int Al,
+                                                             const ZeliDecodeHuffmanSpec* pDcTable,
+                                                             ZeliDecodeHuffmanState* pDecHuffState);
+ZEL_API ZelStatus zeliDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
+                                                              int16_t* pDst, int* pMarker, int Al,
+                                                              ZeliDecodeHuffmanState* pDecHuffState);
+ZEL_API ZelStatus zeliDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
+                                                             int16_t* pDst, int* pMarker, int Ss, int Se, int Al,
+                                                             const ZeliDecodeHuffmanSpec* pAcTable,
+                                                             ZeliDecodeHuffmanState* pDecHuffState);
+ZEL_API ZelStatus zeliDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
+                                                              int16_t* pDst, int* pMarker, int Ss, int Se, int Al,
+                                                              const ZeliDecodeHuffmanSpec* pAcTable,
+                                                              ZeliDecodeHuffmanState* pDecHuffState);
+ZEL_API ZelStatus zeliEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int nDstLenBytes,
+                                                             int* pDstCurrPos, int16_t* pLastDC, int Al,
+                                                             const ZeliEncodeHuffmanSpec* pDcTable,
+                                                             ZeliEncodeHuffmanState* pEncHuffState, int bFlush);
+ZEL_API ZelStatus zeliEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int nDstLenBytes,
+                                                              int* pDstCurrPos, int Al,
+                                                              ZeliEncodeHuffmanState* pEncHuffState, int bFlush);
+ZEL_API ZelStatus zeliEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int nDstLenBytes,
+                                                             int* pDstCurrPos, int Ss, int Se, int Al,
+                                                             const ZeliEncodeHuffmanSpec* pAcTable,
+                                                             ZeliEncodeHuffmanState* pEncHuffState, int bFlush);
+ZEL_API ZelStatus zeliEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int nDstLenBytes,
+                                                              int* pDstCurrPos, int Ss, int Se, int Al,
+                                                              const ZeliEncodeHuffmanSpec* pAcTable,
+                                                              ZeliEncodeHuffmanState* pEncHuffState, int bFlush);
+
+/* ---- Symbol statistics of progressive scans (T.81, Annex K.2) ----
+ * Like the encoders, symbol for symbol, but a counter of 256 grows where a code would be written: the input of
+ * zeliEncodeHuffmanRawTableInit_JPEG_8u. The caller clears the counters first; a state of its own carries runs from
+ * block to block, and bFlush counts the pending one. AC-first categories above 10 give zelStsJPEGCodeRangeErr here.
+ * Checks: DC: pSrc, pDcStatistics, pLastDC, Al. AC: pAcStatistics, the state; then, unless flushing, pSrc, Ss, Se, Al.
+ */
+ZEL_API ZelStatus zeliGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(const int16_t* pSrc, int32_t* pDcStatistics,
+                                                                  int16_t* pLastDC, int Al);
+ZEL_API ZelStatus zeliGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(const int16_t* pSrc, int32_t* pAcStatistics, int Ss,
+                                                                  int Se, int Al, ZeliEncodeHuffmanState* pEncHuffState,
+                                                                  int bFlush);
+ZEL_API ZelStatus zeliGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(const int16_t* pSrc, int32_t* pAcStatistics, int Ss,
+                                                                   int Se, int Al,
+                                                                   ZeliEncodeHuffmanState* pEncHuffState, int bFlush);
 
 /* ==== 3  JPEG transform and quantisation ===========================================================================
  *

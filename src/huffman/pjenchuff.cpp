@@ -1,11 +1,9 @@
 // Encoder states, and baseline encoding of blocks (ITU-T T.81, Annex F.1.2).
 #include "frame/checks.h"
-#include "huffman/bit_writer.h"
+#include "huffman/encoder_state.h"
 
 namespace ZEL_VARIANT {
 namespace {
-
-static_assert(sizeof(ZeliEncodeHuffmanState) == 1048);
 
 constexpr int kZeroRun = 0xF0, kEndOfBlock = 0x00;
 
@@ -38,21 +36,6 @@ ZEL_INLINE ZelStatus encodeBlock(Writer& writer, const int16_t* src, int lastDC,
   return last == 63 ? zelStsNoErr : writer.code(ac.codes + kEndOfBlock);
 }
 
-void resetState(ZeliEncodeHuffmanState* state) { __builtin_memset(state, 0, sizeof *state); }
-
-template <Path kPath>
-ZEL_INLINE BitWriter<kPath> writerFrom(const ZeliEncodeHuffmanState& state, uint8_t* next, uint8_t* end) {
-  return {next, end, state.bits >> (kStateTop - state.bitCount), state.bitCount};
-}
-
-// Stores the pending bits and gives the position reached.
-template <class Writer>
-ZEL_INLINE uint8_t* save(const Writer& writer, ZeliEncodeHuffmanState* state) {
-  state->bits = writer.pending() << (kStateTop - writer.count());
-  state->bitCount = writer.count();
-  return writer.next();
-}
-
 // The position reached; null where a symbol has no code. What was written then is whole words of bytes that the careful
 // path writes again. A function of its own, for its registers.
 ZEL_INLINE uint8_t* encodeFast(const int16_t* src, uint8_t* next, const ZeliEncodeHuffmanSpec& dc,
@@ -83,15 +66,6 @@ ZelStatus encodeBaseline(const int16_t* src, uint8_t* dst, int length, int* pos,
       return zelStsNoErr;
     }
   return encodeCarefully(src, dst, length, pos, predictor, dc, ac, state);
-}
-
-// Seven ones complete the last byte and leave nothing to write where there is none. The state is reset in any case.
-ZelStatus flush(uint8_t* dst, int length, int* pos, ZeliEncodeHuffmanState* state) {
-  auto writer = writerFrom<Path::careful>(*state, dst + *pos, dst + length);
-  const ZelStatus s = writer.put(0x7F, 7);
-  *pos = int(writer.next() - dst);
-  resetState(state);
-  return s;
 }
 
 void encodeDirect(const int16_t* src, uint8_t* dst, int* bitPos, int16_t* lastDC, const ZeliEncodeHuffmanSpec& dc,

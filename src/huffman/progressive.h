@@ -1,0 +1,172 @@
+// Progressive encoding of AC bands (ITU-T T.81, Annex G.1.2): the walks over a block that the encoders and their
+// statistics share. They are templates on where symbols go: to a bit writer, or to counters that mirror it symbol for
+// symbol.
+#pragma once
+
+#include "huffman/bit_writer.h"
+
+namespace ZEL_VARIANT {
+namespace {
+
+constexpr int kZeroRun = 0xF0;  // the symbol of sixteen zeros
+constexpr int kLongestEobRun = 0x7FFF;
+constexpr int kMaxCorrectionBits = 937;  // more than these are not kept for a longer run: another block may add 63
+static_assert(kMaxCorrectionBits + 63 <= 1024, "a block's correction bits fit behind the buffered ones");
+
+// A spectral band and its successive-approximation bit.
+struct Band {
+  int ss, se, al;
+};
+
+inline ZelStatus bandOk(Band b) {
+  const auto in = [](int x, int low, int high) { return x >= low && x <= high ? zelStsNoErr : zelStsBadArgErr; };
+  if (const ZelStatus s = in(b.ss, 1, 63)) return s;
+  if (const ZelStatus s = in(b.se, b.ss, 63)) return s;
+  return in(b.al, 0, 13);
+}
+
+// What the encoder state carries from block to block. Bits gathered in the current block stay in a word until the block
+// is done, so that a walk that is given up has changed nothing.
+struct Pending {
+  int eobRun;
+  int bitCount;             // buffered correction bits
+  const uint8_t* buffered;  // one a byte
+};
+struct Gathered {
+  uint64_t bits = 0;  // the first one is the highest of `count`
+  int count = 0;
+  void add(uint32_t bit) { bits = bits << 1 | bit, ++count; }
+};
+
+// Symbols, extra bits and correction bits to a writer.
+template <class Writer>
+struct CodeSink {
+  static constexpr int kMaxFirstCategory = 11;
+  static constexpr bool kSplitsRuns = false;
+  Writer& writer;
+  const ZeliEncodeHuffmanSpec& table;
+
+  ZEL_INLINE ZelStatus symbol(int symbol) { return writer.code(table.codes + symbol); }
+  ZEL_INLINE ZelStatus symbol(int symbol, ExtraBits extra) { return writer.code(table.codes + symbol, extra); }
+  ZEL_INLINE ZelStatus bits(uint32_t value, int n) { return writer.bits(value, n); }
+  ZelStatus buffered(const Pending& p) {
+    for (int i = 0; i < p.bitCount; ++i)
+      if (const ZelStatus s = writer.bits(p.buffered[i] & 1, 1)) return s;
+    return zelStsNoErr;
+  }
+  ZelStatus gathered(const Gathered& g) {
+    for (int i = g.count - 1; i >= 0; --i)
+      if (const ZelStatus s = writer.bits(uint32_t(g.bits >> i) & 1, 1)) return s;
+    return zelStsNoErr;
+  }
+};
+
+// Symbols to counters; bits go nowhere.
+struct CountSink {
+  static constexpr int kMaxFirstCategory = 10;
+  static constexpr bool kSplitsRuns = true;
+  int32_t* counts;
+
+  ZelStatus symbol(int symbol, ExtraBits = {}) {
+    counts[symbol] = int32_t(uint32_t(counts[symbol]) + 1);
+    return zelStsNoErr;
+  }
+  ZelStatus bits(uint32_t, int) { return zelStsNoErr; }
+  ZelStatus buffered(const Pending&) { return zelStsNoErr; }
+  ZelStatus gathered(const Gathered&) { return zelStsNoErr; }
+};
+
+// The pending end-of-band run (Table G.1): its category and the bits below the leading one, then the correction bits
+// kept for it. Nothing where no run is pending.
+template <class Sink>
+ZelStatus codeEobRun(Sink& sink, Pending* p) {
+  if (p->eobRun == 0) return zelStsNoErr;
+  if (Sink::kSplitsRuns && p->eobRun > kLongestEobRun) {
+    if (const ZelStatus s = sink.symbol(14 << 4)) return s;
+    p->eobRun -= kLongestEobRun;
+  }
+  const int size = 31 ^ __builtin_clz(uint32_t(p->eobRun));
+  if (size > 14) return zelStsJPEGCodeRangeErr;
+  if (const ZelStatus s = sink.symbol(size << 4)) return s;
+  if (size > 0)
+    if (const ZelStatus s = sink.bits(uint32_t(p->eobRun) & ((1u << size) - 1), size)) return s;
+  p->eobRun = 0;
+  if (const ZelStatus s = sink.buffered(*p)) return s;
+  p->bitCount = 0;
+  return zelStsNoErr;
+}
+
+// The block's magnitudes after the point transform in natural order, and the nonzero ones of the band by zigzag index.
+ZEL_INLINE uint64_t magnitudes(const int16_t* src, Band band, uint16_t* magnitude) {
+  for (int i = 0; i < 64; i += i16v::N) store(magnitude + i, as<u16v>(abs(load<i16v>(src + i))) >> band.al);
+  uint8_t bytes[64];
+  const uint64_t nonzero = zigzagBytes(reinterpret_cast<const int16_t*>(magnitude), bytes);
+  return nonzero & (~uint64_t(0) >> (63 - band.se)) & ~lowBits(band.ss);
+}
+
+template <class Sink>
+ZEL_INLINE ZelStatus encodeFirst(const int16_t* src, Band band, Sink& sink, Pending* p) {
+  uint16_t magnitude[64];
+  int last = band.ss - 1;  // index of the last coefficient coded
+  for (uint64_t left = magnitudes(src, band, magnitude); left != 0; left &= left - 1) {
+    const int k = __builtin_ctzll(left);
+    int run = k - last - 1;
+    last = k;
+    if (const ZelStatus s = codeEobRun(sink, p)) return s;
+    for (; run > 15; run -= 16)
+      if (const ZelStatus s = sink.symbol(kZeroRun)) return s;
+    const uint32_t m = magnitude[kNatural.at[k]];
+    const int size = category(m);
+    if (size > Sink::kMaxFirstCategory) return zelStsJPEGCodeRangeErr;
+    const uint32_t sign = src[kNatural.at[k]] < 0 ? ~0u : 0;  // a negative coefficient's bits are complemented
+    if (const ZelStatus s = sink.symbol((run << 4) + size, {(m ^ sign) & lowBits(size), uint64_t(size)})) return s;
+  }
+  if (last != band.se && ++p->eobRun == kLongestEobRun) return codeEobRun(sink, p);
+  return zelStsNoErr;
+}
+
+// *g: the correction bits that are left for the run that this block begins or prolongs; the caller buffers them.
+template <class Sink>
+ZEL_INLINE ZelStatus encodeRefinement(const int16_t* src, Band band, Sink& sink, Pending* p, Gathered* g) {
+  uint16_t magnitude[64];
+  const uint64_t nonzero = magnitudes(src, band, magnitude);
+  int lastNew = 0;  // index of the last newly significant coefficient
+  for (uint64_t left = nonzero; left != 0; left &= left - 1) {
+    const int k = __builtin_ctzll(left);
+    if (magnitude[kNatural.at[k]] == 1) lastNew = k;
+  }
+  int run = 0, next = band.ss;
+  for (uint64_t left = nonzero; left != 0; left &= left - 1) {
+    const int k = __builtin_ctzll(left);
+    run += k - next;
+    next = k + 1;
+    for (; run > 15 && k <= lastNew; run -= 16) {
+      if (const ZelStatus s = codeEobRun(sink, p)) return s;
+      if (const ZelStatus s = sink.symbol(kZeroRun)) return s;
+      if (const ZelStatus s = sink.gathered(*g)) return s;
+      *g = {};
+    }
+    const uint32_t m = magnitude[kNatural.at[k]];
+    if (m > 1) {
+      g->add(m & 1);
+      continue;
+    }
+    if (const ZelStatus s = codeEobRun(sink, p)) return s;
+    if (const ZelStatus s = sink.symbol((run << 4) + 1, {src[kNatural.at[k]] < 0 ? 0u : 1u, 1})) return s;
+    if (const ZelStatus s = sink.gathered(*g)) return s;
+    *g = {};
+    run = 0;
+  }
+  run += band.se + 1 - next;
+  if (run > 0 || g->count > 0) ++p->eobRun;
+  return zelStsNoErr;
+}
+
+// The gathered bits behind the buffered ones; whether the run must be coded now.
+inline bool keepBits(const Gathered& g, uint8_t* buffer, Pending* p) {
+  for (int i = g.count - 1; i >= 0; --i) buffer[p->bitCount++] = uint8_t(g.bits >> i & 1);
+  return p->bitCount > kMaxCorrectionBits || p->eobRun == kLongestEobRun;
+}
+
+}  // namespace
+}  // namespace ZEL_VARIANT
