@@ -27,7 +27,7 @@ struct JpegEncodeOptions {
 std::vector<uint8_t> encodeJpeg(const Image& image, const JpegEncodeOptions& options = {});
 
 struct JpegDecodeOptions {
-  // 2, 4 or 8 decodes to a half, a quarter or an eighth of the size (rounded up), at a fraction of the cost.
+  // 2, 4 or 8 decodes straight to a half, a quarter or an eighth of the size, rounded up.
   int scaleDenominator = 1;
   // Decode damaged files as far as they go; what is lost is mid-grey, and decoding takes up again at restart markers.
   bool keepGoing = false;

@@ -128,78 +128,90 @@ void Planes::fillGrey() {
   }
 }
 
+// The one sample of a block at an eighth of the size.
+static ZelStatus dcAlone(const int16_t* block, uint8_t* to, int, const uint16_t* inverse) {
+  uint8_t flat[64];
+  const ZelStatus status = zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R(block, flat, 8, inverse);
+  *to = flat[0];
+  return status;
+}
+
+PlaneSink::Transform PlaneSink::transformTo(int blockSize) {
+  switch (blockSize) {
+    case 1:
+      return dcAlone;
+    case 2:
+      return zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R;
+    case 4:
+      return zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R;
+  }
+  return zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R;
+}
+
 PlaneSink::PlaneSink(const Reader& reader, const Scan& scan, Planes* planes) : count_(scan.count) {
   for (int i = 0; i < count_; ++i) {
     const int component = scan.parts[i].component;
     const Component& c = reader.frame().components[static_cast<size_t>(component)];
+    const Plane& p = planes->plane(component);
     Target& t = targets_[i];
-    t.plane = &planes->plane(component);
+    t.samples = p.samples.get();
+    t.rowBytes = p.rowBytes();
+    t.blockRows = static_cast<size_t>(p.blockSize);
+    t.blockBytes = static_cast<size_t>(p.blockSize * p.bytesPerSample);
     t.h = scan.interleaved() ? c.h : 1;
     t.v = scan.interleaved() ? c.v : 1;
+    t.transform = p.bytesPerSample == 1 ? transformTo(p.blockSize) : nullptr;
     t.inverse = inverseTable(reader, component);
     for (int k = 0; k < 64; ++k) t.inverseFloat[k] = t.inverse[k];
   }
 }
 
 void PlaneSink::mcu(int x, int y, Block* blocks) {
-  int b = 0;
   for (int i = 0; i < count_; ++i) {
     const Target& t = targets_[i];
-    for (int v = 0; v < t.v; ++v)
-      for (int h = 0; h < t.h; ++h) store(t, blocks[b++], x * t.h + h, y * t.v + v);
+    const int step = static_cast<int>(t.rowBytes);
+    uint8_t* row = t.samples + static_cast<size_t>(y * t.v) * t.blockRows * t.rowBytes +
+                   static_cast<size_t>(x * t.h) * t.blockBytes;
+    for (int v = 0; v < t.v; ++v, row += t.blockRows * t.rowBytes) {
+      uint8_t* to = row;
+      for (int h = 0; h < t.h; ++h, to += t.blockBytes, ++blocks) {
+        if (t.transform)
+          t.transform(*blocks, to, step, t.inverse);
+        else
+          storeDeep(t, *blocks, to);
+      }
+    }
   }
 }
 
-void PlaneSink::store(const Target& t, const int16_t* block, int blockX, int blockY) const {
-  const int n = t.plane->blockSize;
-  const int step = static_cast<int>(t.plane->rowBytes());
-  uint8_t* to = t.plane->row(n * blockY) + n * blockX * t.plane->bytesPerSample;
-  if (t.plane->bytesPerSample == 1) {
-    switch (n) {
-      case 8:
-        zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(block, to, step, t.inverse);
-        break;
-      case 4:
-        zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R(block, to, step, t.inverse);
-        break;
-      case 2:
-        zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R(block, to, step, t.inverse);
-        break;
-      default: {
-        uint8_t flat[64];
-        zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R(block, flat, 8, t.inverse);
-        *to = flat[0];
-      }
-    }
-    return;
-  }
+// 12-bit samples have no reduced transforms: the means of the full one.
+void PlaneSink::storeDeep(const Target& t, const int16_t* block, uint8_t* to) {
+  const int n = static_cast<int>(t.blockRows), group = 8 / n;
   if (n == 8) {
-    zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R(block, reinterpret_cast<uint16_t*>(to), step, t.inverseFloat);
+    zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R(block, reinterpret_cast<uint16_t*>(to), static_cast<int>(t.rowBytes),
+                                         t.inverseFloat);
     return;
   }
-  // 12-bit samples have no reduced transform: the means of the full one.
   uint16_t full[64];
   zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R(block, full, 16, t.inverseFloat);
-  const int group = 8 / n;
-  for (int r = 0; r < n; ++r)
+  for (int r = 0; r < n; ++r, to += t.rowBytes)
     for (int c = 0; c < n; ++c) {
       int sum = group * group / 2;
       for (int i = 0; i < group * group; ++i) sum += full[(r * group + i / group) * 8 + c * group + i % group];
-      reinterpret_cast<uint16_t*>(to + r * step)[c] = static_cast<uint16_t>(sum / (group * group));
+      reinterpret_cast<uint16_t*>(to)[c] = static_cast<uint16_t>(sum / (group * group));
     }
 }
 
-// Which sample of a component each column of the picture takes. Padded to whole tiles with the last.
+// Which sample of a component each column of the picture takes.
 struct Planes::Map {
-  bool identity;
+  int num, den;  // samples of the component for so many of the picture
   std::vector<int> at;
 };
 
 Planes::Map Planes::columns(int component, int outWidth) const {
   const size_t i = static_cast<size_t>(component);
-  const int num = frame_.components[i].h * planes_[i].blockSize, den = frame_.hMax * outBlock_;
-  Map m{num == den, {}};
-  for (int x = 0; x < ceilDiv(outWidth, 8) * 8; ++x) m.at.push_back(std::min(x, outWidth - 1) * num / den);
+  Map m{frame_.components[i].h * planes_[i].blockSize, frame_.hMax * outBlock_, {}};
+  for (int x = 0; x < outWidth; ++x) m.at.push_back(x * m.num / m.den);
   return m;
 }
 
@@ -208,47 +220,41 @@ int Planes::rowOf(int component, int y) const {
   return y * frame_.components[i].v * planes_[i].blockSize / (frame_.vMax * outBlock_);
 }
 
+// Row by row: each component replicated to the full width, where it is not of that width, and one call for the colours.
 void Planes::convert(Coding coding, Image* image, const Progress& progress) const {
   if (coding == Coding::grey) return convertGrey(image);
   if (frame_.precision > 8) return convertScalar<uint16_t>(coding, image);
-  if (coding == Coding::cmyk) return convertScalar<uint8_t>(coding, image);
+  if (coding == Coding::rgb || coding == Coding::cmyk) return convertScalar<uint8_t>(coding, image);
 
-  // Tiles of 8x8 pixels: each component replicated into a block, then one call for the colours.
-  const McuToPixels::Function toPixels = coding == Coding::ycc   ? zeliYCbCr444ToRGBLS_MCU_16s8u_P3C3R
-                                         : coding == Coding::rgb ? zeliSampleUp444LS_MCU_16s8u_P3C3R
-                                                                 : zeliYCCK444ToCMYKLS_MCU_16s8u_P4C4R;
-  const int count = static_cast<int>(planes_.size()), channels = image->channels();
+  const size_t count = planes_.size(), width = static_cast<size_t>(image->width());
   std::vector<Map> maps;
-  for (int i = 0; i < count; ++i) maps.push_back(columns(i, image->width()));
-  alignas(32) int16_t blocks[kMaxComponents][64];
-  const int16_t* const sources[kMaxComponents] = {blocks[0], blocks[1], blocks[2], blocks[3]};
-  uint8_t edge[8 * 8 * 4];
-  for (int y = 0; y < image->height(); y += 8) {
-    const int high = std::min(8, image->height() - y);
+  std::vector<std::vector<uint8_t>> wide(count);
+  const uint8_t* rows[kMaxComponents] = {};
+  const uint8_t* sources[kMaxComponents] = {};  // of what is in wide: several rows of the picture can share one
+  for (size_t i = 0; i < count; ++i) {
+    maps.push_back(columns(static_cast<int>(i), image->width()));
+    wide[i].resize(width + 1);
+  }
+  const int step = static_cast<int>(image->rowBytes());
+  for (int y = 0; y < image->height(); ++y) {
     if (progress && y % 128 == 0) progress(static_cast<double>(y) / image->height());
-    for (int x = 0; x < image->width(); x += 8) {
-      const int wide = std::min(8, image->width() - x);
-      for (int i = 0; i < count; ++i)
-        for (int r = 0; r < 8; ++r) {
-          const uint8_t* from = planes_[static_cast<size_t>(i)].row(rowOf(i, y + std::min(r, high - 1)));
-          const int* at = &maps[static_cast<size_t>(i)].at[static_cast<size_t>(x)];
-          int16_t* to = blocks[i] + 8 * r;
-          if (maps[static_cast<size_t>(i)].identity && wide == 8) {
-            for (int c = 0; c < 8; ++c) to[c] = static_cast<int16_t>(from[x + c] - 128);
-          } else {
-            for (int c = 0; c < 8; ++c) to[c] = static_cast<int16_t>(from[at[c]] - 128);
-          }
-        }
-      uint8_t* to = image->row(y) + x * channels;
-      if (wide == 8 && high == 8) {
-        toPixels(sources, to, static_cast<int>(image->rowBytes()));
-        continue;
+    for (size_t i = 0; i < count; ++i) {
+      const Map& m = maps[i];
+      const uint8_t* from = planes_[i].row(rowOf(static_cast<int>(i), y));
+      rows[i] = m.num == m.den ? from : wide[i].data();
+      if (m.num == m.den || sources[i] == from) continue;
+      sources[i] = from;
+      uint8_t* to = wide[i].data();
+      if (2 * m.num == m.den) {
+        for (size_t x = 0; x < width; x += 2) to[x] = to[x + 1] = from[x / 2];
+      } else {
+        for (size_t x = 0; x < width; ++x) to[x] = from[m.at[x]];
       }
-      toPixels(sources, edge, 8 * channels);
-      for (int r = 0; r < high; ++r)
-        std::memcpy(to + image->rowBytes() * static_cast<size_t>(r), edge + r * 8 * channels,
-                    static_cast<size_t>(wide * channels));
     }
+    if (coding == Coding::ycc)
+      zeliYCbCrToRGB_JPEG_8u_P3C3R(rows, step, image->row(y), step, {image->width(), 1});
+    else
+      zeliYCCKToCMYK_JPEG_8u_P4C4R(rows, step, image->row(y), step, {image->width(), 1});
   }
 }
 

@@ -98,13 +98,17 @@ class PlaneSink : public McuSink {
   void mcu(int x, int y, Block* blocks) override;
 
  private:
+  using Transform = ZelStatus (*)(const int16_t*, uint8_t*, int, const uint16_t*);
   struct Target {
-    Plane* plane;
-    int h, v;  // blocks in the MCU
+    uint8_t* samples;
+    size_t rowBytes, blockBytes, blockRows;  // of the plane; of a block in it
+    int h, v;                                // blocks in the MCU
+    Transform transform;                     // null for 12 bits
     const uint16_t* inverse;
     float inverseFloat[64];
   };
-  void store(const Target& t, const int16_t* block, int blockX, int blockY) const;
+  static Transform transformTo(int blockSize);
+  static void storeDeep(const Target& t, const int16_t* block, uint8_t* to);
   Target targets_[kMaxComponents];
   int count_;
 };

@@ -108,7 +108,7 @@ done
 # Reduced sizes, from the largest picture.
 {
   echo '<h2>Reduced sizes</h2>'
-  echo '<p>From the dandelion at quality 90, 4:2:0: only the frequencies that a smaller picture can show are transformed.</p>'
+  echo '<p>From the dandelion at quality 90, 4:2:0: decoded straight to the smaller size, without the full one in between.</p>'
   echo '<table><tr><th>Size<th>Pixels<th>Decode, ms</tr>'
 } >>"$page"
 source=$out/dandelion-q90-420.jpg
