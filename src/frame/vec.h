@@ -192,10 +192,6 @@ ZEL_INLINE Vec<T, 32> join(Vec<T, 16> low, Vec<T, 16> high) {
   return {
       (typename Vec<T, 32>::Raw)_mm256_inserti128_si256(_mm256_castsi128_si256((__m128i)low.v), (__m128i)high.v, 1)};
 }
-template <class T>
-ZEL_INLINE Vec<T, 32> swapHalves(Vec<T, 32> a) {
-  return {(typename Vec<T, 32>::Raw)_mm256_permute2x128_si256((__m256i)a.v, (__m256i)a.v, 1)};
-}
 #endif
 
 // The same 16 bytes in each 128-bit half.

@@ -6,6 +6,7 @@
 // the column butterfly leaves out. 16-bit additions and subtractions saturate (addSat, subSat); 32-bit row sums wrap.
 #pragma once
 
+#include "frame/checks.h"
 #include "frame/vec.h"
 #include "variant.h"
 
@@ -136,6 +137,14 @@ ZEL_INLINE bool lowerHalfIsZero(const int16_t* block) {
 ZEL_INLINE i16x8 mulHi(i16x8 a, const int16_t (&c)[8]) { return mulHi(a, load<i16x8>(c)); }
 ZEL_INLINE i16v shuffleBytes(i16v a, const uint8_t (&order)[32]) {
   return as<i16v>(shuffle128(as<u8v>(a), load<u8v>(order)));
+}
+
+// An exported inverse with samples as destination: its checks, then the kernel.
+template <void (*kKernel)(const int16_t*, uint8_t*, int, const uint16_t*)>
+ZEL_INLINE ZelStatus inverseToSamples(const int16_t* pSrc, uint8_t* pDst, int dstStep, const uint16_t* pQuantInvTable) {
+  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), stepOk(dstStep), present(pQuantInvTable))) return s;
+  kKernel(pSrc, pDst, dstStep, pQuantInvTable);
+  return zelStsNoErr;
 }
 
 }  // namespace

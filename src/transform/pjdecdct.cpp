@@ -60,34 +60,22 @@ ZelStatus zeliDCTQuantInv8x8_JPEG_16s_C1I(int16_t* pSrcDst, const uint16_t* pQua
 
 ZelStatus zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
                                               const uint16_t* pQuantInvTable) {
-  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), stepOk(dstStep), present(pQuantInvTable)))
-    return s;
-  dctQuantInvLS(pSrc, pDst, dstStep, pQuantInvTable);
-  return zelStsNoErr;
+  return inverseToSamples<dctQuantInvLS>(pSrc, pDst, dstStep, pQuantInvTable);
 }
 
 ZelStatus zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
                                                   const uint16_t* pQuantInvTable) {
-  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), stepOk(dstStep), present(pQuantInvTable)))
-    return s;
-  dct_quant_inv8x8_1x1_ls(pSrc, pDst, dstStep, pQuantInvTable);
-  return zelStsNoErr;
+  return inverseToSamples<dct_quant_inv8x8_1x1_ls>(pSrc, pDst, dstStep, pQuantInvTable);
 }
 
 ZelStatus zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
                                                   const uint16_t* pQuantInvTable) {
-  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), stepOk(dstStep), present(pQuantInvTable)))
-    return s;
-  dct_quant_inv8x8_2x2_ls(pSrc, pDst, dstStep, pQuantInvTable);
-  return zelStsNoErr;
+  return inverseToSamples<dct_quant_inv8x8_2x2_ls>(pSrc, pDst, dstStep, pQuantInvTable);
 }
 
 ZelStatus zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
                                                   const uint16_t* pQuantInvTable) {
-  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), stepOk(dstStep), present(pQuantInvTable)))
-    return s;
-  dct_quant_inv8x8_4x4_ls(pSrc, pDst, dstStep, pQuantInvTable);
-  return zelStsNoErr;
+  return inverseToSamples<dct_quant_inv8x8_4x4_ls>(pSrc, pDst, dstStep, pQuantInvTable);
 }
 
 }  // namespace ZEL_VARIANT

@@ -205,18 +205,12 @@ void dct_quant_inv8x8To2x2_ls(const int16_t* src, uint8_t* dst, int dstStep, con
 
 ZelStatus zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
                                                    const uint16_t* pQuantInvTable) {
-  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), stepOk(dstStep), present(pQuantInvTable)))
-    return s;
-  dct_quant_inv8x8To2x2_ls(pSrc, pDst, dstStep, pQuantInvTable);
-  return zelStsNoErr;
+  return inverseToSamples<dct_quant_inv8x8To2x2_ls>(pSrc, pDst, dstStep, pQuantInvTable);
 }
 
 ZelStatus zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
                                                    const uint16_t* pQuantInvTable) {
-  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), stepOk(dstStep), present(pQuantInvTable)))
-    return s;
-  dct_quant_inv8x8To4x4_ls(pSrc, pDst, dstStep, pQuantInvTable);
-  return zelStsNoErr;
+  return inverseToSamples<dct_quant_inv8x8To4x4_ls>(pSrc, pDst, dstStep, pQuantInvTable);
 }
 
 }  // namespace ZEL_VARIANT
