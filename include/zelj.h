@@ -25,7 +25,8 @@
  *
  * Contents
  *   1  Status values, types, records, version
- *   2  JPEG entropy coding: Huffman tables, bit-stream states, baseline blocks, progressive scans, statistics
+ *   2  JPEG entropy coding: Huffman tables, bit-stream states, baseline blocks, progressive scans,
+ *      lossless rows, statistics
  *   3  JPEG transform and quantisation: tables, quantisation, DCT, level shift, lossless prediction
  *   4  JPEG colour conversion and resampling: planes, rows, one MCU at a time
  */
@@ -262,12 +263,40 @@ ZEL_API ZelStatus zeliEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(const int16_t* pSr
                                                               const ZeliEncodeHuffmanSpec* pAcTable,
                                                               ZeliEncodeHuffmanState* pEncHuffState, int bFlush);
 
-/* ---- Symbol statistics of progressive scans (T.81, Annex K.2) ----
- * Like the encoders, symbol for symbol, but a counter of 256 grows where a code would be written: the input of
- * zeliEncodeHuffmanRawTableInit_JPEG_8u. The caller clears the counters first; a state of its own carries runs from
- * block to block, and bFlush counts the pending one. AC-first categories above 10 give zelStsJPEGCodeRangeErr here.
- * Checks: DC: pSrc, pDcStatistics, pLastDC, Al. AC: pAcStatistics, the state; then, unless flushing, pSrc, Ss, Se, Al.
+/* ---- Lossless differences (T.81, Annexes H.1.2.2 and H.2) ----
+ * The output of the lossless predictors: one signed 16-bit difference a call, or rows of up to 4 components,
+ * interleaved sample by sample (a component count above 4 acts as 4). Tables are DC-style, their symbols categories
+ * 0..16; category 16 has no extra bits and means -32768. Buffers, states, markers, errors and bFlush as for baseline
+ * blocks, but an empty source gives zelStsSizeErr. An error ends the call; what was coded or decoded before it stays.
+ * Checks: encoding: pDst, nDstLenBytes, pDstCurrPos, the state; then, unless flushing, the source, its length and rows,
+ * the tables, and for each component its row and table. Decoding: in order of the arguments, then each row and table.
  */
+ZEL_API ZelStatus zeliEncodeHuffmanOne_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int nDstLenBytes,
+                                                     int* pDstCurrPos, const ZeliEncodeHuffmanSpec* pEncHuffTable,
+                                                     ZeliEncodeHuffmanState* pEncHuffState, int bFlush);
+ZEL_API ZelStatus zeliEncodeHuffmanRow_JPEG_16s1u_P4C1(const int16_t* const* ppSrc, int nSrcLen, int nSrcRows,
+                                                       uint8_t* pDst, int nDstLenBytes, int* pDstCurrPos,
+                                                       const ZeliEncodeHuffmanSpec* const* ppEncHuffTable,
+                                                       ZeliEncodeHuffmanState* pEncHuffState, int bFlush);
+ZEL_API ZelStatus zeliDecodeHuffmanOne_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
+                                                     int16_t* pDst, int* pMarker,
+                                                     const ZeliDecodeHuffmanSpec* pDecHuffTable,
+                                                     ZeliDecodeHuffmanState* pDecHuffState);
+ZEL_API ZelStatus zeliDecodeHuffmanRow_JPEG_1u16s_C1P4(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
+                                                       int16_t* const* ppDst, int nDstLen, int nDstRows, int* pMarker,
+                                                       const ZeliDecodeHuffmanSpec* const* ppDecHuffTable,
+                                                       ZeliDecodeHuffmanState* pDecHuffState);
+
+/* ---- Symbol statistics (T.81, Annex K.2) ----
+ * Like the encoders, symbol for symbol, but a counter of 256 grows where a code would be written: the input of
+ * zeliEncodeHuffmanRawTableInit_JPEG_8u. The caller clears the counters first. In progressive AC scans a state of its
+ * own carries runs from block to block, and bFlush counts the pending one.
+ * zelStsJPEGCodeRangeErr: baseline categories above 15 (DC) and 14 (AC), progressive ones above 11 (DC) and 10 (AC).
+ * Checks: baseline, DC and single differences: the pointers, then Al. AC: pAcStatistics, the state; then, unless
+ * flushing, pSrc, Ss, Se, Al. */
+ZEL_API ZelStatus zeliGetHuffmanStatistics8x8_JPEG_16s_C1(const int16_t* pSrc, int32_t* pDcStatistics,
+                                                          int32_t* pAcStatistics, int16_t* pLastDC);
+ZEL_API ZelStatus zeliGetHuffmanStatisticsOne_JPEG_16s_C1(const int16_t* pSrc, int32_t* pStatistics);
 ZEL_API ZelStatus zeliGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(const int16_t* pSrc, int32_t* pDcStatistics,
                                                                   int16_t* pLastDC, int Al);
 ZEL_API ZelStatus zeliGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(const int16_t* pSrc, int32_t* pAcStatistics, int Ss,

@@ -1,7 +1,7 @@
 // Progressive Huffman decoding (ITU-T T.81, Annex G.2). Each scan adds its bits to what earlier scans left in a block.
 #include "frame/checks.h"
-#include "huffman/bit_reader.h"
 #include "huffman/block.h"
+#include "huffman/decoder_source.h"
 
 namespace ZEL_VARIANT {
 namespace {
@@ -14,45 +14,6 @@ struct Band {
 ZelStatus alOk(int al) { return valueOk(al >= 0 && al <= 13); }
 ZelStatus bandOk(Band b) {
   return firstFailure(valueOk(b.ss >= 1 && b.ss <= 63), valueOk(b.se >= b.ss && b.se <= 63), alOk(b.al));
-}
-
-// The source of one call and the caller's variables.
-struct Source {
-  const uint8_t* src;
-  int length;
-  int* pos;
-  int* marker;
-  ZeliDecodeHuffmanState* state;
-};
-
-template <Path kPath>
-ZEL_INLINE BitReader<kPath> readerFrom(const Source& in) {
-  return {in.src, in.length, *in.pos, in.state->bits, in.state->bitCount, *in.marker};
-}
-
-struct Fast {
-  static constexpr bool kCareful = false;
-};
-struct Careful {
-  static constexpr bool kCareful = true;
-};
-
-// Runs decode(reader, path) on the fast path where it can, and again from the start on the careful one where that gave
-// up.
-template <class Decode>
-ZEL_INLINE ZelStatus decodeFrom(const Source& in, Decode decode) {
-  if (*in.marker == 0 && in.length - *in.pos >= kFastPathBytes) {
-    auto reader = readerFrom<Path::fast>(in);
-    if (decode(reader, Fast{}) == zelStsNoErr) {
-      reader.save(&in.state->bits, &in.state->bitCount, in.pos);
-      return zelStsNoErr;
-    }
-  }
-  auto reader = readerFrom<Path::careful>(in);
-  const ZelStatus s = decode(reader, Careful{});
-  reader.save(&in.state->bits, &in.state->bitCount, in.pos);
-  *in.marker = reader.marker();
-  return s;
 }
 
 ZelStatus decodeDcFirst(const Source& in, int16_t* dst, int16_t* lastDC, int al, const ZeliDecodeHuffmanSpec& table) {
