@@ -3,29 +3,19 @@
 
 #include "support/api.h"
 #include "support/data.h"
+#include "support/huffman_table.h"
 
 namespace {
 
 using zeltest::Guarded;
 using zeltest::Random;
+using Table = zeltest::FittedTable;
 
 int category(int d) {
   int size = 0;
   for (int m = d < 0 ? -d : d; m; m >>= 1) ++size;
   return size;
 }
-
-struct Table {
-  int32_t counts[256] = {};
-  uint8_t bits[16] = {}, values[256] = {};
-  ZeliEncodeHuffmanSpec enc;
-  ZeliDecodeHuffmanSpec dec;
-  void fit() {
-    zel().zeliEncodeHuffmanRawTableInit_JPEG_8u(counts, bits, values);
-    zel().zeliEncodeHuffmanSpecInit_JPEG_8u(bits, values, &enc);
-    zel().zeliDecodeHuffmanSpecInit_JPEG_8u(bits, values, &dec);
-  }
-};
 
 // Codes and extra bits one after the other, then ones to the end of the byte and stuffing: the definition.
 std::vector<uint8_t> coded(const std::vector<std::vector<int16_t>>& rows, const std::vector<Table>& tables) {

@@ -10,11 +10,13 @@
 
 #include "support/api.h"
 #include "support/data.h"
+#include "support/huffman_table.h"
 
 namespace {
 
 using zeltest::Guarded;
 using zeltest::Random;
+using Table = zeltest::FittedTable;
 typedef std::vector<int16_t> Blocks;  // 64 coefficients each, natural order
 
 struct Scan {
@@ -23,18 +25,6 @@ struct Scan {
 };
 const std::vector<Scan> kScript = {{0, 0, 0, 2},  {1, 5, 0, 3}, {6, 63, 0, 3}, {1, 63, 3, 2}, {0, 0, 2, 1},
                                    {1, 63, 2, 1}, {0, 0, 1, 0}, {1, 9, 1, 0},  {10, 63, 1, 0}};
-
-struct Table {
-  int32_t counts[256] = {};
-  uint8_t bits[16] = {}, values[256] = {};
-  ZeliEncodeHuffmanSpec enc;
-  ZeliDecodeHuffmanSpec dec;
-  void fit() {
-    ASSERT_EQ(zelStsNoErr, zel().zeliEncodeHuffmanRawTableInit_JPEG_8u(counts, bits, values));
-    ASSERT_EQ(zelStsNoErr, zel().zeliEncodeHuffmanSpecInit_JPEG_8u(bits, values, &enc));
-    ASSERT_EQ(zelStsNoErr, zel().zeliDecodeHuffmanSpecInit_JPEG_8u(bits, values, &dec));
-  }
-};
 
 // Small values mostly, empty blocks and runs of them, now and then full ones.
 Blocks randomBlocks(Random& rng, int n, int density) {
