@@ -29,6 +29,10 @@
  *      lossless rows, statistics
  *   3  JPEG transform and quantisation: tables, quantisation, DCT, level shift, lossless prediction
  *   4  JPEG colour conversion and resampling: planes, rows, one MCU at a time
+ *   5  JPEG 2000: component transforms, wavelets, the tier-1 coder
+ *   6  HD Photo: the core transform
+ *   7  Textures: DXT and BC7 blocks
+ *   8  TIFF rows: PackBits, 16-bit rows as byte planes
  */
 #ifndef ZELJ_H
 #define ZELJ_H
@@ -526,6 +530,18 @@ ZEL_API ZelStatus zeliSampleUp444LS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3]
 ZEL_API ZelStatus zeliSampleUp422LS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
 ZEL_API ZelStatus zeliSampleUp411LS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
 ZEL_API ZelStatus zeliJoin422LS_MCU_16s8u_P3C2R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+
+/* ==== 5a  JPEG 2000: component transforms ========================================================================= */
+
+/* ==== 5b  JPEG 2000: wavelets ===================================================================================== */
+
+/* ==== 5c  JPEG 2000: the tier-1 coder ============================================================================= */
+
+/* ==== 6  HD Photo: the core transform ============================================================================= */
+
+/* ==== 7  Textures: DXT and BC7 blocks ============================================================================= */
+
+/* ==== 8  TIFF rows ================================================================================================ */
 
 #ifdef __cplusplus
 }
