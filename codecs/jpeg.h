@@ -1,9 +1,12 @@
 // JPEG files (ITU-T T.81) in memory: encoding and decoding, what a file says about itself, and its quantised
 // coefficients.
 //
-// Written: baseline files of grey and RGB pictures, 8 bits a sample.
-// Read: baseline and extended sequential Huffman files of 8 and 12 bits with 1, 3 or 4 components in any sampling,
-// scans interleaved or not, with restart markers.
+// Written: baseline and progressive files of grey, RGB and CMYK pictures, 8 bits a sample; lossless files of grey, RGB
+// and CMYK pictures, 2 to 16 bits a sample.
+// Read: baseline, extended sequential and progressive Huffman files of 8 and 12 bits and lossless ones of 2 to 16 bits
+// with 1, 3 or 4 components in any sampling, scans interleaved or not, with restart markers.
+//
+// Work is divided among threads: restart intervals, scans, rows of blocks. Files and pictures do not depend on it.
 #ifndef ZELCODECS_JPEG_H
 #define ZELCODECS_JPEG_H
 
@@ -17,10 +20,38 @@ namespace zelcodecs {
 // Chroma resolution: full, halved horizontally, halved both ways.
 enum class Sampling { s444, s422, s420 };
 
+enum class JpegProcess { baseline, progressive, lossless };
+
+// What a scan codes: zigzag positions ss to se of some components (indices), without the lowest al bits. ah is the
+// number of bits that were missing after the scan before, 0 in a first scan (T.81 G.1.1.1).
+struct JpegScan {
+  std::vector<int> components;
+  int ss = 0, se = 63, ah = 0, al = 0;
+};
+
+// Scans in the notation that other encoders read too: "0,1,2: 0-0, 0, 1; 0: 1-63, 0, 1; ..." with components, first and
+// last position, ah and al. A scan of all positions can go without the part after the colon; # starts a comment.
+std::vector<JpegScan> parseScanScript(const std::string& text);
+
+// The scans of a progressive file where none are given: DC first, then a rough picture, then the remaining bits.
+std::vector<JpegScan> defaultScanScript(int components, bool ycc);
+
 struct JpegEncodeOptions {
+  JpegProcess process = JpegProcess::baseline;
   int quality = 85;  // 1 to 100, scaling the tables of T.81 Annex K
   Sampling sampling = Sampling::s420;
-  int restartInterval = 0;  // MCUs between restart markers, up to 65535; 0 for none
+  // Chroma is averaged MCU by MCU, from full-precision differences, or in planes of bytes, as other encoders do it.
+  bool chromaByPlane = false;
+  bool ycck = true;             // CMYK pictures become YCCK, with chroma that can be halved
+  bool optimiseTables = false;  // Huffman tables from the counts of this picture; always done in progressive files
+  std::vector<JpegScan> script;  // the scans of a progressive file, or of a baseline file
+  // Lossless: predictor 1 to 7 (T.81 Table H.1), and the number of low bits that are dropped.
+  int predictor = 1;
+  int pointTransform = 0;
+  // MCUs between restart markers, up to 65535; 0 for none. In lossless files whole rows: a multiple of the width.
+  int restartInterval = 0;
+  int restartRows = 0;  // the same in rows of MCUs; used where restartInterval is 0
+  int threads = 0;      // 0 for as many as OpenMP gives
   Progress progress;
 };
 
@@ -31,6 +62,11 @@ struct JpegDecodeOptions {
   int scaleDenominator = 1;
   // Decode damaged files as far as they go; what is lost is mid-grey, and decoding takes up again at restart markers.
   bool keepGoing = false;
+  // Halved chroma is interpolated (triangle filter); otherwise replicated, which is faster.
+  bool smooth = true;
+  // Otherwise the components as they are coded, YCbCr in place of RGB.
+  bool convertColour = true;
+  int threads = 0;  // 0 for as many as OpenMP gives
   Limits limits;
   Progress progress;
   // Where not null: receives what is odd about the file, and with keepGoing each damage.
@@ -85,8 +121,12 @@ struct JpegCoefficients {
 
 struct JpegWriteOptions {
   int restartInterval = 0;
-  bool interleaved = true;      // otherwise a scan for each component
-  bool optimiseTables = false;  // Huffman tables from the counts of this file; always done for 12 bits
+  bool interleaved = true;       // otherwise a scan for each component
+  bool progressive = false;      // by the script, or the default one
+  std::vector<JpegScan> script;  // overrides interleaved
+  bool optimiseTables = false;   // always done for 12 bits and in progressive files
+  int threads = 0;
+  Progress progress;
 };
 
 JpegCoefficients readJpegCoefficients(const uint8_t* data, size_t size, const JpegDecodeOptions& options = {});

@@ -1,6 +1,9 @@
-// Decoding: chooses the way from scans to pixels, and answers what a file says about itself.
+// Decoding: chooses the way from scans to pixels.
+#include <algorithm>
+#include <array>
 #include <cstring>
 
+#include "jpeg_lossless.h"
 #include "jpeg_pixels.h"
 
 namespace zelcodecs {
@@ -9,31 +12,70 @@ using namespace jpeg;
 
 namespace {
 
-// The processes that the scan decoder does not know are refused here.
-void requireSequential(const Reader& reader) {
-  const Frame& f = reader.frame();
-  if (f.process != kSOF0 && f.process != kSOF1)
-    throw Error(ErrorKind::unsupported, processName(f.process) + " JPEG is not supported yet; the frame header is",
-                f.offset);
-}
-
-void requireWholeSpectrum(const Scan& scan) {
-  if (scan.ss != 0 || scan.se != 63 || scan.ah != 0 || scan.al != 0)
-    throw Error(ErrorKind::damaged, "a sequential scan that does not code whole blocks", scan.begin - 3);
-}
-
-// A block takes two bits at least, so a file cannot hold more of them than that. A damaged file may lack most of its
-// data; then pictures are allowed that are harmless anyhow.
+// Data units take bits, so a file cannot hold more of them than it has: two bits a block in a sequential file, one in a
+// progressive one, one a sample in a lossless one. A damaged file may lack most of its data; then pictures are allowed
+// that are harmless anyhow.
 void requirePlausibleSize(const Reader& reader, bool keepGoing) {
-  uint64_t blocks = 0;
-  for (const Component& c : reader.frame().components)
-    blocks += static_cast<uint64_t>(c.blocksWide) * static_cast<uint64_t>(c.blocksHigh);
-  if (blocks / 4 > reader.size() && !(keepGoing && blocks <= (1u << 18)))
-    throw Error(ErrorKind::limit, "the file is too short for its size in pixels,", reader.frame().offset);
+  const Frame& f = reader.frame();
+  uint64_t units = 0;
+  for (const Component& c : f.components) units += static_cast<uint64_t>(c.blocksWide) * static_cast<uint64_t>(c.blocksHigh);
+  const uint64_t perByte = f.process == kSOF0 || f.process == kSOF1 ? 4 : 8;
+  const uint64_t harmless = (uint64_t{1} << 18) * (f.process == kSOF3 ? 64 : 1);
+  if (units / perByte > reader.size() && !(keepGoing && units <= harmless))
+    throw Error(ErrorKind::limit, "the file is too short for its size in pixels,", f.offset);
 }
 
-// Walks the scans of a sequential file. handle(scan, decoder) decodes one and returns the position after it; with
-// keepGoing, whatever goes wrong after the first scan has been found ends the walk with a warning.
+// Follows which bits of which coefficients the scans have brought.
+class Progression {
+ public:
+  explicit Progression(const Frame& frame) : frame_(frame), known_(frame.components.size()) {
+    for (auto& k : known_) std::fill(k.begin(), k.end(), kNothing);
+  }
+
+  // Throws where the scan's parameters are not allowed (T.81 B.2.3, G.1.1.1.1), and where a sequential file codes
+  // something twice. A progressive file may; what comes of it is its own affair.
+  void add(const Scan& scan, Warnings* warnings) {
+    const size_t at = scan.begin - 3;
+    if (frame_.process == kSOF2) {
+      const bool band = scan.ss == 0 ? scan.se == 0 : scan.ss <= scan.se && scan.se < 64 && scan.count == 1;
+      if (!band) throw Error(ErrorKind::damaged, "a progressive scan of an impossible band", at);
+      if (scan.al > 13 || (scan.ah != 0 && scan.ah != scan.al + 1))
+        throw Error(ErrorKind::damaged, "a progressive scan of impossible bits", at);
+    } else if (frame_.process == kSOF3) {
+      if (scan.ss < 1 || scan.ss > 7) throw Error(ErrorKind::damaged, "a lossless scan with an unknown predictor", at);
+      if (scan.al >= frame_.precision)
+        throw Error(ErrorKind::damaged, "a lossless scan that drops all bits of the samples", at);
+    } else if (scan.ss != 0 || scan.se != 63 || scan.ah != 0 || scan.al != 0) {
+      throw Error(ErrorKind::damaged, "a sequential scan that does not code whole blocks", at);
+    }
+    const int first = frame_.process == kSOF2 ? scan.ss : 0, last = frame_.process == kSOF2 ? scan.se : 0;
+    for (int i = 0; i < scan.count; ++i) {
+      auto& known = known_[static_cast<size_t>(scan.parts[i].component)];
+      if (frame_.process != kSOF2 && known[0] != kNothing)
+        throw Error(ErrorKind::damaged, "a second scan of a component", scan.begin);
+      const bool odd = std::any_of(known.begin() + first, known.begin() + last + 1, [&](int8_t k) {
+        return frame_.process == kSOF2 && (k == kNothing ? scan.ah != 0 : scan.ah != k);
+      });
+      if (odd) warnings->add("a progressive scan that does not follow on those before", at);
+      std::fill(known.begin() + first, known.begin() + last + 1, static_cast<int8_t>(scan.al));
+    }
+  }
+
+  // The first component without a scan (of its DC coefficients), or -1.
+  int missing() const {
+    for (size_t c = 0; c < known_.size(); ++c)
+      if (known_[c][0] == kNothing) return static_cast<int>(c);
+    return -1;
+  }
+
+ private:
+  static constexpr int8_t kNothing = -1;
+  const Frame& frame_;
+  std::vector<std::array<int8_t, 64>> known_;  // the lowest bit that is there
+};
+
+// Walks the scans of a file. With keepGoing, whatever goes wrong after the first scan has been found ends the walk with
+// a warning.
 class Walk {
  public:
   Walk(const uint8_t* data, size_t size, const JpegDecodeOptions& options)
@@ -41,39 +83,77 @@ class Walk {
         warnings_(options.warnings),
         reader_(data, size, options.limits, options.keepGoing, &warnings_) {
     if (!reader_.nextScan(&first_)) throw Error(ErrorKind::damaged, "an image without scans", reader_.position());
-    requireSequential(reader_);
+    const Frame& f = reader_.frame();
+    if (f.process > kSOF3)
+      throw Error(ErrorKind::unsupported, processName(f.process) + " JPEG is not supported; the frame header is",
+                  f.offset);
     requirePlausibleSize(reader_, options.keepGoing);
   }
 
   const Reader& reader() const { return reader_; }
   const Scan& first() const { return first_; }
+  Warnings* warnings() { return &warnings_; }
+  int threads() const { return threadCount(options_.threads); }
 
-  template <class MakeSink>
-  void run(const MakeSink& makeSink) {
-    std::vector<bool> seen(reader_.frame().components.size());
+  // decoder(scan) makes the decoder of a scan.
+  template <class MakeDecoder>
+  void run(const MakeDecoder& decoder) {
+    Progression progression(reader_.frame());
     try {
       Scan scan = first_;
       do {
-        requireWholeSpectrum(scan);
-        for (int i = 0; i < scan.count; ++i) {
-          const size_t c = static_cast<size_t>(scan.parts[i].component);
-          if (seen[c]) throw Error(ErrorKind::damaged, "a second scan of a component", scan.begin);
-        }
-        ScanDecoder decoder(reader_, scan, options_.keepGoing, &warnings_);
-        auto sink = makeSink(scan);
-        const size_t end = decoder.run(&sink, options_.progress);
-        reader_.resumeAt(end);
-        for (int i = 0; i < scan.count; ++i) seen[static_cast<size_t>(scan.parts[i].component)] = true;
+        progression.add(scan, &warnings_);
+        // How far the work is shows in the file's bytes.
+        const double from = static_cast<double>(scan.begin) / static_cast<double>(reader_.size());
+        const double to =
+            options_.progress ? static_cast<double>(reader_.endOfScan(scan.begin)) / static_cast<double>(reader_.size()) : 1;
+        Progress progress;
+        if (options_.progress) progress = [&, from, to](double part) { options_.progress(from + (to - from) * part); };
+        reader_.resumeAt(decoder(scan)->run(threads(), progress));
       } while (reader_.nextScan(&scan));
-      for (size_t c = 0; c < seen.size(); ++c)
-        if (!seen[c])
-          throw Error(ErrorKind::damaged, "the image ends without a scan of component " + std::to_string(c),
-                      reader_.position());
+      if (progression.missing() >= 0)
+        throw Error(ErrorKind::damaged,
+                    "the image ends without a scan of component " + std::to_string(progression.missing()),
+                    reader_.position());
     } catch (const Error& e) {
       if (!options_.keepGoing || e.kind() == ErrorKind::argument) throw;
       warnings_.add(e);
     }
     if (options_.progress) options_.progress(1);
+  }
+
+  // Decodes every scan into stored blocks.
+  void runStored(JpegCoefficients* store) {
+    const Frame& frame = reader_.frame();
+    store->width = frame.width;
+    store->height = frame.height;
+    store->precision = frame.precision;
+    store->jfif = reader_.jfif();
+    store->adobeTransform = reader_.adobeTransform();
+    for (const Component& c : frame.components) {
+      store->components.emplace_back();
+      store->components.back().id = c.id;
+      store->components.back().h = c.h;
+      store->components.back().v = c.v;
+    }
+    store->allocate();
+    std::vector<bool> begun(frame.components.size());
+    run([&](const Scan& scan) {
+      // The quantisation table of a component is the one in force at its first scan.
+      for (int i = 0; i < scan.count; ++i) {
+        const size_t c = static_cast<size_t>(scan.parts[i].component);
+        if (!begun[c]) std::memcpy(store->components[c].quant, quant(scan.parts[i].component), sizeof(uint16_t[64]));
+        begun[c] = true;
+      }
+      return storedScan(reader_, scan, options_.keepGoing, &warnings_, store);
+    });
+  }
+
+  const uint16_t* quant(int component) const {
+    const QuantTable& t = reader_.quantTable(reader_.frame().components[static_cast<size_t>(component)].quantTable);
+    if (!t.present)
+      throw Error(ErrorKind::damaged, "a scan uses a quantisation table that is not there", reader_.position());
+    return t.inverse;
   }
 
  private:
@@ -82,6 +162,30 @@ class Walk {
   Reader reader_;
   Scan first_;
 };
+
+// Delivers stored blocks MCU by MCU, as a scan of all components would.
+void replay(const JpegCoefficients& store, const Frame& frame, const McuSink& sink, int threads) {
+  Scan all;
+  all.count = static_cast<int>(frame.components.size());
+  for (int i = 0; i < all.count; ++i) all.parts[i].component = i;
+  const int wide = all.mcusWide(frame), high = all.mcusHigh(frame);
+#pragma omp parallel for num_threads(threads) schedule(dynamic)
+  for (int y = 0; y < high; ++y) {
+    alignas(32) Block blocks[kMaxBlocksPerMcu];
+    for (int x = 0; x < wide; ++x) {
+      int b = 0;
+      for (const JpegCoefficients::Component& c : store.components) {
+        const int h = all.interleaved() ? c.h : 1, v = all.interleaved() ? c.v : 1;
+        for (int k = 0; k < h * v; ++k, ++b) {
+          const size_t at = static_cast<size_t>(y * v + k / h) * static_cast<size_t>(c.storedWide) +
+                            static_cast<size_t>(x * h + k % h);
+          std::memcpy(blocks[b], &c.values[64 * at], sizeof(Block));
+        }
+      }
+      sink.mcu(x, y, blocks);
+    }
+  }
+}
 
 // Adobe's applications store CMYK with 255 for no ink.
 void turnUpright(Image* image) {
@@ -102,60 +206,61 @@ Image decodeJpeg(const uint8_t* data, size_t size, const JpegDecodeOptions& opti
     throw Error(ErrorKind::argument, "a scale other than 1, 1/2, 1/4 and 1/8");
   Walk walk(data, size, options);
   const Frame& frame = walk.reader().frame();
-  const Coding coding = codingOf(walk.reader());
+  Coding coding = codingOf(walk.reader());
+  if (!options.convertColour) coding = modelOf(coding) == ColourModel::cmyk ? Coding::cmyk : modelOf(coding) == ColourModel::rgb ? Coding::rgb : coding;
   Image image(ceilDiv(frame.width, denominator), ceilDiv(frame.height, denominator), modelOf(coding), frame.precision);
 
-  const bool allAtOnce = walk.first().count == static_cast<int>(frame.components.size());
-  const bool straight = frame.precision == 8 && denominator == 1 && allAtOnce;
-  const McuToPixels pixels = straight ? mcuToPixels(frame, coding) : McuToPixels{};
-  if (options.keepGoing && straight) std::memset(image.data(), 128, image.sizeBytes());  // for what no scan brings
-  if (straight && coding == Coding::grey) {
-    walk.run([&](const Scan&) { return GreySink(walk.reader(), &image); });
-  } else if (pixels.convert) {
-    walk.run([&](const Scan& scan) { return DirectSink(walk.reader(), scan, pixels, &image); });
-  } else {
-    Planes planes(walk.reader(), denominator);
-    if (options.keepGoing) planes.fillGrey();
-    walk.run([&](const Scan& scan) { return PlaneSink(walk.reader(), scan, &planes); });
-    planes.convert(coding, &image, options.progress);
+  const bool lossless = frame.process == kSOF3;
+  if (lossless && denominator != 1)
+    throw Error(ErrorKind::unsupported, "lossless files are decoded at full size only; the frame header is", frame.offset);
+
+  // Blocks go straight on to pixels where one scan brings them all, and no thread would be idle meanwhile.
+  const int threads = walk.threads();
+  const bool straight = !lossless && frame.process != kSOF2 &&
+                        walk.first().count == static_cast<int>(frame.components.size()) &&
+                        (threads == 1 || walk.reader().restartInterval() || options.keepGoing);
+  JpegCoefficients store;
+  QuantSteps quant = {};
+  if (straight) {
+    for (int i = 0; i < walk.first().count; ++i) quant.of[i] = walk.quant(i);
+    std::memset(image.data(), 128, options.keepGoing ? image.sizeBytes() : 0);  // for what no scan brings
+  } else if (!lossless) {
+    walk.runStored(&store);
+    for (size_t i = 0; i < store.components.size(); ++i) quant.of[i] = store.components[i].quant;
   }
-  if (image.model() == ColourModel::cmyk && walk.reader().adobeTransform() >= 0) turnUpright(&image);
+  const auto deliver = [&](McuSink* sink) {
+    if (straight)
+      walk.run([&](const Scan& s) { return sequentialScan(walk.reader(), s, options.keepGoing, walk.warnings(), sink); });
+    else
+      replay(store, frame, *sink, threads);
+  };
+
+  const bool direct = !lossless && frame.precision == 8 && denominator == 1;
+  const McuToPixels pixels = direct ? mcuToPixels(frame, coding, options.smooth) : McuToPixels{};
+  if (direct && coding == Coding::grey) {
+    GreySink sink(quant, &image);
+    deliver(&sink);
+  } else if (pixels.convert) {
+    DirectSink sink(frame, quant, pixels, &image);
+    deliver(&sink);
+  } else {
+    const Planes planes(frame, coding, denominator, options.smooth, &image);
+    if (lossless) {
+      walk.run([&](const Scan& s) {
+        return losslessScan(walk.reader(), s, options.keepGoing, walk.warnings(), &planes);
+      });
+      planes.convertRest(0, threads);
+    } else {
+      PlaneSink sink(frame, quant, planes);
+      deliver(&sink);
+      sink.finish(threads);
+    }
+  }
+  if (options.convertColour && image.model() == ColourModel::cmyk && walk.reader().adobeTransform() >= 0) turnUpright(&image);
   return image;
 }
 
 // ---- Coefficients ---------------------------------------------------------------------------------------------------
-
-namespace {
-
-class CoefficientSink : public McuSink {
- public:
-  CoefficientSink(const Reader& reader, const Scan& scan, JpegCoefficients* out) : scan_(scan), out_(out) {
-    for (int i = 0; i < scan.count; ++i) {
-      const size_t c = static_cast<size_t>(scan.parts[i].component);
-      const QuantTable& t = reader.quantTable(reader.frame().components[c].quantTable);
-      std::memcpy(out->components[c].quant, t.inverse, sizeof t.inverse);
-    }
-  }
-  void mcu(int x, int y, Block* blocks) override {
-    int b = 0;
-    for (int i = 0; i < scan_.count; ++i) {
-      JpegCoefficients::Component& c = out_->components[static_cast<size_t>(scan_.parts[i].component)];
-      const int wide = scan_.interleaved() ? c.h : 1, high = scan_.interleaved() ? c.v : 1;
-      for (int v = 0; v < high; ++v)
-        for (int h = 0; h < wide; ++h, ++b) {
-          const size_t at =
-              static_cast<size_t>(y * high + v) * static_cast<size_t>(c.storedWide) + static_cast<size_t>(x * wide + h);
-          std::memcpy(&c.values[64 * at], blocks[b], sizeof(Block));
-        }
-    }
-  }
-
- private:
-  const Scan scan_;
-  JpegCoefficients* const out_;
-};
-
-}  // namespace
 
 void JpegCoefficients::allocate() {
   Frame f;
@@ -182,63 +287,11 @@ void JpegCoefficients::allocate() {
 JpegCoefficients readJpegCoefficients(const uint8_t* data, size_t size, const JpegDecodeOptions& options) {
   Walk walk(data, size, options);
   const Frame& frame = walk.reader().frame();
+  if (frame.process == kSOF3)
+    throw Error(ErrorKind::unsupported, "a lossless file has no coefficients; the frame header is", frame.offset);
   JpegCoefficients out;
-  out.width = frame.width;
-  out.height = frame.height;
-  out.precision = frame.precision;
-  out.jfif = walk.reader().jfif();
-  out.adobeTransform = walk.reader().adobeTransform();
-  for (const Component& c : frame.components) {
-    JpegCoefficients::Component k;
-    k.id = c.id;
-    k.h = c.h;
-    k.v = c.v;
-    out.components.push_back(k);
-  }
-  out.allocate();
-  walk.run([&](const Scan& scan) { return CoefficientSink(walk.reader(), scan, &out); });
+  walk.runStored(&out);
   return out;
-}
-
-// ---- What a file says about itself
-// ------------------------------------------------------------------------------------
-
-JpegInfo readJpegInfo(const uint8_t* data, size_t size, const Limits& limits) {
-  Warnings warnings(nullptr);
-  Reader reader(data, size, limits, true, &warnings);
-  JpegInfo info;
-  try {
-    Scan scan;
-    while (reader.nextScan(&scan)) {
-      const size_t end = reader.endOfScan(scan.begin);
-      JpegInfo::Scan s{{}, scan.ss, scan.se, scan.ah, scan.al, scan.begin, end - scan.begin};
-      for (int i = 0; i < scan.count; ++i) s.components.push_back(scan.parts[i].component);
-      info.scans.push_back(s);
-      reader.resumeAt(end);
-    }
-    info.complete = true;
-    info.trailingBytes = size - reader.position();
-  } catch (const Error&) {
-    // What has been read is told; without a frame there is nothing to tell.
-    if (reader.frame().mcusWide == 0) throw;
-  }
-  const Frame& f = reader.frame();
-  info.process = processName(f.process);
-  info.width = f.width;
-  info.height = f.height;
-  info.precision = f.precision;
-  for (const Component& c : f.components) info.components.push_back({c.id, c.h, c.v, c.quantTable});
-  if (f.components.size() == 2) {
-    info.colour = "two components";
-  } else {
-    static const char* const names[] = {"grey", "YCbCr", "RGB", "CMYK", "YCCK"};
-    info.colour = names[static_cast<int>(codingOf(reader))];
-  }
-  info.restartInterval = reader.restartInterval();
-  info.jfif = reader.jfif();
-  info.adobe = reader.adobeTransform() >= 0;
-  info.comments = reader.comments();
-  return info;
 }
 
 }  // namespace zelcodecs

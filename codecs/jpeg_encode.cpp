@@ -1,9 +1,13 @@
-// Encoding: pixels to blocks MCU by MCU, each transformed, quantised and coded while it is in the cache.
+// Encoding: blocks from pixels or from stored coefficients, coded restart interval by restart interval.
 #include <algorithm>
 #include <cstring>
 
 #include "error.h"
+#include "jpeg_blocks.h"
+#include "jpeg_lossless.h"
+#include "jpeg_script.h"
 #include "jpeg_writer.h"
+#include "parallel.h"
 
 namespace zelcodecs {
 
@@ -18,211 +22,180 @@ void requireCodable(int width, int height, int restartInterval) {
     throw Error(ErrorKind::argument, "a restart interval is 0 to 65535 MCUs");
 }
 
-// Pixels of one MCU to the level-shifted samples of its blocks: luminance, Cb, Cr.
-struct PixelsToMcu {
-  using Function = ZelStatus (*)(const uint8_t*, int, int16_t* const*);
-  Function convert;
-  int h, v;  // luminance blocks
+// The MCUs of a scan in pieces of whole restart intervals, for threads.
+class Pieces {
+ public:
+  Pieces(int mcus, int interval) : mcus_(mcus), interval_(interval ? interval : mcus) {
+    constexpr int kLeast = 256;  // MCUs, so that pieces are worth a thread's while
+    step_ = interval_ * ceilDiv(std::min(kLeast, mcus), interval_);
+  }
+  int count() const { return (mcus_ - 1) / step_ + 1; }
+  int begin(int piece) const { return piece * step_; }
+  int end(int piece) const { return static_cast<int>(std::min<int64_t>(int64_t{piece + 1} * step_, mcus_)); }
+  // Whether a restart marker stands before the MCU.
+  bool startsInterval(int mcu) const { return mcu && mcu % interval_ == 0; }
+  int marker(int mcu) const { return (mcu / interval_ - 1) & 7; }
+
+ private:
+  const int mcus_, interval_;
+  int step_;
 };
 
-PixelsToMcu pixelsToMcu(Sampling s) {
-  switch (s) {
-    case Sampling::s444:
-      return {zeliRGBToYCbCr444LS_MCU_8u16s_C3P3R, 1, 1};
-    case Sampling::s422:
-      return {zeliRGBToYCbCr422LS_MCU_8u16s_C3P3R, 2, 1};
-    case Sampling::s420:
-      return {zeliRGBToYCbCr411LS_MCU_8u16s_C3P3R, 2, 2};
-  }
-  throw Error(ErrorKind::argument, "an unknown sampling");
-}
-
-struct QuantTables {
-  uint16_t forward[64], inverse[64];
-  QuantTables(const uint8_t* standard, int quality) {
-    uint8_t raw[64];
-    std::memcpy(raw, standard, 64);
-    if (quality < 1 || quality > 100) throw Error(ErrorKind::argument, "a quality is 1 to 100");
-    zeliQuantFwdRawTableInit_JPEG_8u(raw, quality);
-    zeliQuantFwdTableInit_JPEG_8u16u(raw, forward);
-    zeliQuantInvTableInit_JPEG_8u16u(raw, inverse);
-  }
-};
-
-// The pixels of an MCU. One that passes the edge of the picture is copied with its last column and row repeated.
-const uint8_t* mcuPixels(const Image& image, int left, int top, int wide, int high, uint8_t* edge, int* step) {
-  const int channels = image.channels();
-  *step = static_cast<int>(image.rowBytes());
-  if (left + wide <= image.width() && top + high <= image.height()) return image.row(top) + left * channels;
-  const int inside = std::min(wide, image.width() - left);
-  for (int y = 0; y < high; ++y) {
-    const uint8_t* from = image.row(std::min(top + y, image.height() - 1)) + left * channels;
-    uint8_t* to = edge + y * wide * channels;
-    std::memcpy(to, from, static_cast<size_t>(inside * channels));
-    for (int x = inside; x < wide; ++x)
-      std::memcpy(to + x * channels, to + (inside - 1) * channels, static_cast<size_t>(channels));
-  }
-  *step = wide * channels;
-  return edge;
-}
-
-// Calls mcu(x, y) in order, with restart markers in between.
+// Codes every MCU of a scan: mcu(number, encoder) its blocks. The pieces are joined in their order.
 template <class Mcu>
-void codeScan(int wide, int high, int restartInterval, ScanEncoder* encoder, const Progress& progress, const Mcu& mcu) {
-  int left = restartInterval, number = 0;
-  for (int y = 0; y < high; ++y) {
-    if (progress && y % 16 == 0) progress(static_cast<double>(y) / high);
-    for (int x = 0; x < wide; ++x) {
-      if (restartInterval && left-- == 0) {
-        encoder->restart(number);
-        number = (number + 1) & 7;
-        left = restartInterval - 1;
-      }
-      mcu(x, y);
-      encoder->endMcu();
+void codeScan(const Scan& scan, ScanKind kind, const EncoderTables* tables, const Pieces& pieces, int threads,
+              std::vector<uint8_t>* out, const Mcu& mcu) {
+  std::vector<std::vector<uint8_t>> coded(static_cast<size_t>(pieces.count()));
+  forEachPiece(pieces.count(), threads, [&](int i) {
+    std::vector<uint8_t>* const to = pieces.count() == 1 ? out : &coded[static_cast<size_t>(i)];
+    ScanEncoder encoder(scan, kind, tables, to);
+    if (i) {  // the marker before a piece is the piece's own
+      to->push_back(0xFF);
+      to->push_back(static_cast<uint8_t>(kRST0 + pieces.marker(pieces.begin(i))));
     }
+    for (int m = pieces.begin(i); m < pieces.end(i); ++m) {
+      if (m != pieces.begin(i) && pieces.startsInterval(m)) encoder.restart(pieces.marker(m));
+      mcu(m, &encoder);
+      encoder.endMcu();
+    }
+    encoder.finish();
+  });
+  for (const std::vector<uint8_t>& piece : coded) out->insert(out->end(), piece.begin(), piece.end());
+}
+
+const HuffmanTable& standardTable(int tableClass, int number) {
+  if (tableClass == 0) return number ? kChrominanceDc : kLuminanceDc;
+  return number ? kChrominanceAc : kLuminanceAc;
+}
+
+// The start of a file up to the frame header. Components whose steps are equal share a quantisation table.
+void writeHeader(bool jfif, int adobeTransform, const uint16_t* const steps[], Frame frame, SegmentWriter* segments) {
+  segments->marker(kSOI);
+  if (jfif) segments->jfif();
+  if (adobeTransform >= 0) segments->adobe(adobeTransform);
+  int tables = 0;
+  for (size_t i = 0; i < frame.components.size(); ++i) {
+    size_t same = 0;
+    while (!std::equal(steps[i], steps[i] + 64, steps[same])) ++same;
+    frame.components[i].quantTable = same < i ? frame.components[same].quantTable : tables++;
+    if (same == i) segments->quantTable(frame.components[i].quantTable, steps[i]);
   }
-  encoder->finish();
+  segments->frame(frame);
 }
 
-void encodeGrey(const Image& image, const QuantTables& q, const EncoderTables& tables, const JpegEncodeOptions& options,
-                std::vector<uint8_t>* out) {
-  ScanEncoder encoder(out);
-  uint8_t edge[64];
-  alignas(32) int16_t block[64];
-  codeScan(ceilDiv(image.width(), 8), ceilDiv(image.height(), 8), options.restartInterval, &encoder, options.progress,
-           [&](int x, int y) {
-             int step;
-             const uint8_t* pixels = mcuPixels(image, 8 * x, 8 * y, 8, 8, edge, &step);
-             zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R(pixels, step, block, q.forward);
-             encoder.block(block, 0, tables);
-           });
+// The Huffman table of each component: 1 for what is chroma in files with these markers.
+std::vector<int> huffmanTables(size_t components, int adobeTransform) {
+  if (components < 3 || adobeTransform == 0) return std::vector<int>(components, 0);
+  return components == 3 ? std::vector<int>{0, 1, 1} : std::vector<int>{0, 1, 1, 0};
 }
 
-void encodeColour(const Image& image, PixelsToMcu to, const QuantTables q[2], const EncoderTables tables[2],
-                  const JpegEncodeOptions& options, std::vector<uint8_t>* out) {
-  ScanEncoder encoder(out);
-  const int luminance = to.h * to.v, wide = 8 * to.h, high = 8 * to.v;
-  uint8_t edge[16 * 16 * 3];
-  alignas(32) int16_t blocks[6][64];
-  int16_t* const targets[3] = {blocks[0], blocks[luminance], blocks[luminance + 1]};
-  codeScan(ceilDiv(image.width(), wide), ceilDiv(image.height(), high), options.restartInterval, &encoder,
-           options.progress, [&](int x, int y) {
-             int step;
-             const uint8_t* pixels = mcuPixels(image, wide * x, high * y, wide, high, edge, &step);
-             to.convert(pixels, step, targets);
-             for (int b = 0; b < luminance + 2; ++b) {
-               const int chroma = b >= luminance;
-               zeliDCTQuantFwd8x8_JPEG_16s_C1I(blocks[b], q[chroma].forward);
-               encoder.block(blocks[b], chroma ? b - luminance + 1 : 0, tables[chroma]);
-             }
-           });
-}
-
-}  // namespace
-
-std::vector<uint8_t> encodeJpeg(const Image& image, const JpegEncodeOptions& options) {
-  requireCodable(image.width(), image.height(), options.restartInterval);
-  if (image.bitDepth() != 8)
-    throw Error(ErrorKind::unsupported, "pictures of other than 8 bits a sample cannot be encoded yet");
-  if (image.model() == ColourModel::cmyk) throw Error(ErrorKind::unsupported, "CMYK pictures cannot be encoded yet");
-
-  const bool colour = image.model() == ColourModel::rgb;
-  const PixelsToMcu to = pixelsToMcu(options.sampling);
-  const QuantTables q[2] = {{kLuminanceQuant, options.quality}, {kChrominanceQuant, options.quality}};
-  EncoderTables tables[2];
-  tables[0].set(kLuminanceDc, kLuminanceAc);
-  tables[1].set(kChrominanceDc, kChrominanceAc);
-
-  Frame frame;
-  frame.process = kSOF0;
-  frame.width = image.width();
-  frame.height = image.height();
-  Scan scan;
-  scan.count = colour ? 3 : 1;
-  for (int i = 0; i < scan.count; ++i) {
-    const int table = i ? 1 : 0;
-    Component c;
-    c.id = i + 1;
-    c.h = colour && i == 0 ? to.h : 1;
-    c.v = colour && i == 0 ? to.v : 1;
-    c.quantTable = table;
-    frame.components.push_back(c);
-    scan.parts[i] = {i, table, table};
+void standardTables(int kinds, SegmentWriter* segments, EncoderTables* tables) {
+  for (int t = 0; t < kinds; ++t) {
+    segments->huffmanTable(0, t, standardTable(0, t));
+    segments->huffmanTable(1, t, standardTable(1, t));
+    initEncoderTable(standardTable(0, t), &tables[t].dc);
+    initEncoderTable(standardTable(1, t), &tables[t].ac);
   }
-
-  std::vector<uint8_t> out;
-  out.reserve(image.sizeBytes() / 8 + 4096);
-  SegmentWriter segments(&out);
-  segments.marker(kSOI);
-  segments.jfif();
-  for (int t = 0; t < (colour ? 2 : 1); ++t) segments.quantTable(t, q[t].inverse);
-  segments.frame(frame);
-  for (int t = 0; t < (colour ? 2 : 1); ++t) {
-    segments.huffmanTable(0, t, t ? kChrominanceDc : kLuminanceDc);
-    segments.huffmanTable(1, t, t ? kChrominanceAc : kLuminanceAc);
-  }
-  if (options.restartInterval) segments.restartInterval(options.restartInterval);
-  segments.scan(frame, scan);
-  if (colour)
-    encodeColour(image, to, q, tables, options, &out);
-  else
-    encodeGrey(image, q[0], tables[0], options, &out);
-  segments.marker(kEOI);
-  if (options.progress) options.progress(1);
-  return out;
 }
 
-// ---- From coefficients
-// ------------------------------------------------------------------------------------------------
+// ---- From coefficients ----------------------------------------------------------------------------------------------
 
-namespace {
-
-// Calls block(coefficients, part) for every block of a scan in its order, and restart() where a marker stands.
-template <class OnBlock, class OnRestart>
-void walkBlocks(const JpegCoefficients& in, const Frame& frame, const Scan& scan, int restartInterval,
-                const OnBlock& onBlock, const OnRestart& onRestart) {
-  const int wide = scan.mcusWide(frame), high = scan.mcusHigh(frame);
-  for (int mcu = 0; mcu < wide * high; ++mcu) {
-    if (restartInterval && mcu && mcu % restartInterval == 0) onRestart(mcu / restartInterval - 1);
+// The blocks of an MCU of a scan, where they are stored.
+class StoredMcus {
+ public:
+  StoredMcus(const JpegCoefficients& in, const Frame& frame, const Scan& scan) : wide_(scan.mcusWide(frame)) {
     for (int i = 0; i < scan.count; ++i) {
       const JpegCoefficients::Component& c = in.components[static_cast<size_t>(scan.parts[i].component)];
       const int h = scan.interleaved() ? c.h : 1, v = scan.interleaved() ? c.v : 1;
-      for (int b = 0; b < h * v; ++b) {
-        const size_t x = static_cast<size_t>(mcu % wide * h + b % h), y = static_cast<size_t>(mcu / wide * v + b / h);
-        onBlock(&c.values[64 * (y * static_cast<size_t>(c.storedWide) + x)], i);
+      const size_t row = 64 * static_cast<size_t>(c.storedWide);
+      for (int k = 0; k < h * v; ++k)
+        places_[count_++] = {c.values.data() + static_cast<size_t>(k / h) * row + 64 * static_cast<size_t>(k % h),
+                             64 * static_cast<size_t>(h), static_cast<size_t>(v) * row, i};
+    }
+  }
+  template <class OnBlock>
+  void forEachBlock(int mcu, const OnBlock& onBlock) const {
+    const size_t x = static_cast<size_t>(mcu % wide_), y = static_cast<size_t>(mcu / wide_);
+    for (int b = 0; b < count_; ++b) {
+      const Place& p = places_[b];
+      onBlock(p.first + x * p.mcuStep + y * p.rowStep, p.part);
+    }
+  }
+
+ private:
+  struct Place {
+    const int16_t* first;  // of the block in the first MCU
+    size_t mcuStep, rowStep;
+    int part;
+  };
+  Place places_[kMaxBlocksPerMcu];
+  int count_ = 0;
+  const int wide_;
+};
+
+// A scan with its header, and where they are fitted to it with its tables.
+std::vector<uint8_t> codeStored(const JpegCoefficients& in, const Frame& frame, const Scan& scan, bool progressive,
+                                int restartInterval, const EncoderTables* standard, int threads) {
+  const ScanKind kind = kindOf(scan, progressive);
+  const StoredMcus mcus(in, frame, scan);
+  const Pieces pieces(scan.mcusWide(frame) * scan.mcusHigh(frame), restartInterval);
+  std::vector<uint8_t> out;
+  SegmentWriter segments(&out);
+  EncoderTables fitted[2];
+  if (!standard && kind != ScanKind::dcRefine) {
+    SymbolCounter total(scan, kind);
+    forEachPiece(pieces.count(), threads, [&](int i) {
+      SymbolCounter counter(scan, kind);
+      for (int m = pieces.begin(i); m < pieces.end(i); ++m) {
+        if (pieces.startsInterval(m)) counter.restart();
+        mcus.forEachBlock(m, [&](const int16_t* block, int part) { counter.block(block, part); });
+      }
+      counter.restart();
+#pragma omp critical(zelcodecs_counts)
+      total.add(counter);
+    });
+    bool written[2] = {};
+    for (int i = 0; i < scan.count; ++i) {
+      const int t = scan.parts[i].dcTable;
+      if (written[t]) continue;
+      written[t] = true;
+      if (kind == ScanKind::sequential || kind == ScanKind::dcFirst) {
+        segments.huffmanTable(0, t, total.dcTable(t));
+        initEncoderTable(total.dcTable(t), &fitted[t].dc);
+      }
+      if (kind != ScanKind::dcFirst) {
+        segments.huffmanTable(1, t, total.acTable(t));
+        initEncoderTable(total.acTable(t), &fitted[t].ac);
       }
     }
   }
+  segments.scan(frame, scan);
+  codeScan(scan, kind, standard ? standard : fitted, pieces, threads, &out, [&](int m, ScanEncoder* encoder) {
+    mcus.forEachBlock(m, [&](const int16_t* block, int part) { encoder->block(block, part); });
+  });
+  return out;
 }
 
-}  // namespace
-
-std::vector<uint8_t> writeJpegCoefficients(const JpegCoefficients& in, const JpegWriteOptions& options) {
+// What a file of coefficients is written by, checked.
+Frame frameOf(const JpegCoefficients& in, const JpegWriteOptions& options) {
   requireCodable(in.width, in.height, options.restartInterval);
   if (in.components.empty() || in.components.size() > kMaxComponents || (in.precision != 8 && in.precision != 12))
-    throw Error(ErrorKind::argument, "a sequential JPEG file has 1 to 4 components of 8 or 12 bits");
-
+    throw Error(ErrorKind::argument, "a JPEG file has 1 to 4 components of 8 or 12 bits");
   Frame frame;
   frame.width = in.width;
   frame.height = in.height;
   frame.precision = in.precision;
   bool wideTables = false;
-  int blocks = 0;
   for (size_t i = 0; i < in.components.size(); ++i) {
     const JpegCoefficients::Component& c = in.components[i];
     Component k;
     k.id = c.id;
     k.h = c.h;
     k.v = c.v;
-    k.quantTable = static_cast<int>(i);
-    blocks += c.h * c.v;
     frame.components.push_back(k);
     for (uint16_t q : c.quant) wideTables |= q > 255;
   }
-  if (options.interleaved && in.components.size() > 1 && blocks > kMaxBlocksPerMcu)
-    throw Error(ErrorKind::argument, "more than 10 blocks in an MCU; write a scan for each component");
-  frame.process = in.precision == 8 && !wideTables ? kSOF0 : kSOF1;
+  frame.process = options.progressive ? kSOF2 : in.precision == 8 && !wideTables ? kSOF0 : kSOF1;
   frame.layOut();
   for (size_t i = 0; i < in.components.size(); ++i) {
     const size_t stored =
@@ -233,60 +206,178 @@ std::vector<uint8_t> writeJpegCoefficients(const JpegCoefficients& in, const Jpe
     for (int16_t v : in.components[i].values)
       if (v > 16383 || v < -16383) throw Error(ErrorKind::argument, "a coefficient outside -16383 to 16383");
   }
+  return frame;
+}
 
-  std::vector<Scan> scans;
-  for (size_t i = 0; i < in.components.size(); ++i) {
-    if (i == 0 || !options.interleaved) scans.emplace_back();
-    Scan& s = scans.back();
-    const int table = i == 1 || i == 2 ? 1 : 0;
-    s.parts[s.count++] = {static_cast<int>(i), table, table};
+std::vector<JpegScan> plainScript(size_t components, bool interleaved) {
+  std::vector<JpegScan> script;
+  for (size_t i = 0; i < components; ++i) {
+    if (i == 0 || !interleaved) script.emplace_back();
+    script.back().components.push_back(static_cast<int>(i));
   }
+  return script;
+}
+
+}  // namespace
+
+std::vector<uint8_t> writeJpegCoefficients(const JpegCoefficients& in, const JpegWriteOptions& options) {
+  const Frame frame = frameOf(in, options);
+  const int components = static_cast<int>(in.components.size()), threads = threadCount(options.threads);
+  const std::vector<int> tableOf = huffmanTables(in.components.size(), in.adobeTransform);
+  const std::vector<JpegScan> script = !options.script.empty()  ? options.script
+                                       : options.progressive ? defaultScanScript(components, components == 3)
+                                                             : plainScript(in.components.size(), options.interleaved);
+  const std::vector<Scan> scans = scansOf(script, frame, options.progressive, tableOf);
 
   std::vector<uint8_t> out;
   SegmentWriter segments(&out);
-  segments.marker(kSOI);
-  if (in.jfif) segments.jfif();
-  if (in.adobeTransform >= 0) segments.adobe(in.adobeTransform);
-  for (size_t i = 0; i < in.components.size(); ++i) segments.quantTable(static_cast<int>(i), in.components[i].quant);
-  segments.frame(frame);
-
-  HuffmanTable dc[2] = {kLuminanceDc, kChrominanceDc}, ac[2] = {kLuminanceAc, kChrominanceAc};
-  const int kinds = in.components.size() > 1 ? 2 : 1;
-  if (options.optimiseTables || in.precision > 8) {
-    SymbolCounter counter;
-    for (const Scan& s : scans) {
-      counter.restart();
-      walkBlocks(
-          in, frame, s, options.restartInterval,
-          [&](const int16_t* block, int part) { counter.block(block, part, s.parts[part].dcTable); },
-          [&](int) { counter.restart(); });
-    }
-    for (int t = 0; t < kinds; ++t) {
-      dc[t] = counter.dcTable(t);
-      ac[t] = counter.acTable(t);
-    }
-  }
+  const uint16_t* steps[kMaxComponents];
+  for (int i = 0; i < components; ++i) steps[i] = in.components[static_cast<size_t>(i)].quant;
+  writeHeader(in.jfif, in.adobeTransform, steps, frame, &segments);
   EncoderTables tables[2];
-  for (int t = 0; t < kinds; ++t) {
-    segments.huffmanTable(0, t, dc[t]);
-    segments.huffmanTable(1, t, ac[t]);
-    tables[t].set(dc[t], ac[t]);
-  }
+  const bool fitted = options.optimiseTables || options.progressive || in.precision > 8;
+  if (!fitted) standardTables(1 + *std::max_element(tableOf.begin(), tableOf.end()), &segments, tables);
   if (options.restartInterval) segments.restartInterval(options.restartInterval);
 
-  for (const Scan& s : scans) {
-    segments.scan(frame, s);
-    ScanEncoder encoder(&out);
-    walkBlocks(
-        in, frame, s, options.restartInterval,
-        [&](const int16_t* block, int part) {
-          encoder.block(block, part, tables[s.parts[part].dcTable]);
-          encoder.endMcu();
-        },
-        [&](int interval) { encoder.restart(interval & 7); });
-    encoder.finish();
-  }
+  // Scans do not depend on each other.
+  const int count = static_cast<int>(scans.size());
+  std::vector<std::vector<uint8_t>> coded(scans.size());
+  int done = 0;
+  forEachPiece(count, threads, [&](int i) {
+    const size_t n = static_cast<size_t>(i);
+    coded[n] = codeStored(in, frame, scans[n], options.progressive, options.restartInterval, fitted ? nullptr : tables,
+                          count == 1 ? threads : 1);
+    if (options.progress) {
+#pragma omp critical(zelcodecs_progress)
+      options.progress(static_cast<double>(++done) / count);
+    }
+  });
+  for (const std::vector<uint8_t>& s : coded) out.insert(out.end(), s.begin(), s.end());
   segments.marker(kEOI);
+  return out;
+}
+
+// ---- From pixels ----------------------------------------------------------------------------------------------------
+
+namespace {
+
+// All blocks of the picture.
+JpegCoefficients storeBlocks(const Frame& frame, const Layout& layout, const QuantTables* quant,
+                             const BlockSource& source, int threads, const Progress& progress) {
+  JpegCoefficients store;
+  store.width = frame.width;
+  store.height = frame.height;
+  store.jfif = layout.adobeTransform < 0;
+  store.adobeTransform = layout.adobeTransform;
+  for (const Component& c : frame.components) {
+    store.components.emplace_back();
+    JpegCoefficients::Component& k = store.components.back();
+    k.id = c.id;
+    k.h = c.h;
+    k.v = c.v;
+    std::memcpy(k.quant, quant[c.quantTable].inverse, sizeof k.quant);
+  }
+  store.allocate();
+  int done = 0;
+  forEachPiece(frame.mcusHigh, threads, [&](int y) {
+    alignas(32) Block blocks[kMaxBlocksPerMcu];
+    for (int x = 0; x < frame.mcusWide; ++x) {
+      source.mcu(x, y, blocks);
+      int b = 0;
+      for (JpegCoefficients::Component& c : store.components)
+        for (int k = 0; k < c.h * c.v; ++k, ++b) {
+          const size_t at = static_cast<size_t>(y * c.v + k / c.h) * static_cast<size_t>(c.storedWide) +
+                            static_cast<size_t>(x * c.h + k % c.h);
+          std::memcpy(&c.values[64 * at], blocks[b], sizeof(Block));
+        }
+    }
+    if (progress && y % 16 == 0) {
+#pragma omp critical(zelcodecs_progress)
+      progress(16.0 * done++ / frame.mcusHigh);
+    }
+  });
+  return store;
+}
+
+}  // namespace
+
+std::vector<uint8_t> encodeJpeg(const Image& image, const JpegEncodeOptions& options) {
+  requireCodable(image.width(), image.height(), options.restartInterval);
+  if (options.process == JpegProcess::lossless) return encodeLossless(image, options);
+  if (image.bitDepth() != 8)
+    throw Error(ErrorKind::unsupported, "pictures of other than 8 bits a sample can be encoded without loss only");
+  Image inverted;  // as Adobe's applications store ink, which readers expect behind their marker
+  if (image.model() == ColourModel::cmyk) {
+    inverted = image.clone();
+    for (size_t i = 0; i < inverted.sizeBytes(); ++i) inverted.data()[i] = static_cast<uint8_t>(~inverted.data()[i]);
+  }
+  const Image& pixels = inverted.empty() ? image : inverted;
+
+  const Layout layout = layoutFor(image, options);
+  const QuantTables quant[2] = {{kLuminanceQuant, options.quality}, {kChrominanceQuant, options.quality}};
+  const int threads = threadCount(options.threads);
+  Frame frame;
+  frame.process = kSOF0;
+  frame.width = image.width();
+  frame.height = image.height();
+  frame.components = layout.components;
+  frame.layOut();
+  const int64_t interval =
+      options.restartInterval ? options.restartInterval : int64_t{options.restartRows} * frame.mcusWide;
+  if (interval < 0 || interval > 65535)
+    throw Error(ErrorKind::argument, "a restart interval is 0 to 65535 MCUs");
+  const std::unique_ptr<BlockSource> source = blockSource(pixels, frame, quant, options, threads);
+
+  // Blocks are coded as they are made where that takes one pass, and no thread would be idle meanwhile.
+  const bool progressive = options.process == JpegProcess::progressive;
+  if (progressive || options.optimiseTables || !options.script.empty() || (threads > 1 && !interval)) {
+    JpegWriteOptions write;
+    write.restartInterval = static_cast<int>(interval);
+    write.progressive = progressive;
+    write.script = options.script;
+    write.optimiseTables = options.optimiseTables;
+    write.threads = threads;
+    Progress first;
+    if (options.progress) {
+      first = [&](double part) { options.progress(part / 2); };
+      write.progress = [&](double part) { options.progress((1 + part) / 2); };
+    }
+    return writeJpegCoefficients(storeBlocks(frame, layout, quant, *source, threads, first), write);
+  }
+
+  const int count = static_cast<int>(frame.components.size());
+  const std::vector<int> tableOf = huffmanTables(frame.components.size(), layout.adobeTransform);
+  std::vector<uint8_t> out;
+  out.reserve(image.sizeBytes() / 8 + 4096);
+  SegmentWriter segments(&out);
+  const uint16_t* steps[kMaxComponents];
+  for (int i = 0; i < count; ++i) steps[i] = quant[frame.components[static_cast<size_t>(i)].quantTable].inverse;
+  writeHeader(layout.adobeTransform < 0, layout.adobeTransform, steps, frame, &segments);
+  EncoderTables tables[2];
+  standardTables(1 + *std::max_element(tableOf.begin(), tableOf.end()), &segments, tables);
+  if (interval) segments.restartInterval(static_cast<int>(interval));
+  Scan scan;
+  scan.count = count;
+  int partOf[kMaxBlocksPerMcu], blocksInMcu = 0;
+  for (int i = 0; i < count; ++i) {
+    const int table = tableOf[static_cast<size_t>(i)];
+    scan.parts[i] = {i, table, table};
+    const Component& c = frame.components[static_cast<size_t>(i)];
+    for (int b = 0; b < c.h * c.v; ++b) partOf[blocksInMcu++] = i;
+  }
+  segments.scan(frame, scan);
+  const Pieces pieces(frame.mcusWide * frame.mcusHigh, static_cast<int>(interval));
+  const int wide = frame.mcusWide;
+  codeScan(scan, ScanKind::sequential, tables, pieces, threads, &out, [&](int m, ScanEncoder* encoder) {
+    alignas(32) Block blocks[kMaxBlocksPerMcu];
+    const int x = m % wide, y = m / wide;
+    if (options.progress && threads == 1 && x == 0 && y % 16 == 0)
+      options.progress(static_cast<double>(y) / frame.mcusHigh);
+    source->mcu(x, y, blocks);
+    for (int b = 0; b < blocksInMcu; ++b) encoder->block(blocks[b], partOf[b]);
+  });
+  segments.marker(kEOI);
+  if (options.progress) options.progress(1);
   return out;
 }
 

@@ -1,5 +1,7 @@
 #include "jpeg_format.h"
 
+#include <omp.h>
+
 #include <algorithm>
 
 namespace zelcodecs::jpeg {
@@ -10,15 +12,18 @@ void Frame::layOut() {
     hMax = std::max(hMax, c.h);
     vMax = std::max(vMax, c.v);
   }
-  mcusWide = ceilDiv(width, 8 * hMax);
-  mcusHigh = ceilDiv(height, 8 * vMax);
+  const int unit = dataUnit();
+  mcusWide = ceilDiv(width, unit * hMax);
+  mcusHigh = ceilDiv(height, unit * vMax);
   for (Component& c : components) {
-    c.blocksWide = ceilDiv(ceilDiv(width * c.h, hMax), 8);
-    c.blocksHigh = ceilDiv(ceilDiv(height * c.v, vMax), 8);
+    c.blocksWide = ceilDiv(ceilDiv(width * c.h, hMax), unit);
+    c.blocksHigh = ceilDiv(ceilDiv(height * c.v, vMax), unit);
     c.storedWide = mcusWide * c.h;
     c.storedHigh = mcusHigh * c.v;
   }
 }
+
+int threadCount(int wanted) { return wanted > 0 ? wanted : omp_get_max_threads(); }
 
 std::string processName(int sof) {
   switch (sof) {

@@ -42,7 +42,7 @@ constexpr int ceilDiv(int a, int b) { return (a + b - 1) / b; }
 
 struct Component {
   int id = 0, h = 1, v = 1, quantTable = 0;
-  int blocksWide = 0, blocksHigh = 0;  // that hold samples (T.81 A.1.1)
+  int blocksWide = 0, blocksHigh = 0;  // data units that hold samples (T.81 A.1.1)
   int storedWide = 0, storedHigh = 0;  // in whole MCUs of interleaved scans
 };
 
@@ -55,7 +55,9 @@ struct Frame {
   int mcusWide = 0, mcusHigh = 0;  // of interleaved scans
   size_t offset = 0;
 
-  // Sets the sizes in blocks and MCUs from the size in pixels and the sampling factors.
+  // Samples across a data unit: a block, or a single sample in lossless files.
+  int dataUnit() const { return process == kSOF3 ? 1 : 8; }
+  // Sets the sizes in data units and MCUs from the size in pixels and the sampling factors.
   void layOut();
 };
 
@@ -71,7 +73,7 @@ struct Scan {
   size_t begin = 0;  // of the entropy-coded data
 
   bool interleaved() const { return count > 1; }
-  // The scan's MCUs: of one block each where it holds a single component (T.81 A.2.2).
+  // The scan's MCUs: of one data unit each where it holds a single component (T.81 A.2.2).
   int mcusWide(const Frame& f) const {
     return interleaved() ? f.mcusWide : f.components[size_t(parts[0].component)].blocksWide;
   }
@@ -79,6 +81,9 @@ struct Scan {
     return interleaved() ? f.mcusHigh : f.components[size_t(parts[0].component)].blocksHigh;
   }
 };
+
+// The threads to use where an option says how many, or 0.
+int threadCount(int wanted);
 
 // Natural position of each zigzag position (T.81 Figure A.6).
 extern const uint8_t kNaturalOrder[64];

@@ -1,10 +1,13 @@
 #include "jpeg_scan_decode.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 
 namespace zelcodecs::jpeg {
 namespace {
+
+const char* const kSpareBytes = "bytes after the coded data that belong to nothing";
 
 bool isRestart(int marker) { return marker >= kRST0 && marker <= kRST7; }
 
@@ -21,47 +24,57 @@ const char* describe(ZelStatus status, int marker) {
 
 }  // namespace
 
-ScanDecoder::ScanDecoder(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings)
-    : data_(reader.data() + scan.begin),
-      length_(static_cast<int>(reader.size() - scan.begin)),
-      base_(scan.begin),
-      keepGoing_(keepGoing),
-      warnings_(warnings),
-      restartInterval_(reader.restartInterval()),
-      mcusWide_(scan.mcusWide(reader.frame())),
-      mcusHigh_(scan.mcusHigh(reader.frame())) {
+// ---- Restart intervals ----------------------------------------------------------------------------------------------
+
+ScanDecoder::ScanDecoder(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings, int units,
+                         int rowUnits, int unitMcus)
+    : base_(scan.begin), keepGoing_(keepGoing), warnings_(warnings), units_(units), rowUnits_(rowUnits) {
+  source_.data = reader.data() + scan.begin;
+  source_.length = static_cast<int>(reader.size() - scan.begin);
   // The half of a marker that a cut file ends with would make the coder miss bits that it has.
-  while (length_ > 0 && data_[length_ - 1] == 0xFF) --length_;
-  for (int i = 0; i < scan.count; ++i) {
-    const Scan::Part& part = scan.parts[i];
-    const BlockPlan plan = {i, reader.dcTable(part.dcTable), reader.acTable(part.acTable)};
-    if (!plan.dc || !plan.ac) throw Error(ErrorKind::damaged, "a scan uses a Huffman table that is not there", base_);
-    const Component& c = reader.frame().components[static_cast<size_t>(part.component)];
-    const int blocks = scan.interleaved() ? c.h * c.v : 1;
-    for (int b = 0; b < blocks; ++b) plan_[planned_++] = plan;
-  }
+  while (source_.length > 0 && source_.data[source_.length - 1] == 0xFF) --source_.length;
+  interval_ = reader.restartInterval() / unitMcus;
+  if (reader.restartInterval() % unitMcus)
+    throw Error(ErrorKind::damaged, "a restart interval that is not a whole number of rows", base_);
 }
 
 void ScanDecoder::reset() {
-  zeliDecodeHuffmanStateInit_JPEG_8u(&state_);
-  marker_ = 0;
-  std::fill(lastDc_, lastDc_ + kMaxComponents, int16_t{0});
+  zeliDecodeHuffmanStateInit_JPEG_8u(&source_.state);
+  source_.marker = 0;
+  resetPredictors();
 }
 
-size_t ScanDecoder::run(McuSink* sink, const Progress& progress) {
-  const int total = mcusWide_ * mcusHigh_;
+size_t ScanDecoder::run(int threads, const Progress& progress) {
+  size_t end;
+  if (interval_ && interval_ < units_ && threads > 1 && !keepGoing_ && runSideBySide(threads, &end)) return end;
+  return runInOrder(progress);
+}
+
+size_t ScanDecoder::runInOrder(const Progress& progress) {
   // Without restart markers the intervals are rows, between which nothing happens but the report of progress.
-  const int step = restartInterval_ ? restartInterval_ : mcusWide_;
+  const int step = interval_ ? interval_ : rowUnits_;
   int number = 0;  // of the restart marker that comes next
+  const auto lose = [&](int first, int count) {
+    for (int u = first; u < first + count; ++u) {
+      loseUnit(u);
+      if ((u + 1) % rowUnits_ == 0) rowDone(u / rowUnits_);
+    }
+  };
   reset();
-  for (int mcu = 0; mcu < total;) {
-    const int count = std::min(step, total - mcu);
-    const bool whole = interval(mcu, count, sink);
-    mcu += count;
-    if (progress && (mcu / mcusWide_) % 16 == 0) progress(static_cast<double>(mcu) / total);
-    if (mcu == total) break;
+  for (int unit = 0; unit < units_;) {
+    const int count = std::min(step, units_ - unit);
+    Failure failure;
+    const bool whole = interval(unit, count, &failure);
+    if (!whole) {
+      if (!keepGoing_) throw Error(ErrorKind::damaged, failure.what, failure.offset);
+      warnings_->add(failure.what, failure.offset);
+      lose(failure.unit, unit + count - failure.unit);
+    }
+    unit += count;
+    if (progress && (unit / rowUnits_) % 16 == 0) progress(static_cast<double>(unit) / units_);
+    if (unit == units_) break;
     int skipped = 0;
-    if (restartInterval_) {
+    if (interval_) {
       skipped = nextInterval(number);
       number = (number + 1 + skipped) & 7;
     } else if (!whole) {
@@ -69,63 +82,120 @@ size_t ScanDecoder::run(McuSink* sink, const Progress& progress) {
     }
     if (skipped != 0) {  // intervals are lost; all that is left where the number is below 0
       const int lost =
-          skipped < 0 ? total - mcu : static_cast<int>(std::min<int64_t>(int64_t{skipped} * step, total - mcu));
-      lose(mcu, lost, sink);
-      mcu += lost;
+          skipped < 0 ? units_ - unit : static_cast<int>(std::min<int64_t>(int64_t{skipped} * step, units_ - unit));
+      lose(unit, lost);
+      unit += lost;
     }
   }
-  if (marker_) return offset() - 2;
-  return seekMarker() ? offset() - 2 : base_ + static_cast<size_t>(length_);
+  if (source_.marker) return offset() - 2;
+  return seekMarker() ? offset() - 2 : base_ + static_cast<size_t>(source_.length);
 }
 
-// Decodes a restart interval, or a row of one. False where it is damaged: what is missing has been delivered as zeros.
-bool ScanDecoder::interval(int first, int count, McuSink* sink) {
-  for (int i = 0; i < count; ++i) {
-    for (int b = 0; b < planned_; ++b) {
-      const BlockPlan& plan = plan_[b];
-      const ZelStatus status = zeliDecodeHuffman8x8_JPEG_1u16s_C1(
-          data_, length_, &position_, blocks_[b], &lastDc_[plan.part], &marker_, plan.dc, plan.ac, &state_);
-      if (status == zelStsNoErr) continue;
-      const std::string what = describe(status, marker_);
-      if (!keepGoing_) throw Error(ErrorKind::damaged, what, offset());
-      warnings_->add(what, offset());
-      std::memset(blocks_[b], 0, sizeof(Block) * static_cast<size_t>(planned_ - b));
-      deliver(first + i, sink);
-      lose(first + i + 1, count - i - 1, sink);
+// Decodes units up to the first that is damaged.
+bool ScanDecoder::interval(int first, int count, Failure* failure) {
+  int column = first % rowUnits_;
+  for (int u = first; u < first + count; ++u) {
+    const ZelStatus status = decodeUnit(u);
+    if (status != zelStsNoErr) {
+      *failure = {u, offset(), describe(status, source_.marker)};
       return false;
     }
-    deliver(first + i, sink);
+    if (++column == rowUnits_) {
+      rowDone(u / rowUnits_);
+      column = 0;
+    }
   }
   return true;
 }
 
-void ScanDecoder::lose(int first, int count, McuSink* sink) {
-  for (int i = 0; i < count; ++i) {
-    std::memset(blocks_, 0, sizeof(Block) * static_cast<size_t>(planned_));
-    deliver(first + i, sink);
+// The first byte of each interval, where the markers between them are all there, in order and no more.
+bool ScanDecoder::findIntervals(std::vector<int>* starts, int* end) const {
+  const size_t count = static_cast<size_t>((units_ - 1) / interval_ + 1);
+  const uint8_t* const data = source_.data;
+  starts->assign(1, 0);
+  for (int at = 0; at + 1 < source_.length;) {
+    const void* ff = std::memchr(data + at, 0xFF, static_cast<size_t>(source_.length - 1 - at));
+    if (!ff) break;
+    at = static_cast<int>(static_cast<const uint8_t*>(ff) - data);
+    const int code = data[at + 1];
+    if (code == 0) {
+      at += 2;
+    } else if (code == 0xFF) {
+      return false;  // a fill byte: rare, and left to the decoder
+    } else if (isRestart(code)) {
+      if (starts->size() == count || code != kRST0 + static_cast<int>((starts->size() - 1) & 7)) return false;
+      at += 2;
+      starts->push_back(at);
+    } else {
+      *end = at;
+      return starts->size() == count;
+    }
   }
+  return false;
+}
+
+// False, with nothing done, where the markers are not as they should be; then only decoding in order can tell what is
+// wrong. The first interval in the file that fails decides what is reported.
+bool ScanDecoder::runSideBySide(int threads, size_t* end) {
+  std::vector<int> starts;
+  int last = 0;
+  if (!findIntervals(&starts, &last)) return false;
+  starts.push_back(last + 2);
+  const int count = static_cast<int>(starts.size()) - 1;
+  std::vector<Failure> failures(static_cast<size_t>(count), Failure{-1, 0, nullptr});
+  std::vector<int> spare(static_cast<size_t>(count), -1);  // where bytes stand that no unit needs
+  std::atomic<int> failed{count};
+#pragma omp parallel num_threads(threads)
+  {
+    const std::unique_ptr<ScanDecoder> decoder = clone();
+#pragma omp for schedule(dynamic)
+    for (int i = 0; i < count; ++i) {
+      if (i > failed.load()) continue;
+      const size_t n = static_cast<size_t>(i);
+      decoder->source_.position = starts[n];
+      decoder->source_.length = starts[n + 1];  // up to and with the marker
+      decoder->reset();
+      const int first = i * interval_;
+      if (!decoder->interval(first, std::min(interval_, units_ - first), &failures[n])) {
+        int before = failed.load();
+        while (i < before && !failed.compare_exchange_weak(before, i)) {
+        }
+      } else if (!decoder->source_.marker && decoder->source_.position < starts[n + 1] - 2) {
+        spare[n] = decoder->source_.position;
+      }
+    }
+  }
+  if (failed.load() < count) {
+    const Failure& f = failures[static_cast<size_t>(failed.load())];
+    throw Error(ErrorKind::damaged, f.what, f.offset);
+  }
+  for (int at : spare)
+    if (at >= 0) warnings_->add(kSpareBytes, base_ + static_cast<size_t>(at));
+  *end = base_ + static_cast<size_t>(last);
+  return true;
 }
 
 // Moves past the next marker and records it. False at the end of the data.
 bool ScanDecoder::seekMarker() {
-  const int start = position_;
-  while (position_ + 1 < length_) {
-    const void* ff = std::memchr(data_ + position_, 0xFF, static_cast<size_t>(length_ - 1 - position_));
+  EntropySource& s = source_;
+  const int start = s.position;
+  while (s.position + 1 < s.length) {
+    const void* ff = std::memchr(s.data + s.position, 0xFF, static_cast<size_t>(s.length - 1 - s.position));
     if (!ff) break;
-    position_ = static_cast<int>(static_cast<const uint8_t*>(ff) - data_);
-    const int code = data_[position_ + 1];
+    s.position = static_cast<int>(static_cast<const uint8_t*>(ff) - s.data);
+    const int code = s.data[s.position + 1];
     if (code == 0xFF) {
-      ++position_;
+      ++s.position;
       continue;
     }
-    position_ += 2;
+    s.position += 2;
     if (code == 0) continue;
-    if (position_ - 2 - start > 0 && isRestart(code))
-      warnings_->add("bytes that belong to no restart interval", base_ + static_cast<size_t>(start));
-    marker_ = code;
+    if (s.position - 2 - start > 0)
+      warnings_->add(kSpareBytes, base_ + static_cast<size_t>(start));
+    s.marker = code;
     return true;
   }
-  position_ = length_;
+  s.position = s.length;
   return false;
 }
 
@@ -135,23 +205,160 @@ bool ScanDecoder::seekMarker() {
 // decoder).
 int ScanDecoder::nextInterval(int expected) {
   for (;;) {
-    const bool found = marker_ || seekMarker();
-    if (found && marker_ == kRST0 + expected) {
+    const bool found = source_.marker || seekMarker();
+    if (found && source_.marker == kRST0 + expected) {
       reset();
       return 0;
     }
     const std::string what = "restart marker " + markerName(kRST0 + expected) + " is missing" +
-                             (found ? ", " + markerName(marker_) + " stands there" : "");
+                             (found ? ", " + markerName(source_.marker) + " stands there" : "");
     if (!keepGoing_) throw Error(ErrorKind::damaged, what, offset());
     warnings_->add(what, offset());
-    if (!found || endsScan(marker_)) return -1;
-    const int ahead = (marker_ - kRST0 - expected) & 7;
-    if (isRestart(marker_) && ahead <= 3) {
+    if (!found || endsScan(source_.marker)) return -1;
+    const int ahead = (source_.marker - kRST0 - expected) & 7;
+    if (isRestart(source_.marker) && ahead <= 3) {
       reset();
       return ahead;
     }
-    marker_ = 0;
+    source_.marker = 0;
   }
+}
+
+// ---- Blocks ---------------------------------------------------------------------------------------------------------
+
+namespace {
+
+class BlockScan : public ScanDecoder {
+ protected:
+  BlockScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings)
+      : ScanDecoder(reader, scan, keepGoing, warnings, scan.mcusWide(reader.frame()) * scan.mcusHigh(reader.frame()),
+                    scan.mcusWide(reader.frame()), 1),
+        mcusWide_(scan.mcusWide(reader.frame())) {
+    const bool needsDc = scan.ss == 0 && scan.ah == 0, needsAc = scan.se > 0;
+    for (int i = 0; i < scan.count; ++i) {
+      const Scan::Part& part = scan.parts[i];
+      dc_[i] = reader.dcTable(part.dcTable);
+      ac_[i] = reader.acTable(part.acTable);
+      if ((needsDc && !dc_[i]) || (needsAc && !ac_[i]))
+        throw Error(ErrorKind::damaged, "a scan uses a Huffman table that is not there", scan.begin);
+      const Component& c = reader.frame().components[static_cast<size_t>(part.component)];
+      const int blocks = scan.interleaved() ? c.h * c.v : 1;
+      for (int b = 0; b < blocks; ++b) partOf_[planned_++] = i;
+    }
+  }
+  void resetPredictors() override { std::fill(lastDc_, lastDc_ + kMaxComponents, int16_t{0}); }
+  void rowDone(int) override {}
+
+  ZelStatus decodeSequential(int part, int16_t* block) {
+    return zeliDecodeHuffman8x8_JPEG_1u16s_C1(source_.data, source_.length, &source_.position, block, &lastDc_[part],
+                                              &source_.marker, dc_[part], ac_[part], &source_.state);
+  }
+
+  int mcusWide_;
+  const ZeliDecodeHuffmanSpec *dc_[kMaxComponents], *ac_[kMaxComponents];
+  int partOf_[kMaxBlocksPerMcu];  // of each block of the MCU
+  int planned_ = 0;
+  int16_t lastDc_[kMaxComponents] = {};
+};
+
+class SequentialScan : public BlockScan {
+ public:
+  SequentialScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings, McuSink* sink)
+      : BlockScan(reader, scan, keepGoing, warnings), sink_(sink) {}
+
+ private:
+  std::unique_ptr<ScanDecoder> clone() const override {
+    auto copy = std::make_unique<SequentialScan>(*this);
+    copy->tellsRows_ = false;
+    return copy;
+  }
+  ZelStatus decodeUnit(int unit) override {
+    for (decoded_ = 0; decoded_ < planned_; ++decoded_) {
+      const ZelStatus status = decodeSequential(partOf_[decoded_], blocks_[decoded_]);
+      if (status != zelStsNoErr) return status;
+    }
+    decoded_ = 0;
+    deliver(unit);
+    return zelStsNoErr;
+  }
+  void loseUnit(int unit) override {
+    std::memset(blocks_[decoded_], 0, sizeof(Block) * static_cast<size_t>(planned_ - decoded_));
+    decoded_ = 0;
+    deliver(unit);
+  }
+  void rowDone(int row) override {
+    if (tellsRows_) sink_->rowDone(row);
+  }
+  void deliver(int unit) { sink_->mcu(unit % mcusWide_, unit / mcusWide_, blocks_); }
+
+  McuSink* sink_;
+  bool tellsRows_ = true;
+  int decoded_ = 0;  // good blocks of an MCU that is damaged further on
+  alignas(32) Block blocks_[kMaxBlocksPerMcu];
+};
+
+class StoredScan : public BlockScan {
+ public:
+  StoredScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings, JpegCoefficients* store)
+      : BlockScan(reader, scan, keepGoing, warnings), scan_(scan), sequential_(reader.frame().process != kSOF2) {
+    for (int i = 0, b = 0; i < scan.count; ++i) {
+      JpegCoefficients::Component& c = store->components[static_cast<size_t>(scan.parts[i].component)];
+      const int h = scan.interleaved() ? c.h : 1, v = scan.interleaved() ? c.v : 1;
+      for (int k = 0; k < h * v; ++k, ++b) {
+        const size_t row = 64 * static_cast<size_t>(c.storedWide);
+        places_[b] = {c.values.data() + static_cast<size_t>(k / h) * row + 64 * static_cast<size_t>(k % h),
+                      64 * static_cast<size_t>(h), static_cast<size_t>(v) * row};
+      }
+    }
+  }
+
+ private:
+  std::unique_ptr<ScanDecoder> clone() const override { return std::make_unique<StoredScan>(*this); }
+
+  ZelStatus decodeUnit(int unit) override {
+    const size_t x = static_cast<size_t>(unit % mcusWide_), y = static_cast<size_t>(unit / mcusWide_);
+    for (int b = 0; b < planned_; ++b) {
+      const Place& p = places_[b];
+      const ZelStatus status = decodeBlock(partOf_[b], p.first + x * p.mcuStep + y * p.rowStep);
+      if (status != zelStsNoErr) return status;
+    }
+    return zelStsNoErr;
+  }
+  void loseUnit(int) override {}
+
+  ZelStatus decodeBlock(int part, int16_t* block) {
+    EntropySource& s = source_;
+    if (sequential_) return decodeSequential(part, block);
+    if (scan_.ss == 0)
+      return scan_.ah == 0 ? zeliDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(s.data, s.length, &s.position, block,
+                                                                        &lastDc_[part], &s.marker, scan_.al, dc_[part],
+                                                                        &s.state)
+                           : zeliDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(s.data, s.length, &s.position, block,
+                                                                         &s.marker, scan_.al, &s.state);
+    const auto decode =
+        scan_.ah == 0 ? zeliDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1 : zeliDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1;
+    return decode(s.data, s.length, &s.position, block, &s.marker, scan_.ss, scan_.se, scan_.al, ac_[part], &s.state);
+  }
+
+  struct Place {
+    int16_t* first;           // of the block in the first MCU
+    size_t mcuStep, rowStep;  // to the next MCU in the row and in the column
+  };
+  Scan scan_;
+  bool sequential_;
+  Place places_[kMaxBlocksPerMcu];
+};
+
+}  // namespace
+
+std::unique_ptr<ScanDecoder> sequentialScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings,
+                                            McuSink* sink) {
+  return std::make_unique<SequentialScan>(reader, scan, keepGoing, warnings, sink);
+}
+
+std::unique_ptr<ScanDecoder> storedScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings,
+                                        JpegCoefficients* store) {
+  return std::make_unique<StoredScan>(reader, scan, keepGoing, warnings, store);
 }
 
 }  // namespace zelcodecs::jpeg

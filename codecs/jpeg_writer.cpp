@@ -1,7 +1,6 @@
 #include "jpeg_writer.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "error.h"
 
@@ -88,27 +87,61 @@ void SegmentWriter::scan(const Frame& frame, const Scan& scan) {
   byte(scan.ah << 4 | scan.al);
 }
 
-// ---- Entropy-coded data ---------------------------------------------------------------------------------------------
+// ---- Tables ---------------------------------------------------------------------------------------------------------
 
-void EncoderTables::set(const HuffmanTable& dcTable, const HuffmanTable& acTable) {
-  if (zeliEncodeHuffmanSpecInit_JPEG_8u(dcTable.bits, dcTable.values, &dc) != zelStsNoErr ||
-      zeliEncodeHuffmanSpecInit_JPEG_8u(acTable.bits, acTable.values, &ac) != zelStsNoErr)
+HuffmanTable fittedTable(const int32_t* counts) {
+  HuffmanTable t = {};
+  if (zeliEncodeHuffmanRawTableInit_JPEG_8u(counts, t.bits, t.values) != zelStsNoErr)
+    throw Error(ErrorKind::argument, "no Huffman table can be made for these coefficients");
+  return t;
+}
+
+void initEncoderTable(const HuffmanTable& table, ZeliEncodeHuffmanSpec* spec) {
+  if (zeliEncodeHuffmanSpecInit_JPEG_8u(table.bits, table.values, spec) != zelStsNoErr)
     throw Error(ErrorKind::argument, "a Huffman table that no encoder can use");
 }
 
-ScanEncoder::ScanEncoder(std::vector<uint8_t>* out) : out_(out), buffer_(new uint8_t[kBuffer]) {
+// ---- Entropy-coded data ---------------------------------------------------------------------------------------------
+
+ScanKind kindOf(const Scan& scan, bool progressive) {
+  if (!progressive) return ScanKind::sequential;
+  if (scan.ss == 0) return scan.ah ? ScanKind::dcRefine : ScanKind::dcFirst;
+  return scan.ah ? ScanKind::acRefine : ScanKind::acFirst;
+}
+
+ScanEncoder::ScanEncoder(const Scan& scan, ScanKind kind, const EncoderTables* tables, std::vector<uint8_t>* out)
+    : scan_(scan), kind_(kind), out_(out), buffer_(new uint8_t[kBuffer]) {
+  for (int i = 0; i < scan.count; ++i) {
+    dc_[i] = &tables[scan.parts[i].dcTable].dc;
+    ac_[i] = &tables[scan.parts[i].acTable].ac;
+  }
   zeliEncodeHuffmanStateInit_JPEG_8u(&state_);
 }
 
-void ScanEncoder::block(const int16_t* coefficients, int component, const EncoderTables& tables) {
-  const ZelStatus status = zeliEncodeHuffman8x8_JPEG_16s1u_C1(coefficients, buffer_.get(), kBuffer, &position_,
-                                                              &lastDc_[component], &tables.dc, &tables.ac, &state_, 0);
-  if (status != zelStsNoErr) throw Error(ErrorKind::argument, "a coefficient that the Huffman tables have no code for");
+ZelStatus ScanEncoder::code(const int16_t* block, int part, int flush) {
+  uint8_t* const to = buffer_.get();
+  switch (kind_) {
+    case ScanKind::sequential:
+      return zeliEncodeHuffman8x8_JPEG_16s1u_C1(block, to, kBuffer, &position_, &lastDc_[part], dc_[part], ac_[part],
+                                                &state_, flush);
+    case ScanKind::dcFirst:
+      return zeliEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(block, to, kBuffer, &position_, &lastDc_[part], scan_.al,
+                                                        dc_[part], &state_, flush);
+    case ScanKind::dcRefine:
+      return zeliEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(block, to, kBuffer, &position_, scan_.al, &state_, flush);
+    case ScanKind::acFirst:
+      return zeliEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(block, to, kBuffer, &position_, scan_.ss, scan_.se, scan_.al,
+                                                        ac_[part], &state_, flush);
+    case ScanKind::acRefine:
+      break;
+  }
+  return zeliEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(block, to, kBuffer, &position_, scan_.ss, scan_.se, scan_.al,
+                                                     ac_[part], &state_, flush);
 }
 
-void ScanEncoder::flushBits() {
-  zeliEncodeHuffman8x8_JPEG_16s1u_C1(nullptr, buffer_.get(), kBuffer, &position_, nullptr, nullptr, nullptr, &state_,
-                                     1);
+void ScanEncoder::block(const int16_t* coefficients, int part) {
+  if (code(coefficients, part, 0) != zelStsNoErr)
+    throw Error(ErrorKind::argument, "a coefficient that the Huffman tables have no code for");
 }
 
 void ScanEncoder::spill() {
@@ -117,56 +150,53 @@ void ScanEncoder::spill() {
 }
 
 void ScanEncoder::restart(int number) {
-  flushBits();
-  uint8_t* const to = buffer_.get() + position_;
-  to[0] = 0xFF;
-  to[1] = static_cast<uint8_t>(kRST0 + number);
-  position_ += 2;
+  finish();
+  out_->push_back(0xFF);
+  out_->push_back(static_cast<uint8_t>(kRST0 + (number & 7)));
   std::fill(lastDc_, lastDc_ + kMaxComponents, int16_t{0});
 }
 
 void ScanEncoder::finish() {
-  flushBits();
+  if (code(nullptr, 0, 1) != zelStsNoErr)
+    throw Error(ErrorKind::argument, "a run of blocks that the Huffman tables have no code for");
   spill();
 }
 
 // ---- Optimised tables -----------------------------------------------------------------------------------------------
 
-namespace {
-
-int category(int v) {
-  int n = 0;
-  for (v = std::abs(v); v; v >>= 1) ++n;
-  return n;
+SymbolCounter::SymbolCounter(const Scan& scan, ScanKind kind) : scan_(scan), kind_(kind) {
+  zeliEncodeHuffmanStateInit_JPEG_8u(&state_);
 }
 
-}  // namespace
+void SymbolCounter::block(const int16_t* block, int part) {
+  int32_t *const dc = dc_[scan_.parts[part].dcTable], *const ac = ac_[scan_.parts[part].acTable];
+  ZelStatus status = zelStsNoErr;
+  if (kind_ == ScanKind::sequential)
+    status = zeliGetHuffmanStatistics8x8_JPEG_16s_C1(block, dc, ac, &lastDc_[part]);
+  else if (kind_ == ScanKind::dcFirst)
+    status = zeliGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(block, dc, &lastDc_[part], scan_.al);
+  else if (kind_ == ScanKind::acFirst)
+    status = zeliGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(block, ac, scan_.ss, scan_.se, scan_.al, &state_, 0);
+  else if (kind_ == ScanKind::acRefine)
+    status = zeliGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(block, ac, scan_.ss, scan_.se, scan_.al, &state_, 0);
+  if (status != zelStsNoErr) throw Error(ErrorKind::argument, "a coefficient that is too large for its scan");
+}
 
-// The symbols of T.81 F.1.2, in the order in which they are coded.
-void SymbolCounter::block(const int16_t* coefficients, int component, int table) {
-  ++dc_[table][category(coefficients[0] - lastDc_[component])];
-  lastDc_[component] = coefficients[0];
-  int zeros = 0;
-  for (int k = 1; k < 64; ++k) {
-    const int v = coefficients[kNaturalOrder[k]];
-    if (v == 0) {
-      ++zeros;
-      continue;
+void SymbolCounter::restart() {
+  std::fill(lastDc_, lastDc_ + kMaxComponents, int16_t{0});
+  int32_t* const ac = ac_[scan_.parts[0].acTable];
+  if (kind_ == ScanKind::acFirst)
+    zeliGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(nullptr, ac, scan_.ss, scan_.se, scan_.al, &state_, 1);
+  else if (kind_ == ScanKind::acRefine)
+    zeliGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(nullptr, ac, scan_.ss, scan_.se, scan_.al, &state_, 1);
+}
+
+void SymbolCounter::add(const SymbolCounter& other) {
+  for (int t = 0; t < 2; ++t)
+    for (int k = 0; k < 256; ++k) {
+      dc_[t][k] += other.dc_[t][k];
+      ac_[t][k] += other.ac_[t][k];
     }
-    for (; zeros > 15; zeros -= 16) ++ac_[table][0xF0];
-    ++ac_[table][zeros << 4 | category(v)];
-    zeros = 0;
-  }
-  if (zeros) ++ac_[table][0];
-}
-
-void SymbolCounter::restart() { std::fill(lastDc_, lastDc_ + kMaxComponents, int16_t{0}); }
-
-HuffmanTable SymbolCounter::build(const int32_t* counts) {
-  HuffmanTable t = {};
-  if (zeliEncodeHuffmanRawTableInit_JPEG_8u(counts, t.bits, t.values) != zelStsNoErr)
-    throw Error(ErrorKind::argument, "no Huffman table can be made for these coefficients");
-  return t;
 }
 
 }  // namespace zelcodecs::jpeg

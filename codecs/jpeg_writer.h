@@ -1,4 +1,4 @@
-// Writing JPEG files: marker segments (T.81 Annex B) and the entropy-coded data of sequential scans (F.1).
+// Writing JPEG files: marker segments (T.81 Annex B) and the entropy-coded data of scans (F.1, G.1).
 #ifndef ZELCODECS_JPEG_WRITER_H
 #define ZELCODECS_JPEG_WRITER_H
 
@@ -32,34 +32,47 @@ class SegmentWriter {
   std::vector<uint8_t>* out_;
 };
 
+// The table with the shortest code for symbols that occur so often (T.81 K.2).
+HuffmanTable fittedTable(const int32_t* counts);
+void initEncoderTable(const HuffmanTable& table, ZeliEncodeHuffmanSpec* spec);
+
+// What the blocks of a scan are coded by.
+enum class ScanKind { sequential, dcFirst, dcRefine, acFirst, acRefine };
+ScanKind kindOf(const Scan& scan, bool progressive);
+
 struct EncoderTables {
   ZeliEncodeHuffmanSpec dc, ac;
-  void set(const HuffmanTable& dcTable, const HuffmanTable& acTable);
 };
 
-// Codes blocks into a buffer in the cache, which is moved to the end of the file whenever it is nearly full. One object
-// codes from one restart marker, or the start of the scan, to the next at the least; intervals are independent.
+// Codes the blocks of restart intervals into a buffer in the cache, which is moved to the end of the file whenever it is
+// nearly full.
 class ScanEncoder {
  public:
-  explicit ScanEncoder(std::vector<uint8_t>* out);
+  // tables are found by the numbers in scan.
+  ScanEncoder(const Scan& scan, ScanKind kind, const EncoderTables* tables, std::vector<uint8_t>* out);
 
-  void block(const int16_t* coefficients, int component, const EncoderTables& tables);
+  void block(const int16_t* coefficients, int part);
   // Call after the blocks of an MCU.
   void endMcu() {
     if (position_ > kBuffer - kMaxMcuBytes) spill();
   }
-  void restart(int number);  // 0 to 7
+  // Ends the interval with a restart marker and begins the next one.
+  void restart(int number);
+  // Ends the last interval.
   void finish();
 
  private:
   // 64 coefficients of a 16-bit code and 15 extra bits each, every byte stuffed, and the rest of the last byte.
   static constexpr int kMaxBlockBytes = 64 * 31 / 8 * 2 + 8;
-  // And 24 bytes in front of which the coder leaves its fast path.
-  static constexpr int kMaxMcuBytes = kMaxBlocksPerMcu * kMaxBlockBytes + 24;
+  // And the correction bits that AC refinement holds back, and 24 bytes in front of which the coder leaves its fast path.
+  static constexpr int kMaxMcuBytes = kMaxBlocksPerMcu * kMaxBlockBytes + 1024 / 8 * 2 + 24;
   static constexpr int kBuffer = 65536;
-  void flushBits();
+  ZelStatus code(const int16_t* coefficients, int part, int flush);
   void spill();
 
+  const Scan scan_;
+  const ScanKind kind_;
+  const ZeliEncodeHuffmanSpec *dc_[kMaxComponents], *ac_[kMaxComponents];
   std::vector<uint8_t>* out_;
   std::unique_ptr<uint8_t[]> buffer_;
   int position_ = 0;
@@ -70,15 +83,19 @@ class ScanEncoder {
 // Counts the symbols that a ScanEncoder would code, for tables that fit them.
 class SymbolCounter {
  public:
-  void block(const int16_t* coefficients, int component, int table);
+  SymbolCounter(const Scan& scan, ScanKind kind);
+  void block(const int16_t* coefficients, int part);
   void restart();
-  HuffmanTable dcTable(int table) const { return build(dc_[table]); }
-  HuffmanTable acTable(int table) const { return build(ac_[table]); }
+  void add(const SymbolCounter& other);
+  HuffmanTable dcTable(int table) const { return fittedTable(dc_[table]); }
+  HuffmanTable acTable(int table) const { return fittedTable(ac_[table]); }
 
  private:
-  static HuffmanTable build(const int32_t* counts);
+  const Scan scan_;
+  const ScanKind kind_;
   int32_t dc_[2][256] = {}, ac_[2][256] = {};
   int16_t lastDc_[kMaxComponents] = {};
+  ZeliEncodeHuffmanState state_;
 };
 
 }  // namespace zelcodecs::jpeg

@@ -123,8 +123,8 @@ TEST(JpegDamage, HeadersThatCannotBe) {
     const char* text;
   };
   const Case cases[] = {
-      {0, 0, ErrorKind::unsupported, "not a JPEG"},        {sof + 1, 0xC2, ErrorKind::unsupported, "progressive"},
-      {sof + 1, 0xC3, ErrorKind::unsupported, "lossless"}, {sof + 1, 0xC9, ErrorKind::unsupported, "arithmetic"},
+      {0, 0, ErrorKind::unsupported, "not a JPEG"},        {sof + 1, 0xC2, ErrorKind::damaged, "impossible band"},
+      {sof + 1, 0xC3, ErrorKind::damaged, "predictor"}, {sof + 1, 0xC9, ErrorKind::unsupported, "arithmetic"},
       {sof + 4, 12, ErrorKind::damaged, "precision"},      {sof + 8, 0, ErrorKind::damaged, "columns"},
       {sof + 9, 2, ErrorKind::damaged, "length"},          {sof + 11, 0x52, ErrorKind::damaged, "sampling"},
       {sof + 11, 0x44, ErrorKind::damaged, "10 blocks"},   {sof + 13, 1, ErrorKind::damaged, "same number"},

@@ -16,6 +16,7 @@ namespace {
 Image decode(const Bytes& file, int denominator = 1) {
   JpegDecodeOptions o;
   o.scaleDenominator = denominator;
+  o.smooth = false;
   return decodeJpeg(file.data(), file.size(), o);
 }
 
@@ -114,7 +115,7 @@ TEST(JpegFeatures, SixteenBitTables) {
   const JpegCoefficients back = readJpegCoefficients(wide.data(), wide.size());
   EXPECT_TRUE(std::equal(c.components[0].quant, c.components[0].quant + 64, back.components[0].quant));
   EXPECT_EQ(c.components[0].values, back.components[0].values);
-  const Image ours = decode(wide), theirs = peer::read(wide);
+  const Image ours = decode(wide), theirs = peer::read(wide, false);
   for (size_t i = 0; i < ours.sizeBytes(); ++i) ASSERT_NEAR(ours.data()[i], theirs.data()[i], 1);
 }
 
@@ -138,7 +139,6 @@ TEST(JpegFeatures, WhatCannotBeEncodedIsRefused) {
   JpegEncodeOptions o;
   o.quality = 0;
   EXPECT_THROW(encodeJpeg(peer::picture(8, 8, ColourModel::rgb), o), Error);
-  EXPECT_THROW(encodeJpeg(peer::picture(8, 8, ColourModel::cmyk)), Error);
   EXPECT_THROW(encodeJpeg(Image(8, 8, ColourModel::grey, 12)), Error);
   EXPECT_THROW(encodeJpeg(Image(65536, 1, ColourModel::grey)), Error);
 }

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "error.h"
 #include "peer.h"
 #include "png_file.h"
 
@@ -36,8 +37,11 @@ void expectSameCoefficients(const JpegCoefficients& a, const JpegCoefficients& b
 // + 1.772, and with each side's own rounding by less than 1 more: 3. The peer clamps components to 0..255 before it
 // converts them, we only at the end, so pixels with a clamped component are left out; they must be few. Grey and
 // unconverted components: 1.
-void expectSamePixels(const Bytes& file, const Image& ours, const std::string& what) {
-  const Image theirs = peer::read(file), raw = peer::read(file, true);
+void expectSamePixels(const Bytes& file, bool smooth, const std::string& what) {
+  JpegDecodeOptions options;
+  options.smooth = smooth;
+  const Image ours = decodeJpeg(file.data(), file.size(), options);
+  const Image theirs = peer::read(file, smooth), raw = peer::read(file, smooth, true);
   ASSERT_TRUE(ours.width() == theirs.width() && ours.height() == theirs.height() && ours.model() == theirs.model())
       << what;
   const JpegInfo info = readJpegInfo(file.data(), file.size());
@@ -57,13 +61,15 @@ void expectSamePixels(const Bytes& file, const Image& ours, const std::string& w
   ASSERT_LE(clamped, static_cast<size_t>(ours.width()) * static_cast<size_t>(ours.height()) / 4) << what;
 }
 
+JpegCoefficients coefficients(const Bytes& file) { return readJpegCoefficients(file.data(), file.size()); }
+
 void expectSameReading(const Bytes& file, const std::string& what) {
-  expectSameCoefficients(readJpegCoefficients(file.data(), file.size()), peer::coefficients(file), what);
-  expectSamePixels(file, decodeJpeg(file.data(), file.size()), what);
+  expectSameCoefficients(coefficients(file), peer::coefficients(file), what);
+  for (const bool smooth : {false, true}) expectSamePixels(file, smooth, what + (smooth ? ", smooth" : ""));
 }
 
 TEST(JpegInterop, PeerReadsWhatWeWrite) {
-  for (const ColourModel model : {ColourModel::grey, ColourModel::rgb})
+  for (const ColourModel model : {ColourModel::grey, ColourModel::rgb, ColourModel::cmyk})
     for (const Sampling s : {Sampling::s444, Sampling::s422, Sampling::s420})
       for (const int quality : {1, 30, 75, 95, 100})
         for (const auto& [w, h] : std::vector<std::pair<int, int>>{{1, 1}, {7, 33}, {16, 16}, {17, 15}, {100, 41}}) {
@@ -71,11 +77,41 @@ TEST(JpegInterop, PeerReadsWhatWeWrite) {
           o.sampling = s;
           o.quality = quality;
           o.restartInterval = w == 100 ? quality % 4 : 0;
+          o.chromaByPlane = w == 17;
+          o.ycck = h != 33;
           const Bytes file = encodeJpeg(peer::picture(w, h, model), o);
           const std::string what = "quality " + std::to_string(quality) + ", width " + std::to_string(w);
-          expectSameCoefficients(readJpegCoefficients(file.data(), file.size()), peer::coefficients(file), what);
-          expectSamePixels(file, decodeJpeg(file.data(), file.size()), what);
+          expectSameReading(file, what);
+          // The same blocks, whatever they are coded by.
+          for (const bool progressive : {false, true})
+            for (const int rows : {0, 1}) {
+              o.process = progressive ? JpegProcess::progressive : JpegProcess::baseline;
+              o.optimiseTables = !progressive;
+              o.restartInterval = 0;
+              o.restartRows = rows;
+              const Bytes other = encodeJpeg(peer::picture(w, h, model), o);
+              expectSameCoefficients(peer::coefficients(other), coefficients(file), what);
+              expectSameCoefficients(coefficients(other), coefficients(file), what);
+            }
         }
+}
+
+// Chroma averaged in planes is what the peer does: the same samples, and so nearly the same coefficients.
+TEST(JpegInterop, ChromaByPlaneIsThePeersOwn) {
+  for (const Sampling s : {Sampling::s422, Sampling::s420}) {
+    const Image image = peer::picture(80, 64, ColourModel::rgb);
+    JpegEncodeOptions o;
+    o.sampling = s;
+    o.quality = 100;
+    o.chromaByPlane = true;
+    peer::WriteOptions p;
+    p.factors = {{2, s == Sampling::s420 ? 2 : 1}};
+    p.quality = 100;
+    const JpegCoefficients ours = coefficients(encodeJpeg(image, o)), theirs = peer::coefficients(peer::write(image, p));
+    for (size_t c = 0; c < 3; ++c)
+      for (size_t k = 0; k < ours.components[c].values.size(); ++k)
+        ASSERT_NEAR(ours.components[c].values[k], theirs.components[c].values[k], 5) << "component " << c << ", " << k;
+  }
 }
 
 // Edges must be continued by replication: nothing of the padding shows, and a flat picture stays flat.
@@ -87,7 +123,7 @@ TEST(JpegInterop, FlatPicturesStayFlat) {
     o.sampling = s;
     o.quality = 100;
     const Bytes file = encodeJpeg(image, o);
-    for (const Image& back : {decodeJpeg(file.data(), file.size()), peer::read(file)})
+    for (const Image& back : {decodeJpeg(file.data(), file.size()), peer::read(file, true)})
       for (size_t i = 0; i < image.sizeBytes(); ++i) ASSERT_NEAR(back.data()[i], image.data()[i], 2);
   }
 }
@@ -109,13 +145,15 @@ TEST(JpegInterop, WeReadEverySamplingThatThePeerWrites) {
   const std::vector<std::pair<int, int>> sizes = {{1, 1}, {8, 8}, {33, 9}, {31, 33}, {16, 32}};
   for (const Factors& f : samplings)
     for (const auto& [w, h] : sizes)
-      for (int variation = 0; variation < 4; ++variation) {
+      for (int variation = 0; variation < 6; ++variation) {
         peer::WriteOptions o;
         o.factors = f;
         o.optimise = variation & 1;
         o.restart = variation == 2 ? 1 + w % 3 : 0;
         o.interleaved = variation != 3;
-        o.quality = 60 + 10 * variation;
+        if (variation > 3) o.script = defaultScanScript(3, variation == 4);
+        if (variation == 5) o.restart = 1 + w % 5;
+        o.quality = 60 + 8 * variation;
         const std::string what = std::to_string(f[0].first) + "x" + std::to_string(f[0].second) + " of " +
                                  std::to_string(f.size()) + ", " + std::to_string(w) + "x" + std::to_string(h) +
                                  ", variation " + std::to_string(variation);
@@ -167,6 +205,127 @@ TEST(JpegInterop, Photographs) {
   }
   const Bytes ours = encodeJpeg(photo);
   expectSameReading(ours, "coffee, ours");
+}
+
+// Spectral selection alone, successive approximation alone, both; scans that leave bits or positions out.
+const char* const kScripts[] = {
+    "0; 1 2;",
+    "0,1,2: 0-0, 0, 0; 0: 1-2, 0, 0; 0: 3-5, 0, 0; 1: 1-63, 0, 0; 2: 1-63, 0, 0; 0: 6-9, 0, 0; 0: 10-63, 0, 0;",
+    "0,1,2: 0-0, 0, 1; 0: 1-5, 0, 2; 2: 1-63, 0, 1; 1: 1-63, 0, 1; 0: 6-63, 0, 2; 0: 1-63, 2, 1; 0,1,2: 0-0, 1, 0;"
+    "2: 1-63, 1, 0; 1: 1-63, 1, 0; 0: 1-63, 1, 0",
+    "0 2: 0 0 0 3; # cyan is late\n 1: 0-0,0,0; 0 2: 0-0, 3, 2; 0 2: 0-0 2 1; 1: 63-63, 0, 5; 1: 63-63, 5, 4; 0: 0-0, 1, 0"};
+
+std::vector<JpegScan> randomScript(std::mt19937* r) {
+  const auto below = [&](int n) { return static_cast<int>((*r)() % static_cast<unsigned>(n)); };
+  std::vector<JpegScan> dc, ac;
+  const int dcBits = below(4);
+  const bool together = below(2);
+  for (int al = dcBits; al >= 0; --al)
+    for (int c = 0; c < (together ? 1 : 3); ++c)
+      dc.push_back({together ? std::vector<int>{0, 1, 2} : std::vector<int>{c}, 0, 0, al == dcBits ? 0 : al + 1, al});
+  for (int c = 0; c < 3; ++c)
+    for (int ss = 1, se; ss < 64; ss = se + 1) {
+      se = std::min(63, ss + below(30));
+      const int top = below(5), bottom = below(4) ? 0 : std::min(1, top);
+      for (int al = top; al >= bottom; --al) ac.push_back({{c}, ss, se, al == top ? 0 : al + 1, al});
+    }
+  // Any order in which each sequence of its own stays: DC begins, the rest is mixed.
+  std::vector<JpegScan> script;
+  size_t d = 0, a = 0;
+  while (d < dc.size() || a < ac.size()) {
+    const bool begun = d >= (together ? 1u : 3u);
+    if (d < dc.size() && (!begun || a == ac.size() || below(4) == 0))
+      script.push_back(dc[d++]);
+    else
+      script.push_back(ac[a++]);
+  }
+  return script;
+}
+
+TEST(JpegInterop, EveryScanScriptBothWays) {
+  std::mt19937 r(5);
+  std::vector<std::vector<JpegScan>> scripts;
+  for (const char* s : kScripts) scripts.push_back(parseScanScript(s));
+  while (scripts.size() < 60) scripts.push_back(randomScript(&r));
+  for (size_t i = 0; i < scripts.size(); ++i) {
+    const std::string what = "script " + std::to_string(i);
+    const Image image = peer::picture(40 + static_cast<int>(r() % 60), 20 + static_cast<int>(r() % 40), ColourModel::rgb, 9);
+    JpegEncodeOptions o;
+    o.process = i ? JpegProcess::progressive : JpegProcess::baseline;
+    o.quality = 50 + static_cast<int>(r() % 51);
+    o.script = scripts[i];
+    o.restartInterval = r() % 2 ? static_cast<int>(r() % 9) : 0;
+    const Bytes ours = encodeJpeg(image, o);
+    expectSameCoefficients(peer::coefficients(ours), coefficients(ours), what + ", ours");
+    peer::WriteOptions p;
+    p.script = scripts[i];
+    p.quality = o.quality;
+    p.restart = o.restartInterval;
+    p.factors = {{1 + static_cast<int>(r() % 2), 1 + static_cast<int>(r() % 2)}};
+    expectSameReading(peer::write(image, p), what + ", the peer's");
+    // The picture from the scans that are there, where a file ends early.
+    const JpegInfo info = readJpegInfo(ours.data(), ours.size());
+    size_t dc = 0, left = 3;
+    for (; left > 0; ++dc)
+      if (info.scans[dc].ss == 0 && info.scans[dc].ah == 0) left -= info.scans[dc].components.size();
+    const JpegInfo::Scan& last = info.scans[dc - 1 + r() % (info.scans.size() - dc + 1)];
+    Bytes part(ours.begin(), ours.begin() + static_cast<long>(last.offset + last.bytes));
+    part.insert(part.end(), {0xFF, 0xD9});
+    expectSameCoefficients(peer::coefficients(part), coefficients(part), what + ", in part");
+    if (i) expectSamePixels(part, true, what + ", in part");
+  }
+}
+
+TEST(JpegInterop, ScriptsThatCannotBeAreRefused) {
+  const Image image = peer::picture(8, 8, ColourModel::rgb);
+  for (const char* s : {"", "0;1", "0,1,2: 0-0,0,0; 0: 1-63", "0,1,2: 0-5,0,0", "0,1,2: 0-0,0,1; 0,1: 1-63,0,0",
+                        "0: 1-63,0,0; 0,1,2: 0-0,0,0", "0,1,2: 0-0,0,2; 0: 0-0,2,0", "0,1,2: 0-0,0,0; 0,1,2: 0-0,0,0",
+                        "0,1,2: 0-0,1,0", "0,1,2: 0-0,0,14", "0,1,3: 0-0,0,0", "1,0,2: 0-0,0,0", "0,1,2: 0-0,0,0 0",
+                        "0,1,2: 0-0,0,999", "x"}) {
+    JpegEncodeOptions o;
+    o.process = JpegProcess::progressive;
+    EXPECT_THROW(
+        {
+          o.script = parseScanScript(s);
+          if (o.script.empty()) throw Error(ErrorKind::argument, "none");
+          encodeJpeg(image, o);
+        },
+        Error)
+        << s;
+  }
+}
+
+// Files and pictures are the same for any number of threads; restart intervals, scans and rows are divided.
+TEST(JpegInterop, ThreadsChangeNothing) {
+  const Image image = peer::picture(150, 130, ColourModel::rgb);
+  for (int kind = 0; kind < 12; ++kind) {
+    JpegEncodeOptions o;
+    o.process = kind % 3 == 0 ? JpegProcess::baseline : kind % 3 == 1 ? JpegProcess::progressive : JpegProcess::lossless;
+    o.restartRows = kind / 3 % 2 * 2;
+    o.optimiseTables = kind >= 6;
+    o.sampling = kind < 6 ? Sampling::s420 : Sampling::s444;
+    o.threads = 1;
+    const Bytes file = encodeJpeg(image, o);
+    Bytes damaged = file;
+    damaged[file.size() * 2 / 3] ^= 0x55;
+    JpegDecodeOptions d;
+    const auto picture = [&](const Bytes& f) {
+      try {
+        const Image i = decodeJpeg(f.data(), f.size(), d);
+        return std::string(i.data(), i.data() + i.sizeBytes());
+      } catch (const Error& e) {
+        return std::string(e.what());
+      }
+    };
+    d.threads = 1;
+    const std::string whole = picture(file), broken = picture(damaged);
+    for (const int threads : {2, 3, 5}) {
+      o.threads = d.threads = threads;
+      ASSERT_EQ(encodeJpeg(image, o), file) << "kind " << kind << ", " << threads << " threads";
+      ASSERT_TRUE(picture(file) == whole) << "kind " << kind << ", " << threads << " threads";
+      ASSERT_TRUE(picture(damaged) == broken) << "kind " << kind << ", " << threads << " threads";
+    }
+  }
 }
 
 // Coefficients written back, in other tables, orders and with markers, are the same coefficients.

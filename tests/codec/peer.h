@@ -38,7 +38,7 @@ struct WriteOptions {
   bool optimise = false;
   int restart = 0;
   bool interleaved = true;
-  bool progressive = false;
+  std::vector<zelcodecs::JpegScan> script;  // overrides interleaved
 };
 
 inline Bytes write(const zelcodecs::Image& image, const WriteOptions& o) {
@@ -65,12 +65,14 @@ inline Bytes write(const zelcodecs::Image& image, const WriteOptions& o) {
   c.restart_interval = static_cast<unsigned>(o.restart);
   c.dct_method = JDCT_ISLOW;
   std::vector<jpeg_scan_info> scans;
-  if (!o.interleaved) {
-    for (int i = 0; i < c.num_components; ++i) scans.push_back({1, {i}, 0, 63, 0, 0});
-    c.scan_info = scans.data();
-    c.num_scans = c.num_components;
+  for (const zelcodecs::JpegScan& from : o.script) {
+    jpeg_scan_info to = {static_cast<int>(from.components.size()), {}, from.ss, from.se, from.ah, from.al};
+    std::copy(from.components.begin(), from.components.end(), to.component_index);
+    scans.push_back(to);
   }
-  if (o.progressive) jpeg_simple_progression(&c);
+  for (int i = 0; i < c.num_components && o.script.empty() && !o.interleaved; ++i) scans.push_back({1, {i}, 0, 63, 0, 0});
+  c.scan_info = scans.empty() ? nullptr : scans.data();
+  c.num_scans = static_cast<int>(scans.size());
   jpeg_start_compress(&c, TRUE);
   while (c.next_scanline < c.image_height) {
     JSAMPROW row = const_cast<uint8_t*>(image.row(static_cast<int>(c.next_scanline)));
@@ -118,15 +120,16 @@ inline zelcodecs::JpegCoefficients coefficients(const Bytes& file) {
   return out;
 }
 
-// Replicated chroma, accurate transform. raw: the components as they are.
-inline zelcodecs::Image read(const Bytes& file, bool raw = false) {
+// Chroma replicated or interpolated, accurate transform. raw: the components as they are.
+inline zelcodecs::Image read(const Bytes& file, bool smooth, bool raw = false) {
   jpeg_decompress_struct d;
   jpeg_error_mgr m;
   d.err = errors(&m);
   jpeg_create_decompress(&d);
   jpeg_mem_src(&d, file.data(), file.size());
   jpeg_read_header(&d, TRUE);
-  d.do_fancy_upsampling = FALSE;
+  d.do_fancy_upsampling = smooth;
+  d.do_block_smoothing = FALSE;
   d.dct_method = JDCT_ISLOW;
   d.out_color_space = raw                     ? d.jpeg_color_space
                       : d.num_components == 1 ? JCS_GRAYSCALE

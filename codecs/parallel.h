@@ -1,0 +1,27 @@
+// Independent pieces of work on OpenMP's threads.
+#ifndef ZELCODECS_PARALLEL_H
+#define ZELCODECS_PARALLEL_H
+
+#include <exception>
+
+namespace zelcodecs {
+
+// Calls work(i) for i below count, in any order. Of the exceptions thrown one is passed on when all is done.
+template <class Work>
+void forEachPiece(int count, int threads, const Work& work) {
+  std::exception_ptr failure;
+#pragma omp parallel for num_threads(threads) schedule(dynamic) if (threads > 1 && count > 1)
+  for (int i = 0; i < count; ++i) {
+    try {
+      work(i);
+    } catch (...) {
+#pragma omp critical(zelcodecs_failure)
+      failure = std::current_exception();
+    }
+  }
+  if (failure) std::rethrow_exception(failure);
+}
+
+}  // namespace zelcodecs
+
+#endif
