@@ -1,4 +1,5 @@
 #include <benchmark/benchmark.h>
+#include <omp.h>
 #include <png.h>
 #include <sched.h>
 #include <valgrind/callgrind.h>
@@ -139,7 +140,7 @@ int main(int argc, char** argv) {
   const char* cpu = std::getenv("ZELJ_BENCH_CPU");
   CPU_SET(cpu ? std::atoi(cpu) : 0, &set);
   sched_setaffinity(0, sizeof set, &set);
-  setenv("OMP_NUM_THREADS", "1", 1);
+  omp_set_num_threads(1);
 
   std::vector<char*> args(argv, argv + argc);
   char interleave[] = "--benchmark_enable_random_interleaving=true";

@@ -132,17 +132,19 @@ class LosslessScan : public ScanDecoder {
     return zelStsNoErr;
   }
 
-  // Values beyond the precision come from damaged data only.
   void store(const Target& t, int y) const {
-    const int width = std::min(t.width, t.plane->width), mask = (1 << precision_) - 1;
     if (y >= t.plane->height) return;
-    if (t.plane->bytesPerSample == 1) {
-      uint8_t* const to = t.plane->row(y);
-      for (int x = 0; x < width; ++x) to[x] = static_cast<uint8_t>((t.row[static_cast<size_t>(x)] << shift_) & mask);
-    } else {
-      auto* const to = reinterpret_cast<uint16_t*>(t.plane->row(y));
-      for (int x = 0; x < width; ++x) to[x] = static_cast<uint16_t>((t.row[static_cast<size_t>(x)] << shift_) & mask);
-    }
+    if (t.plane->bytesPerSample == 1)
+      store(t, t.plane->row(y));
+    else
+      store(t, reinterpret_cast<uint16_t*>(t.plane->row(y)));
+  }
+  // Values beyond the precision come from damaged data only.
+  template <class Sample>
+  void store(const Target& t, Sample* to) const {
+    const int width = std::min(t.width, t.plane->width), mask = (1 << precision_) - 1;
+    const auto* from = reinterpret_cast<const uint16_t*>(t.row.data());
+    for (int x = 0; x < width; ++x) to[x] = static_cast<Sample>((from[x] << shift_) & mask);
   }
 
   const int count_, mcusWide_, predictor_, precision_, shift_;

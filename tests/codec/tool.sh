@@ -40,6 +40,20 @@ contains out "^150 x 100 pixels"
 "$tool" encode - - <a.png 2>err | "$tool" decode - - >piped.ppm 2>>err
 expect 0 compare "$picture" piped.ppm --min-psnr 30
 
+printf '0: 0-0,0,0; 1 2: 0-0,0,0; 0: 1-63,0,1; # the rest is left out' >scans
+expect 0 encode "$picture" p.jpg --scans scans --restart-rows 2
+expect 0 info p.jpg
+contains out "progressive"
+expect 0 decode p.jpg fast.png --fast --threads 1
+expect 0 compare "$picture" fast.png --min-psnr 25
+expect 0 encode "$picture" l.jpg --lossless --predictor 4 --optimise
+expect 0 compare "$picture" l.jpg --exact
+expect 1 encode "$picture" l.jpg --lossless --progressive
+expect 1 encode "$picture" l.jpg --predictor 4
+echo '0: 1-63,0,0' >scans
+expect 1 encode "$picture" b.jpg --scans scans
+contains err "position 0"
+
 expect 1 encode "$picture"
 expect 1 encode "$picture" b.jpg -q 101
 expect 2 decode missing.jpg b.png

@@ -70,9 +70,12 @@ struct Options {
   int repeat = 1;
   // encode
   JpegEncodeOptions encode;
-  bool grey = false;
+  bool grey = false, progressive = false, lossless = false;
+  std::string scans;
+  int threads = 0;
   // decode
   JpegDecodeOptions decode;
+  bool fast = false, raw = false;
   uint64_t maxPixels = Limits{}.maxPixels;
   int pngLevel = 6;
   // compare
@@ -91,6 +94,18 @@ int encode(Options& o) {
   const std::vector<uint8_t> bytes = readFile(o.in);
   Image image = readPicture(bytes);
   if (o.grey) image = toGrey(image);
+  o.encode.process = o.lossless      ? JpegProcess::lossless
+                     : o.progressive ? JpegProcess::progressive
+                                     : JpegProcess::baseline;
+  if (!o.scans.empty()) {
+    const std::vector<uint8_t> script = readFile(o.scans);
+    o.encode.script = parseScanScript(std::string(script.begin(), script.end()));
+    // The script says what kind of file it is for.
+    const auto partial = [](const JpegScan& s) { return s.ss != 0 || s.se != 63; };
+    if (std::any_of(o.encode.script.begin(), o.encode.script.end(), partial))
+      o.encode.process = JpegProcess::progressive;
+  }
+  o.encode.threads = o.threads;
   ProgressLine line(o.progress, "encoding");
   o.encode.progress = line.callback();
   std::vector<uint8_t> jpeg;
@@ -110,6 +125,9 @@ int decode(Options& o) {
     o.decode.progress = line.callback();
     o.decode.warnings = &warnings;
     o.decode.limits.maxPixels = o.maxPixels;
+    o.decode.smooth = !o.fast;
+    o.decode.convertColour = !o.raw;
+    o.decode.threads = o.threads;
     took = fastest(o.repeat, [&] {
       warnings.clear();
       image = decodeJpeg(bytes.data(), bytes.size(), o.decode);
@@ -222,6 +240,7 @@ int compare(Options& o) {
 void addCommon(CLI::App* c, Options& o) {
   c->add_flag("--progress", o.progress, "Show progress even where standard error is no terminal");
   c->add_flag("--time", o.time, "Print the time that the codec took, without files, to standard error");
+  c->add_option("--threads", o.threads, "Threads to use; 0 for one on each core")->check(CLI::Range(0, 1024));
   c->add_option("--repeat", o.repeat, "Do the work so often and print the shortest time")->check(CLI::Range(1, 1000));
 }
 
@@ -244,9 +263,25 @@ int main(int argc, char** argv) {
   e->add_option("-r,--restart", o.encode.restartInterval, "MCUs between restart markers, 0 for none")
       ->check(CLI::Range(0, 65535))
       ->capture_default_str();
+  e->add_flag("--by-plane", o.encode.chromaByPlane, "Average chroma in planes of bytes, not MCU by MCU");
+  e->add_flag("!--cmyk", o.encode.ycck, "Code CMYK pictures as they are, not as YCCK");
+  e->add_flag("--optimise", o.encode.optimiseTables, "Fit the Huffman tables to the picture");
+  CLI::Option* progressive = e->add_flag("--progressive", o.progressive, "Write a progressive file");
+  e->add_option("--scans", o.scans, "File with the scans, such as: 0,1,2: 0-0, 0, 1; 0: 1-63, 0, 2; ...")
+      ->check(CLI::ExistingFile);
+  CLI::Option* lossless = e->add_flag("--lossless", o.lossless, "Write a lossless file")->excludes(progressive);
+  e->add_option("--predictor", o.encode.predictor, "Predictor of lossless files, 1 to 7")
+      ->check(CLI::Range(1, 7))
+      ->needs(lossless)
+      ->capture_default_str();
+  e->add_option("--point-transform", o.encode.pointTransform, "Low bits that a lossless file drops")
+      ->check(CLI::Range(0, 15))
+      ->needs(lossless)
+      ->capture_default_str();
+  e->add_option("--restart-rows", o.encode.restartRows, "The same in rows of MCUs")->check(CLI::Range(0, 65535));
   e->add_flag("--grey", o.grey, "Encode the luminance alone");
   addCommon(e, o);
-  e->footer("Example:\n  zelcodec encode photo.png photo.jpg --quality 90 --sampling 422");
+  e->footer("Example:\n  zelcodec encode photo.png photo.jpg --quality 90 --sampling 422 --progressive");
 
   CLI::App* d = app.add_subcommand("decode", "JPEG to picture (PNG, PGM, PPM, PAM)");
   d->add_option("input", o.in, "JPEG file, or - for standard input")->required();
@@ -254,6 +289,8 @@ int main(int argc, char** argv) {
   const std::map<std::string, int> scales = {{"1", 1}, {"1/2", 2}, {"1/4", 4}, {"1/8", 8}};
   d->add_option("--scale", o.decode.scaleDenominator, "Size: 1, 1/2, 1/4 or 1/8")
       ->transform(CLI::CheckedTransformer(scales).description(""));
+  d->add_flag("--fast", o.fast, "Replicate halved chroma, which is otherwise interpolated");
+  d->add_flag("--components", o.raw, "Write the components as they are coded, YCbCr in place of RGB");
   d->add_flag("--keep-going", o.decode.keepGoing, "Decode damaged files as far as they go, with warnings");
   d->add_option("--max-pixels", o.maxPixels, "Refuse larger pictures")->capture_default_str();
   d->add_option("--png-level", o.pngLevel, "Compression of PNG files")->check(CLI::Range(0, 9))->capture_default_str();
