@@ -49,6 +49,8 @@ struct [[gnu::may_alias]] LookupEntry {
 template <Path kPath>
 class BitReader {
  public:
+  static constexpr bool kCareful = kPath == Path::careful;
+
   ZEL_INLINE BitReader(const uint8_t* src, int length, int pos, uint64_t bits, int count, int marker)
       : bits_(bits << 1 << (63 - count)),
         count_(count),
@@ -83,7 +85,7 @@ class BitReader {
   // The same for a category that is not 0: one shift less.
   ZEL_INLINE ZelStatus nonzeroValue(uint32_t category, int* value) { return extended<true>(category, value); }
 
-  // n bits as they are, 1 to 16.
+  // n bits as they are, 1 to 16; up to 32 on the fast path.
   ZEL_INLINE ZelStatus bits(int n, uint32_t* value) {
     if constexpr (kPath == Path::careful) {
       if (const ZelStatus s = require(n, kValue)) return s;

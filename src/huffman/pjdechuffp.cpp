@@ -3,6 +3,10 @@
 #include "huffman/block.h"
 #include "huffman/decoder_source.h"
 
+#ifdef __BMI2__
+#include <immintrin.h>
+#endif
+
 namespace ZEL_VARIANT {
 namespace {
 
@@ -80,36 +84,58 @@ ZelStatus decodeFirst(const Source& in, int16_t* dst, Band band, const ZeliDecod
   });
 }
 
-// One correction bit for a coefficient that is significant already: it moves away from zero, unless it has the bit.
-template <class Reader>
-ZEL_INLINE ZelStatus correct(Reader& reader, int16_t* coefficient, int al) {
-  uint32_t bit;
-  if (const ZelStatus s = reader.bits(1, &bit)) return s;
-  const int value = *coefficient, magnitude = value < 0 ? -value : value;
-  if (bit && !(magnitude >> al & 1)) *coefficient = int16_t(value < 0 ? value - (1 << al) : value + (1 << al));
-  return zelStsNoErr;
+constexpr int kBitsAtOnce = 32;  // what a refill brings at the least
+
+ZEL_INLINE int countOf(uint64_t x) {
+#ifdef __POPCNT__
+  return __builtin_popcountll(x);
+#else
+  x -= x >> 1 & 0x5555555555555555;
+  x = (x & 0x3333333333333333) + (x >> 2 & 0x3333333333333333);
+  return int(((x + (x >> 4)) & 0x0F0F0F0F0F0F0F0F) * kEveryByte >> 56);
+#endif
 }
 
-// From *k on: passes `zeros` zero coefficients (Figure G.7), correcting the others on the way, and stops at the zero
-// after them or behind the band.
+// The place of the set bit of x that has n set bits below it, or `otherwise`.
+ZEL_INLINE int placeOf(uint64_t x, int n, int otherwise) {
+#ifdef __BMI2__
+  x = _pdep_u64(uint64_t(1) << n, x);
+#else
+  for (; n > 0; --n) x &= x - 1;
+#endif
+  return x != 0 ? __builtin_ctzll(x) : otherwise;
+}
+
+// One correction bit for each of these coefficients, which are significant already: each moves away from zero where its
+// bit is set, unless its magnitude has it.
 template <class Reader>
-ZEL_INLINE ZelStatus passZeros(Reader& reader, int16_t* dst, Band band, int zeros, int* k) {
-  for (; *k <= band.se; ++*k) {
-    int16_t* coefficient = dst + kNatural.at[*k];
-    if (*coefficient != 0) {
-      if (const ZelStatus s = correct(reader, coefficient, band.al)) return s;
-    } else if (zeros-- == 0) {
-      return zelStsNoErr;
+ZEL_INLINE ZelStatus correct(Reader& reader, int16_t* dst, int al, uint64_t places) {
+  while (places != 0) {
+    // The careful path takes bit by bit: those before the one that is missing count.
+    int n = 1;
+    if constexpr (!Reader::kCareful) {
+      n = countOf(places);
+      if (n > kBitsAtOnce) n = kBitsAtOnce;
+    }
+    uint32_t bits;
+    if (const ZelStatus s = reader.bits(n, &bits)) return s;
+    for (bits <<= 32 - n; n > 0; --n, bits <<= 1, places &= places - 1) {
+      int16_t* coefficient = dst + kNatural.at[__builtin_ctzll(places)];
+      const int value = *coefficient, sign = value >> 31, magnitude = (value ^ sign) - sign;
+      const int step = int(bits >> 31 & ~uint32_t(magnitude >> al)) << al;
+      *coefficient = int16_t(value + (step ^ sign) - sign);
     }
   }
   return zelStsNoErr;
 }
 
+// Figures G.7 and G.8, but with the band as sets: a run passes so many zeros, and what is not zero on the way is
+// corrected all at once. significant: the coefficients that are not zero.
 template <class Reader>
 ZEL_INLINE ZelStatus refineBlock(Reader& reader, int16_t* dst, Band band, const ZeliDecodeHuffmanSpec& table,
-                                 int* eobRun) {
-  int k = band.ss;
-  while (*eobRun == 0 && k <= band.se) {
+                                 uint64_t significant, int* eobRun) {
+  uint64_t left = ~uint64_t(0) >> (63 - band.se) & ~lowBits(band.ss);  // the part of the band not yet passed
+  while (*eobRun == 0 && left != 0) {
     uint32_t symbol, sign = 0;
     if (const ZelStatus s = reader.symbol(table, &symbol)) return s;
     const int run = int(symbol >> 4) & 15;
@@ -120,31 +146,35 @@ ZEL_INLINE ZelStatus refineBlock(Reader& reader, int16_t* dst, Band band, const 
       if (const ZelStatus s = eobRunOf(reader, run, eobRun)) return s;
       break;
     }
-    if (const ZelStatus s = passZeros(reader, dst, band, run, &k)) return s;
-    if (isNew) {
-      if (k > band.se) return zelStsJPEGCodeRangeErr;  // the run leaves the band
-      dst[kNatural.at[k]] = int16_t(sign ? 1 << band.al : -(1 << band.al));
-    }
-    ++k;
+    const int k = placeOf(left & ~significant, run, 64);  // 64: behind the band
+    const uint64_t beyond = k < 64 ? ~uint64_t(1) << k : 0;
+    if (const ZelStatus s = correct(reader, dst, band.al, left & significant & ~beyond)) return s;
+    left &= beyond;
+    if (!isNew) continue;
+    if (k == 64) return zelStsJPEGCodeRangeErr;  // the run leaves the band
+    dst[kNatural.at[k]] = int16_t(sign ? 1 << band.al : -(1 << band.al));
   }
   if (*eobRun > 0) {
-    if (const ZelStatus s = passZeros(reader, dst, band, 64, &k)) return s;
+    if (const ZelStatus s = correct(reader, dst, band.al, left & significant)) return s;
     --*eobRun;
   }
   return zelStsNoErr;
 }
 
-// A block is corrected in place, so the fast path works on a copy of it.
+// A block is corrected in place, so it is put back as it was where the fast path gives up.
 ZelStatus decodeRefinement(const Source& in, int16_t* dst, Band band, const ZeliDecodeHuffmanSpec& table) {
+  uint8_t bytes[64];
+  const uint64_t significant = zigzagBytes(dst, bytes);
+  int16_t before[64];
+  for (int i = 0; i < 64; i += i16v::N) store(before + i, load<i16v>(dst + i));
   return decodeFrom(in, [&](auto& reader, auto path) -> ZelStatus {
     constexpr bool kCareful = decltype(path)::kCareful;
     int eobRun = in.state->eobRun;
-    int16_t work[64];
-    int16_t* block = kCareful ? dst : work;
-    if (!kCareful) __builtin_memcpy(work, dst, sizeof work);
-    const ZelStatus s = refineBlock(reader, block, band, table, &eobRun);
-    if (!kCareful && s != zelStsNoErr) return s;
-    if (!kCareful) __builtin_memcpy(dst, work, sizeof work);
+    const ZelStatus s = refineBlock(reader, dst, band, table, significant, &eobRun);
+    if (!kCareful && s != zelStsNoErr) {
+      for (int i = 0; i < 64; i += i16v::N) store(dst + i, load<i16v>(before + i));
+      return s;
+    }
     in.state->eobRun = eobRun;
     return s;
   });
