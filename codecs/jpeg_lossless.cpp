@@ -84,9 +84,16 @@ class LosslessScan : public ScanDecoder {
   void resetPredictors() override { fresh_ = true; }
   void rowDone(int) override {}
 
-  ZelStatus decodeUnit(int unit) override {
-    const ZelStatus status = subsampled_ ? decodeMcus() : decodeRows();
-    if (status != zelStsNoErr) return status;
+  ZelStatus decodeUnits(int* unit, int end) override {
+    for (; *unit < end; ++*unit) {
+      const ZelStatus status = subsampled_ ? decodeMcus() : decodeRows();
+      if (status != zelStsNoErr) return status;
+      reconstructRows(*unit);
+    }
+    return zelStsNoErr;
+  }
+
+  void reconstructRows(int unit) {
     for (int i = 0; i < count_; ++i) {
       Target& t = targets_[i];
       for (int r = 0; r < t.v; ++r) {
@@ -100,7 +107,6 @@ class LosslessScan : public ScanDecoder {
       }
     }
     fresh_ = false;
-    return zelStsNoErr;
   }
 
   void loseUnit(int unit) override {

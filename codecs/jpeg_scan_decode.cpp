@@ -93,17 +93,15 @@ size_t ScanDecoder::runInOrder(const Progress& progress) {
 
 // Decodes units up to the first that is damaged.
 bool ScanDecoder::interval(int first, int count, Failure* failure) {
-  int column = first % rowUnits_;
-  for (int u = first; u < first + count; ++u) {
-    const ZelStatus status = decodeUnit(u);
+  const int end = first + count;
+  for (int u = first; u < end;) {
+    const int row = u / rowUnits_, rowEnd = (row + 1) * rowUnits_;
+    const ZelStatus status = decodeUnits(&u, std::min(rowEnd, end));
     if (status != zelStsNoErr) {
       *failure = {u, offset(), describe(status, source_.marker)};
       return false;
     }
-    if (++column == rowUnits_) {
-      rowDone(u / rowUnits_);
-      column = 0;
-    }
+    if (u == rowEnd) rowDone(row);
   }
   return true;
 }
@@ -272,24 +270,26 @@ class SequentialScan : public BlockScan {
     copy->tellsRows_ = false;
     return copy;
   }
-  ZelStatus decodeUnit(int unit) override {
-    for (decoded_ = 0; decoded_ < planned_; ++decoded_) {
-      const ZelStatus status = decodeSequential(partOf_[decoded_], blocks_[decoded_]);
-      if (status != zelStsNoErr) return status;
+  ZelStatus decodeUnits(int* unit, int end) override {
+    const int y = *unit / mcusWide_;
+    for (int x = *unit % mcusWide_; *unit < end; ++*unit, ++x) {
+      for (decoded_ = 0; decoded_ < planned_; ++decoded_) {
+        const ZelStatus status = decodeSequential(partOf_[decoded_], blocks_[decoded_]);
+        if (status != zelStsNoErr) return status;
+      }
+      decoded_ = 0;
+      sink_->mcu(x, y, blocks_);
     }
-    decoded_ = 0;
-    deliver(unit);
     return zelStsNoErr;
   }
   void loseUnit(int unit) override {
     std::memset(blocks_[decoded_], 0, sizeof(Block) * static_cast<size_t>(planned_ - decoded_));
     decoded_ = 0;
-    deliver(unit);
+    sink_->mcu(unit % mcusWide_, unit / mcusWide_, blocks_);
   }
   void rowDone(int row) override {
     if (tellsRows_) sink_->rowDone(row);
   }
-  void deliver(int unit) { sink_->mcu(unit % mcusWide_, unit / mcusWide_, blocks_); }
 
   McuSink* sink_;
   bool tellsRows_ = true;
@@ -315,29 +315,45 @@ class StoredScan : public BlockScan {
  private:
   std::unique_ptr<ScanDecoder> clone() const override { return std::make_unique<StoredScan>(*this); }
 
-  ZelStatus decodeUnit(int unit) override {
-    const size_t x = static_cast<size_t>(unit % mcusWide_), y = static_cast<size_t>(unit / mcusWide_);
-    for (int b = 0; b < planned_; ++b) {
-      const Place& p = places_[b];
-      const ZelStatus status = decodeBlock(partOf_[b], p.first + x * p.mcuStep + y * p.rowStep);
-      if (status != zelStsNoErr) return status;
-    }
-    return zelStsNoErr;
+  ZelStatus decodeUnits(int* unit, int end) override {
+    EntropySource& s = source_;
+    if (sequential_)
+      return forEachBlock(unit, end, [&](int part, int16_t* block) { return decodeSequential(part, block); });
+    const int ss = scan_.ss, se = scan_.se, al = scan_.al;
+    if (ss == 0 && scan_.ah == 0)
+      return forEachBlock(unit, end, [&](int part, int16_t* block) {
+        return zeliDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(s.data, s.length, &s.position, block, &lastDc_[part],
+                                                          &s.marker, al, dc_[part], &s.state);
+      });
+    if (ss == 0)
+      return forEachBlock(unit, end, [&](int, int16_t* block) {
+        return zeliDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(s.data, s.length, &s.position, block, &s.marker, al,
+                                                           &s.state);
+      });
+    if (scan_.ah == 0)
+      return forEachBlock(unit, end, [&](int part, int16_t* block) {
+        return zeliDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(s.data, s.length, &s.position, block, &s.marker, ss, se, al,
+                                                          ac_[part], &s.state);
+      });
+    return forEachBlock(unit, end, [&](int part, int16_t* block) {
+      return zeliDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(s.data, s.length, &s.position, block, &s.marker, ss, se, al,
+                                                         ac_[part], &s.state);
+    });
   }
   void loseUnit(int) override {}
 
-  ZelStatus decodeBlock(int part, int16_t* block) {
-    EntropySource& s = source_;
-    if (sequential_) return decodeSequential(part, block);
-    if (scan_.ss == 0)
-      return scan_.ah == 0 ? zeliDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(s.data, s.length, &s.position, block,
-                                                                        &lastDc_[part], &s.marker, scan_.al, dc_[part],
-                                                                        &s.state)
-                           : zeliDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(s.data, s.length, &s.position, block,
-                                                                         &s.marker, scan_.al, &s.state);
-    const auto decode =
-        scan_.ah == 0 ? zeliDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1 : zeliDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1;
-    return decode(s.data, s.length, &s.position, block, &s.marker, scan_.ss, scan_.se, scan_.al, ac_[part], &s.state);
+  template <class Decode>
+  ZelStatus forEachBlock(int* unit, int end, const Decode& decode) {
+    const size_t x = static_cast<size_t>(*unit % mcusWide_), y = static_cast<size_t>(*unit / mcusWide_);
+    int16_t* blocks[kMaxBlocksPerMcu];
+    for (int b = 0; b < planned_; ++b) blocks[b] = places_[b].first + x * places_[b].mcuStep + y * places_[b].rowStep;
+    for (; *unit < end; ++*unit)
+      for (int b = 0; b < planned_; ++b) {
+        const ZelStatus status = decode(partOf_[b], blocks[b]);
+        if (status != zelStsNoErr) return status;
+        blocks[b] += places_[b].mcuStep;
+      }
+    return zelStsNoErr;
   }
 
   struct Place {

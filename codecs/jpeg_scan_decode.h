@@ -38,7 +38,8 @@ class ScanDecoder {
 
   virtual std::unique_ptr<ScanDecoder> clone() const = 0;
   virtual void resetPredictors() = 0;
-  virtual ZelStatus decodeUnit(int unit) = 0;
+  // Decodes units of one row up to the first that is damaged, and moves *unit past the good ones.
+  virtual ZelStatus decodeUnits(int* unit, int end) = 0;
   // The unit whose decoding has failed, or that was not tried.
   virtual void loseUnit(int unit) = 0;
   // All units of the row are decoded or lost. Not called where intervals are decoded side by side.
