@@ -32,8 +32,8 @@ class Pieces {
   int count() const { return (mcus_ - 1) / step_ + 1; }
   int begin(int piece) const { return piece * step_; }
   int end(int piece) const { return static_cast<int>(std::min<int64_t>(int64_t{piece + 1} * step_, mcus_)); }
-  // Whether a restart marker stands before the MCU.
-  bool startsInterval(int mcu) const { return mcu && mcu % interval_ == 0; }
+  // The end of the restart interval that begins at an MCU, and the number of the marker before it.
+  int intervalEnd(int mcu) const { return static_cast<int>(std::min<int64_t>(int64_t{mcu} + interval_, mcus_)); }
   int marker(int mcu) const { return (mcu / interval_ - 1) & 7; }
 
  private:
@@ -41,10 +41,10 @@ class Pieces {
   int step_;
 };
 
-// Codes every MCU of a scan: mcu(number, encoder) its blocks. The pieces are joined in their order.
-template <class Mcu>
+// Codes every MCU of a scan: mcus(from, to, encoder) those of a restart interval. The pieces are joined in their order.
+template <class Mcus>
 void codeScan(const Scan& scan, ScanKind kind, const EncoderTables* tables, const Pieces& pieces, int threads,
-              std::vector<uint8_t>* out, const Mcu& mcu) {
+              std::vector<uint8_t>* out, const Mcus& mcus) {
   std::vector<std::vector<uint8_t>> coded(static_cast<size_t>(pieces.count()));
   forEachPiece(pieces.count(), threads, [&](int i) {
     std::vector<uint8_t>* const to = pieces.count() == 1 ? out : &coded[static_cast<size_t>(i)];
@@ -53,10 +53,9 @@ void codeScan(const Scan& scan, ScanKind kind, const EncoderTables* tables, cons
       to->push_back(0xFF);
       to->push_back(static_cast<uint8_t>(kRST0 + pieces.marker(pieces.begin(i))));
     }
-    for (int m = pieces.begin(i); m < pieces.end(i); ++m) {
-      if (m != pieces.begin(i) && pieces.startsInterval(m)) encoder.restart(pieces.marker(m));
-      mcu(m, &encoder);
-      encoder.endMcu();
+    for (int m = pieces.begin(i); m < pieces.end(i); m = pieces.intervalEnd(m)) {
+      if (m != pieces.begin(i)) encoder.restart(pieces.marker(m));
+      mcus(m, pieces.intervalEnd(m), &encoder);
     }
     encoder.finish();
   });
@@ -113,12 +112,20 @@ class StoredMcus {
                              64 * static_cast<size_t>(h), static_cast<size_t>(v) * row, i};
     }
   }
-  template <class OnBlock>
-  void forEachBlock(int mcu, const OnBlock& onBlock) const {
-    const size_t x = static_cast<size_t>(mcu % wide_), y = static_cast<size_t>(mcu / wide_);
-    for (int b = 0; b < count_; ++b) {
-      const Place& p = places_[b];
-      onBlock(p.first + x * p.mcuStep + y * p.rowStep, p.part);
+  // Calls onBlock(coefficients, part) for the blocks of the MCUs [from, to), and afterMcu() after each of these.
+  template <class OnBlock, class AfterMcu>
+  void walk(int from, int to, const OnBlock& onBlock, const AfterMcu& afterMcu) const {
+    for (int y = from / wide_, x = from % wide_; from < to; ++y, x = 0) {
+      const int16_t* at[kMaxBlocksPerMcu];
+      for (int b = 0; b < count_; ++b)
+        at[b] = places_[b].first + static_cast<size_t>(x) * places_[b].mcuStep + static_cast<size_t>(y) * places_[b].rowStep;
+      for (; x < wide_ && from < to; ++x, ++from) {
+        for (int b = 0; b < count_; ++b) {
+          onBlock(at[b], places_[b].part);
+          at[b] += places_[b].mcuStep;
+        }
+        afterMcu();
+      }
     }
   }
 
@@ -146,11 +153,10 @@ std::vector<uint8_t> codeStored(const JpegCoefficients& in, const Frame& frame, 
     SymbolCounter total(scan, kind);
     forEachPiece(pieces.count(), threads, [&](int i) {
       SymbolCounter counter(scan, kind);
-      for (int m = pieces.begin(i); m < pieces.end(i); ++m) {
-        if (pieces.startsInterval(m)) counter.restart();
-        mcus.forEachBlock(m, [&](const int16_t* block, int part) { counter.block(block, part); });
+      for (int m = pieces.begin(i); m < pieces.end(i); m = pieces.intervalEnd(m)) {
+        mcus.walk(m, pieces.intervalEnd(m), [&](const int16_t* block, int part) { counter.block(block, part); }, [] {});
+        counter.endInterval();
       }
-      counter.restart();
 #pragma omp critical(zelcodecs_counts)
       total.add(counter);
     });
@@ -170,8 +176,9 @@ std::vector<uint8_t> codeStored(const JpegCoefficients& in, const Frame& frame, 
     }
   }
   segments.scan(frame, scan);
-  codeScan(scan, kind, standard ? standard : fitted, pieces, threads, &out, [&](int m, ScanEncoder* encoder) {
-    mcus.forEachBlock(m, [&](const int16_t* block, int part) { encoder->block(block, part); });
+  codeScan(scan, kind, standard ? standard : fitted, pieces, threads, &out, [&](int from, int to, ScanEncoder* encoder) {
+    mcus.walk(
+        from, to, [&](const int16_t* block, int part) { encoder->block(block, part); }, [&] { encoder->endMcu(); });
   });
   return out;
 }
@@ -202,9 +209,6 @@ Frame frameOf(const JpegCoefficients& in, const JpegWriteOptions& options) {
         64 * static_cast<size_t>(frame.components[i].storedWide) * static_cast<size_t>(frame.components[i].storedHigh);
     if (in.components[i].values.size() != stored || in.components[i].storedWide != frame.components[i].storedWide)
       throw Error(ErrorKind::argument, "the stored blocks do not fit the size of the picture");
-    // Within this range the difference of two DC coefficients still has a category of at most 15.
-    for (int16_t v : in.components[i].values)
-      if (v > 16383 || v < -16383) throw Error(ErrorKind::argument, "a coefficient outside -16383 to 16383");
   }
   return frame;
 }
@@ -218,9 +222,7 @@ std::vector<JpegScan> plainScript(size_t components, bool interleaved) {
   return script;
 }
 
-}  // namespace
-
-std::vector<uint8_t> writeJpegCoefficients(const JpegCoefficients& in, const JpegWriteOptions& options) {
+std::vector<uint8_t> writeBlocks(const JpegCoefficients& in, const JpegWriteOptions& options) {
   const Frame frame = frameOf(in, options);
   const int components = static_cast<int>(in.components.size()), threads = threadCount(options.threads);
   const std::vector<int> tableOf = huffmanTables(in.components.size(), in.adobeTransform);
@@ -255,6 +257,16 @@ std::vector<uint8_t> writeJpegCoefficients(const JpegCoefficients& in, const Jpe
   for (const std::vector<uint8_t>& s : coded) out.insert(out.end(), s.begin(), s.end());
   segments.marker(kEOI);
   return out;
+}
+
+}  // namespace
+
+std::vector<uint8_t> writeJpegCoefficients(const JpegCoefficients& in, const JpegWriteOptions& options) {
+  // Within this range the difference of two DC coefficients still has a category of at most 15.
+  for (const JpegCoefficients::Component& c : in.components)
+    for (int16_t v : c.values)
+      if (v > 16383 || v < -16383) throw Error(ErrorKind::argument, "a coefficient outside -16383 to 16383");
+  return writeBlocks(in, options);
 }
 
 // ---- From pixels ----------------------------------------------------------------------------------------------------
@@ -342,7 +354,7 @@ std::vector<uint8_t> encodeJpeg(const Image& image, const JpegEncodeOptions& opt
       first = [&](double part) { options.progress(part / 2); };
       write.progress = [&](double part) { options.progress((1 + part) / 2); };
     }
-    return writeJpegCoefficients(storeBlocks(frame, layout, quant, *source, threads, first), write);
+    return writeBlocks(storeBlocks(frame, layout, quant, *source, threads, first), write);
   }
 
   const int count = static_cast<int>(frame.components.size());
@@ -368,13 +380,16 @@ std::vector<uint8_t> encodeJpeg(const Image& image, const JpegEncodeOptions& opt
   segments.scan(frame, scan);
   const Pieces pieces(frame.mcusWide * frame.mcusHigh, static_cast<int>(interval));
   const int wide = frame.mcusWide;
-  codeScan(scan, ScanKind::sequential, tables, pieces, threads, &out, [&](int m, ScanEncoder* encoder) {
+  codeScan(scan, ScanKind::sequential, tables, pieces, threads, &out, [&](int from, int to, ScanEncoder* encoder) {
     alignas(32) Block blocks[kMaxBlocksPerMcu];
-    const int x = m % wide, y = m / wide;
-    if (options.progress && threads == 1 && x == 0 && y % 16 == 0)
-      options.progress(static_cast<double>(y) / frame.mcusHigh);
-    source->mcu(x, y, blocks);
-    for (int b = 0; b < blocksInMcu; ++b) encoder->block(blocks[b], partOf[b]);
+    for (int y = from / wide, x = from % wide; from < to; ++y, x = 0) {
+      if (options.progress && threads == 1 && y % 16 == 0) options.progress(static_cast<double>(y) / frame.mcusHigh);
+      for (; x < wide && from < to; ++x, ++from) {
+        source->mcu(x, y, blocks);
+        for (int b = 0; b < blocksInMcu; ++b) encoder->block(blocks[b], partOf[b]);
+        encoder->endMcu();
+      }
+    }
   });
   segments.marker(kEOI);
   if (options.progress) options.progress(1);

@@ -182,7 +182,7 @@ void SymbolCounter::block(const int16_t* block, int part) {
   if (status != zelStsNoErr) throw Error(ErrorKind::argument, "a coefficient that is too large for its scan");
 }
 
-void SymbolCounter::restart() {
+void SymbolCounter::endInterval() {
   std::fill(lastDc_, lastDc_ + kMaxComponents, int16_t{0});
   int32_t* const ac = ac_[scan_.parts[0].acTable];
   if (kind_ == ScanKind::acFirst)

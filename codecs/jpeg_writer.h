@@ -85,7 +85,8 @@ class SymbolCounter {
  public:
   SymbolCounter(const Scan& scan, ScanKind kind);
   void block(const int16_t* coefficients, int part);
-  void restart();
+  // Counts what is pending, and starts anew.
+  void endInterval();
   void add(const SymbolCounter& other);
   HuffmanTable dcTable(int table) const { return fittedTable(dc_[table]); }
   HuffmanTable acTable(int table) const { return fittedTable(ac_[table]); }

@@ -32,7 +32,14 @@ ZelStatus decodeDcFirst(const Source& in, int16_t* dst, int16_t* lastDC, int al,
   });
 }
 
+// Mostly the state has the one bit that a block needs.
 ZelStatus decodeDcRefinement(const Source& in, int16_t* dst, int al) {
+  if (ZeliDecodeHuffmanState* s = in.state; s->bitCount > 0) {
+    --s->bitCount;
+    dst[0] = int16_t(dst[0] | int(s->bits >> s->bitCount) << al);
+    s->bits &= lowBits(s->bitCount);
+    return zelStsNoErr;
+  }
   return decodeFrom(in, [&](auto& reader, auto) -> ZelStatus {
     uint32_t bit;
     if (const ZelStatus s = reader.bits(1, &bit)) return s;
@@ -84,6 +91,8 @@ ZelStatus decodeFirst(const Source& in, int16_t* dst, Band band, const ZeliDecod
   });
 }
 
+ZEL_INLINE uint64_t bandOf(Band b) { return ~uint64_t(0) >> (63 - b.se) & ~lowBits(b.ss); }
+
 constexpr int kBitsAtOnce = 32;  // what a refill brings at the least
 
 ZEL_INLINE int countOf(uint64_t x) {
@@ -134,7 +143,7 @@ ZEL_INLINE ZelStatus correct(Reader& reader, int16_t* dst, int al, uint64_t plac
 template <class Reader>
 ZEL_INLINE ZelStatus refineBlock(Reader& reader, int16_t* dst, Band band, const ZeliDecodeHuffmanSpec& table,
                                  uint64_t significant, int* eobRun) {
-  uint64_t left = ~uint64_t(0) >> (63 - band.se) & ~lowBits(band.ss);  // the part of the band not yet passed
+  uint64_t left = bandOf(band);  // the part not yet passed
   while (*eobRun == 0 && left != 0) {
     uint32_t symbol, sign = 0;
     if (const ZelStatus s = reader.symbol(table, &symbol)) return s;
@@ -165,6 +174,10 @@ ZEL_INLINE ZelStatus refineBlock(Reader& reader, int16_t* dst, Band band, const 
 ZelStatus decodeRefinement(const Source& in, int16_t* dst, Band band, const ZeliDecodeHuffmanSpec& table) {
   uint8_t bytes[64];
   const uint64_t significant = zigzagBytes(dst, bytes);
+  if (in.state->eobRun > 0 && (significant & bandOf(band)) == 0) {
+    --in.state->eobRun;
+    return zelStsNoErr;
+  }
   int16_t before[64];
   for (int i = 0; i < 64; i += i16v::N) store(before + i, load<i16v>(dst + i));
   return decodeFrom(in, [&](auto& reader, auto path) -> ZelStatus {

@@ -13,6 +13,8 @@ constexpr int kMaxDcCategory = 11;
 constexpr int kMaxBandBytes = 1024;
 static_assert(2 * ((7 + 30 + 1024 + 63 * (16 + 15) + 4 * 16 + 63) / 8) + 8 <= kMaxBandBytes);
 
+constexpr int kMaxDcBytes = 16;  // pending bits and a DC code with its extra bits, stored as eight bytes or stuffed
+
 ZelStatus alOk(int al) { return valueOk(al >= 0 && al <= 13); }
 
 // The point-transformed DC and its difference from the predictor, which becomes that value.
@@ -26,6 +28,13 @@ ZelStatus encodeDcFirst(const int16_t* src, uint8_t* dst, int length, int* pos, 
                         const ZeliEncodeHuffmanSpec& table, ZeliEncodeHuffmanState* state) {
   const ExtraBits extra = extraBits(dcDifference(src, al, lastDC));
   if (extra.size > kMaxDcCategory) return zelStsJPEGCodeRangeErr;
+  if (length - *pos >= kMaxDcBytes) {
+    auto writer = writerFrom<Path::fast>(*state, dst + *pos, nullptr);
+    if (const ZelStatus s = writer.code(table.codes + extra.size, extra)) return s;
+    writer.writeWholeBytes();
+    *pos = int(save(writer, state) - dst);
+    return zelStsNoErr;
+  }
   auto writer = writerFrom<Path::careful>(*state, dst + *pos, dst + length);
   const ZelStatus s = writer.code(table.codes + extra.size, extra);
   *pos = int(save(writer, state) - dst);
@@ -34,8 +43,13 @@ ZelStatus encodeDcFirst(const int16_t* src, uint8_t* dst, int length, int* pos, 
 
 ZelStatus encodeDcRefinement(const int16_t* src, uint8_t* dst, int length, int* pos, int al,
                              ZeliEncodeHuffmanState* state) {
+  const uint32_t bit = uint32_t(src[0] >> al) & 1;
+  if (state->bitCount < 7) {  // it completes no byte
+    state->bits |= uint64_t(bit) << (kStateTop - 1 - state->bitCount++);
+    return zelStsNoErr;
+  }
   auto writer = writerFrom<Path::careful>(*state, dst + *pos, dst + length);
-  const ZelStatus s = writer.put(uint32_t(src[0] >> al) & 1, 1);
+  const ZelStatus s = writer.put(bit, 1);
   *pos = int(save(writer, state) - dst);
   return s;
 }
