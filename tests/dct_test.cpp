@@ -308,41 +308,6 @@ TEST(Dct, WithinOneOfTheExactTransform) {
   }
 }
 
-TEST(Dct, ChecksInOrder) {
-  const zeltest::Api& z = zel();
-  int16_t block[64] = {1}, other[64] = {1};
-  uint8_t pixels[64] = {1};
-  uint16_t wide[64] = {1}, table[64] = {5};
-  float floats[64] = {1};
-  const ZelStatus null = zelStsNullPtrErr, step = zelStsStepErr;
-  for (const auto& f : {z.zeliDCTQuantFwd8x8_JPEG_16s_C1, z.zeliDCTQuantInv8x8_JPEG_16s_C1})
-    EXPECT_TRUE(f(nullptr, other, table) == null && f(block, nullptr, table) == null &&
-                f(block, other, nullptr) == null);
-  for (const auto& f : {z.zeliDCTQuantFwd8x8_JPEG_16s_C1I, z.zeliDCTQuantInv8x8_JPEG_16s_C1I})
-    EXPECT_TRUE(f(nullptr, table) == null && f(block, nullptr) == null);
-  const auto forward = [&](auto f, auto* src, auto* factors) {
-    EXPECT_TRUE(f(nullptr, 0, block, factors) == null && f(src, 0, nullptr, factors) == null);
-    EXPECT_TRUE(f(src, 0, block, nullptr) == step && f(src, -1, block, factors) == step &&
-                f(src, 8, block, nullptr) == null);
-  };
-  forward(z.zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R, pixels, table);
-  forward(z.zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R, wide, floats);
-  const auto inverse = [&](auto f, auto* dst, auto* factors) {
-    EXPECT_TRUE(f(nullptr, dst, 0, factors) == null && f(block, nullptr, 0, factors) == null);
-    EXPECT_TRUE(f(block, dst, 0, nullptr) == step && f(block, dst, -8, factors) == step &&
-                f(block, dst, 8, nullptr) == null);
-  };
-  inverse(z.zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R, wide, floats);
-  for (const auto& f : {z.zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R, z.zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R,
-                        z.zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R, z.zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R,
-                        z.zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R, z.zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R})
-    inverse(f, pixels, table);
-  const auto clip = z.zeliDCT8x8InvLSClip_16s8u_C1R;
-  EXPECT_TRUE(clip(nullptr, pixels, 0, 128, 0, 255) == null && clip(block, nullptr, 0, 128, 0, 255) == null);
-  EXPECT_EQ(step, clip(block, pixels, 0, 128, 0, 255));
-  EXPECT_TRUE(block[0] == 1 && other[0] == 1 && pixels[0] == 1 && wide[0] == 1);  // nothing was written
-}
-
 namespace {
 
 // The exact 12-bit transforms in double precision.

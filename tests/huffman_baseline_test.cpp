@@ -327,51 +327,7 @@ TEST(HuffmanBaseline, DirectKeepsStateInVariables) {
   }
 }
 
-// The checks in their order: from each call on, one argument more is right, and the status is that of the first wrong
-// one.
-TEST(HuffmanBaseline, ChecksInOrder) {
-  Random r(6);
-  const Tables t(r);
-  ZeliDecodeHuffmanState dec{};
-  ZeliEncodeHuffmanState enc{};
-  uint8_t bytes[600] = {};
-  int16_t block[64] = {}, predictor = 0;
-  int pos = 0, marker = 0, minus = -1, count = 0;
-  uint32_t bits = 0;
-  const zeltest::Api& a = zel();
-  const auto at = [](int i, int n, auto* p) { return i > n ? p : nullptr; };
-  const ZelStatus null = zelStsNullPtrErr;
-  const std::vector<ZelStatus> decode = {null, zelStsBadArgErr, null, null, null, null, null, null, null, zelStsNoErr};
-  for (int i = 0; i < 10; ++i)
-    EXPECT_EQ(decode[size_t(i)],
-              a.zeliDecodeHuffman8x8_JPEG_1u16s_C1(at(i, 0, bytes), i > 1 ? 600 : -1, at(i, 2, &pos), at(i, 3, block),
-                                                   at(i, 4, &predictor), at(i, 5, &marker), at(i, 6, &t.dec),
-                                                   at(i, 7, &t.dec), at(i, 8, &dec)))
-        << i;
-  for (int flush = 0; flush < 2; ++flush) {
-    const std::vector<ZelStatus> encode = {null, zelStsSizeErr, null, null, null, null, null, null, zelStsNoErr};
-    for (int i = 0; i < 9; ++i)
-      EXPECT_EQ(flush && i > 3 ? zelStsNoErr : encode[size_t(i)],
-                a.zeliEncodeHuffman8x8_JPEG_16s1u_C1(at(i, 4, block), at(i, 0, bytes), i > 1 ? 600 : 0, at(i, 2, &pos),
-                                                     at(i, 5, &predictor), at(i, 6, &t.enc), at(i, 7, &t.enc),
-                                                     at(i, 3, &enc), flush))
-          << i;
-  }
-  bytes[99] = 0xFF, bytes[100] = 0xD9, marker = 0xD9, pos = 0;
-  const std::vector<ZelStatus> direct = {null, null, zelStsBadArgErr, null, null, null,
-                                         null, null, zelStsBadArgErr, null, null, zelStsNoErr};
-  for (int i = 0; i < 12; ++i)
-    EXPECT_EQ(direct[size_t(i)], a.zeliDecodeHuffman8x8_Direct_JPEG_1u16s_C1(
-                                     at(i, 0, bytes), i > 2 ? &pos : at(i, 1, &minus), at(i, 3, block),
-                                     at(i, 4, &predictor), at(i, 5, &marker), at(i, 6, &bits),
-                                     i > 8 ? &count : at(i, 7, &minus), at(i, 9, &t.dec), at(i, 10, &t.dec)))
-        << i;
-  for (int i = 0; i < 7; ++i)
-    EXPECT_EQ(i < 6 ? null : zelStsNoErr,
-              a.zeliEncodeHuffman8x8_Direct_JPEG_16s1u_C1(at(i, 0, block), at(i, 1, bytes), at(i, 2, &pos),
-                                                          at(i, 3, &predictor), at(i, 4, &t.enc), at(i, 5, &t.enc)))
-        << i;
-}
+namespace {
 
 template <class State, class GetBufSize, class Init, class InitAlloc, class Free>
 void checkState(int bytes, GetBufSize getBufSize, Init init, InitAlloc initAlloc, Free free) {
@@ -392,6 +348,8 @@ void checkState(int bytes, GetBufSize getBufSize, Init init, InitAlloc initAlloc
   EXPECT_EQ(0, std::memcmp(&zero, state, sizeof record));
   EXPECT_EQ(zelStsNoErr, free(state));
 }
+
+}  // namespace
 
 TEST(HuffmanBaseline, States) {
   const zeltest::Api& a = zel();

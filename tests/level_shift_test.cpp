@@ -82,27 +82,3 @@ TEST(LevelShift, ThreadsFromTheFirstElementAbove8192) {
       }
     }
 }
-
-TEST(LevelShift, ChecksInOrder) {
-  uint8_t bytes[16] = {7};
-  int16_t words[16] = {7};
-  const ZeliSize size = {4, 2};
-  const struct {
-    ZelStatus expected;
-    bool src;
-    int srcStep;
-    bool dst;
-    int dstStep;
-    ZeliSize size;
-  } cases[] = {{zelStsNullPtrErr, false, 0, false, 0, {0, 0}}, {zelStsStepErr, true, 0, false, 0, {0, 0}},
-               {zelStsStepErr, true, -4, true, 8, size},       {zelStsNullPtrErr, true, 8, false, 0, {0, 0}},
-               {zelStsStepErr, true, 8, true, 0, {0, 0}},      {zelStsSizeErr, true, 8, true, 8, {0, 1}},
-               {zelStsSizeErr, true, 8, true, 8, {1, 0}},      {zelStsSizeErr, true, 8, true, 8, {-1, -1}}};
-  for (const auto& c : cases) {
-    EXPECT_EQ(c.expected, zel().zeliSub128_JPEG_8u16s_C1R(c.src ? bytes : nullptr, c.srcStep, c.dst ? words : nullptr,
-                                                          c.dstStep, c.size));
-    EXPECT_EQ(c.expected, zel().zeliAdd128_JPEG_16s8u_C1R(c.src ? words : nullptr, c.srcStep, c.dst ? bytes : nullptr,
-                                                          c.dstStep, c.size));
-    ASSERT_TRUE(bytes[0] == 7 && words[0] == 7);
-  }
-}

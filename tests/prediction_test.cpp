@@ -75,23 +75,3 @@ TEST(Prediction, OverlappingRowsOfPredictors2And3) {
       }
     }
 }
-
-TEST(Prediction, ChecksInOrder) {
-  int16_t a[4] = {9}, b[4] = {9}, c[4] = {9};
-  for (const auto& f : {zel().zeliDiffPredRow_JPEG_16s_C1, zel().zeliReconstructPredRow_JPEG_16s_C1}) {
-    EXPECT_EQ(zelStsNullPtrErr, f(nullptr, b, c, 0, 0));
-    EXPECT_EQ(zelStsNullPtrErr, f(a, nullptr, c, 0, 0));
-    EXPECT_EQ(zelStsNullPtrErr, f(a, b, nullptr, 0, 0));
-    EXPECT_EQ(zelStsSizeErr, f(a, b, c, 0, 0));
-    for (const int predictor : {0, 8, -1}) EXPECT_EQ(zelStsBadArgErr, f(a, b, c, 4, predictor));
-  }
-  for (const auto& f : {zel().zeliDiffPredFirstRow_JPEG_16s_C1, zel().zeliReconstructPredFirstRow_JPEG_16s_C1}) {
-    EXPECT_EQ(zelStsNullPtrErr, f(nullptr, c, 0, 1, 0));
-    EXPECT_EQ(zelStsNullPtrErr, f(a, nullptr, 0, 1, 0));
-    EXPECT_EQ(zelStsSizeErr, f(a, c, 0, 1, -1));
-    EXPECT_EQ(zelStsBadArgErr, f(a, c, 4, 1, 0));
-    EXPECT_EQ(zelStsBadArgErr, f(a, c, 4, 17, 0));
-    EXPECT_EQ(zelStsBadArgErr, f(a, c, 4, 8, -1));
-  }
-  EXPECT_TRUE(a[0] == 9 && b[0] == 9 && c[0] == 9);
-}

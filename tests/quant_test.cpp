@@ -81,21 +81,3 @@ TEST(Quant, EveryCoefficientUnderManySteps) {
   zel().zeliQuantFwd8x8_JPEG_16s_C1I(block, sixteenth.data());
   EXPECT_EQ((std::vector<int16_t>{1, 0, 0, -1, 2, -1}), std::vector<int16_t>(block, block + 6));
 }
-
-TEST(Quant, ChecksInOrder) {
-  uint8_t raw[64] = {50};
-  uint16_t table[64] = {9};
-  int16_t block[64] = {9};
-  EXPECT_EQ(zelStsNullPtrErr, zel().zeliQuantFwdRawTableInit_JPEG_8u(nullptr, 0));
-  EXPECT_EQ(zelStsBadArgErr, zel().zeliQuantFwdRawTableInit_JPEG_8u(raw, 0));
-  EXPECT_EQ(zelStsBadArgErr, zel().zeliQuantFwdRawTableInit_JPEG_8u(raw, INT_MIN));
-  EXPECT_EQ(zelStsNullPtrErr, zel().zeliQuantFwdTableInit_JPEG_8u16u(nullptr, table));
-  EXPECT_EQ(zelStsNullPtrErr, zel().zeliQuantFwdTableInit_JPEG_8u16u(raw, nullptr));
-  EXPECT_EQ(zelStsNullPtrErr, zel().zeliQuantInvTableInit_JPEG_8u16u(nullptr, table));
-  EXPECT_EQ(zelStsNullPtrErr, zel().zeliQuantInvTableInit_JPEG_8u16u(raw, nullptr));
-  EXPECT_EQ(zelStsNullPtrErr, zel().zeliQuantFwd8x8_JPEG_16s_C1I(nullptr, table));
-  EXPECT_EQ(zelStsNullPtrErr, zel().zeliQuantFwd8x8_JPEG_16s_C1I(block, nullptr));
-  EXPECT_EQ(zelStsNullPtrErr, zel().zeliQuantInv8x8_JPEG_16s_C1I(nullptr, table));
-  EXPECT_EQ(zelStsNullPtrErr, zel().zeliQuantInv8x8_JPEG_16s_C1I(block, nullptr));
-  EXPECT_TRUE(raw[0] == 50 && table[0] == 9 && block[0] == 9);
-}

@@ -119,31 +119,3 @@ TEST(Resampling, PlanesInThreadsToo) {
   }
   if (zeltest::hooks()) zeltest::hooks()->reset();
 }
-
-TEST(Resampling, ChecksInOrder) {
-  uint8_t a[8] = {7}, b[8] = {7};
-  const ZeliSize ok = {1, 1}, flat = {1, 0}, thin = {0, 1};
-  for (const auto& f : {zel().zeliSampleDownH2V1_JPEG_8u_C1R, zel().zeliSampleDownH2V2_JPEG_8u_C1R,
-                        zel().zeliSampleUpH2V1_JPEG_8u_C1R, zel().zeliSampleUpH2V2_JPEG_8u_C1R}) {
-    EXPECT_EQ(zelStsNullPtrErr, f(nullptr, 0, flat, nullptr, 0, flat));
-    EXPECT_EQ(zelStsStepErr, f(a, 0, flat, nullptr, 0, flat));
-    EXPECT_EQ(zelStsSizeErr, f(a, 4, flat, nullptr, 0, flat));
-    EXPECT_EQ(zelStsSizeErr, f(a, 4, thin, nullptr, 0, flat));
-    EXPECT_EQ(zelStsNullPtrErr, f(a, 4, ok, nullptr, 0, flat));
-    EXPECT_EQ(zelStsStepErr, f(a, 4, ok, b, 0, flat));
-    EXPECT_EQ(zelStsSizeErr, f(a, 4, ok, b, 4, flat));
-    EXPECT_EQ(zelStsSizeErr, f(a, 4, ok, b, 4, thin));
-  }
-  for (const auto& f : {zel().zeliSampleDownRowH2V1_Box_JPEG_8u_C1, zel().zeliSampleUpRowH2V1_Triangle_JPEG_8u_C1}) {
-    EXPECT_EQ(zelStsNullPtrErr, f(nullptr, 0, b));
-    EXPECT_EQ(zelStsNullPtrErr, f(a, 0, nullptr));
-    EXPECT_EQ(zelStsSizeErr, f(a, 0, b));
-  }
-  for (const auto& f : {zel().zeliSampleDownRowH2V2_Box_JPEG_8u_C1, zel().zeliSampleUpRowH2V2_Triangle_JPEG_8u_C1}) {
-    EXPECT_EQ(zelStsNullPtrErr, f(nullptr, a, 0, b));
-    EXPECT_EQ(zelStsNullPtrErr, f(a, nullptr, 0, b));
-    EXPECT_EQ(zelStsNullPtrErr, f(a, a, 0, nullptr));
-    EXPECT_EQ(zelStsSizeErr, f(a, a, -1, b));
-  }
-  EXPECT_TRUE(a[0] == 7 && b[0] == 7);
-}

@@ -295,6 +295,24 @@ TEST(JpegInterop, ScriptsThatCannotBeAreRefused) {
   }
 }
 
+// Tables fitted to the same coefficients are the peer's, code for code: so is the whole scan.
+TEST(JpegInterop, FittedTablesAreThePeersOwn) {
+  for (const int quality : {20, 75, 95, 100}) {
+    peer::WriteOptions o;
+    o.quality = quality;
+    o.optimise = true;
+    const Bytes theirs = peer::write(peer::picture(200, 100, ColourModel::grey), o);
+    JpegWriteOptions w;
+    w.optimiseTables = true;
+    const Bytes ours = writeJpegCoefficients(coefficients(theirs), w);
+    const auto tables = [](const Bytes& b) {
+      const Bytes marker = {0xFF, 0xC4};
+      return Bytes(std::search(b.begin(), b.end(), marker.begin(), marker.end()), b.end());
+    };
+    ASSERT_EQ(tables(theirs), tables(ours)) << "quality " << quality;
+  }
+}
+
 // Files and pictures are the same for any number of threads; restart intervals, scans and rows are divided.
 TEST(JpegInterop, ThreadsChangeNothing) {
   const Image image = peer::picture(150, 130, ColourModel::rgb);
