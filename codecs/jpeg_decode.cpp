@@ -5,6 +5,7 @@
 
 #include "jpeg_lossless.h"
 #include "jpeg_pixels.h"
+#include "parallel.h"
 
 namespace zelcodecs {
 

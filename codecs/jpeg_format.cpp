@@ -1,7 +1,5 @@
 #include "jpeg_format.h"
 
-#include <omp.h>
-
 #include <algorithm>
 
 namespace zelcodecs::jpeg {
@@ -22,8 +20,6 @@ void Frame::layOut() {
     c.storedHigh = mcusHigh * c.v;
   }
 }
-
-int threadCount(int wanted) { return wanted > 0 ? wanted : omp_get_max_threads(); }
 
 std::string processName(int sof) {
   switch (sof) {

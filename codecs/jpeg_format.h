@@ -82,9 +82,6 @@ struct Scan {
   }
 };
 
-// The threads to use where an option says how many, or 0.
-int threadCount(int wanted);
-
 // Natural position of each zigzag position (T.81 Figure A.6).
 extern const uint8_t kNaturalOrder[64];
 

@@ -18,12 +18,6 @@ bool isFrame(int marker) {
 
 }  // namespace
 
-void Warnings::push(const std::string& text) {
-  if (out_ && out_->size() <= kMost) out_->push_back(out_->size() == kMost ? "and more" : text);
-}
-
-void Warnings::add(const std::string& text, size_t offset) { push(text + " at byte " + std::to_string(offset)); }
-
 std::string markerName(int code) {
   char name[8];
   std::snprintf(name, sizeof name, "FF%02X", static_cast<unsigned>(code) & 255);

@@ -8,21 +8,9 @@
 
 #include "error.h"
 #include "jpeg_format.h"
+#include "warnings.h"
 
 namespace zelcodecs::jpeg {
-
-// Collects what is odd but does not stop the work.
-class Warnings {
- public:
-  explicit Warnings(std::vector<std::string>* out) : out_(out) {}
-  void add(const std::string& text, size_t offset);
-  void add(const Error& error) { push(error.what()); }
-
- private:
-  void push(const std::string& text);
-  static constexpr size_t kMost = 100;  // a badly damaged file has thousands
-  std::vector<std::string>* out_;
-};
 
 struct QuantTable {
   bool present = false;

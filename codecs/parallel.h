@@ -2,9 +2,14 @@
 #ifndef ZELCODECS_PARALLEL_H
 #define ZELCODECS_PARALLEL_H
 
+#include <omp.h>
+
 #include <exception>
 
 namespace zelcodecs {
+
+// The threads to use where an option says how many, or 0 for as many as OpenMP gives.
+inline int threadCount(int wanted) { return wanted > 0 ? wanted : omp_get_max_threads(); }
 
 // Calls work(i) for i below count, in any order. Of the exceptions thrown one is passed on when all is done.
 template <class Work>
