@@ -535,7 +535,115 @@ ZEL_API ZelStatus zeliJoin422LS_MCU_16s8u_P3C2R(const int16_t* const pSrc[3], ui
 
 /* ==== 5b  JPEG 2000: wavelets ===================================================================================== */
 
-/* ==== 5c  JPEG 2000: the tier-1 coder ============================================================================= */
+/* ==== 5c  JPEG 2000: the tier-1 coder ===============================================================================
+ *
+ * Embedded block coding of code blocks (ITU-T T.800, Annexes C and D). Coefficients are 32-bit words in sign-magnitude
+ * form: bit 31 the sign (1 is negative), bits 30 to 0 the magnitude. A block of sfBits significant bit planes has up to
+ * 3 * sfBits - 2 coding passes: the cleanup pass of the top plane, then significance propagation, magnitude refinement
+ * and cleanup of each plane below.
+ *
+ * subband: 0 LL, 1 low horizontally and high vertically (LH), 2 high horizontally and low vertically (HL), 3 HH.
+ *
+ * codeStyleFlags, of both directions:
+ *   1   vertically causal contexts (T.800, D.7): the next stripe counts as insignificant
+ *   2   selective bypass (D.6): propagation and refinement from the fifth plane on are raw bits
+ *   4   every pass is a codeword segment of its own; otherwise one ends where the coding mode changes, and at the end
+ *   8   contexts are reset after every pass
+ *   16  a segmentation symbol ends every cleanup pass (D.5)
+ *
+ * States are tagged by the function that makes them: another record gives zelStsContextMatchErr. A block must not be
+ * larger than the size that its state was made for; this is not checked. */
+
+/* ---- Encoder ---- */
+
+typedef struct ZeliEncodeState_JPEG2K ZeliEncodeState_JPEG2K; /* opaque, from InitAlloc */
+
+/* A state for blocks up to a size. zelStsMemAllocErr: *ppState is null. Free does not look at the tag. */
+ZEL_API ZelStatus zeliEncodeInitAlloc_JPEG2K(ZeliEncodeState_JPEG2K** ppState, ZeliSize codeBlockMaxSize);
+ZEL_API ZelStatus zeliEncodeFree_JPEG2K(ZeliEncodeState_JPEG2K* pState);
+
+/* Models a block: all its passes down to bit plane 31 - magnBits. Nothing is coded yet.
+ *   termMode   how MQ segments end: 1 in the shortest way, 2 predictably (T.800, D.4.2), else flushed (C.2.9)
+ *   reserved   not looked at
+ *   codeStyleFlags  besides those above, 32: the lowest plane is the last there is, for its distortion figures
+ *   *pSfBits   planes from the highest bit set down to bit 0; 0 for a block of zeros, which has no pass and no segment
+ *   *pNOfPasses, *pNOfTermPasses  coding passes, codeword segments
+ * Checks: pState, its tag, the three results, codeBlockSize, pSrc, srcStep. */
+ZEL_API ZelStatus zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, ZeliSize codeBlockSize,
+                                                         ZeliEncodeState_JPEG2K* pState, int subband, int magnBits,
+                                                         int termMode, int reserved, int codeStyleFlags, int* pSfBits,
+                                                         int* pNOfPasses, int* pNOfTermPasses);
+
+/* Codes the block that was loaded and hands out the next bytes of its segments, as many as there is room for.
+ * *pDstLen: the room, then the bytes written. *pIsNotFinished: 1 while there is more, 0 at the end.
+ * Checks: pState, its tag, pDst and pDstLen and pIsNotFinished, *pDstLen (zelStsSizeErr below 1). */
+ZEL_API ZelStatus zeliEncodeStoreBits_JPEG2K_1u(uint8_t* pDst, int* pDstLen, ZeliEncodeState_JPEG2K* pState,
+                                                int* pIsNotFinished);
+
+/* Of a block whose bytes have been handed out: bytes that decode through pass passNum, never less than for the pass
+ * before; the distortion that passes 0..passNum take away, in squared steps of the lowest plane; the bytes of a segment.
+ * zelStsJPEG2KBadPassNumberErr: no such pass or segment. */
+ZEL_API ZelStatus zeliEncodeGetRate_JPEG2K(const ZeliEncodeState_JPEG2K* pState, int passNum, int* pRate);
+ZEL_API ZelStatus zeliEncodeGetDist_JPEG2K(const ZeliEncodeState_JPEG2K* pState, int passNum, double* pDist);
+ZEL_API ZelStatus zeliEncodeGetTermPassLen_JPEG2K(const ZeliEncodeState_JPEG2K* pState, int termPassNum, int* pLen);
+
+/* ---- Decoder ----
+ *
+ * A coefficient whose highest bit is found in plane p gets the half bit below it as well, and so does every
+ * refinement: what is known of a magnitude stands in the middle of its interval.
+ *
+ * More codeStyleFlags:
+ *   0x10000   after damage, every coefficient goes to the middle of its interval in the current plane, or to 0
+ *   0x20000   the output is not cleared first
+ *   0x40000   half bits below the current plane stay
+ *   0x80000   the state's memory of significance is not cleared first
+ *   0x100000  segments of the MQ coder are checked for their predictable end: with flag 4 all of them, otherwise the
+ *             one that ends with the last plane before raw passes, or with plane 0
+ * A raw segment must end with the low bits of 0x55, and its last byte must not be 0xFF, whatever the flags. Bytes
+ * beyond the end of a segment read as 0xFF, so truncated MQ segments decode.
+ *
+ * The state may lie at any address. */
+
+typedef struct ZeliDecodeCBProgrState_JPEG2K ZeliDecodeCBProgrState_JPEG2K; /* opaque */
+
+/* Decodes a block in one call: nOfTermPasses segments one after the other at pSrc, pTermLen their lengths in bytes,
+ * together at most nOfPasses passes. zelStsJPEG2KDamagedCBErr: a segment did not end as it should, or its segmentation
+ * symbol is wrong; the rest is not decoded, and *pNOfResolvedBitPlanes (may be null) is the plane reached. At the end
+ * bits below the current plane are cleared, unless 0x40000 is set.
+ * GetBufSize: the bytes of a state, as zeliDecodeCBProgrGetStateSize_JPEG2K; the state needs no Init.
+ * Checks: pSrc and pState, codeBlockSize, pTermLen and pDst, dstStep. */
+ZEL_API ZelStatus zeliDecodeGetBufSize_JPEG2K(ZeliSize codeBlockMaxSize, int* pSize);
+ZEL_API ZelStatus zeliDecodeCodeBlock_JPEG2K_1u32s_C1R(const uint8_t* pSrc, int32_t* pDst, int dstStep,
+                                                       ZeliSize codeBlockSize, int subband, int sfBits, int nOfPasses,
+                                                       const int* pTermLen, int nOfTermPasses, int codeStyleFlags,
+                                                       int* pNOfResolvedBitPlanes,
+                                                       ZeliDecodeCBProgrState_JPEG2K* pState);
+
+/* The progressive decoder: once Init on caller memory of GetStateSize bytes, or InitAlloc; for each block Attach, then
+ * SetPassCounter with the passes that may be decoded, then Step for each segment in order. Attach keeps pDst, which
+ * every Step refines.
+ * Checks: GetStateSize tests the size first; InitAlloc stores null where it fails; those with a tag test it after
+ * pState, but Step and GetPassCounter test both pointers first; then Attach pDst, dstStep, codeBlockSize. */
+ZEL_API ZelStatus zeliDecodeCBProgrGetStateSize_JPEG2K(ZeliSize codeBlockMaxSize, int* pStateSize);
+ZEL_API ZelStatus zeliDecodeCBProgrInit_JPEG2K(ZeliDecodeCBProgrState_JPEG2K* pState);
+ZEL_API ZelStatus zeliDecodeCBProgrInitAlloc_JPEG2K(ZeliDecodeCBProgrState_JPEG2K** ppState,
+                                                    ZeliSize codeBlockMaxSize);
+ZEL_API ZelStatus zeliDecodeCBProgrFree_JPEG2K(ZeliDecodeCBProgrState_JPEG2K* pState);
+ZEL_API ZelStatus zeliDecodeCBProgrAttach_JPEG2K_32s_C1R(int32_t* pDst, int dstStep, ZeliSize codeBlockSize,
+                                                         ZeliDecodeCBProgrState_JPEG2K* pState, int subband, int sfBits,
+                                                         int codeStyleFlags);
+ZEL_API ZelStatus zeliDecodeCBProgrSetPassCounter_JPEG2K(int nOfPasses, ZeliDecodeCBProgrState_JPEG2K* pState);
+
+/* The passes still allowed; the plane of the next pass, -1 after the last. Without flag 4 the plane stays where the
+ * passes allowed have ended. */
+ZEL_API ZelStatus zeliDecodeCBProgrGetPassCounter_JPEG2K(const ZeliDecodeCBProgrState_JPEG2K* pState, int* pNOfPasses);
+ZEL_API ZelStatus zeliDecodeCBProgrGetCurBitPlaneNum_JPEG2K(const ZeliDecodeCBProgrState_JPEG2K* pState,
+                                                            int* pBitPlaneNum);
+
+/* Decodes the passes of one segment, as far as they are allowed; zelStsNoErr also where none is.
+ * zelStsJPEG2KNotAttachedErr: before Attach. zelStsJPEG2KDamagedCBErr: damage now or in an earlier step since Attach;
+ * what was decoded stays. */
+ZEL_API ZelStatus zeliDecodeCBProgrStep_JPEG2K(const uint8_t* pSrc, int srcLen, ZeliDecodeCBProgrState_JPEG2K* pState);
 
 /* ==== 6  HD Photo: the core transform ============================================================================= */
 
