@@ -46,7 +46,8 @@ class TileDecoder {
 
  private:
   void report(const Error& e) {
-    if (!options_.keepGoing) throw e.offset() == Error::kNowhere ? Error(e.kind(), inTile(e), data_.offset) : e;
+    if (!options_.keepGoing) throw Error(e.kind(), inTile(e), data_.offset);
+#pragma omp critical(zelcodecs_report)
     warnings_->add(inTile(e), data_.offset);
   }
   static std::string inTile(const Error& e) { return std::string(e.what()) + " in the tile that begins"; }
@@ -98,7 +99,6 @@ class TileDecoder {
       try {
         decode(item.component, *item.band, *item.block);
       } catch (const Error& e) {
-#pragma omp critical(zelcodecs_report)
         report(e);
       }
       if (options_.progress && i % 64 == 0) {
@@ -209,9 +209,9 @@ class TileDecoder {
     const int64_t high = low + (int64_t{1} << size.precision) - 1;
     const Plane& p = planes_[c];
     for (int y = 0; y < p.height; ++y) {
-      const int32_t* from = &p.at[static_cast<size_t>(y) * static_cast<size_t>(p.width)];
-      int32_t* to = &out->samples[static_cast<size_t>(area.y0 - top + y) * static_cast<size_t>(out->width) +
-                                  static_cast<size_t>(area.x0 - left)];
+      const int32_t* from = p.at.data() + static_cast<size_t>(y) * static_cast<size_t>(p.width);
+      int32_t* to = out->samples.data() + (static_cast<size_t>(area.y0 - top + y) * static_cast<size_t>(out->width) +
+                                           static_cast<size_t>(area.x0 - left));
       for (int x = 0; x < p.width; ++x) to[x] = static_cast<int32_t>(std::max(low, std::min(high, from[x] + shift)));
     }
   }

@@ -125,7 +125,8 @@ class TileEncoder {
   }
   Tile* tile() { return &tile_; }
   std::vector<BlockCurve>& curves() { return curves_; }
-  double energy() const { return energy_; }  // of all coefficients, in squared differences of the picture
+  // The squared differences of a picture that keeps nothing.
+  double distortion() const { return distortion_; }
 
  private:
   int width() const { return tile_.area.width(); }
@@ -203,7 +204,7 @@ class TileEncoder {
       const Band* band;
       CodeBlock* block;
       std::vector<double> distortions;
-      double energy = 0;
+      double left = 0;  // after all passes
     };
     std::vector<Item> items;
     for (size_t c = 0; c < tile_.components.size(); ++c) {
@@ -231,12 +232,12 @@ class TileEncoder {
       }
       int32_t words[kMaxBlockSamples];
       const Band& band = *item.band;
-      const double energy = quantise(planes_[item.component], band, *item.block, words);
+      const double left = quantise(planes_[item.component], band, *item.block, words);
       encoder->encode(words, band.planes, band.kind, style.blockStyle, reversible_, item.block, &item.distortions);
       const double norm = basisNorm(item.level, band.kind & 1, reversible_) * basisNorm(item.level, band.kind >> 1, reversible_);
       const double weight = norm * norm * plan_.weights[item.component];
       for (double& d : item.distortions) d *= band.step * band.step * weight;
-      item.energy = energy * weight;
+      item.left = left * weight;
       if (progress && i % 64 == 0) {
 #pragma omp critical(zelcodecs_progress)
         progress(std::min(1.0, 64.0 * ++done / static_cast<double>(items.size())));
@@ -244,28 +245,39 @@ class TileEncoder {
     });
     for (Item& item : items) {
       curves_.emplace_back(item.block, item.distortions);
-      energy_ += item.energy;
+      distortion_ += item.left + (item.distortions.empty() ? 0 : item.distortions.back());
     }
   }
 
-  // The block's coefficients as the coder wants them, with what lies below the lowest plane as a fraction; gives their
-  // energy.
+  // The block's coefficients as the coder wants them, with what lies below the lowest plane as a fraction. Gives the
+  // squared errors that a decoder of all planes is left with.
   double quantise(const std::vector<int32_t>& plane, const Band& band, const CodeBlock& block, int32_t* words) const {
     const int below = 31 - band.planes, w = block.area.width();
     const float scale = static_cast<float>(std::ldexp(1 / band.step, below - fraction()));
-    double energy = 0;
+    const int32_t unit = 1 << below;
+    double left = 0;
     for (int y = 0; y < block.area.height(); ++y) {
       const int32_t* from = &plane[static_cast<size_t>(block.planeY + y) * static_cast<size_t>(width()) +
                                    static_cast<size_t>(block.planeX)];
-      for (int x = 0; x < w; ++x) {
-        const int32_t v = from[x], magnitude = v < 0 ? -v : v;
-        energy += static_cast<double>(v) * v;
-        const int32_t m = reversible_ ? static_cast<int32_t>(static_cast<uint32_t>(magnitude) << below)
-                                      : static_cast<int32_t>(std::min(static_cast<float>(magnitude) * scale, 2147483520.0f));
-        words[y * w + x] = v < 0 ? m | INT32_MIN : m;
+      int32_t* to = words + y * w;
+      if (reversible_) {
+        for (int x = 0; x < w; ++x) {
+          const int32_t m = (from[x] < 0 ? -from[x] : from[x]) << below;
+          to[x] = from[x] < 0 ? m | INT32_MIN : m;
+        }
+        continue;
       }
+      float row = 0;
+      for (int x = 0; x < w; ++x) {
+        const float magnitude = static_cast<float>(from[x] < 0 ? -from[x] : from[x]);
+        const int32_t m = static_cast<int32_t>(std::min(magnitude * scale, 2147483520.0f));
+        to[x] = from[x] < 0 ? m | INT32_MIN : m;
+        const float error = static_cast<float>(m < unit ? m : (m & (unit - 1)) - unit / 2);
+        row += error * error;
+      }
+      left += static_cast<double>(row);
     }
-    return std::ldexp(energy, -2 * fraction());
+    return left * std::ldexp(band.step * band.step, -2 * below);
   }
 
   const Image& image_;
@@ -275,7 +287,7 @@ class TileEncoder {
   Tile tile_;
   std::vector<std::vector<int32_t>> planes_;
   std::vector<BlockCurve> curves_;
-  double energy_ = 0;
+  double distortion_ = 0;
 };
 
 // ---- The file -------------------------------------------------------------------------------------------------------
@@ -393,7 +405,7 @@ std::vector<uint8_t> encodeJpeg2000(const Image& image, const Jpeg2000EncodeOpti
   std::vector<std::unique_ptr<TileEncoder>> tiles;
   const int count = plan.grid.tilesAcross() * plan.grid.tilesDown();
   std::vector<BlockCurve> curves;
-  double energy = 0;
+  double distortion = 0;
   for (int i = 0; i < count; ++i) {
     tiles.push_back(std::make_unique<TileEncoder>(image, plan, i, threads));
     Progress part;
@@ -401,7 +413,7 @@ std::vector<uint8_t> encodeJpeg2000(const Image& image, const Jpeg2000EncodeOpti
     tiles.back()->run(part);
     for (BlockCurve& c : tiles.back()->curves()) curves.push_back(std::move(c));
     tiles.back()->curves().clear();
-    energy += tiles.back()->energy();
+    distortion += tiles.back()->distortion();
   }
 
   std::vector<uint8_t> out;
@@ -426,7 +438,7 @@ std::vector<uint8_t> encodeJpeg2000(const Image& image, const Jpeg2000EncodeOpti
       goals[l].bytes = std::ldexp(last, -left);
   }
   std::vector<uint8_t> scratch;
-  shareOut(curves, goals, energy, [&](int layer) {
+  shareOut(curves, goals, distortion, [&](int layer) {
     size_t size = around;
     for (const auto& t : tiles) {
       scratch.clear();

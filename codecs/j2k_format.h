@@ -112,8 +112,8 @@ struct TileParameters {
   std::vector<ProgressionChange> changes;
 };
 
-// Which quantisation entry belongs to a band: LL, then HL, LH, HH of each resolution from 1 on.
-constexpr int bandIndex(int resolution, int band) { return resolution == 0 ? 0 : 3 * (resolution - 1) + band; }
+// Which quantisation entry belongs to a band: LL, then HL (0), LH (1), HH (2) of each resolution from 1 on.
+constexpr int bandIndex(int resolution, int band) { return resolution == 0 ? 0 : 3 * (resolution - 1) + band + 1; }
 
 // The exponent and the mantissa of a band (T.800 E.1.1).
 struct StepSize {

@@ -412,13 +412,7 @@ void Reader::checkParameters(const TileParameters& p, size_t offset) const {
 
 bool Reader::readTilePart(size_t* at) {
   const size_t start = *at;
-  if (size_ - *at < 2) {
-    if (size_ - *at == 0 || keepGoing_) {
-      warnings_->add("the codestream ends without its end marker", offset_ + size_);
-      return false;
-    }
-    damaged("the codestream ends where a marker is expected", size_);
-  }
+  if (size_ - *at < 2) damaged("the codestream ends without its end marker", size_);
   const int marker = nextMarker(at);
   if (marker == kEOC) return false;
   if (marker != kSOT) damaged("marker " + name(marker) + " where a tile-part is expected", start);

@@ -54,6 +54,18 @@ echo '0: 1-63,0,0' >scans
 expect 1 encode "$picture" b.jpg --scans scans
 contains err "position 0"
 
+expect 0 encode "$picture" a.jp2 --rate 1.5 --layers 3 --progression rpcl --style bypass causal
+expect 0 compare "$picture" a.jp2 --min-psnr 35
+expect 0 info a.jp2 --json
+contains out '"levels": 5, "layers": 3.*"progression": "rpcl", "styles": "bypass causal"'
+expect 0 decode a.jp2 half.png --reduce 1
+expect 0 info half.png
+contains out "^300 x 200 pixels"
+expect 0 encode "$picture" b.j2k --tile 200 150
+expect 0 compare "$picture" b.j2k --exact
+expect 1 encode "$picture" b.j2k --rate 1 --psnr 40
+expect 1 decode a.jp2 half.png --reduce 6
+
 expect 1 encode "$picture"
 expect 1 encode "$picture" b.jpg -q 101
 expect 2 decode missing.jpg b.png

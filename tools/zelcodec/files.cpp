@@ -23,6 +23,8 @@ using File = std::unique_ptr<FILE, Close>;
 
 [[noreturn]] void fail(const std::string& path) { throw FileError(path + ": " + std::strerror(errno)); }
 
+}  // namespace
+
 std::string ending(const std::string& path) {
   const size_t dot = path.find_last_of("./");
   if (dot == std::string::npos || path[dot] != '.') return "";
@@ -31,7 +33,7 @@ std::string ending(const std::string& path) {
   return e;
 }
 
-}  // namespace
+bool isJpeg2000Ending(const std::string& e) { return e == "jp2" || e == "j2k" || e == "j2c" || e == "jpc"; }
 
 std::vector<uint8_t> readFile(const std::string& path) {
   File f(path == "-" ? stdin : std::fopen(path.c_str(), "rb"));

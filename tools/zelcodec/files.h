@@ -19,6 +19,10 @@ std::vector<uint8_t> readFile(const std::string& path);
 // A file that cannot be written whole is removed.
 void writeFile(const std::string& path, const std::vector<uint8_t>& bytes);
 
+// The ending of a path in small letters, without the dot.
+std::string ending(const std::string& path);
+bool isJpeg2000Ending(const std::string& ending);
+
 bool isJpeg(const std::vector<uint8_t>& bytes);
 
 // PNG, PGM, PPM and PAM by their first bytes.

@@ -12,6 +12,7 @@
 #include "error.h"
 #include "files.h"
 #include "jpeg.h"
+#include "jpeg2000.h"
 #include "metrics.h"
 
 namespace {
@@ -73,9 +74,13 @@ struct Options {
   bool grey = false, progressive = false, lossless = false;
   std::string scans;
   int threads = 0;
+  Jpeg2000EncodeOptions encode2000;
+  std::vector<int> blockSize, tileSize;
+  std::vector<std::string> styles;
   // decode
   JpegDecodeOptions decode;
   bool fast = false, raw = false;
+  Jpeg2000DecodeOptions decode2000;
   uint64_t maxPixels = Limits{}.maxPixels;
   int pngLevel = 6;
   // compare
@@ -85,14 +90,38 @@ struct Options {
   bool exact = false;
 };
 
-Image readAny(const std::string& path, const JpegDecodeOptions& options) {
-  const std::vector<uint8_t> bytes = readFile(path);
-  return isJpeg(bytes) ? decodeJpeg(bytes.data(), bytes.size(), options) : readPicture(bytes);
+Image decodeAny(const std::vector<uint8_t>& bytes, const Options& o) {
+  if (isJpeg(bytes)) return decodeJpeg(bytes.data(), bytes.size(), o.decode);
+  if (isJpeg2000(bytes.data(), bytes.size())) return decodeJpeg2000(bytes.data(), bytes.size(), o.decode2000);
+  return readPicture(bytes);
+}
+
+const std::map<std::string, CodeBlockStyle> kStyles = {
+    {"bypass", kBypass}, {"reset", kReset},             {"terminate", kTerminate},
+    {"causal", kCausal}, {"predictable", kPredictable}, {"segmentation", kSegmentation}};
+const std::map<std::string, Progression> kProgressions = {{"lrcp", Progression::lrcp},
+                                                          {"rlcp", Progression::rlcp},
+                                                          {"rpcl", Progression::rpcl},
+                                                          {"pcrl", Progression::pcrl},
+                                                          {"cprl", Progression::cprl}};
+
+std::vector<uint8_t> encodeAs2000(const Image& image, Options& o) {
+  Jpeg2000EncodeOptions& e = o.encode2000;
+  e.lossless = e.rate == 0 && e.psnr == 0;
+  if (o.lossless && !e.lossless) throw Error(ErrorKind::argument, "a lossless file has the rate that it needs");
+  e.jp2 = ending(o.out) == "jp2";
+  e.threads = o.threads;
+  e.progress = o.encode.progress;
+  if (!o.blockSize.empty()) e.codeBlockWidth = o.blockSize[0], e.codeBlockHeight = o.blockSize[1];
+  if (!o.tileSize.empty()) e.tileWidth = o.tileSize[0], e.tileHeight = o.tileSize[1];
+  e.style = 0;
+  for (const std::string& s : o.styles) e.style |= kStyles.at(s);
+  return encodeJpeg2000(image, e);
 }
 
 int encode(Options& o) {
   const std::vector<uint8_t> bytes = readFile(o.in);
-  Image image = readPicture(bytes);
+  Image image = decodeAny(bytes, o);
   if (o.grey) image = toGrey(image);
   o.encode.process = o.lossless      ? JpegProcess::lossless
                      : o.progressive ? JpegProcess::progressive
@@ -108,9 +137,11 @@ int encode(Options& o) {
   o.encode.threads = o.threads;
   ProgressLine line(o.progress, "encoding");
   o.encode.progress = line.callback();
-  std::vector<uint8_t> jpeg;
-  const double took = fastest(o.repeat, [&] { jpeg = encodeJpeg(image, o.encode); });
-  writeFile(o.out, jpeg);
+  std::vector<uint8_t> file;
+  const bool newer = isJpeg2000Ending(ending(o.out));
+  const double took =
+      fastest(o.repeat, [&] { file = newer ? encodeAs2000(image, o) : encodeJpeg(image, o.encode); });
+  writeFile(o.out, file);
   if (o.time) std::fprintf(stderr, "%.2f ms\n", took);
   return kOk;
 }
@@ -122,15 +153,17 @@ int decode(Options& o) {
   Image image;
   {
     ProgressLine line(o.progress, "decoding");
-    o.decode.progress = line.callback();
-    o.decode.warnings = &warnings;
-    o.decode.limits.maxPixels = o.maxPixels;
+    o.decode.progress = o.decode2000.progress = line.callback();
+    o.decode.warnings = o.decode2000.warnings = &warnings;
+    o.decode.limits.maxPixels = o.decode2000.limits.maxPixels = o.maxPixels;
+    o.decode2000.keepGoing = o.decode.keepGoing;
+    o.decode2000.threads = o.threads;
     o.decode.smooth = !o.fast;
     o.decode.convertColour = !o.raw;
     o.decode.threads = o.threads;
     took = fastest(o.repeat, [&] {
       warnings.clear();
-      image = decodeJpeg(bytes.data(), bytes.size(), o.decode);
+      image = decodeAny(bytes, o);
     });
   }
   for (const std::string& w : warnings) std::fprintf(stderr, "%s: warning: %s\n", o.in.c_str(), w.c_str());
@@ -156,8 +189,29 @@ std::string quoted(const std::string& s) {
   return out + "\"";
 }
 
+int info2000(const std::vector<uint8_t>& bytes, bool json) {
+  const Jpeg2000Info j = readJpeg2000Info(bytes.data(), bytes.size());
+  std::string styles, order;
+  for (const auto& [name, bit] : kStyles)
+    if (j.style & bit) styles += (styles.empty() ? "" : " ") + name;
+  for (const auto& [name, value] : kProgressions)
+    if (j.progression == value) order = name;
+  const char* const format =
+      json ? "{\"format\": \"JPEG 2000\", \"jp2\": %s, \"width\": %d, \"height\": %d, \"components\": %zu, "
+             "\"bits\": %d, \"reversible\": %s, \"colourTransform\": %s, \"levels\": %d, \"layers\": %d, "
+             "\"codeBlock\": [%d, %d], \"tiles\": [%d, %d], \"progression\": \"%s\", \"styles\": \"%s\"}\n"
+           : "JPEG 2000, JP2 boxes: %s\n%d x %d pixels, %zu components of %d bits\nreversible: %s, colour transform: "
+             "%s\n%d levels, %d layers, code blocks of %d x %d, %d x %d tiles\nprogression %s, code-block styles: %s\n";
+  const auto flag = [&](bool b) { return json ? b ? "true" : "false" : b ? "yes" : "no"; };
+  std::printf(format, flag(j.jp2), j.width, j.height, j.components.size(), j.components[0].precision,
+              flag(j.reversible), flag(j.colourTransform), j.levels, j.layers, j.codeBlockWidth, j.codeBlockHeight,
+              j.tilesAcross, j.tilesDown, order.c_str(), styles.c_str());
+  return kOk;
+}
+
 int info(Options& o) {
   const std::vector<uint8_t> bytes = readFile(o.in);
+  if (isJpeg2000(bytes.data(), bytes.size())) return info2000(bytes, o.json);
   if (!isJpeg(bytes)) {
     const Image image = readPicture(bytes);
     const char* const format = o.json ? "{\"width\": %d, \"height\": %d, \"channels\": %d, \"bits\": %d}\n"
@@ -210,8 +264,8 @@ std::string number(double v, bool json) {
 }
 
 int compare(Options& o) {
-  o.decode.limits.maxPixels = o.maxPixels;
-  const Image a = readAny(o.in, o.decode), b = readAny(o.second, o.decode);
+  o.decode.limits.maxPixels = o.decode2000.limits.maxPixels = o.maxPixels;
+  const Image a = decodeAny(readFile(o.in), o), b = decodeAny(readFile(o.second), o);
   if (a.width() != b.width() || a.height() != b.height() || a.model() != b.model() || a.bitDepth() != b.bitDepth()) {
     std::printf(o.json ? "{\"comparable\": false}\n" : "the pictures differ in size, colour model or bit depth\n");
     return kDiffer;
@@ -248,13 +302,13 @@ void addCommon(CLI::App* c, Options& o) {
 
 int main(int argc, char** argv) {
   Options o;
-  CLI::App app("Encodes, decodes and compares JPEG pictures.", "zelcodec");
+  CLI::App app("Encodes, decodes and compares JPEG and JPEG 2000 pictures.", "zelcodec");
   app.require_subcommand(1);
   app.footer(kFooter);
 
-  CLI::App* e = app.add_subcommand("encode", "Picture (PNG, PGM, PPM) to JPEG");
-  e->add_option("input", o.in, "Picture, or - for standard input")->required();
-  e->add_option("output", o.out, "JPEG file, or - for standard output")->required();
+  CLI::App* e = app.add_subcommand("encode", "Picture to JPEG or JPEG 2000");
+  e->add_option("input", o.in, "Picture (PNG, PGM, PPM, PAM), or - for standard input")->required();
+  e->add_option("output", o.out, "File; .jp2, .j2k, .j2c and .jpc are JPEG 2000, anything else and - are JPEG")->required();
   e->add_option("-q,--quality", o.encode.quality, "Quality")->check(CLI::Range(1, 100))->capture_default_str();
   const std::map<std::string, Sampling> samplings = {
       {"444", Sampling::s444}, {"422", Sampling::s422}, {"420", Sampling::s420}};
@@ -279,16 +333,38 @@ int main(int argc, char** argv) {
       ->needs(lossless)
       ->capture_default_str();
   e->add_option("--restart-rows", o.encode.restartRows, "The same in rows of MCUs")->check(CLI::Range(0, 65535));
+  const char* const newer = "JPEG 2000";
+  CLI::Option* rate = e->add_option("--rate", o.encode2000.rate, "Bits per pixel; without it nothing is lost")
+                          ->check(CLI::PositiveNumber)
+                          ->group(newer);
+  e->add_option("--psnr", o.encode2000.psnr, "Quality in dB")->check(CLI::PositiveNumber)->excludes(rate)->group(newer);
+  e->add_option("--layers", o.encode2000.layers, "Quality layers")->check(CLI::Range(1, 1000))->group(newer);
+  e->add_option("--levels", o.encode2000.levels, "Levels of the wavelet transform")->check(CLI::Range(0, 32))->group(newer);
+  e->add_option("--block", o.blockSize, "Width and height of code blocks")->expected(2)->group(newer);
+  e->add_option("--tile", o.tileSize, "Width and height of tiles")->expected(2)->group(newer);
+  e->add_option("--precinct", o.encode2000.precinct, "Width and height of precincts")->group(newer);
+  e->add_option("--style", o.styles, "Code-block styles: bypass reset terminate causal predictable segmentation")
+      ->check(CLI::IsMember(kStyles))
+      ->group(newer);
+  e->add_option("--progression", o.encode2000.progression, "Order of packets: lrcp rlcp rpcl pcrl cprl")
+      ->transform(CLI::CheckedTransformer(kProgressions).description(""))
+      ->group(newer);
+  e->add_flag("--sop", o.encode2000.sop, "Markers before packets")->group(newer);
+  e->add_flag("--eph", o.encode2000.eph, "Markers after packet headers")->group(newer);
   e->add_flag("--grey", o.grey, "Encode the luminance alone");
   addCommon(e, o);
   e->footer("Example:\n  zelcodec encode photo.png photo.jpg --quality 90 --sampling 422 --progressive");
 
-  CLI::App* d = app.add_subcommand("decode", "JPEG to picture (PNG, PGM, PPM, PAM)");
-  d->add_option("input", o.in, "JPEG file, or - for standard input")->required();
+  CLI::App* d = app.add_subcommand("decode", "JPEG or JPEG 2000 to picture (PNG, PGM, PPM, PAM)");
+  d->add_option("input", o.in, "File, or - for standard input")->required();
   d->add_option("output", o.out, "Picture; its ending gives the format. - for Netpbm on standard output")->required();
   const std::map<std::string, int> scales = {{"1", 1}, {"1/2", 2}, {"1/4", 4}, {"1/8", 8}};
   d->add_option("--scale", o.decode.scaleDenominator, "Size: 1, 1/2, 1/4 or 1/8")
       ->transform(CLI::CheckedTransformer(scales).description(""));
+  d->add_option("--reduce", o.decode2000.reduce, "Resolutions of a JPEG 2000 file to leave out; each halves the size")
+      ->check(CLI::Range(0, 32));
+  d->add_option("--layers", o.decode2000.maxLayers, "Quality layers of a JPEG 2000 file to decode")
+      ->check(CLI::Range(1, 65535));
   d->add_flag("--fast", o.fast, "Replicate halved chroma, which is otherwise interpolated");
   d->add_flag("--components", o.raw, "Write the components as they are coded, YCbCr in place of RGB");
   d->add_flag("--keep-going", o.decode.keepGoing, "Decode damaged files as far as they go, with warnings");
@@ -298,11 +374,11 @@ int main(int argc, char** argv) {
   d->footer("Example:\n  zelcodec decode photo.jpg thumbnail.png --scale 1/8");
 
   CLI::App* i = app.add_subcommand("info", "What a file says about itself");
-  i->add_option("input", o.in, "JPEG file or picture")->required();
+  i->add_option("input", o.in, "File of any kind that is read")->required();
   i->add_flag("--json", o.json, "Print JSON");
   i->footer("Example:\n  zelcodec info photo.jpg --json");
 
-  CLI::App* c = app.add_subcommand("compare", "PSNR and SSIM of two pictures, JPEG files among them");
+  CLI::App* c = app.add_subcommand("compare", "PSNR and SSIM of two pictures, in files of any kind");
   c->add_option("first", o.in, "The original")->required();
   c->add_option("second", o.second, "The other picture")->required();
   c->add_option("--diff", o.diff, "Write a picture of the differences, grey where there is none");

@@ -1,0 +1,65 @@
+// Any bytes through the JPEG 2000 decoder, with and without keep-going, at a size that the bytes choose.
+#include <cstdlib>
+#include <numeric>
+#include <string>
+
+#include "error.h"
+#include "fuzz.h"
+#include "jpeg2000.h"
+
+using namespace zelcodecs;
+
+FuzzOutcome fuzzOutcome;
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  const unsigned choice = std::accumulate(data, data + size, 0u);
+  Jpeg2000DecodeOptions options;
+  options.limits.maxPixels = 1 << 18;
+  options.threads = 1;
+  options.maxLayers = static_cast<int>(choice & 1);
+  try {
+    const Jpeg2000Info info = readJpeg2000Info(data, size, options.limits);
+    options.reduce = static_cast<int>(choice >> 1 & 3) % (info.levels + 1);
+  } catch (const Error&) {
+  }
+  for (const bool keepGoing : {false, true}) {
+    std::vector<std::string> warnings;
+    options.warnings = &warnings;
+    options.keepGoing = keepGoing;
+    try {
+      const Image image = decodeJpeg2000(data, size, options);
+      if (image.row(image.height() - 1)[image.rowBytes() - 1] > 255 - image.row(0)[0]) ++fuzzOutcome.bright;
+      ++(keepGoing && !warnings.empty() ? fuzzOutcome.inPart : fuzzOutcome.whole);
+    } catch (const Error& e) {
+      if (std::string(e.what()).size() < 10) std::abort();
+      ++fuzzOutcome.refused;
+    }
+  }
+  return 0;
+}
+
+std::vector<std::vector<uint8_t>> fuzzSeeds() {
+  std::vector<std::vector<uint8_t>> files;
+  for (int run = 0; run < 32; ++run) {
+    Jpeg2000EncodeOptions o;
+    o.lossless = run % 2;
+    o.rate = run % 4 == 0 ? 1.5 : 0;
+    o.layers = 1 + run % 3;
+    o.levels = run % 4;
+    o.style = run * 11 % 64;
+    o.codeBlockWidth = 16 << run % 2;
+    o.codeBlockHeight = 16;
+    o.precinct = run % 5 == 0 ? 32 : 0;
+    o.tileWidth = o.tileHeight = run % 3 == 0 ? 30 : 0;
+    o.progression = static_cast<Progression>(run % 5);
+    o.sop = run % 3 == 1;
+    o.eph = run % 4 == 1;
+    o.jp2 = run % 2;
+    Image image(45, 37, run % 3 == 0 ? ColourModel::grey : run % 3 == 1 ? ColourModel::rgb : ColourModel::cmyk,
+                run % 7 == 0 ? 12 : 8);
+    for (int y = 0; y < 37; ++y)
+      for (int i = 0; i < 45 * image.channels(); ++i) image.setSample(y, i, (i * y * 7 / 16 + (i ^ y)) & image.maxValue());
+    files.push_back(encodeJpeg2000(image, o));
+  }
+  return files;
+}

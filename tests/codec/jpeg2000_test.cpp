@@ -1,0 +1,345 @@
+// JPEG 2000 beside an independent implementation: what we write it reads, sample for sample, and the other way round.
+#include "jpeg2000.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+#include "error.h"
+#include "metrics.h"
+#include "opj_peer.h"
+
+using namespace zelcodecs;
+using peer::Bytes;
+
+namespace {
+
+// Slopes, edges, noise and flat parts, which give code blocks of every kind, empty ones too.
+int sampleAt(int x, int y, int c, int top, std::mt19937* r) {
+  if (x > 90 && y > 70) return top / 3;
+  const int v = (x * (3 + c) + y * 2 + (x / 9 + y / 7) % 2 * 60) % 256;
+  return static_cast<int>((int64_t{v} * top / 255 + static_cast<int64_t>((*r)() % 9) * (top + 1) / 512) % (top + 1));
+}
+
+Image picture(int width, int height, ColourModel model, int bits) {
+  Image image(width, height, model, bits);
+  std::mt19937 r(static_cast<unsigned>(width * 3 + height));
+  for (int y = 0; y < height; ++y)
+    for (int i = 0; i < width * image.channels(); ++i)
+      image.setSample(y, i, sampleAt(i / image.channels(), y, i % image.channels(), image.maxValue(), &r));
+  return image;
+}
+
+Image decoded(const Bytes& file) { return decodeJpeg2000(file.data(), file.size()); }
+
+// The largest difference between two decoders' components.
+int largest(const Jpeg2000Components& a, const Jpeg2000Components& b) {
+  if (a.components.size() != b.components.size()) return INT32_MAX;
+  int most = 0;
+  for (size_t c = 0; c < a.components.size(); ++c) {
+    const auto &p = a.components[c], &q = b.components[c];
+    if (p.width != q.width || p.height != q.height || p.precision != q.precision || p.isSigned != q.isSigned)
+      return INT32_MAX;
+    for (size_t i = 0; i < p.samples.size(); ++i) most = std::max(most, std::abs(p.samples[i] - q.samples[i]));
+  }
+  return most;
+}
+
+int largestReading(const Bytes& file, int reduce = 0) {
+  Jpeg2000DecodeOptions o;
+  o.reduce = reduce;
+  return largest(decodeJpeg2000Components(file.data(), file.size(), o), peer::decode(file, reduce));
+}
+
+TEST(Jpeg2000, EveryStyleWithoutLossBothWays) {
+  const Image image = picture(131, 97, ColourModel::rgb, 8);
+  Jpeg2000EncodeOptions o;
+  const Jpeg2000Components components = [&] {
+    const Bytes file = encodeJpeg2000(image, o);
+    return decodeJpeg2000Components(file.data(), file.size());
+  }();
+  for (int style = 0; style < 64; ++style) {
+    o.style = style;
+    o.codeBlockWidth = style % 3 ? 64 : 16;
+    o.codeBlockHeight = style % 5 ? 32 : 8;
+    const Bytes ours = encodeJpeg2000(image, o);
+    ASSERT_EQ(difference(image, decoded(ours)).differing, 0u) << "style " << style;
+    ASSERT_EQ(largest(components, peer::decode(ours)), 0) << "style " << style << " read by the peer";
+    const Bytes theirs = peer::encode(components, [&](opj_cparameters_t* p) {
+      p->mode = style;
+      p->cblockw_init = style % 2 ? 64 : 32;
+      p->cblockh_init = style % 7 ? 64 : 4;
+    });
+    ASSERT_EQ(largest(components, decodeJpeg2000Components(theirs.data(), theirs.size())), 0)
+        << "style " << style << " of the peer";
+  }
+}
+
+TEST(Jpeg2000, SizesDepthsTilesAndOrders) {
+  int run = 0;
+  for (const auto& [w, h] : std::vector<std::pair<int, int>>{{1, 1}, {1, 9}, {17, 1}, {64, 64}, {101, 67}})
+    for (const ColourModel model : {ColourModel::grey, ColourModel::rgb, ColourModel::cmyk})
+      for (const int bits : {1, 5, 8, 12, 16}) {
+        Jpeg2000EncodeOptions o;
+        ++run;
+        o.levels = run % 7;
+        o.progression = static_cast<Progression>(run % 5);
+        o.layers = 1 + run % 3;
+        o.precinct = run % 4 == 0 ? 32 : 0;
+        o.tileWidth = run % 3 == 0 ? 33 : 0;
+        o.tileHeight = run % 3 == 0 ? 40 : 0;
+        o.sop = run & 1;
+        o.eph = run & 2;
+        o.jp2 = run & 4;
+        const Image image = picture(w, h, model, bits);
+        const Bytes file = encodeJpeg2000(image, o);
+        const std::string what = "run " + std::to_string(run) + ", " + std::to_string(w) + "x" + std::to_string(h);
+        const Image back = decoded(file);
+        if (model != ColourModel::cmyk || o.jp2) {
+          ASSERT_TRUE(back.model() == model && back.bitDepth() == bits) << what;
+          ASSERT_EQ(difference(image, back).differing, 0u) << what;
+        }
+        ASSERT_EQ(largestReading(file), 0) << what;
+        if (o.levels > 1 && w > 1 && h > 1) {
+          ASSERT_EQ(largestReading(file, 2), 0) << what << " reduced";
+        }
+        o.lossless = false;
+        ASSERT_LE(largestReading(encodeJpeg2000(image, o)), bits < 16 ? 1 : 8) << what << " with loss";
+      }
+}
+
+// What only the peer writes: origins that are not zero, subsampled and signed components, layers, changes of the
+// progression, regions of interest, tile-parts.
+TEST(Jpeg2000, WhatThePeerWrites) {
+  for (int run = 0; run < 40; ++run) {
+    Jpeg2000Components in;
+    in.x0 = run % 4 * 5;
+    in.y0 = run % 3 * 7;
+    in.x1 = in.x0 + 90 + run;
+    in.y1 = in.y0 + 75 + run % 5;
+    const bool halved = run % 4 == 1, isSigned = run % 5 == 2;
+    const int count = run % 3 == 2 ? 1 : 3, precision = run % 7 == 3 ? 12 : run % 7 == 5 ? 16 : 8;
+    std::mt19937 r(static_cast<unsigned>(run));
+    for (int c = 0; c < count; ++c) {
+      Jpeg2000Components::Component k;
+      k.dx = k.dy = halved && c ? 2 : 1;
+      k.width = (in.x1 + k.dx - 1) / k.dx - (in.x0 + k.dx - 1) / k.dx;
+      k.height = (in.y1 + k.dy - 1) / k.dy - (in.y0 + k.dy - 1) / k.dy;
+      k.precision = precision;
+      k.isSigned = isSigned;
+      for (int i = 0; i < k.width * k.height; ++i)
+        k.samples.push_back(sampleAt(i % k.width, i / k.width, c, (1 << precision) - 1, &r) -
+                            (isSigned ? 1 << (precision - 1) : 0));
+      in.components.push_back(k);
+    }
+    const Bytes file = peer::encode(in, [&](opj_cparameters_t* p) {
+      p->irreversible = run % 2;
+      p->tcp_mct = count == 3 && !halved;
+      p->numresolution = 1 + run % 6;
+      p->prog_order = static_cast<OPJ_PROG_ORDER>(run % 5);
+      p->image_offset_x0 = in.x0;
+      p->image_offset_y0 = in.y0;
+      p->subsampling_dx = p->subsampling_dy = 1;
+      if (run % 3 == 0) p->csty |= 2 | 4;
+      if (run % 4 == 3) {
+        p->tile_size_on = OPJ_TRUE;
+        p->cp_tdx = 37;
+        p->cp_tdy = 50;
+      }
+      if (run % 5 == 4) {
+        p->csty |= 1;
+        p->res_spec = 2;
+        p->prcw_init[0] = p->prch_init[0] = 32;
+        p->prcw_init[1] = p->prch_init[1] = 16;
+      }
+      if (run % 3 == 1) {
+        p->tcp_numlayers = 3;
+        p->tcp_rates[0] = 20;
+        p->tcp_rates[1] = 8;
+        p->tcp_rates[2] = 1;
+      }
+      if (run % 6 == 0) {
+        p->roi_compno = 0;
+        p->roi_shift = 5;
+      }
+      if (run % 8 == 7) {
+        p->tp_on = 1;
+        p->tp_flag = 'R';
+      }
+      if (run % 5 == 3 && run % 4 != 3 && count == 3) {  // the lowest resolution, then the others in another order
+        p->numpocs = 2;
+        p->POC[0] = {};
+        p->POC[0].tile = 1;
+        p->POC[0].resno1 = 1;
+        p->POC[0].compno1 = 3;
+        p->POC[0].layno1 = static_cast<OPJ_UINT32>(p->tcp_numlayers);
+        p->POC[0].prg1 = OPJ_RLCP;
+        p->POC[1] = p->POC[0];
+        p->POC[1].resno1 = static_cast<OPJ_UINT32>(p->numresolution);
+        p->POC[1].resno0 = 1;
+        p->POC[1].prg1 = OPJ_CPRL;
+      }
+    });
+    const Jpeg2000Components back = decodeJpeg2000Components(file.data(), file.size());
+    ASSERT_LE(largest(back, peer::decode(file)), run % 2 == 0 ? 0 : precision < 16 ? 1 : 8) << "run " << run;
+    if (run % 2 == 0 && run % 3 != 1) {
+      ASSERT_EQ(largest(in, back), 0) << "run " << run;
+    }
+  }
+}
+
+// Packet headers gathered in the tile-part's header: made from a file whose headers lie between markers.
+TEST(Jpeg2000, PackedPacketHeaders) {
+  Jpeg2000EncodeOptions o;
+  o.sop = o.eph = true;
+  o.jp2 = false;
+  o.layers = 2;
+  const Image image = picture(70, 60, ColourModel::grey, 8);
+  const Bytes file = encodeJpeg2000(image, o);
+  const auto find = [&](size_t from, int second) {
+    while (from + 1 < file.size() && !(file[from] == 0xFF && file[from + 1] == second)) ++from;
+    return from;
+  };
+  const size_t sot = find(0, 0x90), data = find(sot, 0x93) + 2;
+  for (const bool main : {false, true}) {
+    Bytes headers, body;
+    for (size_t at = data; file[at] == 0xFF && file[at + 1] == 0x91;) {
+      const size_t header = at + 6, end = find(header, 0x92) + 2, next = std::min(find(end, 0x91), file.size() - 2);
+      headers.insert(headers.end(), file.begin() + long(header), file.begin() + long(end));
+      body.insert(body.end(), file.begin() + long(at), file.begin() + long(header));
+      body.insert(body.end(), file.begin() + long(end), file.begin() + long(next));
+      at = next;
+    }
+    if (main) headers.insert(headers.begin(), {0, 0, uint8_t(headers.size() >> 8), uint8_t(headers.size())});
+    Bytes segment = {0xFF, uint8_t(main ? 0x60 : 0x61), uint8_t((headers.size() + 3) >> 8), uint8_t(headers.size() + 3), 0};
+    segment.insert(segment.end(), headers.begin(), headers.end());
+    Bytes packed(file.begin(), file.begin() + long(sot));
+    if (main) packed.insert(packed.end(), segment.begin(), segment.end());
+    const size_t part = packed.size();
+    packed.insert(packed.end(), file.begin() + long(sot), file.begin() + long(sot) + 12);
+    if (!main) packed.insert(packed.end(), segment.begin(), segment.end());
+    packed.insert(packed.end(), {0xFF, 0x93});
+    packed.insert(packed.end(), body.begin(), body.end());
+    const size_t length = packed.size() - part;
+    for (size_t i = 0; i < 4; ++i) packed[part + 6 + i] = uint8_t(length >> (24 - 8 * i));
+    packed.insert(packed.end(), {0xFF, 0xD9});
+    ASSERT_EQ(difference(image, decoded(packed)).differing, 0u) << "main " << main;
+    ASSERT_EQ(largestReading(packed), 0);
+  }
+}
+
+TEST(Jpeg2000, RatesAndQualitiesAreKept) {
+  const Image image = picture(300, 200, ColourModel::rgb, 8);
+  const double pixels = 300 * 200;
+  double before = 0;
+  for (const double rate : {0.5, 1.0, 3.0}) {
+    Jpeg2000EncodeOptions o;
+    o.lossless = false;
+    o.rate = rate;
+    o.layers = 3;
+    const Bytes file = encodeJpeg2000(image, o);
+    const double bits = 8 * static_cast<double>(file.size()) / pixels;
+    EXPECT_TRUE(bits <= rate && bits > 0.97 * rate) << bits;
+    const double psnr = difference(image, decoded(file)).psnr;
+    EXPECT_GT(psnr, before + 2);
+    before = psnr;
+    // A layer fewer is half the rate: worse, but a picture.
+    Jpeg2000DecodeOptions d;
+    d.maxLayers = 2;
+    const double fewer = difference(image, decodeJpeg2000(file.data(), file.size(), d)).psnr;
+    EXPECT_TRUE(fewer < psnr && fewer > psnr - 12) << fewer;
+    // Our rate control beside the peer's at the same size.
+    const Bytes all = encodeJpeg2000(image);
+    const Bytes theirs = peer::encode(decodeJpeg2000Components(all.data(), all.size()), [&](opj_cparameters_t* p) {
+      p->irreversible = 1;
+      p->tcp_rates[0] = static_cast<float>(24 / bits);
+    });
+    EXPECT_GT(psnr, difference(image, decoded(theirs)).psnr - 0.3) << rate;
+  }
+  for (const double psnr : {30.0, 38.0, 45.0}) {
+    Jpeg2000EncodeOptions o;
+    o.lossless = false;
+    o.psnr = psnr;
+    EXPECT_NEAR(difference(image, decoded(encodeJpeg2000(image, o))).psnr, psnr, 0.6);
+  }
+}
+
+TEST(Jpeg2000, DamageIsToldOrPassedOver) {
+  const Image image = picture(120, 100, ColourModel::rgb, 8);
+  Jpeg2000EncodeOptions o;
+  o.style = kSegmentation | kPredictable | kTerminate;
+  o.codeBlockWidth = o.codeBlockHeight = 16;
+  o.jp2 = false;
+  const Bytes file = encodeJpeg2000(image, o);
+  Jpeg2000DecodeOptions keep;
+  keep.keepGoing = true;
+  std::vector<std::string> warnings;
+  keep.warnings = &warnings;
+  double best = HUGE_VAL;
+  for (size_t n = file.size() - 2; n > file.size() / 4; n -= file.size() / 16) {
+    const Bytes part(file.begin(), file.begin() + long(n));
+    try {
+      decoded(part);
+      FAIL() << n << " bytes decode";
+    } catch (const Error& e) {
+      EXPECT_NE(e.offset(), Error::kNowhere) << e.what();
+    }
+    warnings.clear();
+    const Image rescued = decodeJpeg2000(part.data(), part.size(), keep);
+    EXPECT_FALSE(warnings.empty());
+    const double psnr = difference(image, rescued).psnr;
+    EXPECT_LE(psnr, best + 1e-9);
+    best = psnr;
+    EXPECT_GT(psnr, 8);
+  }
+  int told = 0;
+  for (size_t at = file.size() / 2; at < file.size() / 2 + 40; ++at) {
+    Bytes bad = file;
+    bad[at] ^= 0x24;
+    try {
+      decoded(bad);
+    } catch (const Error&) {
+      ++told;
+    }
+  }
+  EXPECT_GT(told, 30);
+}
+
+TEST(Jpeg2000, ThreadsChangeNothing) {
+  const Image image = picture(200, 150, ColourModel::rgb, 8);
+  for (const bool lossless : {true, false}) {
+    Jpeg2000EncodeOptions o;
+    o.lossless = lossless;
+    o.rate = lossless ? 0 : 2;
+    o.threads = 1;
+    const Bytes file = encodeJpeg2000(image, o);
+    Jpeg2000DecodeOptions d;
+    d.threads = 1;
+    const Image one = decodeJpeg2000(file.data(), file.size(), d);
+    o.threads = d.threads = 3;
+    ASSERT_EQ(encodeJpeg2000(image, o), file);
+    ASSERT_EQ(difference(one, decodeJpeg2000(file.data(), file.size(), d)).differing, 0u);
+  }
+}
+
+TEST(Jpeg2000, WhatCannotBeIsRefused) {
+  const Image image = picture(20, 20, ColourModel::grey, 8);
+  const auto refused = [&](const std::function<void(Jpeg2000EncodeOptions*)>& change) {
+    Jpeg2000EncodeOptions o;
+    change(&o);
+    EXPECT_THROW(encodeJpeg2000(image, o), Error);
+  };
+  refused([](Jpeg2000EncodeOptions* o) { o->levels = 33; });
+  refused([](Jpeg2000EncodeOptions* o) { o->codeBlockWidth = 48; });
+  refused([](Jpeg2000EncodeOptions* o) { o->codeBlockWidth = 1024; });
+  refused([](Jpeg2000EncodeOptions* o) { o->rate = 1; });
+  refused([](Jpeg2000EncodeOptions* o) { o->precinct = 3; });
+  refused([](Jpeg2000EncodeOptions* o) { o->style = 64; });
+  Jpeg2000DecodeOptions d;
+  d.reduce = 6;
+  const Bytes file = encodeJpeg2000(image);
+  EXPECT_THROW(decodeJpeg2000(file.data(), file.size(), d), Error);
+}
+
+}  // namespace
