@@ -7,19 +7,29 @@
 namespace ZEL_VARIANT {
 namespace {
 
-template <class V>
-ZEL_INLINE V times3(V x) {
-  return x + x + x;
+// 16-bit lanes of three parts of a and one of b, for the low or the high samples of each 128 bits.
+template <bool kHigh, int B>
+ZEL_INLINE Vec<int16_t, B> threeToOne(Vec<uint8_t, B> a, Vec<uint8_t, B> b) {
+  const auto pairs = kHigh ? unpackHigh128(a, b) : unpackLow128(a, b);
+  return maddBytes(pairs, as<Vec<int8_t, B>>(splat<Vec<int16_t, B>>(0x0103)));
 }
+
+template <int B>
+struct Sides {
+  Vec<int16_t, B> left, right;
+};
 
 // One row to interpolate: the samples themselves.
 struct OneRow {
   static constexpr int kShift = 2, kLeftBias = 1, kRightBias = 2;
   const uint8_t* row;
   int at(int k) const { return row[k]; }
-  template <class V>
-  ZEL_INLINE V lanes(int k) const {
-    return loadWiden<V>(row + k);
+  // Three parts of sample k and one of its left or right neighbour.
+  template <bool kHigh, int B>
+  ZEL_INLINE Sides<B> sides(int k) const {
+    typedef Vec<uint8_t, B> V;
+    const V own = load<V>(row + k);
+    return {threeToOne<kHigh>(own, load<V>(row + k - 1)), threeToOne<kHigh>(own, load<V>(row + k + 1))};
   }
 };
 
@@ -28,9 +38,15 @@ struct TwoRows {
   static constexpr int kShift = 4, kLeftBias = 8, kRightBias = 7;
   const uint8_t *near, *far;
   int at(int k) const { return 3 * near[k] + far[k]; }
-  template <class V>
-  ZEL_INLINE V lanes(int k) const {
-    return times3(loadWiden<V>(near + k)) + loadWiden<V>(far + k);
+  template <bool kHigh, int B>
+  ZEL_INLINE Vec<int16_t, B> columns(int k) const {
+    typedef Vec<uint8_t, B> V;
+    return threeToOne<kHigh>(load<V>(near + k), load<V>(far + k));
+  }
+  template <bool kHigh, int B>
+  ZEL_INLINE Sides<B> sides(int k) const {
+    const auto own = columns<kHigh, B>(k), own3 = own + own + own;
+    return {own3 + columns<kHigh, B>(k - 1), own3 + columns<kHigh, B>(k + 1)};
   }
 };
 
@@ -43,21 +59,37 @@ uint8_t rightOf(Source src, int k) {
   return uint8_t((3 * src.at(k) + src.at(k + 1) + Source::kRightBias) >> Source::kShift);
 }
 
-// V::N samples from k on to twice as many.
-template <class V, class Source>
-ZEL_INLINE V doubled(Source src, int k) {
-  const V own = times3(src.template lanes<V>(k));
-  const V left = (own + src.template lanes<V>(k - 1) + splat<V>(Source::kLeftBias)) >> Source::kShift;
-  const V right = (own + src.template lanes<V>(k + 1) + splat<V>(Source::kRightBias)) >> Source::kShift;
-  return left | right << 8;
+// The outputs of half the samples from k on, left and right by turns.
+template <bool kHigh, int B, class Source>
+ZEL_INLINE Vec<uint8_t, B> doubledHalf(Source src, int k) {
+  typedef Vec<int16_t, B> W;
+  const Sides<B> s = src.template sides<kHigh, B>(k);
+  const W left = (s.left + splat<W>(Source::kLeftBias)) >> Source::kShift;
+  const W right = (s.right + splat<W>(Source::kRightBias)) >> Source::kShift;
+  return as<Vec<uint8_t, B>>(left | right << 8);
+}
+
+// B samples from k on to twice as many.
+template <int B, class Source>
+ZEL_INLINE void doubleSamples(Source src, int k, uint8_t* dst) {
+  const Vec<uint8_t, B> low = doubledHalf<false, B>(src, k), high = doubledHalf<true, B>(src, k);
+#ifdef __AVX2__
+  if constexpr (B == 32) {
+    store(dst, join(lowHalf(low), lowHalf(high)));
+    store(dst + 32, join(highHalf(low), highHalf(high)));
+    return;
+  }
+#endif
+  store(dst, low);
+  store(dst + B, high);
 }
 
 // dst[begin..end), dst[2k] and dst[2k + 1] from samples k - 1, k and k + 1; begin is even. Nothing else is read.
 template <class Source>
 void upRow(Source src, uint8_t* dst, int begin, int end) {
   int i = begin;
-  for (; i + 2 * i16v::N <= end; i += 2 * i16v::N) store(dst + i, doubled<i16v>(src, i / 2));
-  for (; i + 2 * i16x8::N <= end; i += 2 * i16x8::N) store(dst + i, doubled<i16x8>(src, i / 2));
+  for (; i + 2 * kVecBytes <= end; i += 2 * kVecBytes) doubleSamples<kVecBytes>(src, i / 2, dst + i);
+  for (; i + 32 <= end; i += 32) doubleSamples<16>(src, i / 2, dst + i);
   for (; i < end; ++i) dst[i] = i % 2 ? rightOf(src, i / 2) : leftOf(src, i / 2);
 }
 
