@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "image.h"
+#include "zeroed.h"
 
 namespace zelcodecs {
 
@@ -108,7 +109,7 @@ struct JpegCoefficients {
     // Blocks that hold samples, and blocks stored: whole MCUs. Block (x, y) starts at 64 * (y * storedWide + x) and is
     // in natural order.
     int blocksWide = 0, blocksHigh = 0, storedWide = 0, storedHigh = 0;
-    std::vector<int16_t> values;
+    ZeroedVector<int16_t> values;
   };
   int width = 0, height = 0, precision = 8;
   bool jfif = true;

@@ -172,7 +172,7 @@ void replay(const JpegCoefficients& store, const Frame& frame, const McuSink& si
   const int wide = all.mcusWide(frame), high = all.mcusHigh(frame);
 #pragma omp parallel for num_threads(threads) schedule(dynamic)
   for (int y = 0; y < high; ++y) {
-    alignas(32) Block blocks[kMaxBlocksPerMcu];
+    const int16_t* blocks[kMaxBlocksPerMcu];
     for (int x = 0; x < wide; ++x) {
       int b = 0;
       for (const JpegCoefficients::Component& c : store.components) {
@@ -180,7 +180,7 @@ void replay(const JpegCoefficients& store, const Frame& frame, const McuSink& si
         for (int k = 0; k < h * v; ++k, ++b) {
           const size_t at = static_cast<size_t>(y * v + k / h) * static_cast<size_t>(c.storedWide) +
                             static_cast<size_t>(x * h + k % h);
-          std::memcpy(blocks[b], &c.values[64 * at], sizeof(Block));
+          blocks[b] = &c.values[64 * at];
         }
       }
       sink.mcu(x, y, blocks);
@@ -281,7 +281,7 @@ void JpegCoefficients::allocate() {
     c.blocksHigh = k.blocksHigh;
     c.storedWide = k.storedWide;
     c.storedHigh = k.storedHigh;
-    c.values.assign(64 * static_cast<size_t>(k.storedWide) * static_cast<size_t>(k.storedHigh), 0);
+    c.values = ZeroedVector<int16_t>(64 * static_cast<size_t>(k.storedWide) * static_cast<size_t>(k.storedHigh));
   }
 }
 

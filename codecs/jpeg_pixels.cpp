@@ -55,10 +55,11 @@ DirectSink::DirectSink(const Frame& frame, const QuantSteps& quant, McuToPixels 
   }
 }
 
-void DirectSink::mcu(int x, int y, Block* blocks) const {
-  for (int b = 0; b < planned_; ++b) zeliDCTQuantInv8x8_JPEG_16s_C1I(blocks[b], quant_[b]);
+void DirectSink::mcu(int x, int y, const int16_t* const* blocks) const {
+  alignas(32) Block samples[kMaxBlocksPerMcu];
+  for (int b = 0; b < planned_; ++b) zeliDCTQuantInv8x8_JPEG_16s_C1(blocks[b], samples[b], quant_[b]);
   const int16_t* sources[kMaxComponents];
-  for (int i = 0; i < count_; ++i) sources[i] = blocks[offsets_[i]];
+  for (int i = 0; i < count_; ++i) sources[i] = samples[offsets_[i]];
   const int left = x * pixels_.width, top = y * pixels_.height, channels = image_->channels();
   const int wide = std::min(pixels_.width, image_->width() - left),
             high = std::min(pixels_.height, image_->height() - top);
@@ -75,7 +76,7 @@ void DirectSink::mcu(int x, int y, Block* blocks) const {
                 static_cast<size_t>(wide * channels));
 }
 
-void GreySink::mcu(int x, int y, Block* blocks) const {
+void GreySink::mcu(int x, int y, const int16_t* const* blocks) const {
   const int wide = std::min(8, image_->width() - 8 * x), high = std::min(8, image_->height() - 8 * y);
   uint8_t* to = image_->row(8 * y) + 8 * x;
   if (wide == 8 && high == 8) {
@@ -158,7 +159,7 @@ PlaneSink::PlaneSink(const Frame& frame, const QuantSteps& quant, const Planes& 
   }
 }
 
-void PlaneSink::mcu(int x, int y, Block* blocks) const {
+void PlaneSink::mcu(int x, int y, const int16_t* const* blocks) const {
   for (int i = 0; i < count_; ++i) {
     const Target& t = targets_[i];
     const int step = static_cast<int>(t.rowBytes);

@@ -38,7 +38,7 @@ McuToPixels mcuToPixels(const Frame& frame, Coding coding, bool smooth);
 class DirectSink : public McuSink {
  public:
   DirectSink(const Frame& frame, const QuantSteps& quant, McuToPixels pixels, Image* image);
-  void mcu(int x, int y, Block* blocks) const override;
+  void mcu(int x, int y, const int16_t* const* blocks) const override;
 
  private:
   const McuToPixels pixels_;
@@ -53,7 +53,7 @@ class DirectSink : public McuSink {
 class GreySink : public McuSink {
  public:
   GreySink(const QuantSteps& quant, Image* image) : image_(image), quant_(quant.of[0]) {}
-  void mcu(int x, int y, Block* blocks) const override;
+  void mcu(int x, int y, const int16_t* const* blocks) const override;
 
  private:
   Image* const image_;
@@ -104,7 +104,7 @@ class Planes {
 class PlaneSink : public McuSink {
  public:
   PlaneSink(const Frame& frame, const QuantSteps& quant, const Planes& planes);
-  void mcu(int x, int y, Block* blocks) const override;
+  void mcu(int x, int y, const int16_t* const* blocks) const override;
   void rowDone(int row) override;
   // The rows that rowDone() has not converted.
   void finish(int threads) const { planes_.convertRest(converted_, threads); }

@@ -263,6 +263,7 @@ class SequentialScan : public BlockScan {
  public:
   SequentialScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings, McuSink* sink)
       : BlockScan(reader, scan, keepGoing, warnings), sink_(sink) {}
+  SequentialScan(const SequentialScan&) = default;
 
  private:
   std::unique_ptr<ScanDecoder> clone() const override {
@@ -278,17 +279,22 @@ class SequentialScan : public BlockScan {
         if (status != zelStsNoErr) return status;
       }
       decoded_ = 0;
-      sink_->mcu(x, y, blocks_);
+      deliver(x, y);
     }
     return zelStsNoErr;
   }
   void loseUnit(int unit) override {
     std::memset(blocks_[decoded_], 0, sizeof(Block) * static_cast<size_t>(planned_ - decoded_));
     decoded_ = 0;
-    sink_->mcu(unit % mcusWide_, unit / mcusWide_, blocks_);
+    deliver(unit % mcusWide_, unit / mcusWide_);
   }
   void rowDone(int row) override {
     if (tellsRows_) sink_->rowDone(row);
+  }
+  void deliver(int x, int y) const {
+    const int16_t* blocks[kMaxBlocksPerMcu];
+    for (int b = 0; b < planned_; ++b) blocks[b] = blocks_[b];
+    sink_->mcu(x, y, blocks);
   }
 
   McuSink* sink_;

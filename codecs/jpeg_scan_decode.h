@@ -71,11 +71,11 @@ class ScanDecoder {
 };
 
 // Receives MCUs. The blocks of a component are in rows from left to right (T.81 A.2.3), the components one after the
-// other; the receiver may overwrite them. Threads may call mcu() at once for MCUs of different rows or intervals.
+// other. Threads may call mcu() at once for MCUs of different rows or intervals.
 class McuSink {
  public:
   virtual ~McuSink() = default;
-  virtual void mcu(int x, int y, Block* blocks) const = 0;
+  virtual void mcu(int x, int y, const int16_t* const* blocks) const = 0;
   // All MCUs of a row have been received.
   virtual void rowDone(int) {}
 };
