@@ -23,14 +23,33 @@ ZEL_INLINE ZelStatus decodeDifference(Reader& reader, const ZeliDecodeHuffmanSpe
 }
 
 // A row that the fast path gives up is written again from its start.
-ZelStatus decodeRow(const Source& in, int16_t* const* rows, int n, int components,
-                    const ZeliDecodeHuffmanSpec* const* tables) {
+template <int kCount>
+ZelStatus decodeRows(const Source& in, int16_t* const* rows, int n, const ZeliDecodeHuffmanSpec* const* tables) {
   return decodeFrom(in, [=](auto& reader, auto) -> ZelStatus {
-    for (int i = 0; i < n; ++i)
-      for (int c = 0; c < components; ++c)
-        if (const ZelStatus s = decodeDifference(reader, *tables[c], rows[c] + i)) return s;
+    int16_t* to[kCount];
+    const ZeliDecodeHuffmanSpec* table[kCount];
+#pragma GCC unroll 4
+    for (int c = 0; c < kCount; ++c) to[c] = rows[c], table[c] = tables[c];
+    for (int i = 0; i < n; ++i) {
+#pragma GCC unroll 4
+      for (int c = 0; c < kCount; ++c)
+        if (const ZelStatus s = decodeDifference(reader, *table[c], to[c] + i)) return s;
+    }
     return zelStsNoErr;
   });
+}
+
+ZelStatus decodeRow(const Source& in, int16_t* const* rows, int n, int components,
+                    const ZeliDecodeHuffmanSpec* const* tables) {
+  switch (components) {
+    case 1:
+      return decodeRows<1>(in, rows, n, tables);
+    case 2:
+      return decodeRows<2>(in, rows, n, tables);
+    case 3:
+      return decodeRows<3>(in, rows, n, tables);
+  }
+  return decodeRows<4>(in, rows, n, tables);
 }
 
 }  // namespace
