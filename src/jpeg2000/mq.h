@@ -37,6 +37,7 @@ enum Context : uint32_t {
 };
 
 ZEL_INLINE uint32_t qeOf(MqContext s) { return s >> 16; }
+ZEL_INLINE int shiftOf(MqContext s) { return s >> 8 & 0xFF; }
 ZEL_INLINE MqContext nextOf(MqContext s, uint32_t lps) { return kMqNext.at[2 * (s & 0xFF) + lps]; }
 
 inline void resetContexts(MqContext* contexts) { __builtin_memcpy(contexts, kMqInitial.at, sizeof kMqInitial.at); }

@@ -37,17 +37,15 @@ class MqEncoder {
       const MqContext s = *context;
       const uint32_t qe = qeOf(s), lps = (s ^ *log) & 1;
       e.a_ -= qe;
-      if (__builtin_expect((e.a_ >> 15 & ~lps) != 0, 1)) {
-        e.c_ += qe;
-        continue;
-      }
       // The MPS takes the upper sub-interval, unless that is the smaller one: then the two are exchanged.
-      const bool upper = lps == uint32_t(e.a_ < qe);
-      e.c_ += upper ? qe : 0;
-      e.a_ = upper ? e.a_ : qe;
-      *context = nextOf(s, lps);
-      int shift = renormShift(e.a_);
-      e.a_ <<= shift;
+      const uint32_t lower = 0 - (lps ^ uint32_t(e.a_ < qe));
+      e.c_ += qe & ~lower;
+      const int upperShift = (e.a_ < 0x8000) + (e.a_ < 0x4000), lowerShift = shiftOf(s);
+      e.a_ <<= upperShift;
+      e.a_ ^= (e.a_ ^ qe << lowerShift) & lower;
+      int shift = upperShift ^ ((upperShift ^ lowerShift) & int(lower));
+      const MqContext next = nextOf(s, lps);
+      *context = shift ? next : s;
       while (__builtin_expect(shift >= e.ct_, 0)) {
         e.c_ <<= e.ct_;
         shift -= e.ct_;

@@ -23,7 +23,10 @@ constexpr Table<int32_t, kContexts> owniInitialMPS_JPEG2K = {};
 namespace {
 
 constexpr MqContext contextOf(uint32_t index, uint32_t mps) {
-  return owniEstimator_JPEG2K.at[index].qe << 16 | index << 1 | mps;
+  const uint32_t qe = owniEstimator_JPEG2K.at[index].qe;
+  uint32_t shift = 0;
+  while (!(qe << shift & 0x8000)) ++shift;
+  return qe << 16 | shift << 8 | index << 1 | mps;
 }
 
 constexpr Table<MqContext, 4 * kProbabilityStates> transitions() {
@@ -105,7 +108,7 @@ constexpr Table<uint8_t, 512> ZeroCodingLUT_HxLy = zeroCoding(1);
 constexpr Table<uint8_t, 512> ZeroCodingLUT_HxHy = zeroCoding(2);
 constexpr Table<uint8_t, 256> SignCodingLUT = signCoding();
 
-static_assert(kMqInitial.at[kRunLength] == (0x0AC1u << 16 | 6) && kMqNext.at[1] == (0x3401u << 16 | 3));
+static_assert(kMqInitial.at[kRunLength] == (0x0AC1u << 16 | 0x406) && kMqNext.at[1] == (0x3401u << 16 | 0x203));
 static_assert(ZeroCodingLUT_LxHy.at[0x28] == 10 && ZeroCodingLUT_HxLy.at[0x28] == 6 && ZeroCodingLUT_HxHy.at[5] == 8);
 static_assert(SignCodingLUT.at[0] == 22 && SignCodingLUT.at[0xA8] == 30 && SignCodingLUT.at[0xFC] == 31);
 
