@@ -28,13 +28,13 @@ struct MqSource {
   static constexpr bool kRaw = false;
   ZEL_INLINE uint32_t decision(uint32_t context) { return mq.decode(contexts, context); }
   ZEL_INLINE uint32_t significance(const uint8_t* table, uint32_t f, int place) {
-    return decision(zeroCodingContext(table, f, place));
+    return mq.decode(contexts, zeroCodingContext(table, f, place));
   }
   ZEL_INLINE uint32_t sign(uint32_t f, const uint32_t* word, int place) {
     const uint32_t entry = signCodingEntry(f, word, place);
-    return decision(entry >> 1) ^ (entry & 1);
+    return mq.decode(contexts, entry >> 1) ^ (entry & 1);
   }
-  ZEL_INLINE uint32_t refinement(uint32_t f, int place) { return decision(refinementContext(f, place)); }
+  ZEL_INLINE uint32_t refinement(uint32_t f, int place) { return mq.decode(contexts, refinementContext(f, place)); }
 };
 
 struct RawSource {

@@ -25,25 +25,26 @@ class MqDecoder {
   explicit MqDecoder(Segment segment) : segment_(segment) {  // INITDEC
     code_ = uint64_t(0xFF - segment.at(0)) << kCodeShift;
     fill();
-    renormalise(0x8000, 7);
+    shift(7);
     read_ -= 7;  // counts from here
   }
 
   ZEL_INLINE uint32_t decode(MqContext* contexts, uint32_t context) {
     const MqContext s = contexts[context];
-    d_ -= int32_t(qeOf(s));
-    if (__builtin_expect(d_ >= 0, 1)) return s & 1;
-    const uint32_t qe = qeOf(s), rest = uint32_t(d_) + bound_;
-    const bool upper = rest <= uint32_t(code_ >> kCodeShift);  // the sub-interval of the less probable symbol
-    code_ -= upper ? uint64_t(rest) << kCodeShift : 0;
-    const uint32_t lps = uint32_t(upper != (rest < qe));  // the larger sub-interval is that of the MPS
-    const uint32_t a = upper ? qe : rest;
-    contexts[context] = nextOf(s, lps);
-    const int n = renormShift(a);
-    renormalise(a << n, n);
+    const uint32_t qe = qeOf(s), rest = a_ - qe;
+    const uint32_t inUpper = rest <= uint32_t(code_ >> kCodeShift);  // the sub-interval of the less probable symbol
+    const uint32_t upper = 0 - inUpper;
+    const uint32_t lps = inUpper ^ uint32_t(rest < qe);  // the larger sub-interval is that of the MPS
+    code_ -= uint64_t(rest & upper) << kCodeShift;
+    const int lowerShift = (rest < 0x8000) + (rest < 0x4000), upperShift = shiftOf(s);
+    const int n = lowerShift ^ ((lowerShift ^ upperShift) & int(upper));
+    const uint32_t lower = rest << lowerShift;
+    a_ = lower ^ ((lower ^ qe << upperShift) & upper);
+    const MqContext next = nextOf(s, lps);
+    contexts[context] = n ? next : s;
+    shift(n);
     return (s & 1) ^ lps;
   }
-
   // Whether a segment that was terminated predictably ended otherwise (T.800, D.4.2): the registers of the encoder at
   // its end, pushed out in full, leave nothing but ones to be read.
   bool damagedAtEnd() const {
@@ -82,7 +83,7 @@ class MqDecoder {
       if (!marker && segment_.at(position + 1) < 0x90) return true;
       count = 8;
     }
-    const uint32_t a = uint32_t(d_) + bound_ - (0x8000u >> (count - 1));
+    const uint32_t a = a_ - (0x8000u >> (count - 1));
     return a > uint32_t(code_ >> kCodeShift);
   }
 
@@ -90,7 +91,7 @@ class MqDecoder {
   static constexpr int kCodeShift = 48;
   static constexpr int64_t kEndless = int64_t(1) << 40;  // bits that are there at a marker
 
-  ZEL_INLINE void renormalise(uint32_t a, int n) {
+  ZEL_INLINE void shift(int n) {
     while (__builtin_expect(n > ahead_, 0)) {
       code_ <<= ahead_;
       n -= int(ahead_);
@@ -99,9 +100,6 @@ class MqDecoder {
     }
     code_ <<= n;
     ahead_ -= n;
-    const uint32_t next = uint32_t(code_ >> kCodeShift) + 1;
-    bound_ = next > 0x8000 ? next : 0x8000;
-    d_ = int32_t(a - bound_);
   }
 
   // BYTEIN as often as there is room, none of it before the shift that needs the first byte: a carry in a stuffed bit
@@ -142,8 +140,7 @@ class MqDecoder {
 
   uint64_t code_ = 0;
   int64_t ahead_ = 0;  // bits below the upper 16 that have been read
-  int32_t d_ = 0;
-  uint32_t bound_ = 0;
+  uint32_t a_ = 0x8000;
   Segment segment_ = {nullptr, 0};
   int32_t position_ = 0;  // of the last byte read
   int64_t read_ = 0;      // bits read in all, but for the first byte
