@@ -32,9 +32,9 @@ class MqDecoder {
   ZEL_INLINE uint32_t decode(MqContext* contexts, uint32_t context) {
     const MqContext s = contexts[context];
     const uint32_t qe = qeOf(s), rest = a_ - qe;
-    const uint32_t inUpper = rest <= uint32_t(code_ >> kCodeShift);  // the sub-interval of the less probable symbol
-    const uint32_t upper = 0 - inUpper;
-    const uint32_t lps = inUpper ^ uint32_t(rest < qe);  // the larger sub-interval is that of the MPS
+    const int32_t into = int32_t(uint32_t(code_ >> kCodeShift) - a_) + int32_t(qe);  // the upper sub-interval
+    const uint32_t upper = ~uint32_t(into >> 31);
+    const uint32_t lps = (upper & 1) ^ uint32_t(rest < qe);  // the larger sub-interval is that of the MPS
     code_ -= uint64_t(rest & upper) << kCodeShift;
     const int lowerShift = (rest < 0x8000) + (rest < 0x4000), upperShift = shiftOf(s);
     const int n = lowerShift ^ ((lowerShift ^ upperShift) & int(upper));
@@ -89,12 +89,12 @@ class MqDecoder {
 
  private:
   static constexpr int kCodeShift = 48;
-  static constexpr int64_t kEndless = int64_t(1) << 40;  // bits that are there at a marker
+  static constexpr int32_t kEndless = 1 << 30;  // bits that are there at a marker
 
   ZEL_INLINE void shift(int n) {
     while (__builtin_expect(n > ahead_, 0)) {
       code_ <<= ahead_;
-      n -= int(ahead_);
+      n -= ahead_;
       ahead_ = 0;
       fill();
     }
@@ -114,7 +114,7 @@ class MqDecoder {
 
   struct Filled {
     int32_t position;
-    int64_t bits;
+    int32_t bits;
     uint64_t code;
   };
   [[gnu::noinline]] static Filled filled(Segment segment, int32_t position, uint64_t code) {
@@ -139,7 +139,7 @@ class MqDecoder {
   }
 
   uint64_t code_ = 0;
-  int64_t ahead_ = 0;  // bits below the upper 16 that have been read
+  int32_t ahead_ = 0;  // bits below the upper 16 that have been read
   uint32_t a_ = 0x8000;
   Segment segment_ = {nullptr, 0};
   int32_t position_ = 0;  // of the last byte read
