@@ -4,7 +4,7 @@
 
 #include "frame/rows.h"
 #include "jpeg2000/mq_decoder.h"
-#include "jpeg2000/neighbourhood.h"
+#include "jpeg2000/refinement.h"
 
 namespace ZEL_VARIANT {
 namespace {
@@ -34,7 +34,7 @@ struct MqSource {
     const uint32_t entry = signCodingEntry(f, word, place);
     return mq.decode(contexts, entry >> 1) ^ (entry & 1);
   }
-  ZEL_INLINE uint32_t refinement(uint32_t f, int place) { return mq.decode(contexts, refinementContext(f, place)); }
+  ZEL_INLINE uint32_t refinement(uint32_t context) { return mq.decode(contexts, context); }
 };
 
 struct RawSource {
@@ -42,14 +42,14 @@ struct RawSource {
   static constexpr bool kRaw = true;
   ZEL_INLINE uint32_t significance(const uint8_t*, uint32_t, int) { return raw.bit(); }
   ZEL_INLINE uint32_t sign(uint32_t, const uint32_t*, int) { return raw.bit(); }
-  ZEL_INLINE uint32_t refinement(uint32_t, int) { return raw.bit(); }
+  ZEL_INLINE uint32_t refinement(uint32_t) { return raw.bit(); }
 };
 
 struct StripeRows {
   int32_t* first;
   int64_t step;
-  ZEL_INLINE int32_t* at(int x, int place) const {
-    return reinterpret_cast<int32_t*>(reinterpret_cast<char*>(first + x) + rowOf(place) * step);
+  ZEL_INLINE int32_t* at(int x, int row) const {
+    return reinterpret_cast<int32_t*>(reinterpret_cast<char*>(first + x) + row * step);
   }
 };
 
@@ -64,7 +64,7 @@ template <bool kIsCausal, class Source>
 ZEL_INLINE uint32_t significant(Source& source, const Plane& p, StripeRows rows, uint32_t* word, uint32_t f, int x,
                                 int place) {
   const uint32_t sign = source.sign(f, word, place);
-  storeOne(rows.at(x, place), int32_t(sign << 31 | p.bit | p.bit >> 1));
+  storeOne(rows.at(x, rowOf(place)), int32_t(sign << 31 | p.bit | p.bit >> 1));
   return f | becomeSignificant<kIsCausal>(word, p.pitch, place, sign);
 }
 
@@ -98,22 +98,19 @@ template <bool kIsCausal, class Source>
 template <class Source>
 [[gnu::noinline]] void magnitudeRefinement(const Plane& p, Source* state) {
   Source source = *state;
-  const uint32_t keep = ~(2 * p.bit - 1), half = p.bit >> 1;
+  const uint32_t keep = ~(2 * p.bit - 1), bit = p.bit, half = bit >> 1;
   for (int y = 0; y < p.height; y += kStripe) {
     const StripeRows rows = stripeOf(p, y);
-    uint32_t* word = wordsOf(p, y);
-    for (int x = 0; x < p.width; ++x, ++word) {
-      uint32_t f = *word;
-      uint32_t todo = f & ~(f >> kVisitedOf) & kOwn;
-      if (todo == 0) continue;
-      *word = f | todo << kRefinedOf;
-      do {
-        const int place = __builtin_ctz(todo);
-        todo &= todo - 1;
-        const uint32_t b = source.refinement(f, place);
-        int32_t* const sample = rows.at(x, place);
-        storeOne(sample, int32_t((uint32_t(loadOne(sample)) & keep) | (b ? p.bit : 0) | half));
-      } while (todo);
+    for (int x = 0; x < p.width; x += u32v::N) {
+      const RefinedColumns columns = refinedColumns(wordsOf(p, y) + x);
+      uint8_t contexts[4 * u32v::N];
+      if constexpr (!Source::kRaw) store(contexts, columns.contexts);
+      for (uint32_t todo = columns.mask(); todo != 0; todo &= todo - 1) {
+        const int i = __builtin_ctz(todo);
+        const uint32_t b = source.refinement(contexts[i]);
+        int32_t* const sample = rows.at(x + i / 4, i % 4);
+        storeOne(sample, int32_t((uint32_t(loadOne(sample)) & keep) | (bit & (0 - b)) | half));
+      }
     }
   }
   *state = source;

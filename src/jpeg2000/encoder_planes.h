@@ -4,20 +4,18 @@
 
 #include "frame/rows.h"
 #include "frame/vec.h"
-#include "jpeg2000/neighbourhood.h"
+#include "jpeg2000/refinement.h"
 
 namespace ZEL_VARIANT {
 namespace {
 
 // Lanes of up to u32v::N samples of a row, of which n exist; nothing beyond is read.
-typedef Vec<uint32_t> u32v;
 ZEL_INLINE u32v loadSome(const int32_t* p, int n) {
   if (__builtin_expect(n >= u32v::N, 1)) return load<u32v>(p);
   uint32_t lanes[u32v::N] = {};
   __builtin_memcpy(lanes, p, size_t(n) * 4);
   return load<u32v>(lanes);
 }
-ZEL_INLINE u32v lanes(uint32_t x) { return splat<u32v>(x); }
 
 ZEL_INLINE uint64_t sumOf(u32v v) {
   uint64_t sum = 0;
@@ -104,29 +102,16 @@ constexpr Compaction compactions() {
 }
 constexpr Compaction kCompaction = compactions();
 
-// Fields of three bits at the places of the samples, one to each byte.
-ZEL_INLINE u32v toBytes(u32v f) {
-  return (f >> 4 & lanes(7)) | (f << 1 & lanes(7u << 8)) | (f << 6 & lanes(7u << 16)) | (f << 11 & lanes(7u << 24));
-}
-
 // One stripe: marks what is refined, and logs context * 2 + bit of each sample (raw: its bit).
 template <bool kRaw>
 inline uint8_t* refineStripe(uint32_t* words, const uint32_t* bits, int width, uint8_t* next) {
   constexpr int kPairs = u32v::N / 2;
-  const u32v own = lanes(kOwn);
   for (int x = 0; x < width; x += u32v::N) {
-    const u32v f = load<u32v>(words + x), refine = f & ~(f >> kVisitedOf) & own;
-    if (isZero(refine)) continue;
-    store(words + x, f | refine << kRefinedOf);
-    u32v codes = load<u32v>(bits + x);
-    if constexpr (!kRaw) {
-      const u32v significance = f & lanes(0x3FFFF);
-      const u32v sides = significance << 1 | significance >> 1, rows = sides | significance;
-      const u32v later = f >> kRefinedOf & own, near = (sides | rows << 3 | rows >> 3) & ~later & own;
-      codes = codes | near << 1 | later << 2;
-    }
-    const u32v entries = toBytes(codes) | lanes(kRaw ? 0 : kRefinement * 0x02020202);
-    const uint32_t mask = byteMask(toBytes(refine) << 7);
+    const RefinedColumns c = refinedColumns(words + x);
+    if (isZero(c.refined)) continue;
+    const u32v bitsThere = toBytes(load<u32v>(bits + x));
+    const u32v entries = kRaw ? bitsThere : c.contexts << 1 | bitsThere;
+    const uint32_t mask = c.mask();
     uint64_t pairs[kPairs];
     store(pairs, entries);
 #pragma GCC unroll 4

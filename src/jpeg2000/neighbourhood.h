@@ -59,11 +59,6 @@ ZEL_INLINE uint32_t zeroCodingContext(const uint8_t* table, uint32_t f, int plac
   return table[f >> (place - 4) & kAround];
 }
 
-ZEL_INLINE uint32_t refinementContext(uint32_t f, int place) {
-  const uint32_t first = f >> (place - 4) & kAround ? kRefinement + 1 : kRefinement;
-  return f >> (place + kRefinedOf) & 1 ? kRefinement + 2 : first;
-}
-
 // The sign context of a sample whose column is f, and the predicted sign. word: where the column stands.
 ZEL_INLINE uint32_t signCodingEntry(uint32_t f, const uint32_t* word, int place) {
   const uint64_t column = f | uint64_t(f >> 31) << 33;  // the sign of row 4 to where the others lead
