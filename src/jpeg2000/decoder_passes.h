@@ -127,7 +127,7 @@ template <bool kIsCausal>
       uint32_t f = *word;
       uint32_t todo = ~f & ~(f >> kVisitedOf) & places;
       if (f == 0 && places == kOwn) {  // the run mode
-        if (!source.decision(kRunLength)) continue;
+        if (!source.mq.decodeSkewed(source.contexts, kRunLength)) continue;
         const uint32_t high = source.decision(kUniform);
         const int place = int(4 + 6 * high + 3 * source.decision(kUniform));
         f = significant<kIsCausal>(source, p, rows, word, f, x, place);
