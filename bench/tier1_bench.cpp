@@ -1,9 +1,9 @@
 // The tier-1 coder of JPEG 2000 beside OpenJPEG's, on 64x64 code blocks of a photograph after three levels of the 5/3
 // wavelet, without loss.
 //
-// The peer's coder is internal. So the coefficients are given to it as the samples of an image with one component and one
-// resolution: its wavelet has nothing to do, and what it does besides tier-1 coding (tags, packets, its copies of the
-// image) is small beside it; the rows on zeros show how much it is. All blocks are of band LL for both. We convert
+// The peer's coder is internal. So the coefficients are given to it as the samples of an image with one component and
+// one resolution: its wavelet has nothing to do, and what it does besides tier-1 coding (tags, packets, its copies of
+// the image) is small beside it; the rows on zeros show how much it is. All blocks are of band LL for both. We convert
 // between two's complement and sign and magnitude, as the peer does.
 #include <openjpeg.h>
 
@@ -41,7 +41,8 @@ std::vector<int32_t> coefficients() {
   return c;
 }
 
-// ---- Ours --------------------------------------------------------------------------------------------------------------
+// ---- Ours
+// --------------------------------------------------------------------------------------------------------------
 
 struct Block {
   std::vector<uint8_t> bytes;
@@ -75,8 +76,8 @@ struct Coder {
       Block& b = blocks[size_t(i)];
       b.bytes.resize(2 * sizeof samples);
       int segments, length = int(b.bytes.size()), more;
-      z.zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R(samples, 4 * kBlock, {kBlock, kBlock}, encoder, 0, 31, 0, 0, 0, &b.planes,
-                                               &b.passes, &segments);
+      z.zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R(samples, 4 * kBlock, {kBlock, kBlock}, encoder, 0, 31, 0, 0, 0,
+                                               &b.planes, &b.passes, &segments);
       z.zeliEncodeStoreBits_JPEG2K_1u(b.bytes.data(), &length, encoder, &more);
       b.bytes.resize(size_t(length));
     }
@@ -86,8 +87,8 @@ struct Coder {
     for (int i = 0; i < kBlocks; ++i) {
       const Block& b = blocks[size_t(i)];
       const int length = int(b.bytes.size());
-      z.zeliDecodeCodeBlock_JPEG2K_1u32s_C1R(b.bytes.data(), samples, 4 * kBlock, {kBlock, kBlock}, 0, b.planes, b.passes,
-                                             &length, 1, 0, nullptr, decoder);
+      z.zeliDecodeCodeBlock_JPEG2K_1u32s_C1R(b.bytes.data(), samples, 4 * kBlock, {kBlock, kBlock}, 0, b.planes,
+                                             b.passes, &length, 1, 0, nullptr, decoder);
       int32_t* const to = &out[offset(i)];
       for (int y = 0; y < kBlock; ++y)
         for (int x = 0; x < kBlock; ++x) {
@@ -104,7 +105,8 @@ struct Coder {
   ZeliDecodeCBProgrState_JPEG2K* decoder;
 };
 
-// ---- The peer ----------------------------------------------------------------------------------------------------------
+// ---- The peer
+// ----------------------------------------------------------------------------------------------------------
 
 struct Memory {
   std::vector<uint8_t> bytes;
@@ -167,8 +169,8 @@ struct Peer {
     coded.at = 0;
     coded.bytes.clear();
     opj_stream_t* const stream = streamOn(&coded, false);
-    if (!opj_setup_encoder(codec, &p, image) || !opj_start_compress(codec, image, stream) || !opj_encode(codec, stream) ||
-        !opj_end_compress(codec, stream))
+    if (!opj_setup_encoder(codec, &p, image) || !opj_start_compress(codec, image, stream) ||
+        !opj_encode(codec, stream) || !opj_end_compress(codec, stream))
       std::fprintf(stderr, "tier-1: the peer cannot encode\n"), std::exit(1);
     opj_stream_destroy(stream);
     opj_destroy_codec(codec);

@@ -55,9 +55,7 @@ struct StripeRows {
 
 ZEL_INLINE StripeRows stripeOf(const Plane& p, int y) { return {rowAt(p.dst, p.dstStep, y), p.dstStep}; }
 ZEL_INLINE uint32_t* wordsOf(const Plane& p, int y) { return p.words + y / kStripe * p.pitch; }
-ZEL_INLINE uint32_t placesFrom(const Plane& p, int y) {
-  return p.height - y >= kStripe ? kOwn : rowsOf(p.height - y);
-}
+ZEL_INLINE uint32_t placesFrom(const Plane& p, int y) { return p.height - y >= kStripe ? kOwn : rowsOf(p.height - y); }
 
 // A sample found significant: its sign follows, its magnitude is the middle of the plane's interval.
 template <bool kIsCausal, class Source>
@@ -136,8 +134,7 @@ template <bool kIsCausal>
       while (todo) {
         const int place = __builtin_ctz(todo);
         todo &= todo - 1;
-        if (source.significance(p.zeroCoding, f, place))
-          f = significant<kIsCausal>(source, p, rows, word, f, x, place);
+        if (source.significance(p.zeroCoding, f, place)) f = significant<kIsCausal>(source, p, rows, word, f, x, place);
       }
       *word = f & ~kVisited;
     }

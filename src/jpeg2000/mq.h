@@ -19,10 +19,10 @@ struct MqEstimate {
 };
 
 #pragma GCC visibility push(hidden)
-extern const Table<MqEstimate, kProbabilityStates> owniEstimator_JPEG2K;    // T.800, Table C.2
-extern const Table<int32_t, kContexts> owniInitialCtxIndexes_JPEG2K;        // T.800, Table D.7
+extern const Table<MqEstimate, kProbabilityStates> owniEstimator_JPEG2K;  // T.800, Table C.2
+extern const Table<int32_t, kContexts> owniInitialCtxIndexes_JPEG2K;      // T.800, Table D.7
 extern const Table<int32_t, kContexts> owniInitialMPS_JPEG2K;
-extern const Table<MqContext, 4 * kProbabilityStates> kMqNext;              // by low byte of a context * 2 + LPS
+extern const Table<MqContext, 4 * kProbabilityStates> kMqNext;  // by low byte of a context * 2 + LPS
 extern const Table<MqContext, kContexts> kMqInitial;
 #pragma GCC visibility pop
 

@@ -17,7 +17,7 @@ enum TermMode : int32_t { kShortest = 1, kPredictable = 2 };  // every other val
 
 class MqEncoder {
  public:
-  static constexpr int kMaxBytes = 3;      // of one decision: at most 15 shifts, with 1, 7 and 7 to the next byte
+  static constexpr int kMaxBytes = 3;  // of one decision: at most 15 shifts, with 1, 7 and 7 to the next byte
   static constexpr int kMaxTermination = 5;
 
   // INITENC. The contexts are a block's and not touched.

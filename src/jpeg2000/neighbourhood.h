@@ -28,8 +28,8 @@ extern const Table<uint8_t, 256> SignCodingLUT;  // context * 2 + the predicted 
 namespace {
 
 constexpr int kStripe = 4;
-constexpr uint32_t kOwn = 0x2490;      // the places of the four samples
-constexpr uint32_t kAround = 0x1EF;    // eight neighbours, of nine bits
+constexpr uint32_t kOwn = 0x2490;                              // the places of the four samples
+constexpr uint32_t kAround = 0x1EF;                            // eight neighbours, of nine bits
 constexpr int kSignOf = 17, kVisitedOf = 16, kRefinedOf = 15;  // from a sample's place to its bits
 constexpr uint32_t kVisited = kOwn << kVisitedOf;
 

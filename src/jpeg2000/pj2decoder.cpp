@@ -54,9 +54,7 @@ uint32_t* wordsOf(ZeliDecodeCBProgrState_JPEG2K* state) {
   return reinterpret_cast<uint32_t*>((end + kAlignment - 1) / kAlignment * kAlignment);
 }
 
-int64_t stateBytes(ZeliSize max) {
-  return statePitch(max.width) * stateRows(max.height) + kRecordBytes + kAlignment;
-}
+int64_t stateBytes(ZeliSize max) { return statePitch(max.width) * stateRows(max.height) + kRecordBytes + kAlignment; }
 
 void reset(ZeliDecodeCBProgrState_JPEG2K* state) {
   Record r = {};
@@ -98,8 +96,15 @@ void attach(int32_t* dst, int dstStep, ZeliSize size, ZeliDecodeCBProgrState_JPE
 class Step {
  public:
   Step(Record* record, uint32_t* words, Segment segment) : r_(*record), segment_(segment) {
-    plane_ = {r_.dst, r_.dstStep, r_.width, r_.height, nullptr, statePitch(r_.width) / 4, zeroCodingTable(r_.subband),
-              0,      (r_.flags & kCausal) != 0};
+    plane_ = {r_.dst,
+              r_.dstStep,
+              r_.width,
+              r_.height,
+              nullptr,
+              statePitch(r_.width) / 4,
+              zeroCodingTable(r_.subband),
+              0,
+              (r_.flags & kCausal) != 0};
     plane_.words = words + plane_.pitch + 1;
   }
 
@@ -186,7 +191,7 @@ class Step {
   // The passes; each says whether its segment is intact so far.
   bool propagateRaw(bool ends) {
     (plane_.causal ? significancePropagation<true, RawSource> : significancePropagation<false, RawSource>)(current(),
-                                                                                                         &raw_);
+                                                                                                           &raw_);
     return !ends || !raw_.raw.damagedAtEnd();
   }
   bool refineRaw() {
@@ -195,7 +200,7 @@ class Step {
   }
   bool propagate(bool check) {
     (plane_.causal ? significancePropagation<true, MqSource> : significancePropagation<false, MqSource>)(current(),
-                                                                                                       &mq_);
+                                                                                                         &mq_);
     return endOfMqPass(check);
   }
   bool refine(bool check) {

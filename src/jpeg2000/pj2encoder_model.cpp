@@ -219,8 +219,15 @@ int modelBlock(const int32_t* src, int srcStep, ZeliSize size, ZeliEncodeState_J
   const int64_t bitsPitch = (int64_t(size.width) + 7) / 8 * 8;
   Coder& c = *e->coder;
   uint8_t* const behindLog = c.rawLog + (kMaxRawBytes * size.width * stripes + 3) / 4 * 4;
-  Block b = {src, srcStep, size, e->words + pitch + 1, pitch, reinterpret_cast<uint32_t*>(behindLog), nullptr,
-             bitsPitch, zeroCodingTable(subband)};
+  Block b = {src,
+             srcStep,
+             size,
+             e->words + pitch + 1,
+             pitch,
+             reinterpret_cast<uint32_t*>(behindLog),
+             nullptr,
+             bitsPitch,
+             zeroCodingTable(subband)};
   b.signs = b.bits + bitsPitch * stripes;
   __builtin_memset(e->words, 0, size_t(pitch * (stripes + 2)) * 4);
   const int lowest = 31 - magnBits;

@@ -1,5 +1,5 @@
-// Magnitude refinement changes no significance: what it visits, and in which contexts, is known before it begins, for as
-// many columns at a time as a vector has words.
+// Magnitude refinement changes no significance: what it visits, and in which contexts, is known before it begins, for
+// as many columns at a time as a vector has words.
 #pragma once
 
 #include "frame/vec.h"
