@@ -24,7 +24,7 @@ cat >"$page" <<'HTML'
 <html lang="en">
 <meta charset="utf-8">
 <meta name="viewport" content="width=device-width, initial-scale=1">
-<title>Photographs through JPEG and back</title>
+<title>Photographs through the codecs and back</title>
 <style>
   :root { color-scheme: light; }
   body { font: 16px/1.5 system-ui, sans-serif; color: #222; background: #fafaf8; }
@@ -44,7 +44,7 @@ cat >"$page" <<'HTML'
   figcaption { font-size: .85rem; color: #555; padding-top: .25rem; }
   .facts { color: #555; font-size: .95rem; }
 </style>
-<h1>Photographs through JPEG and back</h1>
+<h1>Photographs through the codecs and back</h1>
 <p>Each photograph is coded at several qualities and chroma samplings and decoded again by <code>zelcodec</code>. A piece of
 it is shown pixel for pixel: the original, what came back, and the difference, magnified around mid-grey.</p>
 <p class="facts">PSNR is over all three channels; SSIM is that of the luminance (11&#8239;&times;&#8239;11 Gaussian window).
@@ -63,8 +63,8 @@ for path in "$images"/dandelion.png "$images"/canyon.png "$images"/coffee.png; d
     read -r quality sampling star <<<"$setting"
     base=$name-q$quality-$sampling
     jpeg=$out/$base.jpg
-    coded=$("$tool" encode "$path" "$jpeg" -q "$quality" -s "$sampling" --time --repeat 5 2>&1)
-    decoded=$("$tool" decode "$jpeg" - --time --repeat 5 2>&1 >/dev/null)
+    coded=$("$tool" encode "$path" "$jpeg" -q "$quality" -s "$sampling" --time --repeat 5 --threads 1 2>&1)
+    decoded=$("$tool" decode "$jpeg" - --time --repeat 5 --threads 1 2>&1 >/dev/null)
     save=()
     if [ -n "$star" ]; then
       # shellcheck disable=SC2206
@@ -115,10 +115,90 @@ source=$out/dandelion-q90-420.jpg
 pictures=
 for scale in 1 1/2 1/4 1/8; do
   file=dandelion-at-${scale//\//-}.png
-  took=$("$tool" decode "$source" "$out/$file" --scale "$scale" --png-level 3 --time --repeat 5 2>&1)
+  took=$("$tool" decode "$source" "$out/$file" --scale "$scale" --png-level 3 --time --repeat 5 --threads 1 2>&1)
   size=$("$tool" info "$out/$file" --json)
   pixels="$(json "$size" width) &times; $(json "$size" height)"
   printf '<tr><td>%s<td>%s<td>%s</tr>\n' "$scale" "$pixels" "${took% ms}" >>"$page"
   if [ "$scale" = 1 ]; then rm "$out/$file"; else pictures+=$(figure "$file" "$scale: $pixels"); fi
 done
-printf '</table>\n<div class="row sizes">\n%s\n</div>\n</html>\n' "$pictures" >>"$page"
+printf '</table>\n<div class="row sizes">\n%s\n</div>\n' "$pictures" >>"$page"
+
+# Kinds of JPEG and JPEG 2000 that keep or order the same picture differently.
+{
+  echo '<h2>Kinds of files</h2>'
+  echo '<p>The coffee at quality 90, 4:2:0, by ways of coding that give the same picture, and without loss.</p>'
+  echo '<table><tr><th>Kind<th>Size, KB<th>Encode, ms<th>Decode, ms</tr>'
+} >>"$page"
+kind() {  # NAME FILE OPTIONS...
+  local coded decoded
+  coded=$("$tool" encode "$images/coffee.png" "$out/$2" "${@:3}" --time --repeat 5 --threads 1 2>&1)
+  decoded=$("$tool" decode "$out/$2" - --time --repeat 5 --threads 1 2>&1 >/dev/null)
+  printf '<tr><td>%s<td>%s<td>%s<td>%s</tr>\n' "$1" "$(kb "$(stat -c %s "$out/$2")")" "${coded% ms}" "${decoded% ms}" >>"$page"
+}
+kind "JPEG, baseline" kind-baseline.jpg -q 90
+kind "JPEG, fitted Huffman tables" kind-optimised.jpg -q 90 --optimise
+kind "JPEG, progressive" kind-progressive.jpg -q 90 --progressive
+kind "JPEG, lossless" kind-lossless.jpg --lossless --predictor 4 --optimise
+kind "JPEG 2000, lossless" kind-lossless.jp2
+echo '</table>' >>"$page"
+
+# Rate and distortion: points of both formats as lines "format bits psnr", and their curves.
+curves() {  # NAME <POINTS
+  awk -v name="$1" '
+    { x[NR] = $2; y[NR] = $3; f[NR] = $1 }
+    function px(b) { return 60 + 520 * b / 3 }
+    function py(d) { return 330 - 300 * (d - 20) / 30 }
+    END {
+      print "<svg viewBox=\"0 0 620 380\" width=\"620\" font-family=\"system-ui, sans-serif\" font-size=\"12\">"
+      print "<rect width=\"620\" height=\"380\" fill=\"#fff\"/>"
+      for (d = 20; d <= 50; d += 5)
+        printf "<path d=\"M60 %.1fH580\" stroke=\"#e4e4e0\"/><text x=\"52\" y=\"%.1f\" text-anchor=\"end\">%d</text>\n", py(d), py(d) + 4, d
+      for (b = 0; b <= 3; b += 0.5)
+        printf "<path d=\"M%.1f 30V330\" stroke=\"#e4e4e0\"/><text x=\"%.1f\" y=\"348\" text-anchor=\"middle\">%.1f</text>\n", px(b), px(b), b
+      print "<text x=\"320\" y=\"370\" text-anchor=\"middle\">bits a pixel</text><text x=\"60\" y=\"20\">PSNR, dB: " name "</text>"
+      colour["JPEG"] = "#b3541e"; colour["JPEG2000"] = "#1e6fb3"
+      title["JPEG"] = "JPEG"; title["JPEG2000"] = "JPEG 2000"
+      for (k in colour) {
+        line = ""; last = 0
+        for (i = 1; i <= NR; ++i) if (f[i] == k && x[i] <= 3) {
+          line = line (line == "" ? "M" : "L") sprintf("%.1f %.1f", px(x[i]), py(y[i]))
+          printf "<circle cx=\"%.1f\" cy=\"%.1f\" r=\"3\" fill=\"%s\"/>\n", px(x[i]), py(y[i]), colour[k]
+          last = i
+        }
+        printf "<path d=\"%s\" fill=\"none\" stroke=\"%s\" stroke-width=\"2\"/>\n", line, colour[k]
+        printf "<text x=\"%.1f\" y=\"%.1f\" fill=\"%s\" text-anchor=\"end\">%s</text>\n", px(x[last]), py(y[last]) - 10, colour[k], title[k]
+      }
+      print "</svg>"
+    }'
+}
+{
+  echo '<h2>JPEG 2000</h2>'
+  echo '<p>Quality by size: JPEG at 4:2:0 and qualities from 5 to 95, JPEG 2000 at rates from 0.1 to 3 bits a pixel.</p>'
+} >>"$page"
+for path in "$images"/dandelion.png "$images"/canyon.png "$images"/coffee.png; do
+  name=$(basename "$path" .png)
+  size=$("$tool" info "$path" --json)
+  pixels=$(($(json "$size" width) * $(json "$size" height)))
+  echo "$name: rate and distortion"
+  : >"$out/points"
+  point() {  # FORMAT FILE OPTIONS...
+    "$tool" encode "$path" "$out/$2" "${@:3}"
+    local result
+    result=$("$tool" compare "$path" "$out/$2" --json)
+    awk -v f="$1" -v b="$(stat -c %s "$out/$2")" -v n="$pixels" -v d="$(json "$result" psnr)" \
+      'BEGIN {printf "%s %.4f %.3f\n", f, 8 * b / n, d}' >>"$out/points"
+  }
+  for quality in 5 10 20 35 50 65 80 90 95; do point JPEG point.jpg -q $quality -s 420; done
+  for rate in 0.1 0.25 0.5 0.75 1 1.5 2 3; do point JPEG2000 "$name-$rate.jp2" --rate $rate; done
+  curves "$name" <"$out/points" >"$out/$name-curves.svg"
+  figure "$name-curves.svg" "$name" >>"$page"
+  read -r x y w h <<<"${crop[$name]}"
+  echo '<div class="row">' >>"$page"
+  for rate in 0.25 1; do
+    "$tool" compare "$path" "$out/$name-$rate.jp2" --crop "$x" "$y" "$w" "$h" --save-second "$out/$name-$rate.png" >/dev/null
+    figure "$name-$rate.png" "JPEG 2000 at $rate bits a pixel" >>"$page"
+  done
+  echo '</div>' >>"$page"
+done
+rm -f "$out/points" "$out/point.jpg"
+echo '</html>' >>"$page"
