@@ -581,8 +581,8 @@ ZEL_API ZelStatus zeliEncodeStoreBits_JPEG2K_1u(uint8_t* pDst, int* pDstLen, Zel
                                                 int* pIsNotFinished);
 
 /* Of a block whose bytes have been handed out: bytes that decode through pass passNum, never less than for the pass
- * before; the distortion that passes 0..passNum take away, in squared steps of the lowest plane; the bytes of a segment.
- * zelStsJPEG2KBadPassNumberErr: no such pass or segment. */
+ * before; the distortion that passes 0..passNum take away, in squared steps of the lowest plane; the bytes of a
+ * segment. zelStsJPEG2KBadPassNumberErr: no such pass or segment. */
 ZEL_API ZelStatus zeliEncodeGetRate_JPEG2K(const ZeliEncodeState_JPEG2K* pState, int passNum, int* pRate);
 ZEL_API ZelStatus zeliEncodeGetDist_JPEG2K(const ZeliEncodeState_JPEG2K* pState, int passNum, double* pDist);
 ZEL_API ZelStatus zeliEncodeGetTermPassLen_JPEG2K(const ZeliEncodeState_JPEG2K* pState, int termPassNum, int* pLen);

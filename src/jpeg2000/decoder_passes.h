@@ -76,17 +76,17 @@ template <bool kIsCausal, class Source>
     for (int x = 0; x < p.width; ++x, ++word) {
       uint32_t f = *word;
       if (f == 0) continue;
-      uint32_t todo = withNeighbours(f) & ~f & places;
-      if (todo == 0) continue;
+      uint32_t pending = withNeighbours(f) & ~f & places;
+      if (pending == 0) continue;
       do {
-        const int place = __builtin_ctz(todo);
-        todo &= todo - 1;
+        const int place = __builtin_ctz(pending);
+        pending &= pending - 1;
         f |= 1u << (place + kVisitedOf);
         if (source.significance(p.zeroCoding, f, place)) {
           f = significant<kIsCausal>(source, p, rows, word, f, x, place);
-          todo |= 8u << place & ~f & places;
+          pending |= 8u << place & ~f & places;
         }
-      } while (todo);
+      } while (pending);
       *word = f;
     }
   }
@@ -103,8 +103,8 @@ template <class Source>
       const RefinedColumns columns = refinedColumns(wordsOf(p, y) + x);
       uint8_t contexts[4 * u32v::N];
       if constexpr (!Source::kRaw) store(contexts, columns.contexts);
-      for (uint32_t todo = columns.mask(); todo != 0; todo &= todo - 1) {
-        const int i = __builtin_ctz(todo);
+      for (uint32_t pending = columns.mask(); pending != 0; pending &= pending - 1) {
+        const int i = __builtin_ctz(pending);
         const uint32_t b = source.refinement(contexts[i]);
         int32_t* const sample = rows.at(x + i / 4, i % 4);
         storeOne(sample, int32_t((uint32_t(loadOne(sample)) & keep) | (bit & (0 - b)) | half));
@@ -123,17 +123,17 @@ template <bool kIsCausal>
     uint32_t* word = wordsOf(p, y);
     for (int x = 0; x < p.width; ++x, ++word) {
       uint32_t f = *word;
-      uint32_t todo = ~f & ~(f >> kVisitedOf) & places;
+      uint32_t pending = ~f & ~(f >> kVisitedOf) & places;
       if (f == 0 && places == kOwn) {  // the run mode
         if (!source.mq.decodeSkewed(source.contexts, kRunLength)) continue;
         const uint32_t high = source.decision(kUniform);
         const int place = int(4 + 6 * high + 3 * source.decision(kUniform));
         f = significant<kIsCausal>(source, p, rows, word, f, x, place);
-        todo &= ~0u << place << 1;
+        pending &= ~0u << place << 1;
       }
-      while (todo) {
-        const int place = __builtin_ctz(todo);
-        todo &= todo - 1;
+      while (pending) {
+        const int place = __builtin_ctz(pending);
+        pending &= pending - 1;
         if (source.significance(p.zeroCoding, f, place)) f = significant<kIsCausal>(source, p, rows, word, f, x, place);
       }
       *word = f & ~kVisited;

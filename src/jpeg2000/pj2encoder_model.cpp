@@ -67,20 +67,20 @@ template <bool kIsCausal, class Log>
     for (int x = 0; x < b.size.width; ++x, ++s.word) {
       uint32_t f = *s.word;
       if (f == 0) continue;
-      uint32_t todo = withNeighbours(f) & ~f & s.places;
-      if (todo == 0) continue;
+      uint32_t pending = withNeighbours(f) & ~f & s.places;
+      if (pending == 0) continue;
       const uint32_t bits = s.bits[x];
       do {
-        const int place = __builtin_ctz(todo);
-        todo &= todo - 1;
+        const int place = __builtin_ctz(pending);
+        pending &= pending - 1;
         f |= 1u << (place + kVisitedOf);
         const uint32_t bit = bits >> place & 1;
         log.significance(b.zeroCoding, f, place, bit);
         if (bit) {
           f = significant<kIsCausal>(log, b, s.word, f, s.signs[x], place);
-          todo |= 8u << place & ~f & s.places;
+          pending |= 8u << place & ~f & s.places;
         }
-      } while (todo);
+      } while (pending);
       *s.word = f;
     }
   }
@@ -105,7 +105,7 @@ template <bool kIsCausal>
     for (int x = 0; x < b.size.width; ++x, ++s.word) {
       uint32_t f = *s.word;
       const uint32_t bits = s.bits[x];
-      uint32_t todo = ~f & ~(f >> kVisitedOf) & s.places;
+      uint32_t pending = ~f & ~(f >> kVisitedOf) & s.places;
       if (f == 0 && s.places == kOwn) {  // the run mode
         log.decision(kRunLength, bits != 0);
         if (bits == 0) continue;
@@ -114,11 +114,11 @@ template <bool kIsCausal>
         log.decision(kUniform, row >> 1);
         log.decision(kUniform, row & 1);
         f = significant<kIsCausal>(log, b, s.word, f, s.signs[x], place);
-        todo &= ~0u << place << 1;
+        pending &= ~0u << place << 1;
       }
-      while (todo) {
-        const int place = __builtin_ctz(todo);
-        todo &= todo - 1;
+      while (pending) {
+        const int place = __builtin_ctz(pending);
+        pending &= pending - 1;
         const uint32_t bit = bits >> place & 1;
         log.significance(b.zeroCoding, f, place, bit);
         if (bit) f = significant<kIsCausal>(log, b, s.word, f, s.signs[x], place);
