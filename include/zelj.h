@@ -533,7 +533,229 @@ ZEL_API ZelStatus zeliJoin422LS_MCU_16s8u_P3C2R(const int16_t* const pSrc[3], ui
 
 /* ==== 5a  JPEG 2000: component transforms ========================================================================= */
 
-/* ==== 5b  JPEG 2000: wavelets ===================================================================================== */
+/* ---- Multiple component transformations (ITU-T T.800, Annex G) ----
+ * Forward from R, G, B (components 0, 1, 2) to Y, Cb, Cr; inverse back. C3 has the three samples of a pixel side by
+ * side, P3 one plane each; one step applies to all three planes. P3IR replaces the planes in place. Any row length;
+ * samples are signed and already level-shifted where the stream asks for it.
+ * Checks: the pointers and each plane, in the order of the arguments; then the steps; then the size. */
+
+/* Reversible (G.2), with >> an arithmetic shift:
+ *   Y = (R + 2 G + B) >> 2, Cb = B - G, Cr = R - G;  G = Y - ((Cb + Cr) >> 2), R = Cr + G, B = Cb + G.
+ * 16s: sums in 32 bits, results cut to their low 16 bits. 32s: 32-bit arithmetic that wraps. Inverse after forward is
+ * exact as long as the differences fit the type (16s: samples within +-16384, or 0..32767) and, for 32s, the sum
+ * R + 2 G + B fits 32 bits (magnitudes up to 2^29). */
+ZEL_API ZelStatus zeliRCTFwd_JPEG2K_16s_C3P3R(const int16_t* pSrc, int srcStep, int16_t* const pDst[3], int dstStep,
+                                              ZeliSize roiSize);
+ZEL_API ZelStatus zeliRCTInv_JPEG2K_16s_P3C3R(const int16_t* const pSrc[3], int srcStep, int16_t* pDst, int dstStep,
+                                              ZeliSize roiSize);
+ZEL_API ZelStatus zeliRCTFwd_JPEG2K_16s_P3IR(int16_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliRCTInv_JPEG2K_16s_P3IR(int16_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliRCTFwd_JPEG2K_32s_C3P3R(const int32_t* pSrc, int srcStep, int32_t* const pDst[3], int dstStep,
+                                              ZeliSize roiSize);
+ZEL_API ZelStatus zeliRCTInv_JPEG2K_32s_P3C3R(const int32_t* const pSrc[3], int srcStep, int32_t* pDst, int dstStep,
+                                              ZeliSize roiSize);
+ZEL_API ZelStatus zeliRCTFwd_JPEG2K_32s_P3IR(int32_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliRCTInv_JPEG2K_32s_P3IR(int32_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+
+/* Irreversible (G.3), 32f: single precision, products summed from left to right, no clamping:
+ *   Y = 0.299 R + 0.587 G + 0.114 B, Cb = -0.16875 R - 0.33126 G + 0.5 B, Cr = 0.5 R - 0.41869 G - 0.08131 B;
+ *   R = Y + 1.402 Cr, G = Y - 0.34413 Cb - 0.71414 Cr, B = Y + 1.772 Cb. */
+ZEL_API ZelStatus zeliICTFwd_JPEG2K_32f_C3P3R(const float* pSrc, int srcStep, float* const pDst[3], int dstStep,
+                                              ZeliSize roiSize);
+ZEL_API ZelStatus zeliICTInv_JPEG2K_32f_P3C3R(const float* const pSrc[3], int srcStep, float* pDst, int dstStep,
+                                              ZeliSize roiSize);
+ZEL_API ZelStatus zeliICTFwd_JPEG2K_32f_P3IR(float* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliICTInv_JPEG2K_32f_P3IR(float* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+
+/* Irreversible in fixed point, the weights in units of 2^-14 and products rounded by adding 8192 before the shift.
+ * 16s: Cb and Cr are B - Y and R - Y (rounded, cut to 16 bits) times 9246 and 11686; all results saturate. 32s: the
+ * matrix above in 32-bit arithmetic that wraps, which magnitudes up to 2^16 cannot reach. */
+ZEL_API ZelStatus zeliICTFwd_JPEG2K_16s_P3IR(int16_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliICTInv_JPEG2K_16s_P3IR(int16_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliICTFwd_JPEG2K_32s_P3IR(int32_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliICTInv_JPEG2K_32s_P3IR(int32_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+
+/* ==== 5b  JPEG 2000: wavelets =====================================================================================
+ *
+ * One level of the wavelet transformations (ITU-T T.800, Annex F), forward and inverse: reversible 5/3 (B53) and
+ * irreversible 9/7 (D97).
+ *
+ * Phase. Samples at even places of the reference grid become low-pass, those at odd places high-pass coefficients. The
+ * phase says which comes first in a line: 0 a low, 1 (any odd number) a high one. The functions on tiles take it from
+ * the lowest bit of the rectangle's x (rows) and y (columns), of negative ones too; nothing else of x and y is used.
+ *
+ * Tiles (C1IR, C1R). Lines are extended by whole-sample symmetry (F.3.7) at the borders of the tile. A line of n samples
+ * becomes its low coefficients, then its high ones: with phase 0 the low part has (n + 1) / 2 of them, with phase 1
+ * n / 2. So a plane becomes four quadrants: LL and, right of it, HL (high horizontally), below it LH and HH. A line of
+ * one sample is doubled where the phase is 1 (inverse: halved, truncating), else kept.
+ *   C1IR  in place. No size is checked; a width or height below 1 transforms nothing.
+ *   C1R   to or from four bands, 0 LL, 1 LH, 2 HL, 3 HH, of (w + 1) / 2 or w / 2 columns and (h + 1) / 2 or h / 2 rows,
+ *         whatever the phase: the bands are cut from the plane of C1IR at these places. The pointers and steps of empty
+ *         bands are checked too.
+ *   GetBufSize gives the bytes of pBuffer, of any alignment. It may be 0 for C1IR; pBuffer must not be null then either.
+ *   Checks: C1IR: pSrcDst, srcDstStep, pTileRect, pBuffer. C1R: the five pointers in order, the step of the plane, the
+ *   four bands, their four steps, the size. GetBufSize: the pointers.
+ *
+ * Rows and columns (Row, Col). One direction over a region whose source carries its border: nothing is extended. The
+ * size is in coefficients: a row function makes (or takes) width of each band in each of height rows, a column function
+ * height of each band in each of width columns; there are twice as many samples. What a line of n coefficients a band
+ * reads, as offsets from its first:
+ *               forward           inverse
+ *   5/3 phase 0  x -2 .. 2n        low  0 .. n      high -1 .. n
+ *   5/3 phase 1  x -1 .. 2n+1      low -1 .. n-1    high -1 .. n
+ *   9/7 phase 0  x -4 .. 2n+2      low -1 .. n+1    high -2 .. n+1
+ *   9/7 phase 1  x -3 .. 2n+3      low -2 .. n      high -2 .. n+1
+ *   Checks: the three pointers, the three steps, the size.
+ *
+ * Lifting steps (ColLift). One step of a vertical transform on rows of width samples, for pipelines over rows; the
+ * caller passes, at the ends of a column, the rows that the symmetric extension names.
+ *   Checks: the pointers in order, the width. */
+
+/* ---- Reversible 5/3 (F.3.8.1, F.4.8.1) ----
+ * With >> an arithmetic shift:
+ *   d[i] = x[2i+1] - ((x[2i] + x[2i+2]) >> 1), then s[i] = x[2i] + ((d[i-1] + d[i] + 2) >> 2), and back.
+ * Arithmetic wraps in the sample's type: 16s is as defined while the sums of two neighbours, and of two high
+ * coefficients plus 2, fit 16 bits. The inverse restores every input to the bit. */
+ZEL_API ZelStatus zeliWTGetBufSize_B53_JPEG2K_16s_C1IR(const ZeliRect* pTileRect, int* pSize);
+ZEL_API ZelStatus zeliWTGetBufSize_B53_JPEG2K_16s_C1R(const ZeliRect* pTileRect, int* pSize);
+ZEL_API ZelStatus zeliWTFwd_B53_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
+                                                uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTInv_B53_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
+                                                uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTFwd_B53_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, const ZeliRect* pTileRect,
+                                               int16_t* const pDst[4], const int dstStep[4], uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTInv_B53_JPEG2K_16s_C1R(const int16_t* const pSrc[4], const int srcStep[4], int16_t* pDst,
+                                               int dstStep, const ZeliRect* pTileRect, uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTFwdRow_B53_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, int16_t* pDstLow, int dstLowStep,
+                                                  int16_t* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase);
+ZEL_API ZelStatus zeliWTInvRow_B53_JPEG2K_16s_C1R(const int16_t* pSrcLow, int srcLowStep, const int16_t* pSrcHigh,
+                                                  int srcHighStep, ZeliSize srcRoiSize, int16_t* pDst, int dstStep,
+                                                  int phase);
+ZEL_API ZelStatus zeliWTFwdCol_B53_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, int16_t* pDstLow, int dstLowStep,
+                                                  int16_t* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase);
+ZEL_API ZelStatus zeliWTInvCol_B53_JPEG2K_16s_C1R(const int16_t* pSrcLow, int srcLowStep, const int16_t* pSrcHigh,
+                                                  int srcHighStep, ZeliSize srcRoiSize, int16_t* pDst, int dstStep,
+                                                  int phase);
+ZEL_API ZelStatus zeliWTGetBufSize_B53_JPEG2K_32s_C1IR(const ZeliRect* pTileRect, int* pSize);
+ZEL_API ZelStatus zeliWTGetBufSize_B53_JPEG2K_32s_C1R(const ZeliRect* pTileRect, int* pSize);
+ZEL_API ZelStatus zeliWTFwd_B53_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
+                                                uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTInv_B53_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
+                                                uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTFwd_B53_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, const ZeliRect* pTileRect,
+                                               int32_t* const pDst[4], const int dstStep[4], uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTInv_B53_JPEG2K_32s_C1R(const int32_t* const pSrc[4], const int srcStep[4], int32_t* pDst,
+                                               int dstStep, const ZeliRect* pTileRect, uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTFwdRow_B53_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, int32_t* pDstLow, int dstLowStep,
+                                                  int32_t* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase);
+ZEL_API ZelStatus zeliWTInvRow_B53_JPEG2K_32s_C1R(const int32_t* pSrcLow, int srcLowStep, const int32_t* pSrcHigh,
+                                                  int srcHighStep, ZeliSize srcRoiSize, int32_t* pDst, int dstStep,
+                                                  int phase);
+ZEL_API ZelStatus zeliWTFwdCol_B53_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, int32_t* pDstLow, int dstLowStep,
+                                                  int32_t* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase);
+ZEL_API ZelStatus zeliWTInvCol_B53_JPEG2K_32s_C1R(const int32_t* pSrcLow, int srcLowStep, const int32_t* pSrcHigh,
+                                                  int srcHighStep, ZeliSize srcRoiSize, int32_t* pDst, int dstStep,
+                                                  int phase);
+
+/* Forward: x[2n], x[2n+1] and x[2n+2] are in pSrc0, pSrc1, pSrc2; d[n] is written to pDstHigh, then s[n] to pDstLow.
+ * pSrcHighPrev holds d[n-1] and may be pDstHigh: it is read after pDstHigh is written.
+ * Inverse: from s[n], d[n-1], d[n] and x[2n-2], x[2n] is written to pDstEven, then x[2n-1] to pDstOdd. */
+ZEL_API ZelStatus zeliWTFwdColLift_B53_JPEG2K_16s_C1(const int16_t* pSrc0, const int16_t* pSrc1, const int16_t* pSrc2,
+                                                     int16_t* pDstLow, const int16_t* pSrcHighPrev, int16_t* pDstHigh,
+                                                     int width);
+ZEL_API ZelStatus zeliWTInvColLift_B53_JPEG2K_16s_C1(const int16_t* pSrcLow, const int16_t* pSrcHighPrev,
+                                                     const int16_t* pSrcHigh, const int16_t* pSrcEvenPrev,
+                                                     int16_t* pDstOdd, int16_t* pDstEven, int width);
+ZEL_API ZelStatus zeliWTFwdColLift_B53_JPEG2K_32s_C1(const int32_t* pSrc0, const int32_t* pSrc1, const int32_t* pSrc2,
+                                                     int32_t* pDstLow, const int32_t* pSrcHighPrev, int32_t* pDstHigh,
+                                                     int width);
+ZEL_API ZelStatus zeliWTInvColLift_B53_JPEG2K_32s_C1(const int32_t* pSrcLow, const int32_t* pSrcHighPrev,
+                                                     const int32_t* pSrcHigh, const int32_t* pSrcEvenPrev,
+                                                     int32_t* pDstOdd, int32_t* pDstEven, int width);
+
+/* ---- Irreversible 9/7 (F.3.8.2, F.4.8.2) ----
+ * Forward, on a line x: x[2n+1] += a (x[2n] + x[2n+2]), x[2n] += b (x[2n-1] + x[2n+1]), x[2n+1] += c (x[2n] + x[2n+2]),
+ * x[2n] += d (x[2n-1] + x[2n+1]), then low = KL x[2n], high = KH x[2n+1]; a = -1.5861343, b = -0.052980117,
+ * c = 0.8829111, d = 0.44350687, KL = 0.8128931, KH = 1.2301741. Inverse: low times KH, high times KL, and the steps
+ * undone. How the types compute:
+ *   tiles, 16s   weights in units of 2^-14; each product of a sum of two samples is rounded, each sample kept in 16 bits
+ *   tiles, 32s   single precision; x[2n] + x[2n+2] of the input is a 32-bit sum that wraps; coefficients and samples are
+ *                truncated toward zero and clamped to the type
+ *   32f          single precision
+ *   Row, ColLift, 32s  weights in units of 2^-16, 64-bit products of 32-bit sums that wrap, rounded; low in one rounding
+ *                as KL x[2n] + 0.36052364 (x[2n-1] + x[2n+1]), and the inverse likewise
+ *   Row, ColLift, 16s  16-bit arithmetic: saturating sums, products rounded to 15 fractional bits. Samples up to about
+ *                +-7500 do not saturate. In rows, what is needed of intermediate values outside the line comes from
+ *                weights in units of 2^-16
+ * A row or column of one coefficient a band (32f, and rows of 16s and 32s) is the direct convolution with the equivalent
+ * filters. */
+ZEL_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_16s_C1IR(const ZeliRect* pTileRect, int* pSize);
+ZEL_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_16s_C1R(const ZeliRect* pTileRect, int* pSize);
+ZEL_API ZelStatus zeliWTFwd_D97_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
+                                                uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTInv_D97_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
+                                                uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTFwd_D97_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, const ZeliRect* pTileRect,
+                                               int16_t* const pDst[4], const int dstStep[4], uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTInv_D97_JPEG2K_16s_C1R(const int16_t* const pSrc[4], const int srcStep[4], int16_t* pDst,
+                                               int dstStep, const ZeliRect* pTileRect, uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_32s_C1IR(const ZeliRect* pTileRect, int* pSize);
+ZEL_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_32s_C1R(const ZeliRect* pTileRect, int* pSize);
+ZEL_API ZelStatus zeliWTFwd_D97_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
+                                                uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTInv_D97_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
+                                                uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTFwd_D97_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, const ZeliRect* pTileRect,
+                                               int32_t* const pDst[4], const int dstStep[4], uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTInv_D97_JPEG2K_32s_C1R(const int32_t* const pSrc[4], const int srcStep[4], int32_t* pDst,
+                                               int dstStep, const ZeliRect* pTileRect, uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTFwdRow_D97_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, int16_t* pDstLow, int dstLowStep,
+                                                  int16_t* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase);
+ZEL_API ZelStatus zeliWTInvRow_D97_JPEG2K_16s_C1R(const int16_t* pSrcLow, int srcLowStep, const int16_t* pSrcHigh,
+                                                  int srcHighStep, ZeliSize srcRoiSize, int16_t* pDst, int dstStep,
+                                                  int phase);
+ZEL_API ZelStatus zeliWTFwdRow_D97_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, int32_t* pDstLow, int dstLowStep,
+                                                  int32_t* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase);
+ZEL_API ZelStatus zeliWTInvRow_D97_JPEG2K_32s_C1R(const int32_t* pSrcLow, int srcLowStep, const int32_t* pSrcHigh,
+                                                  int srcHighStep, ZeliSize srcRoiSize, int32_t* pDst, int dstStep,
+                                                  int phase);
+ZEL_API ZelStatus zeliWTFwdRow_D97_JPEG2K_32f_C1R(const float* pSrc, int srcStep, float* pDstLow, int dstLowStep,
+                                                  float* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase);
+ZEL_API ZelStatus zeliWTInvRow_D97_JPEG2K_32f_C1R(const float* pSrcLow, int srcLowStep, const float* pSrcHigh,
+                                                  int srcHighStep, ZeliSize srcRoiSize, float* pDst, int dstStep,
+                                                  int phase);
+ZEL_API ZelStatus zeliWTFwdCol_D97_JPEG2K_32f_C1R(const float* pSrc, int srcStep, float* pDstLow, int dstLowStep,
+                                                  float* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase);
+ZEL_API ZelStatus zeliWTInvCol_D97_JPEG2K_32f_C1R(const float* pSrcLow, int srcLowStep, const float* pSrcHigh,
+                                                  int srcHighStep, ZeliSize srcRoiSize, float* pDst, int dstStep,
+                                                  int phase);
+
+/* Forward, the steps in this order: pOdd = pSrc1 + a (pSrc0 + pSrc2); pEven = pSrc0 + b (pOddPrev + pOdd);
+ * pOddPrev += c (pLow + pEven); pLow = KL pLow + d KL (pHigh + pOddPrev); pHigh = KH pHigh. On entry pSrc0, pSrc1, pSrc2
+ * are rows 2n, 2n+1, 2n+2; pLow is row 2n-2 after two steps, pHigh row 2n-3 after three, pOddPrev row 2n-1 after one.
+ * Inverse: pEven = KH pSrcLow - d KL (pSrcHighPrev + pSrcHigh); pOdd = KL pSrcHighPrev - c (pEvenPrev + pEven);
+ * pEvenPrev -= b (pOddPrev2 + pOdd); pOddPrev2 -= a (pEvenPrev2 + pEvenPrev). The rows are low n, high n-1 and n, and
+ * output rows 2n-4, 2n-3, 2n-2, 2n-1 and 2n. */
+ZEL_API ZelStatus zeliWTFwdColLift_D97_JPEG2K_16s_C1(const int16_t* pSrc0, const int16_t* pSrc1, const int16_t* pSrc2,
+                                                     int16_t* pLow, int16_t* pEven, int16_t* pHigh, int16_t* pOddPrev,
+                                                     int16_t* pOdd, int width);
+ZEL_API ZelStatus zeliWTInvColLift_D97_JPEG2K_16s_C1(const int16_t* pSrcLow, const int16_t* pSrcHighPrev,
+                                                     const int16_t* pSrcHigh, const int16_t* pEvenPrev2,
+                                                     int16_t* pOddPrev2, int16_t* pEvenPrev, int16_t* pOdd,
+                                                     int16_t* pEven, int width);
+ZEL_API ZelStatus zeliWTFwdColLift_D97_JPEG2K_32s_C1(const int32_t* pSrc0, const int32_t* pSrc1, const int32_t* pSrc2,
+                                                     int32_t* pLow, int32_t* pEven, int32_t* pHigh, int32_t* pOddPrev,
+                                                     int32_t* pOdd, int width);
+ZEL_API ZelStatus zeliWTInvColLift_D97_JPEG2K_32s_C1(const int32_t* pSrcLow, const int32_t* pSrcHighPrev,
+                                                     const int32_t* pSrcHigh, const int32_t* pEvenPrev2,
+                                                     int32_t* pOddPrev2, int32_t* pEvenPrev, int32_t* pOdd,
+                                                     int32_t* pEven, int width);
+ZEL_API ZelStatus zeliWTFwdColLift_D97_JPEG2K_32f_C1(const float* pSrc0, const float* pSrc1, const float* pSrc2,
+                                                     float* pLow, float* pEven, float* pHigh, float* pOddPrev,
+                                                     float* pOdd, int width);
+ZEL_API ZelStatus zeliWTInvColLift_D97_JPEG2K_32f_C1(const float* pSrcLow, const float* pSrcHighPrev,
+                                                     const float* pSrcHigh, const float* pEvenPrev2, float* pOddPrev2,
+                                                     float* pEvenPrev, float* pOdd, float* pEven, int width);
 
 /* ==== 5c  JPEG 2000: the tier-1 coder ===============================================================================
  *

@@ -246,6 +246,7 @@ ZEL_BINARY(mulHi, int16_t, int16_t, mulhi_epi16)  // the high half of the 32-bit
 ZEL_BINARY(mulHi, uint16_t, uint16_t, mulhi_epu16)
 ZEL_BINARY(mulHiRound, int16_t, int16_t, mulhrs_epi16)   // (a * b + 2^14) >> 15
 ZEL_BINARY(maddPairs, int16_t, int32_t, madd_epi16)      // a[2i] * b[2i] + a[2i + 1] * b[2i + 1]
+ZEL_BINARY(mulEven, int32_t, int64_t, mul_epi32)         // a[2i] * b[2i]
 ZEL_BINARY(addNeighbours, int32_t, int32_t, hadd_epi32)  // a0+a1 a2+a3 b0+b1 b2+b3, in each 128-bit half
 ZEL_BINARY(withSign, int16_t, int16_t, sign_epi16)       // a, -a or 0 as b is positive, negative or 0
 ZEL_BINARY(shuffle128, uint8_t, uint8_t, shuffle_epi8)   // a[b & 15], or 0 where bit 7 of b is set, in each half
@@ -375,6 +376,45 @@ ZEL_INLINE Vec<uint8_t, 16> packU8(Vec<int16_t, 32> a) { return packU8x128(lowHa
 ZEL_INLINE Vec<int16_t, 16> packI16(Vec<int32_t, 16> a, Vec<int32_t, 16> b) { return packI16x128(a, b); }
 ZEL_INLINE Vec<uint16_t, 16> packU16(Vec<int32_t, 16> a, Vec<int32_t, 16> b) { return packU16x128(a, b); }
 ZEL_INLINE Vec<uint8_t, 16> packU8(Vec<int16_t, 16> a, Vec<int16_t, 16> b) { return packU8x128(a, b); }
+
+// The samples of even and of odd index of 2 N consecutive ones, a then b; and back, stored.
+template <class V>
+struct EvenOdd {
+  V even, odd;
+};
+template <class T, int B>
+ZEL_INLINE EvenOdd<Vec<T, B>> deinterleave(Vec<T, B> a, Vec<T, B> b) {
+  typedef Vec<T, B> V;
+  EvenOdd<V> r;
+  if constexpr (sizeof(T) == 4) {
+    r = {evenLanes32x128(a, b), oddLanes32x128(a, b)};
+  } else {
+    typedef Vec<uint8_t, B> Bytes;
+    typedef Vec<int64_t, B> Wide;
+    constexpr int64_t kEven = 0x0D0C090805040100, kOdd = 0x0F0E0B0A07060302;  // 16-bit lanes of each 8 bytes
+    const Bytes index = repeat128<Bytes>(Vec<int64_t, 16>{{kEven, kOdd}});
+    const Wide p = as<Wide>(shuffle128(as<Bytes>(a), index)), q = as<Wide>(shuffle128(as<Bytes>(b), index));
+    r = {as<V>(unpackLow128(p, q)), as<V>(unpackHigh128(p, q))};
+  }
+#ifdef __AVX2__
+  if constexpr (B == 32) r = {inOrder(r.even), inOrder(r.odd)};
+#endif
+  return r;
+}
+template <class P, class T, int B>
+ZEL_INLINE void storeInterleaved(P* p, Vec<T, B> even, Vec<T, B> odd) {
+  const Vec<T, B> low = unpackLow128(even, odd), high = unpackHigh128(even, odd);
+#ifdef __AVX2__
+  if constexpr (B == 32) {
+    typedef typename Vec<T, B>::Raw R;
+    store(p, Vec<T, B>{(R)_mm256_permute2x128_si256((__m256i)low.v, (__m256i)high.v, 0x20)});
+    store(p + Vec<T, B>::N, Vec<T, B>{(R)_mm256_permute2x128_si256((__m256i)low.v, (__m256i)high.v, 0x31)});
+    return;
+  }
+#endif
+  store(p, low);
+  store(p + Vec<T, B>::N, high);
+}
 
 // Eight bytes in the low half, zero above.
 template <class P>

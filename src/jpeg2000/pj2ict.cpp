@@ -1,0 +1,151 @@
+// The irreversible component transform, ITU-T T.800, Annex G.3: in single precision, and with weights in units of 2^-14.
+#include "jpeg2000/components.h"
+
+namespace ZEL_VARIANT {
+namespace {
+
+// ---- Single precision: products summed from left to right ----------------------------------------------------------
+
+template <class V>
+ZEL_INLINE V weighted(Three<V> x, float a, float b, float c) {
+  return splat<V>(a) * x.at[0] + splat<V>(b) * x.at[1] + splat<V>(c) * x.at[2];
+}
+
+struct ForwardFloat {
+  template <class V>
+  ZEL_INLINE static Three<V> apply(Three<V> x) {
+    return {{weighted(x, 0.299f, 0.587f, 0.114f), weighted(x, -0.16875f, -0.33126f, 0.5f),
+             weighted(x, 0.5f, -0.41869f, -0.08131f)}};
+  }
+};
+struct InverseFloat {
+  template <class V>
+  ZEL_INLINE static Three<V> apply(Three<V> x) {
+    const V y = x.at[0], cb = x.at[1], cr = x.at[2];
+    return {{y + splat<V>(1.402f) * cr, y - splat<V>(0.34413f) * cb - splat<V>(0.71414f) * cr,
+             y + splat<V>(1.772f) * cb}};
+  }
+};
+
+// ---- 32-bit samples, Q14, wrapping ---------------------------------------------------------------------------------
+
+constexpr int kShift = 14, kHalf = 1 << (kShift - 1);
+
+template <class V>
+ZEL_INLINE V times(int weight, V x) {
+  return weight == kHalf ? x << (kShift - 1) : splat<V>(weight) * x;
+}
+template <class V>
+ZEL_INLINE V scaled(V sum) {
+  return (sum + splat<V>(kHalf)) >> kShift;
+}
+
+struct Forward32 {
+  template <class V>
+  ZEL_INLINE static Three<V> apply(Three<V> x) {
+    const V r = x.at[0], g = x.at[1], b = x.at[2];
+    return {{scaled(times(4899, r) + times(9617, g) + times(1868, b)),
+             scaled(times(8192, b) - times(2765, r) - times(5427, g)),
+             scaled(times(8192, r) - times(6860, g) - times(1332, b))}};
+  }
+};
+struct Inverse32 {
+  template <class V>
+  ZEL_INLINE static Three<V> apply(Three<V> x) {
+    const V y = x.at[0], cb = x.at[1], cr = x.at[2];
+    return {{y + scaled(times(22970, cr)), y + scaled(times(-5638, cb) - times(11700, cr)),
+             y + scaled(times(29032, cb))}};
+  }
+};
+
+// ---- 16-bit samples, Q14 -------------------------------------------------------------------------------------------
+
+// The lanes a[i] * weightA + b[i] * weightB + c[i] * weightC + offset, in 32 bits; in the order of 128-bit unpacks, which
+// the packs undo. Weights and offset up to 2^14 + 2^14 in all: no sum reaches 2^31.
+template <int B>
+struct Sums {
+  Vec<int32_t, B> low, high;
+};
+template <int B>
+ZEL_INLINE Vec<int16_t, B> weightPair(int first, int second) {
+  return as<Vec<int16_t, B>>(splat<Vec<int32_t, B>>((first & 0xFFFF) | second * 0x10000));
+}
+template <int B>
+ZEL_INLINE Sums<B> weightedSums(Vec<int16_t, B> a, Vec<int16_t, B> b, Vec<int16_t, B> c, int weightA, int weightB,
+                                int weightC, int offset) {
+  const Vec<int16_t, B> one = splat<Vec<int16_t, B>>(1);
+  const Vec<int16_t, B> ab = weightPair<B>(weightA, weightB), c1 = weightPair<B>(weightC, offset);
+  return {maddPairs(unpackLow128(a, b), ab) + maddPairs(unpackLow128(c, one), c1),
+          maddPairs(unpackHigh128(a, b), ab) + maddPairs(unpackHigh128(c, one), c1)};
+}
+template <int B>
+ZEL_INLINE Vec<int16_t, B> saturated(Sums<B> s) {
+  return packI16x128(s.low >> kShift, s.high >> kShift);
+}
+template <int B>
+ZEL_INLINE Vec<int16_t, B> cut(Sums<B> s) {  // bits 14 to 29 of the sums: their low 16 bits after the shift
+  return packI16x128(s.low << 2 >> 16, s.high << 2 >> 16);
+}
+
+// (weight x + 8192) >> 14, for weights below 2^14.
+template <int B>
+ZEL_INLINE Vec<int16_t, B> fraction(int weight, Vec<int16_t, B> x) {
+  return mulHiRound(x, splat<Vec<int16_t, B>>(int16_t(2 * weight)));
+}
+// Saturated y + ((weight x + 8192) >> 14), for weights from 2^14 on: x and the rest of the product have the same sign,
+// so that saturating twice is saturating once.
+template <int B>
+ZEL_INLINE Vec<int16_t, B> plusProduct(Vec<int16_t, B> y, int weight, Vec<int16_t, B> x) {
+  return addSat(addSat(y, x), fraction(weight - (1 << kShift), x));
+}
+
+struct Forward16 {
+  template <int B>
+  ZEL_INLINE static Three<Vec<int16_t, B>> apply(Three<Vec<int16_t, B>> x) {
+    constexpr int kOne = 1 << kShift, kR = 4899, kG = 9617, kB = 1868;
+    const auto r = x.at[0], g = x.at[1], b = x.at[2];
+    const auto dB = cut(weightedSums(r, g, b, -kR, -kG, kOne - kB, kHalf));
+    const auto dR = cut(weightedSums(r, g, b, kOne - kR, -kG, -kB, kHalf));
+    return {{saturated(weightedSums(r, g, b, kR, kG, kB, kHalf)), fraction(9246, dB), fraction(11686, dR)}};
+  }
+};
+struct Inverse16 {
+  template <int B>
+  ZEL_INLINE static Three<Vec<int16_t, B>> apply(Three<Vec<int16_t, B>> x) {
+    const auto y = x.at[0], cb = x.at[1], cr = x.at[2];
+    // y - ((p + half) >> 14) is ((y << 14) - p - half + 2^14 - 1) >> 14
+    const auto g = saturated(weightedSums(cb, cr, y, -5638, -11700, 1 << kShift, kHalf - 1));
+    return {{plusProduct(y, 22970, cr), g, plusProduct(y, 29032, cb)}};
+  }
+};
+
+}  // namespace
+
+ZelStatus zeliICTFwd_JPEG2K_32f_C3P3R(const float* pSrc, int srcStep, float* const pDst[3], int dstStep,
+                                      ZeliSize roiSize) {
+  return pixelsToPlanes<ForwardFloat>(pSrc, srcStep, pDst, dstStep, roiSize);
+}
+ZelStatus zeliICTInv_JPEG2K_32f_P3C3R(const float* const pSrc[3], int srcStep, float* pDst, int dstStep,
+                                      ZeliSize roiSize) {
+  return planesToPixels<InverseFloat>(pSrc, srcStep, pDst, dstStep, roiSize);
+}
+ZelStatus zeliICTFwd_JPEG2K_32f_P3IR(float* const pSrcDst[3], int srcDstStep, ZeliSize roiSize) {
+  return planesInPlace<ForwardFloat>(pSrcDst, srcDstStep, roiSize);
+}
+ZelStatus zeliICTInv_JPEG2K_32f_P3IR(float* const pSrcDst[3], int srcDstStep, ZeliSize roiSize) {
+  return planesInPlace<InverseFloat>(pSrcDst, srcDstStep, roiSize);
+}
+ZelStatus zeliICTFwd_JPEG2K_16s_P3IR(int16_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize) {
+  return planesInPlace<Forward16>(pSrcDst, srcDstStep, roiSize);
+}
+ZelStatus zeliICTInv_JPEG2K_16s_P3IR(int16_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize) {
+  return planesInPlace<Inverse16>(pSrcDst, srcDstStep, roiSize);
+}
+ZelStatus zeliICTFwd_JPEG2K_32s_P3IR(int32_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize) {
+  return planesInPlace<Forward32>(pSrcDst, srcDstStep, roiSize);
+}
+ZelStatus zeliICTInv_JPEG2K_32s_P3IR(int32_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize) {
+  return planesInPlace<Inverse32>(pSrcDst, srcDstStep, roiSize);
+}
+
+}  // namespace ZEL_VARIANT

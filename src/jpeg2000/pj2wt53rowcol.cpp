@@ -1,0 +1,171 @@
+// The reversible 5/3 wavelet in one direction over a region whose source carries its border.
+#include "jpeg2000/pj2wt53.h"
+
+namespace ZEL_VARIANT {
+namespace {
+
+template <class T>
+ZelStatus forwardRows(const T* pSrc, int srcStep, T* pDstLow, int dstLowStep, T* pDstHigh, int dstHighStep,
+                      ZeliSize size, int phase) {
+  if (const ZelStatus s = checkForward(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, size)) return s;
+  const int p = phaseOf(phase);
+  const int64_t n = size.width;
+  for (int r = 0; r < size.height; ++r)
+    forwardLine<Filter53<T>>(rowAt(pSrc, srcStep, r), Readable{p - 2, 2 * n + 1 + p, 0}, Bands{n, n, p},
+                             rowAt(pDstLow, dstLowStep, r), rowAt(pDstHigh, dstHighStep, r));
+  return zelStsNoErr;
+}
+
+template <class T>
+ZelStatus inverseRows(const T* pSrcLow, int srcLowStep, const T* pSrcHigh, int srcHighStep, ZeliSize size, T* pDst,
+                      int dstStep, int phase) {
+  if (const ZelStatus s = checkInverse(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, size, pDst, dstStep)) return s;
+  const int p = phaseOf(phase);
+  const int64_t n = size.width;
+  for (int r = 0; r < size.height; ++r)
+    inverseLine<Filter53<T>>(rowAt(pSrcLow, srcLowStep, r), Readable{-p, n + 1 - p, 0},
+                             rowAt(pSrcHigh, srcHighStep, r), Readable{-1, n + 1, 0}, Bands{n, n, p},
+                             rowAt(pDst, dstStep, r));
+  return zelStsNoErr;
+}
+
+// Columns. Where the high row before the first, or behind the last, is in the border, it is computed on the way and
+// stored nowhere: from rows a, b, c the coefficient b - ((a + c) >> 1).
+template <class T>
+struct BorderRows {
+  const T *a, *b, *c;
+  template <class V, class Lanes>
+  ZEL_INLINE V high(Lanes lanes, int i) const {
+    return lanes.template get<V>(b + i) - meanOf(lanes.template get<V>(a + i), lanes.template get<V>(c + i));
+  }
+};
+
+template <class T>
+ZelStatus forwardColumns(const T* pSrc, int srcStep, T* pDstLow, int dstLowStep, T* pDstHigh, int dstHighStep,
+                         ZeliSize size, int phase) {
+  if (const ZelStatus s = checkForward(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, size)) return s;
+  const int p = phaseOf(phase), n = size.height, width = size.width;
+  const auto x = [=](int64_t r) {
+    return reinterpret_cast<const T*>(reinterpret_cast<const char*>(pSrc) + r * srcStep);
+  };
+  const auto border = [=](int64_t r) { return BorderRows<T>{x(r - 1), x(r), x(r + 1)}; };
+  for (int k = 0; k < n; ++k) {
+    T *const s = rowAt(pDstLow, dstLowStep, k), *const d = rowAt(pDstHigh, dstHighStep, k);
+    const int64_t place = 2 * int64_t(k);
+    if (p == 0 && k > 0) {
+      liftRows53<T>(x(place), x(place + 1), x(place + 2), rowAt(pDstHigh, dstHighStep, k - 1), d, s, width);
+    } else if (p == 0) {
+      forLanes<T>(width, [=, own = border(1), before = border(-1), even = x(0)](auto lanes, int i) {
+        typedef Vec<T, lanes.kBytes> V;
+        const V high = own.template high<V>(lanes, i);
+        lanes.put(d + i, high);
+        lanes.put(s + i,
+                  lanes.template get<V>(even + i) + quarterOf(before.template high<V>(lanes, i), high));
+      });
+    } else {  // each low row takes the high row behind it, which the next turn stores
+      forLanes<T>(width, [=, own = border(place), behind = border(place + 2), even = x(place + 1)](auto lanes, int i) {
+        typedef Vec<T, lanes.kBytes> V;
+        const V high = own.template high<V>(lanes, i);
+        lanes.put(d + i, high);
+        lanes.put(s + i,
+                  lanes.template get<V>(even + i) + quarterOf(high, behind.template high<V>(lanes, i)));
+      });
+    }
+  }
+  return zelStsNoErr;
+}
+
+// The even row between the high rows dPrev and d.
+template <class T>
+struct EvenRow {
+  const T *s, *dPrev, *d;
+  template <class V, class Lanes>
+  ZEL_INLINE V at(Lanes lanes, int i) const {
+    return lanes.template get<V>(s + i) - quarterOf(lanes.template get<V>(dPrev + i), lanes.template get<V>(d + i));
+  }
+};
+
+template <class T>
+ZelStatus inverseColumns(const T* pSrcLow, int srcLowStep, const T* pSrcHigh, int srcHighStep, ZeliSize size, T* pDst,
+                         int dstStep, int phase) {
+  if (const ZelStatus s = checkInverse(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, size, pDst, dstStep)) return s;
+  const int p = phaseOf(phase), n = size.height, width = size.width;
+  // Pair k is the even row k and the odd row behind it; the first even row of phase 1 and the last one of phase 0 are
+  // in the border.
+  const auto evenRow = [=](int k) {
+    return EvenRow<T>{rowAt(pSrcLow, srcLowStep, k - p), rowAt(pSrcHigh, srcHighStep, k - 1),
+                      rowAt(pSrcHigh, srcHighStep, k)};
+  };
+  const auto out = [=](int64_t place) {
+    return reinterpret_cast<T*>(reinterpret_cast<char*>(pDst) + place * dstStep);
+  };
+  if (p == 0)
+    forLanes<T>(width, [=, first = evenRow(0)](auto lanes, int i) {
+      typedef Vec<T, lanes.kBytes> V;
+      lanes.put(pDst + i, first.template at<V>(lanes, i));
+    });
+  for (int k = 1; k <= n; ++k) {  // odd row k - 1 and, inside the region, even row k
+    const EvenRow<T> row = evenRow(k);
+    T* const odd = out(2 * int64_t(k) - 1 - p);
+    if (p == 0 ? k < n : k > 1) {
+      unliftRows53<T>(row.s, row.dPrev, row.d, out(2 * int64_t(k) - 2 - p), odd, out(2 * int64_t(k) - p), width);
+    } else if (p == 0) {
+      const T* const evenPrev = out(2 * int64_t(k) - 2);
+      forLanes<T>(width, [=](auto lanes, int i) {
+        typedef Vec<T, lanes.kBytes> V;
+        const V next = row.template at<V>(lanes, i);
+        lanes.put(odd + i, lanes.template get<V>(row.dPrev + i) + meanOf(lanes.template get<V>(evenPrev + i), next));
+      });
+    } else {
+      T* const even = out(1);
+      forLanes<T>(width, [=, before = evenRow(0)](auto lanes, int i) {
+        typedef Vec<T, lanes.kBytes> V;
+        const V x = row.template at<V>(lanes, i);
+        lanes.put(even + i, x);
+        lanes.put(odd + i, lanes.template get<V>(row.dPrev + i) + meanOf(before.template at<V>(lanes, i), x));
+      });
+    }
+  }
+  return zelStsNoErr;
+}
+
+}  // namespace
+
+ZelStatus zeliWTFwdRow_B53_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, int16_t* pDstLow, int dstLowStep,
+                                          int16_t* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase) {
+  return forwardRows(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase);
+}
+ZelStatus zeliWTInvRow_B53_JPEG2K_16s_C1R(const int16_t* pSrcLow, int srcLowStep, const int16_t* pSrcHigh,
+                                          int srcHighStep, ZeliSize srcRoiSize, int16_t* pDst, int dstStep,
+                                          int phase) {
+  return inverseRows(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase);
+}
+ZelStatus zeliWTFwdCol_B53_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, int16_t* pDstLow, int dstLowStep,
+                                          int16_t* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase) {
+  return forwardColumns(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase);
+}
+ZelStatus zeliWTInvCol_B53_JPEG2K_16s_C1R(const int16_t* pSrcLow, int srcLowStep, const int16_t* pSrcHigh,
+                                          int srcHighStep, ZeliSize srcRoiSize, int16_t* pDst, int dstStep,
+                                          int phase) {
+  return inverseColumns(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase);
+}
+ZelStatus zeliWTFwdRow_B53_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, int32_t* pDstLow, int dstLowStep,
+                                          int32_t* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase) {
+  return forwardRows(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase);
+}
+ZelStatus zeliWTInvRow_B53_JPEG2K_32s_C1R(const int32_t* pSrcLow, int srcLowStep, const int32_t* pSrcHigh,
+                                          int srcHighStep, ZeliSize srcRoiSize, int32_t* pDst, int dstStep,
+                                          int phase) {
+  return inverseRows(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase);
+}
+ZelStatus zeliWTFwdCol_B53_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, int32_t* pDstLow, int dstLowStep,
+                                          int32_t* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase) {
+  return forwardColumns(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase);
+}
+ZelStatus zeliWTInvCol_B53_JPEG2K_32s_C1R(const int32_t* pSrcLow, int srcLowStep, const int32_t* pSrcHigh,
+                                          int srcHighStep, ZeliSize srcRoiSize, int32_t* pDst, int dstStep,
+                                          int phase) {
+  return inverseColumns(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase);
+}
+
+}  // namespace ZEL_VARIANT
