@@ -584,15 +584,15 @@ ZEL_API ZelStatus zeliICTInv_JPEG2K_32s_P3IR(int32_t* const pSrcDst[3], int srcD
  * phase says which comes first in a line: 0 a low, 1 (any odd number) a high one. The functions on tiles take it from
  * the lowest bit of the rectangle's x (rows) and y (columns), of negative ones too; nothing else of x and y is used.
  *
- * Tiles (C1IR, C1R). Lines are extended by whole-sample symmetry (F.3.7) at the borders of the tile. A line of n samples
- * becomes its low coefficients, then its high ones: with phase 0 the low part has (n + 1) / 2 of them, with phase 1
- * n / 2. So a plane becomes four quadrants: LL and, right of it, HL (high horizontally), below it LH and HH. A line of
- * one sample is doubled where the phase is 1 (inverse: halved, truncating), else kept.
+ * Tiles (C1IR, C1R). Lines are extended by whole-sample symmetry (F.3.7) at the borders of the tile. A line of n
+ * samples becomes its low coefficients, then its high ones: with phase 0 the low part has (n + 1) / 2 of them, with
+ * phase 1 n / 2. So a plane becomes four quadrants: LL and, right of it, HL (high horizontally), below it LH and HH.
+ * A line of one sample is doubled where the phase is 1 (inverse: halved, truncating), else kept.
  *   C1IR  in place. No size is checked; a width or height below 1 transforms nothing.
  *   C1R   to or from four bands, 0 LL, 1 LH, 2 HL, 3 HH, of (w + 1) / 2 or w / 2 columns and (h + 1) / 2 or h / 2 rows,
  *         whatever the phase: the bands are cut from the plane of C1IR at these places. The pointers and steps of empty
  *         bands are checked too.
- *   GetBufSize gives the bytes of pBuffer, of any alignment. It may be 0 for C1IR; pBuffer must not be null then either.
+ *   GetBufSize gives the bytes of pBuffer, of any alignment. It may be 0 for C1IR; even then pBuffer must not be null.
  *   Checks: C1IR: pSrcDst, srcDstStep, pTileRect, pBuffer. C1R: the five pointers in order, the step of the plane, the
  *   four bands, their four steps, the size. GetBufSize: the pointers.
  *
@@ -678,17 +678,18 @@ ZEL_API ZelStatus zeliWTInvColLift_B53_JPEG2K_32s_C1(const int32_t* pSrcLow, con
  * x[2n] += d (x[2n-1] + x[2n+1]), then low = KL x[2n], high = KH x[2n+1]; a = -1.5861343, b = -0.052980117,
  * c = 0.8829111, d = 0.44350687, KL = 0.8128931, KH = 1.2301741. Inverse: low times KH, high times KL, and the steps
  * undone. How the types compute:
- *   tiles, 16s   weights in units of 2^-14; each product of a sum of two samples is rounded, each sample kept in 16 bits
- *   tiles, 32s   single precision; x[2n] + x[2n+2] of the input is a 32-bit sum that wraps; coefficients and samples are
- *                truncated toward zero and clamped to the type
- *   32f          single precision
- *   Row, ColLift, 32s  weights in units of 2^-16, 64-bit products of 32-bit sums that wrap, rounded; low in one rounding
- *                as KL x[2n] + 0.36052364 (x[2n-1] + x[2n+1]), and the inverse likewise
+ *   tiles, 16s         weights in units of 2^-14; each product of a sum of two samples is rounded, each sample kept in
+ *                      16 bits
+ *   tiles, 32s         single precision; x[2n] + x[2n+2] of the input is a 32-bit sum that wraps; coefficients and
+ *                      samples are truncated toward zero and clamped to the type
+ *   32f                single precision
+ *   Row, ColLift, 32s  weights in units of 2^-16, 64-bit products of 32-bit sums that wrap, rounded; low in one
+ *                      rounding as KL x[2n] + 0.36052364 (x[2n-1] + x[2n+1]), and the inverse likewise
  *   Row, ColLift, 16s  16-bit arithmetic: saturating sums, products rounded to 15 fractional bits. Samples up to about
- *                +-7500 do not saturate. In rows, what is needed of intermediate values outside the line comes from
- *                weights in units of 2^-16
- * A row or column of one coefficient a band (32f, and rows of 16s and 32s) is the direct convolution with the equivalent
- * filters. */
+ *                      +-7500 do not saturate. In rows, what is needed of intermediate values outside the line comes
+ *                      from weights in units of 2^-16, saturated
+ * A row or column of one coefficient a band (32f, and rows of 16s and 32s) is the direct convolution with the
+ * equivalent filters. */
 ZEL_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_16s_C1IR(const ZeliRect* pTileRect, int* pSize);
 ZEL_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_16s_C1R(const ZeliRect* pTileRect, int* pSize);
 ZEL_API ZelStatus zeliWTFwd_D97_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
@@ -731,8 +732,9 @@ ZEL_API ZelStatus zeliWTInvCol_D97_JPEG2K_32f_C1R(const float* pSrcLow, int srcL
                                                   int phase);
 
 /* Forward, the steps in this order: pOdd = pSrc1 + a (pSrc0 + pSrc2); pEven = pSrc0 + b (pOddPrev + pOdd);
- * pOddPrev += c (pLow + pEven); pLow = KL pLow + d KL (pHigh + pOddPrev); pHigh = KH pHigh. On entry pSrc0, pSrc1, pSrc2
- * are rows 2n, 2n+1, 2n+2; pLow is row 2n-2 after two steps, pHigh row 2n-3 after three, pOddPrev row 2n-1 after one.
+ * pOddPrev += c (pLow + pEven); pLow = KL pLow + d KL (pHigh + pOddPrev); pHigh = KH pHigh. On entry pSrc0, pSrc1,
+ * pSrc2 are rows 2n, 2n+1, 2n+2; pLow is row 2n-2 after two steps, pHigh row 2n-3 after three, pOddPrev row 2n-1 after
+ * one.
  * Inverse: pEven = KH pSrcLow - d KL (pSrcHighPrev + pSrcHigh); pOdd = KL pSrcHighPrev - c (pEvenPrev + pEven);
  * pEvenPrev -= b (pOddPrev2 + pOdd); pOddPrev2 -= a (pEvenPrev2 + pEvenPrev). The rows are low n, high n-1 and n, and
  * output rows 2n-4, 2n-3, 2n-2, 2n-1 and 2n. */

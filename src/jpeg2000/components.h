@@ -17,8 +17,8 @@ struct Three {
 };
 
 // ---- Interleaved samples: 3 N of them in three vectors (in each half) ----------------------------------------------
-// As 3 is prime to N, the samples of a channel are in N different lanes: they are gathered by blends and put in order by
-// one shuffle. Sample i of channel c is at 3 i + c.
+// As 3 is prime to N, the samples of a channel are in N different lanes: they are gathered by blends and put in order
+// by one shuffle. Sample i of channel c is at 3 i + c.
 
 // The lanes, in units of 16 bits, of vector m of three that hold channel c; N lanes in a half.
 constexpr int lanesOf(int channel, int vector, int n) {
@@ -46,13 +46,17 @@ template <int kChannel, class V>
 ZEL_INLINE V gather(V a, V b, V c) {
   constexpr int kLanes = 16 / int(sizeof(typename V::Lane));
   const V mixed = blend16x128<lanesOf(kChannel, 2, kLanes)>(blend16x128<lanesOf(kChannel, 1, kLanes)>(a, b), c);
-  if constexpr (kLanes == 8) return shuffleBy(mixed, kGather[kChannel]);
-  else return permute32x128<kChannel == 0 ? 0x6C : kChannel == 1 ? 0xB1 : 0xC6>(mixed);  // 3 i + c mod 4
+  if constexpr (kLanes == 8)
+    return shuffleBy(mixed, kGather[kChannel]);
+  else
+    return permute32x128 < kChannel == 0 ? 0x6C : kChannel == 1 ? 0xB1 : 0xC6 > (mixed);  // 3 i + c mod 4
 }
 template <int kChannel, class V>
 ZEL_INLINE V scatter(V a) {
-  if constexpr (sizeof(typename V::Lane) == 2) return shuffleBy(a, kScatter[kChannel]);
-  else return permute32x128<kChannel == 0 ? 0x6C : kChannel == 1 ? 0xB1 : 0xC6>(a);  // its own inverse
+  if constexpr (sizeof(typename V::Lane) == 2)
+    return shuffleBy(a, kScatter[kChannel]);
+  else
+    return permute32x128 < kChannel == 0 ? 0x6C : kChannel == 1 ? 0xB1 : 0xC6 > (a);  // its own inverse
 }
 template <int kVector, class V>
 ZEL_INLINE V mix(V r, V g, V b) {

@@ -1,4 +1,5 @@
-// The irreversible component transform, ITU-T T.800, Annex G.3: in single precision, and with weights in units of 2^-14.
+// The irreversible component transform, ITU-T T.800, Annex G.3: in single precision, and with weights in units of
+// 2^-14.
 #include "jpeg2000/components.h"
 
 namespace ZEL_VARIANT {
@@ -22,8 +23,8 @@ struct InverseFloat {
   template <class V>
   ZEL_INLINE static Three<V> apply(Three<V> x) {
     const V y = x.at[0], cb = x.at[1], cr = x.at[2];
-    return {{y + splat<V>(1.402f) * cr, y - splat<V>(0.34413f) * cb - splat<V>(0.71414f) * cr,
-             y + splat<V>(1.772f) * cb}};
+    return {
+        {y + splat<V>(1.402f) * cr, y - splat<V>(0.34413f) * cb - splat<V>(0.71414f) * cr, y + splat<V>(1.772f) * cb}};
   }
 };
 
@@ -53,15 +54,15 @@ struct Inverse32 {
   template <class V>
   ZEL_INLINE static Three<V> apply(Three<V> x) {
     const V y = x.at[0], cb = x.at[1], cr = x.at[2];
-    return {{y + scaled(times(22970, cr)), y + scaled(times(-5638, cb) - times(11700, cr)),
-             y + scaled(times(29032, cb))}};
+    return {
+        {y + scaled(times(22970, cr)), y + scaled(times(-5638, cb) - times(11700, cr)), y + scaled(times(29032, cb))}};
   }
 };
 
 // ---- 16-bit samples, Q14 -------------------------------------------------------------------------------------------
 
-// The lanes a[i] * weightA + b[i] * weightB + c[i] * weightC + offset, in 32 bits; in the order of 128-bit unpacks, which
-// the packs undo. Weights and offset up to 2^14 + 2^14 in all: no sum reaches 2^31.
+// The lanes a[i] * weightA + b[i] * weightB + c[i] * weightC + offset, in 32 bits; in the order of 128-bit unpacks,
+// which the packs undo. Weights and offset up to 2^14 + 2^14 in all: no sum reaches 2^31.
 template <int B>
 struct Sums {
   Vec<int32_t, B> low, high;

@@ -28,9 +28,7 @@ constexpr int placeOf(int i, int n, int p) {
   const int low = lowCount(n, p);
   return i < low ? 2 * i + p : 2 * (i - low) + 1 - p;
 }
-constexpr int coefficientAt(int place, int n, int p) {
-  return ((place + p) % 2 ? lowCount(n, p) : 0) + place / 2;
-}
+constexpr int coefficientAt(int place, int n, int p) { return ((place + p) % 2 ? lowCount(n, p) : 0) + place / 2; }
 
 // Whole-sample symmetric extension of a line of n >= 2 (T.800, F.3.7); short lines are reflected again and again.
 inline int64_t mirrored(int64_t place, int64_t n) {
@@ -245,8 +243,7 @@ void forwardInPlace(Plane<T> plane, const ZeliRect& tile, T* buffer) {
   const int w = tile.width, h = tile.height, px = phaseOf(tile.x), py = phaseOf(tile.y);
   Filter::forwardColumns(Plane<const T>{plane.base, plane.step}, plane, w, h, py);
   permuteRows(
-      h, [=](int i) { return placeOf(i, h, py); },
-      [=](int r) { memcpy(line, plane.row(r), size_t(w) * sizeof(T)); },
+      h, [=](int i) { return placeOf(i, h, py); }, [=](int r) { memcpy(line, plane.row(r), size_t(w) * sizeof(T)); },
       [=](int to, int r) {
         T* const dst = plane.row(to);
         Filter::forwardRow(r < 0 ? line : plane.row(r), w, px, dst, dst + lowCount(w, px));
@@ -336,8 +333,7 @@ ZelStatus planeBytes(const ZeliRect* pTileRect, int* pSize, int border, int leas
 
 template <class Transform, class T>
 ZelStatus tileInPlace(T* pSrcDst, int srcDstStep, const ZeliRect* pTileRect, uint8_t* pBuffer, Transform transform) {
-  if (const ZelStatus s =
-          firstFailure(present(pSrcDst), stepOk(srcDstStep), present(pTileRect), present(pBuffer)))
+  if (const ZelStatus s = firstFailure(present(pSrcDst), stepOk(srcDstStep), present(pTileRect), present(pBuffer)))
     return s;
   if (pTileRect->width < 1 || pTileRect->height < 1) return zelStsNoErr;
   transform(Plane<T>{pSrcDst, srcDstStep}, *pTileRect, reinterpret_cast<T*>(pBuffer));

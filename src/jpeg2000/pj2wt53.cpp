@@ -22,20 +22,16 @@ ZelStatus zeliWTGetBufSize_B53_JPEG2K_32s_C1R(const ZeliRect* pTileRect, int* pS
   return planeBytes<int32_t>(pTileRect, pSize, kLineBorder, kLeastSide);
 }
 
-ZelStatus zeliWTFwd_B53_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
-                                        uint8_t* pBuffer) {
+ZelStatus zeliWTFwd_B53_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect, uint8_t* pBuffer) {
   return forwardTile<Filter53<int16_t>>(pSrcDst, srcDstStep, pTileRect, pBuffer);
 }
-ZelStatus zeliWTInv_B53_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
-                                        uint8_t* pBuffer) {
+ZelStatus zeliWTInv_B53_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect, uint8_t* pBuffer) {
   return inverseTile<Filter53<int16_t>>(pSrcDst, srcDstStep, pTileRect, pBuffer);
 }
-ZelStatus zeliWTFwd_B53_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
-                                        uint8_t* pBuffer) {
+ZelStatus zeliWTFwd_B53_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect, uint8_t* pBuffer) {
   return forwardTile<Filter53<int32_t>>(pSrcDst, srcDstStep, pTileRect, pBuffer);
 }
-ZelStatus zeliWTInv_B53_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
-                                        uint8_t* pBuffer) {
+ZelStatus zeliWTInv_B53_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect, uint8_t* pBuffer) {
   return inverseTile<Filter53<int32_t>>(pSrcDst, srcDstStep, pTileRect, pBuffer);
 }
 

@@ -65,7 +65,8 @@ struct Filter53 {
     typedef Vec<T, 16> V;
     typedef OneSample One;
     if (n == 1) return One::put(p ? high : low, One::get<V>(src) << p);
-    if (n > 2) return forwardLine<Filter53>(src, Readable{0, n, n}, Bands{lowCount(n, p), n - lowCount(n, p), p}, low, high);
+    if (n > 2)
+      return forwardLine<Filter53>(src, Readable{0, n, n}, Bands{lowCount(n, p), n - lowCount(n, p), p}, low, high);
     const V even = One::get<V>(src + p), d = One::get<V>(src + 1 - p) - even;
     One::put(low, even + ((d + splat<V>(1)) >> 1));
     One::put(high, d);
@@ -82,8 +83,8 @@ struct Filter53 {
     One::put(dst + 1 - p, d + even);
   }
 
-  // Row k is high, row k - 1 low; the rows before the first and behind the last are the mirrored ones. In place, a row is
-  // read as a neighbour before it is lifted itself.
+  // Row k is high, row k - 1 low; the rows before the first and behind the last are the mirrored ones. In place, a row
+  // is read as a neighbour before it is lifted itself.
   static void forwardColumns(Plane<const T> src, Plane<T> dst, int width, int n, int p) {
     if (n <= 2) return shortColumns<true>(src, dst, width, n, p);
     forStrips<T>(width, [=](int x, int w) {

@@ -23,9 +23,8 @@ ZelStatus inverseRows(const T* pSrcLow, int srcLowStep, const T* pSrcHigh, int s
   const int p = phaseOf(phase);
   const int64_t n = size.width;
   for (int r = 0; r < size.height; ++r)
-    inverseLine<Filter53<T>>(rowAt(pSrcLow, srcLowStep, r), Readable{-p, n + 1 - p, 0},
-                             rowAt(pSrcHigh, srcHighStep, r), Readable{-1, n + 1, 0}, Bands{n, n, p},
-                             rowAt(pDst, dstStep, r));
+    inverseLine<Filter53<T>>(rowAt(pSrcLow, srcLowStep, r), Readable{-p, n + 1 - p, 0}, rowAt(pSrcHigh, srcHighStep, r),
+                             Readable{-1, n + 1, 0}, Bands{n, n, p}, rowAt(pDst, dstStep, r));
   return zelStsNoErr;
 }
 
@@ -59,16 +58,14 @@ ZelStatus forwardColumns(const T* pSrc, int srcStep, T* pDstLow, int dstLowStep,
         typedef Vec<T, lanes.kBytes> V;
         const V high = own.template high<V>(lanes, i);
         lanes.put(d + i, high);
-        lanes.put(s + i,
-                  lanes.template get<V>(even + i) + quarterOf(before.template high<V>(lanes, i), high));
+        lanes.put(s + i, lanes.template get<V>(even + i) + quarterOf(before.template high<V>(lanes, i), high));
       });
     } else {  // each low row takes the high row behind it, which the next turn stores
       forLanes<T>(width, [=, own = border(place), behind = border(place + 2), even = x(place + 1)](auto lanes, int i) {
         typedef Vec<T, lanes.kBytes> V;
         const V high = own.template high<V>(lanes, i);
         lanes.put(d + i, high);
-        lanes.put(s + i,
-                  lanes.template get<V>(even + i) + quarterOf(high, behind.template high<V>(lanes, i)));
+        lanes.put(s + i, lanes.template get<V>(even + i) + quarterOf(high, behind.template high<V>(lanes, i)));
       });
     }
   }
@@ -96,9 +93,7 @@ ZelStatus inverseColumns(const T* pSrcLow, int srcLowStep, const T* pSrcHigh, in
     return EvenRow<T>{rowAt(pSrcLow, srcLowStep, k - p), rowAt(pSrcHigh, srcHighStep, k - 1),
                       rowAt(pSrcHigh, srcHighStep, k)};
   };
-  const auto out = [=](int64_t place) {
-    return reinterpret_cast<T*>(reinterpret_cast<char*>(pDst) + place * dstStep);
-  };
+  const auto out = [=](int64_t place) { return reinterpret_cast<T*>(reinterpret_cast<char*>(pDst) + place * dstStep); };
   if (p == 0)
     forLanes<T>(width, [=, first = evenRow(0)](auto lanes, int i) {
       typedef Vec<T, lanes.kBytes> V;
@@ -136,8 +131,7 @@ ZelStatus zeliWTFwdRow_B53_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, int1
   return forwardRows(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase);
 }
 ZelStatus zeliWTInvRow_B53_JPEG2K_16s_C1R(const int16_t* pSrcLow, int srcLowStep, const int16_t* pSrcHigh,
-                                          int srcHighStep, ZeliSize srcRoiSize, int16_t* pDst, int dstStep,
-                                          int phase) {
+                                          int srcHighStep, ZeliSize srcRoiSize, int16_t* pDst, int dstStep, int phase) {
   return inverseRows(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase);
 }
 ZelStatus zeliWTFwdCol_B53_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, int16_t* pDstLow, int dstLowStep,
@@ -145,8 +139,7 @@ ZelStatus zeliWTFwdCol_B53_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, int1
   return forwardColumns(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase);
 }
 ZelStatus zeliWTInvCol_B53_JPEG2K_16s_C1R(const int16_t* pSrcLow, int srcLowStep, const int16_t* pSrcHigh,
-                                          int srcHighStep, ZeliSize srcRoiSize, int16_t* pDst, int dstStep,
-                                          int phase) {
+                                          int srcHighStep, ZeliSize srcRoiSize, int16_t* pDst, int dstStep, int phase) {
   return inverseColumns(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase);
 }
 ZelStatus zeliWTFwdRow_B53_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, int32_t* pDstLow, int dstLowStep,
@@ -154,8 +147,7 @@ ZelStatus zeliWTFwdRow_B53_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, int3
   return forwardRows(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase);
 }
 ZelStatus zeliWTInvRow_B53_JPEG2K_32s_C1R(const int32_t* pSrcLow, int srcLowStep, const int32_t* pSrcHigh,
-                                          int srcHighStep, ZeliSize srcRoiSize, int32_t* pDst, int dstStep,
-                                          int phase) {
+                                          int srcHighStep, ZeliSize srcRoiSize, int32_t* pDst, int dstStep, int phase) {
   return inverseRows(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase);
 }
 ZelStatus zeliWTFwdCol_B53_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, int32_t* pDstLow, int dstLowStep,
@@ -163,8 +155,7 @@ ZelStatus zeliWTFwdCol_B53_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, int3
   return forwardColumns(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase);
 }
 ZelStatus zeliWTInvCol_B53_JPEG2K_32s_C1R(const int32_t* pSrcLow, int srcLowStep, const int32_t* pSrcHigh,
-                                          int srcHighStep, ZeliSize srcRoiSize, int32_t* pDst, int dstStep,
-                                          int phase) {
+                                          int srcHighStep, ZeliSize srcRoiSize, int32_t* pDst, int dstStep, int phase) {
   return inverseColumns(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase);
 }
 

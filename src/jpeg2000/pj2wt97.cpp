@@ -36,14 +36,10 @@ struct Filter97 {
           forwardStep(from(k - 1), from(k), from(k + 1), to(k), to(k - 1), to(k - 2), to(k - 3), to(k - 4), w);
           continue;
         }
-        if (has(k))
-          liftRow<kLift1>(to(k), from(k), from(k - 1), from(k + 1), w);
-        if (has(k - 1))
-          liftRow<kLift2>(to(k - 1), from(k - 1), to(k - 2), to(k), w);
-        if (has(k - 2))
-          liftRow<kLift3>(to(k - 2), to(k - 2), to(k - 3), to(k - 1), w);
-        if (has(k - 3))
-          liftRow<kToLow>(to(k - 3), to(k - 3), to(k - 4), to(k - 2), w);
+        if (has(k)) liftRow<kLift1>(to(k), from(k), from(k - 1), from(k + 1), w);
+        if (has(k - 1)) liftRow<kLift2>(to(k - 1), from(k - 1), to(k - 2), to(k), w);
+        if (has(k - 2)) liftRow<kLift3>(to(k - 2), to(k - 2), to(k - 3), to(k - 1), w);
+        if (has(k - 3)) liftRow<kToLow>(to(k - 3), to(k - 3), to(k - 4), to(k - 2), w);
         if (has(k - 4)) liftRow<kToHigh>(to(k - 4), to(k - 4), to(k - 4), to(k - 4), w);
       }
     });
@@ -62,16 +58,11 @@ struct Filter97 {
           inverseStep(from(k), from(k + 1), to(k + 1), to(k), to(k - 1), to(k - 2), to(k - 3), to(k - 4), w);
           continue;
         }
-        if (has(k + 1))
-          liftRow<kScale>(to(k + 1), from(k + 1), from(k + 1), from(k + 1), w);
-        if (has(k))
-          liftRow<kUnlift4>(to(k), from(k), to(k - 1), to(k + 1), w);
-        if (has(k - 1))
-          liftRow<kUnlift3>(to(k - 1), to(k - 1), to(k - 2), to(k), w);
-        if (has(k - 2))
-          liftRow<kUnlift2>(to(k - 2), to(k - 2), to(k - 3), to(k - 1), w);
-        if (has(k - 3))
-          liftRow<kUnlift1>(to(k - 3), to(k - 3), to(k - 4), to(k - 2), w);
+        if (has(k + 1)) liftRow<kScale>(to(k + 1), from(k + 1), from(k + 1), from(k + 1), w);
+        if (has(k)) liftRow<kUnlift4>(to(k), from(k), to(k - 1), to(k + 1), w);
+        if (has(k - 1)) liftRow<kUnlift3>(to(k - 1), to(k - 1), to(k - 2), to(k), w);
+        if (has(k - 2)) liftRow<kUnlift2>(to(k - 2), to(k - 2), to(k - 3), to(k - 1), w);
+        if (has(k - 3)) liftRow<kUnlift1>(to(k - 3), to(k - 3), to(k - 4), to(k - 2), w);
         if (has(k - 4)) liftRow<kOut>(to(k - 4), to(k - 4), to(k - 4), to(k - 4), w);
       }
     });
@@ -102,37 +93,41 @@ struct Filter97 {
   // All steps in one pass over the rows; names say which row before k.
   static void forwardStep(const T* even1, const T* odd0, const T* even0, T* to0, T* to1, T* to2, T* to3, T* to4,
                           int width) {
-    forLanes<T>(width, [=](auto lanes, int i) __attribute__((always_inline)) {
-      typedef Arithmetic<decltype(lanes)::kBytes> A;
-      typedef typename A::R R;
-      typedef typename A::W W;
-      const R even = lanes.template get<R>(even1 + i);
-      const W d0 = A::lift1(lanes.template get<R>(odd0 + i), even, lanes.template get<R>(even0 + i));
-      const W d2 = lanes.template get<W>(to2 + i), s3 = lanes.template get<W>(to3 + i), d4 = lanes.template get<W>(to4 + i);
-      const W s1 = A::lift2(even, d2, d0), lifted2 = A::lift3(d2, s3, s1);
-      lanes.put(to0 + i, d0);
-      lanes.put(to1 + i, s1);
-      lanes.put(to2 + i, lifted2);
-      lanes.put(to3 + i, A::low(s3, d4, lifted2));
-      lanes.put(to4 + i, A::high(d4));
-    });
+    forLanes<T>(
+        width, [=](auto lanes, int i) __attribute__((always_inline)) {
+          typedef Arithmetic<decltype(lanes)::kBytes> A;
+          typedef typename A::R R;
+          typedef typename A::W W;
+          const R even = lanes.template get<R>(even1 + i);
+          const W d0 = A::lift1(lanes.template get<R>(odd0 + i), even, lanes.template get<R>(even0 + i));
+          const W d2 = lanes.template get<W>(to2 + i), s3 = lanes.template get<W>(to3 + i),
+                  d4 = lanes.template get<W>(to4 + i);
+          const W s1 = A::lift2(even, d2, d0), lifted2 = A::lift3(d2, s3, s1);
+          lanes.put(to0 + i, d0);
+          lanes.put(to1 + i, s1);
+          lanes.put(to2 + i, lifted2);
+          lanes.put(to3 + i, A::low(s3, d4, lifted2));
+          lanes.put(to4 + i, A::high(d4));
+        });
   }
   static void inverseStep(const T* low, const T* high, T* toNext, T* to0, T* to1, T* to2, T* to3, T* to4, int width) {
-    forLanes<T>(width, [=](auto lanes, int i) __attribute__((always_inline)) {
-      typedef Arithmetic<decltype(lanes)::kBytes> A;
-      typedef typename A::R R;
-      typedef typename A::W W;
-      const W next = A::scaleHigh(lanes.template get<R>(high + i)), d1 = lanes.template get<W>(to1 + i);
-      const W s0 = A::unlift4(lanes.template get<R>(low + i), d1, next);
-      const W s2 = lanes.template get<W>(to2 + i), d3 = lanes.template get<W>(to3 + i), s4 = lanes.template get<W>(to4 + i);
-      const W lifted1 = A::unlift3(d1, s2, s0), lifted2 = A::unlift2(s2, d3, lifted1);
-      lanes.put(toNext + i, next);
-      lanes.put(to0 + i, s0);
-      lanes.put(to1 + i, lifted1);
-      lanes.put(to2 + i, lifted2);
-      lanes.put(to3 + i, A::unlift1(d3, s4, lifted2));
-      if constexpr (A::kConverts) lanes.put(to4 + i, A::out(s4));
-    });
+    forLanes<T>(
+        width, [=](auto lanes, int i) __attribute__((always_inline)) {
+          typedef Arithmetic<decltype(lanes)::kBytes> A;
+          typedef typename A::R R;
+          typedef typename A::W W;
+          const W next = A::scaleHigh(lanes.template get<R>(high + i)), d1 = lanes.template get<W>(to1 + i);
+          const W s0 = A::unlift4(lanes.template get<R>(low + i), d1, next);
+          const W s2 = lanes.template get<W>(to2 + i), d3 = lanes.template get<W>(to3 + i),
+                  s4 = lanes.template get<W>(to4 + i);
+          const W lifted1 = A::unlift3(d1, s2, s0), lifted2 = A::unlift2(s2, d3, lifted1);
+          lanes.put(toNext + i, next);
+          lanes.put(to0 + i, s0);
+          lanes.put(to1 + i, lifted1);
+          lanes.put(to2 + i, lifted2);
+          lanes.put(to3 + i, A::unlift1(d3, s4, lifted2));
+          if constexpr (A::kConverts) lanes.put(to4 + i, A::out(s4));
+        });
   }
   template <class Scale>
   static void scaleSingle(const T* src, T* dst, int width, int p, Scale scale) {
@@ -158,20 +153,16 @@ ZelStatus zeliWTGetBufSize_D97_JPEG2K_32s_C1R(const ZeliRect* pTileRect, int* pS
   return planeBytes<int32_t>(pTileRect, pSize, kLineBorder, kLeastSide);
 }
 
-ZelStatus zeliWTFwd_D97_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
-                                        uint8_t* pBuffer) {
+ZelStatus zeliWTFwd_D97_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect, uint8_t* pBuffer) {
   return forwardTile<Tile16>(pSrcDst, srcDstStep, pTileRect, pBuffer);
 }
-ZelStatus zeliWTInv_D97_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
-                                        uint8_t* pBuffer) {
+ZelStatus zeliWTInv_D97_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect, uint8_t* pBuffer) {
   return inverseTile<Tile16>(pSrcDst, srcDstStep, pTileRect, pBuffer);
 }
-ZelStatus zeliWTFwd_D97_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
-                                        uint8_t* pBuffer) {
+ZelStatus zeliWTFwd_D97_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect, uint8_t* pBuffer) {
   return forwardTile<Tile32>(pSrcDst, srcDstStep, pTileRect, pBuffer);
 }
-ZelStatus zeliWTInv_D97_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
-                                        uint8_t* pBuffer) {
+ZelStatus zeliWTInv_D97_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect, uint8_t* pBuffer) {
   return inverseTile<Tile32>(pSrcDst, srcDstStep, pTileRect, pBuffer);
 }
 

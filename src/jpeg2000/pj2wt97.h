@@ -42,16 +42,10 @@ template <int B>
 struct FoldedFloat : Float<B> {
   typedef Vec<float, B> R;
   static constexpr bool kScales = false, kConverts = false;
-  ZEL_INLINE static R low(R even, R d0, R d1) {
-    return splat<R>(kLow) * even + splat<R>(kDeltaLow) * (d0 + d1);
-  }
+  ZEL_INLINE static R low(R even, R d0, R d1) { return splat<R>(kLow) * even + splat<R>(kDeltaLow) * (d0 + d1); }
   ZEL_INLINE static R scaleHigh(R h) { return h; }
-  ZEL_INLINE static R unlift4(R l, R h0, R h1) {
-    return splat<R>(kHigh) * l - splat<R>(kDeltaLow) * (h0 + h1);
-  }
-  ZEL_INLINE static R unlift3(R h, R s0, R s1) {
-    return splat<R>(kLow) * h - splat<R>(kGamma) * (s0 + s1);
-  }
+  ZEL_INLINE static R unlift4(R l, R h0, R h1) { return splat<R>(kHigh) * l - splat<R>(kDeltaLow) * (h0 + h1); }
+  ZEL_INLINE static R unlift3(R h, R s0, R s1) { return splat<R>(kLow) * h - splat<R>(kGamma) * (s0 + s1); }
 };
 
 // 32-bit samples lifted in single precision. The sum of two samples is one of 32 bits.
@@ -173,8 +167,8 @@ struct NoEnds {
   static constexpr bool kNone = true;
 };
 
-// x[k] = step(k) for k from begin to end - 1, in whole vectors, some of them beyond the end. What is not inside the line
-// is computed by Ends.
+// x[k] = step(k) for k from begin to end - 1, in whole vectors, some of them beyond the end. What is not inside the
+// line is computed by Ends.
 template <class Ends, class T, class Step, class EndStep>
 ZEL_INLINE void liftPass(T* x, int begin, int end, [[maybe_unused]] int insideBegin, [[maybe_unused]] int insideEnd,
                          Step step, [[maybe_unused]] EndStep endStep) {
@@ -205,14 +199,15 @@ struct Lift97 {
     const auto e = [=](int k) { return load<R>(even + k); };
     const auto s = [=](int k) { return load<W>(even + k); };
     const auto d = [=](int k) { return load<W>(odd + k); };
-    liftPass<Ends>(odd, -2, count + 1, in.oddBegin, in.oddEnd,
-                   [=](int k) { return A::lift1(load<R>(odd + k), e(k), e(k + 1)); },
-                   [=](auto ends, int k) { return decltype(ends)::lift1(odd[k], even[k], even[k + 1]); });
-    liftPass<Ends>(even, -1, count + 1, in.evenBegin, in.evenEnd,
-                   [=](int k) { return A::lift2(e(k), d(k - 1), d(k)); },
-                   [=](auto ends, int k) { return decltype(ends)::lift2(even[k], odd[k - 1], odd[k]); });
-    liftPass<Ends>(odd, -1, count, in.oddBegin, in.oddEnd, [=](int k) { return A::lift3(d(k), s(k), s(k + 1)); },
-                   [=](auto ends, int k) { return decltype(ends)::lift3(odd[k], even[k], even[k + 1]); });
+    liftPass<Ends>(
+        odd, -2, count + 1, in.oddBegin, in.oddEnd, [=](int k) { return A::lift1(load<R>(odd + k), e(k), e(k + 1)); },
+        [=](auto ends, int k) { return decltype(ends)::lift1(odd[k], even[k], even[k + 1]); });
+    liftPass<Ends>(
+        even, -1, count + 1, in.evenBegin, in.evenEnd, [=](int k) { return A::lift2(e(k), d(k - 1), d(k)); },
+        [=](auto ends, int k) { return decltype(ends)::lift2(even[k], odd[k - 1], odd[k]); });
+    liftPass<Ends>(
+        odd, -1, count, in.oddBegin, in.oddEnd, [=](int k) { return A::lift3(d(k), s(k), s(k + 1)); },
+        [=](auto ends, int k) { return decltype(ends)::lift3(odd[k], even[k], even[k + 1]); });
     for (int k = 0; k < count; k += R::N) store(even + k, A::low(s(k), d(k - 1), d(k)));
     for (int k = 0; k < count; k += R::N) store(odd + k, A::high(d(k)));
   }
@@ -223,15 +218,16 @@ struct Lift97 {
     const auto h = [=](int k) { return load<S>(odd + k); };
     if constexpr (A::kScales)
       for (int k = -2; k < count + 2; k += R::N) store(odd + k, A::scaleHigh(load<R>(odd + k)));
-    liftPass<Ends>(even, -1, count + 2, in.evenBegin, in.evenEnd,
-                   [=](int k) { return A::unlift4(load<R>(even + k), h(k - 1), h(k)); },
-                   [=](auto ends, int k) { return decltype(ends)::unlift4(even[k], odd[k - 1], odd[k]); });
-    liftPass<Ends>(odd, -1, count + 1, in.oddBegin, in.oddEnd,
-                   [=](int k) { return A::unlift3(h(k), s(k), s(k + 1)); },
-                   [=](auto ends, int k) { return decltype(ends)::unlift3(odd[k], even[k], even[k + 1]); });
-    liftPass<Ends>(even, 0, count + 1, in.evenBegin, in.evenEnd,
-                   [=](int k) { return A::unlift2(s(k), d(k - 1), d(k)); },
-                   [=](auto ends, int k) { return decltype(ends)::unlift2(even[k], odd[k - 1], odd[k]); });
+    liftPass<Ends>(
+        even, -1, count + 2, in.evenBegin, in.evenEnd,
+        [=](int k) { return A::unlift4(load<R>(even + k), h(k - 1), h(k)); },
+        [=](auto ends, int k) { return decltype(ends)::unlift4(even[k], odd[k - 1], odd[k]); });
+    liftPass<Ends>(
+        odd, -1, count + 1, in.oddBegin, in.oddEnd, [=](int k) { return A::unlift3(h(k), s(k), s(k + 1)); },
+        [=](auto ends, int k) { return decltype(ends)::unlift3(odd[k], even[k], even[k + 1]); });
+    liftPass<Ends>(
+        even, 0, count + 1, in.evenBegin, in.evenEnd, [=](int k) { return A::unlift2(s(k), d(k - 1), d(k)); },
+        [=](auto ends, int k) { return decltype(ends)::unlift2(even[k], odd[k - 1], odd[k]); });
     for (int k = 0; k < count; k += R::N) store(odd + k, A::unlift1(d(k), s(k), s(k + 1)));
     if constexpr (A::kConverts)
       for (int k = 0; k < count; k += R::N) store(even + k, A::out(s(k)));

@@ -16,8 +16,8 @@ T* rowOf(T* base, int step, int64_t r) {
 }
 
 // Pair k, of even row 2k - p and the odd row behind it: the first step of its odd row, the second of its even row, the
-// third of the odd row of pair k - 1, and with that the coefficients of pair k - 1. Runs from two pairs before the first
-// to one behind the last; the steps that have not enough before them yet compute what nobody takes.
+// third of the odd row of pair k - 1, and with that the coefficients of pair k - 1. Runs from two pairs before the
+// first to one behind the last; the steps that have not enough before them yet compute what nobody takes.
 struct ForwardState {
   alignas(64) float odd1[kColumns], even2[kColumns], odd3[kColumns];  // of the pair before; odd3 of the one before that
 };
@@ -42,10 +42,11 @@ void forwardPairRows(ForwardState& state, ForwardRows rows, int width) {
   });
 }
 
-// Pair k of the inverse: its high row scaled, the first step of its even row, the second of the odd row of pair k - 1, the
-// third of the even row of pair k - 1, the last one of the odd row of pair k - 2.
+// Pair k of the inverse: its high row scaled, the first step of its even row, the second of the odd row of pair k - 1,
+// the third of the even row of pair k - 1, the last one of the odd row of pair k - 2.
 struct InverseState {
-  alignas(64) float odd[kColumns], even1[kColumns], odd2[kColumns], even3[kColumns];  // odd2, even3: the pair before that
+  alignas(64) float odd[kColumns], even1[kColumns], odd2[kColumns],
+      even3[kColumns];  // odd2, even3: the pair before that
 };
 struct InverseRows {
   const float *low, *high;
@@ -84,8 +85,8 @@ ZelStatus zeliWTFwdCol_D97_JPEG2K_32f_C1R(const float* pSrc, int srcStep, float*
   if (n == 1) {
     forLanes<float>(dstRoiSize.width, [=](auto lanes, int i) {
       typedef Vec<float, lanes.kBytes> V;
-      const auto pair = forwardPair<V>(
-          kTapsFloat, p, [=](int r) { return lanes.template get<V>(rowOf(pSrc, srcStep, r) + i); });
+      const auto pair =
+          forwardPair<V>(kTapsFloat, p, [=](int r) { return lanes.template get<V>(rowOf(pSrc, srcStep, r) + i); });
       lanes.put(pDstLow + i, pair.first);
       lanes.put(pDstHigh + i, pair.second);
     });
@@ -98,11 +99,11 @@ ZelStatus zeliWTFwdCol_D97_JPEG2K_32f_C1R(const float* pSrc, int srcStep, float*
       const auto row = [=](int64_t r) { return rowOf(pSrc, srcStep, r) + x; };
       const int64_t done = k - 1, place = 2 * k - p;
       const bool low = done >= p && done < n + p, high = done >= 0 && done < n;
-      forwardPairRows(state,
-                      {row(place), row(place + 1), row(place + 2),
-                       low ? rowOf(pDstLow, dstLowStep, done - p) + x : nullptr,
-                       high ? rowOf(pDstHigh, dstHighStep, done) + x : nullptr},
-                      width);
+      forwardPairRows(
+          state,
+          {row(place), row(place + 1), row(place + 2), low ? rowOf(pDstLow, dstLowStep, done - p) + x : nullptr,
+           high ? rowOf(pDstHigh, dstHighStep, done) + x : nullptr},
+          width);
     }
   });
   return zelStsNoErr;

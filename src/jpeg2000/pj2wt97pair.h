@@ -45,13 +45,13 @@ ZEL_INLINE Pair97<V> forwardPair(const Taps97<W>& taps, int p, Sample x) {
 // l(j) and h(j) are coefficients; the samples at places 0 and 1. Around a sample its own band and the other alternate.
 template <class V, class W, class Low, class High>
 ZEL_INLINE Pair97<V> inversePair(const Taps97<W>& taps, int p, Low l, High h) {
-  // The even sample has low 0 at its place, and high -1 and 0 (phase 1: 0 and 1) beside it; the odd one high 0, and low 0
-  // and 1 (phase 1: -1 and 0).
+  // The even sample has low 0 at its place, and high -1 and 0 (phase 1: 0 and 1) beside it; the odd one high 0, and low
+  // 0 and 1 (phase 1: -1 and 0).
   const V even = weighed(taps.inverseLow[0], l(0)) + weighed(taps.inverseHigh[1], h(p - 1) + h(p)) +
-                    weighed(taps.inverseLow[2], l(-1) + l(1)) + weighed(taps.inverseHigh[3], h(p - 2) + h(p + 1));
+                 weighed(taps.inverseLow[2], l(-1) + l(1)) + weighed(taps.inverseHigh[3], h(p - 2) + h(p + 1));
   const V odd = weighed(taps.inverseHigh[0], h(0)) + weighed(taps.inverseLow[1], l(-p) + l(1 - p)) +
-                   weighed(taps.inverseHigh[2], h(-1) + h(1)) + weighed(taps.inverseLow[3], l(-p - 1) + l(2 - p)) +
-                   weighed(taps.inverseHigh[4], h(-2) + h(2));
+                weighed(taps.inverseHigh[2], h(-1) + h(1)) + weighed(taps.inverseLow[3], l(-p - 1) + l(2 - p)) +
+                weighed(taps.inverseHigh[4], h(-2) + h(2));
   return p ? Pair97<V>{odd, even} : Pair97<V>{even, odd};
 }
 

@@ -5,8 +5,8 @@
 namespace ZEL_VARIANT {
 namespace {
 
-// 16-bit rows: what the kernel needs of values outside the line, at most two of each kind at each end, comes from weights
-// in units of 2^-16, every value saturated.
+// 16-bit rows: what the kernel needs of values outside the line, at most two of each kind at each end, comes from
+// weights in units of 2^-16, every value saturated.
 struct Ends16 {
   static constexpr bool kNone = false;
   static constexpr int kFront = 2, kBack = 2;
@@ -105,8 +105,7 @@ ZelStatus zeliWTFwdRow_D97_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, int1
   return forwardRows(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase);
 }
 ZelStatus zeliWTInvRow_D97_JPEG2K_16s_C1R(const int16_t* pSrcLow, int srcLowStep, const int16_t* pSrcHigh,
-                                          int srcHighStep, ZeliSize srcRoiSize, int16_t* pDst, int dstStep,
-                                          int phase) {
+                                          int srcHighStep, ZeliSize srcRoiSize, int16_t* pDst, int dstStep, int phase) {
   return inverseRows(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase);
 }
 ZelStatus zeliWTFwdRow_D97_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, int32_t* pDstLow, int dstLowStep,
@@ -114,16 +113,15 @@ ZelStatus zeliWTFwdRow_D97_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, int3
   return forwardRows(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase);
 }
 ZelStatus zeliWTInvRow_D97_JPEG2K_32s_C1R(const int32_t* pSrcLow, int srcLowStep, const int32_t* pSrcHigh,
-                                          int srcHighStep, ZeliSize srcRoiSize, int32_t* pDst, int dstStep,
-                                          int phase) {
+                                          int srcHighStep, ZeliSize srcRoiSize, int32_t* pDst, int dstStep, int phase) {
   return inverseRows(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase);
 }
 ZelStatus zeliWTFwdRow_D97_JPEG2K_32f_C1R(const float* pSrc, int srcStep, float* pDstLow, int dstLowStep,
                                           float* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase) {
   return forwardRows(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase);
 }
-ZelStatus zeliWTInvRow_D97_JPEG2K_32f_C1R(const float* pSrcLow, int srcLowStep, const float* pSrcHigh,
-                                          int srcHighStep, ZeliSize srcRoiSize, float* pDst, int dstStep, int phase) {
+ZelStatus zeliWTInvRow_D97_JPEG2K_32f_C1R(const float* pSrcLow, int srcLowStep, const float* pSrcHigh, int srcHighStep,
+                                          ZeliSize srcRoiSize, float* pDst, int dstStep, int phase) {
   return inverseRows(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase);
 }
 
