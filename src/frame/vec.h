@@ -244,7 +244,6 @@ ZEL_BINARY(average, uint8_t, uint8_t, avg_epu8)  // (a + b + 1) >> 1, no overflo
 ZEL_BINARY(average, uint16_t, uint16_t, avg_epu16)
 ZEL_BINARY(mulHi, int16_t, int16_t, mulhi_epi16)  // the high half of the 32-bit product
 ZEL_BINARY(mulHi, uint16_t, uint16_t, mulhi_epu16)
-ZEL_BINARY(mulHiRound, int16_t, int16_t, mulhrs_epi16)   // (a * b + 2^14) >> 15
 ZEL_BINARY(maddPairs, int16_t, int32_t, madd_epi16)      // a[2i] * b[2i] + a[2i + 1] * b[2i + 1]
 ZEL_BINARY(mulEven, int32_t, int64_t, mul_epi32)         // a[2i] * b[2i]
 ZEL_BINARY(addNeighbours, int32_t, int32_t, hadd_epi32)  // a0+a1 a2+a3 b0+b1 b2+b3, in each 128-bit half
@@ -266,6 +265,18 @@ ZEL_INLINE Vec<int16_t, B> maddBytes(Vec<uint8_t, B> a, Vec<int8_t, B> b) {
   if constexpr (B == 32) return {(Vec<int16_t, 32>::Raw)_mm256_maddubs_epi16((__m256i)a.v, (__m256i)b.v)};
 #endif
   if constexpr (B == 16) return {(Vec<int16_t, 16>::Raw)_mm_maddubs_epi16((__m128i)a.v, (__m128i)b.v)};
+}
+
+// (a * b + 2^14) >> 15. Without VEX instructions GCC 12 stops at an operand that it takes from unaligned memory, so both
+// go through registers.
+template <int B>
+ZEL_INLINE Vec<int16_t, B> mulHiRound(Vec<int16_t, B> a, Vec<int16_t, B> b) {
+#ifdef __AVX2__
+  if constexpr (B == 32) return {(Vec<int16_t, 32>::Raw)_mm256_mulhrs_epi16((__m256i)a.v, (__m256i)b.v)};
+#else
+  __asm__("" : "+x"(a.v), "+x"(b.v));
+#endif
+  if constexpr (B == 16) return {(Vec<int16_t, 16>::Raw)_mm_mulhrs_epi16((__m128i)a.v, (__m128i)b.v)};
 }
 
 // a where the mask is all ones, b where it is zero.
