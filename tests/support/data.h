@@ -75,7 +75,7 @@ class Guarded {
     const size_t body = (n * sizeof(T) + slack + page - 1) / page * page;
     mapped_ = body + 2 * page;
     base_ = static_cast<uint8_t*>(mmap(nullptr, mapped_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    if (base_ == MAP_FAILED || mprotect(base_ + page, body, PROT_READ | PROT_WRITE) != 0) std::abort();
+    if (base_ == MAP_FAILED || (body > 0 && mprotect(base_ + page, body, PROT_READ | PROT_WRITE) != 0)) std::abort();
     begin_ = base_ + page;
     end_ = begin_ + body;
     std::memset(begin_, kPattern, body);
