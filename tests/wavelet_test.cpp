@@ -142,7 +142,7 @@ struct Line53 {
   X x;
   int p, n;
   T mean(T a, T b) const { return n == 2 ? a : B53<T>::mean(a, b); }  // two samples: one neighbour, seen twice
-  T quarter(T a, T b) const { return n == 2 ? T(T(a + 1) >> 1) : B53<T>::quarter(a, b); }
+  T quarter(T a, T b) const { return n == 2 ? T(T(int64_t{a} + 1) >> 1) : B53<T>::quarter(a, b); }
   T d(int q) const { return T(x(q) - int64_t(mean(x(q - 1), x(q + 1)))); }
   T e(int q) const { return T(x(q) - int64_t(quarter(x(q - 1), x(q + 1)))); }
   T forward(int q) const { return (q + p) % 2 ? d(q) : T(x(q) + int64_t(quarter(d(q - 1), d(q + 1)))); }
