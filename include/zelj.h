@@ -871,9 +871,81 @@ ZEL_API ZelStatus zeliDecodeCBProgrStep_JPEG2K(const uint8_t* pSrc, int srcLen, 
 
 /* ==== 6  HD Photo: the core transform ============================================================================= */
 
-/* ==== 7  Textures: DXT and BC7 blocks ============================================================================= */
+/* The photo core transform (ITU-T T.832) of every 4x4 block of a region, in place: each block by itself, without
+ * overlap filter and without the second stage of the DC coefficients. Coefficients keep their raster positions, the DC
+ * of a block is its top-left one. Arithmetic wraps at 32 bits; Inv undoes Fwd exactly, whatever the values. The step is
+ * in bytes and unsigned. Any width and height that are multiples of 4, or a macroblock's planes: 16x16, 8 wide by 16
+ * high, 8x8.
+ * Checks: pSrcDst, roiSize; a step below the row's bytes (zelStsStepErr); a side that is no multiple of 4
+ * (zelStsSizeErr). Of fixed sizes: pSrcDst, step. */
+ZEL_API ZelStatus zeliPCTFwd_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step, ZeliSize roiSize);
+ZEL_API ZelStatus zeliPCTFwd16x16_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step);
+ZEL_API ZelStatus zeliPCTFwd8x16_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step);
+ZEL_API ZelStatus zeliPCTFwd8x8_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step);
+ZEL_API ZelStatus zeliPCTInv_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step, ZeliSize roiSize);
+ZEL_API ZelStatus zeliPCTInv16x16_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step);
+ZEL_API ZelStatus zeliPCTInv8x16_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step);
+ZEL_API ZelStatus zeliPCTInv8x8_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step);
+
+/* ==== 7  Textures: DXT and BC7 blocks =============================================================================
+ *
+ * Images of any size as blocks of 4x4 pixels, which lie one after another: block rows from the top, blocks from the
+ * left, (width + 3) / 4 of them in a row and (height + 3) / 4 rows. A DXT1 block has 8 bytes, any other 16. Sizes are
+ * those of the image in pixels; steps are those of the image, in bytes and unsigned.
+ * Checks: pSrc, pDst, step (zero: zelStsStepErr), size. */
+
+/* ---- Decoders: DXT1, DXT3, DXT5 (S3TC; BC1, BC2, BC3), BC7 (BPTC) ----
+ * Pixels are R, G, B, A bytes; nothing outside the image is written. Every bit pattern decodes.
+ * DXT: the 5- and 6-bit fields of endpoints become bytes by a shift, with zeros below (at most 248, 252, 248). Colours
+ * between are (2 c0 + c1) / 3 and (c0 + 2 c1) / 3, rounded down. DXT1 with C0 <= C1 has (c0 + c1) / 2 and transparent
+ * black instead; DXT3 and DXT5 never have. Alpha of DXT3 is the 4-bit value times 16. Alphas between of DXT5 are
+ * (w0 a0 + w1 a1 + 3) / 7, or (w0 a0 + w1 a1 + 2) / 5 beside 0 and 255 where a0 <= a1, rounded down.
+ * BC7: all eight modes; a block of the reserved mode (first byte 0) is transparent black. */
+ZEL_API ZelStatus zeliTextureDecodeBlockToRGBA_DXT1_8u_C1C4R(const uint8_t* pSrc, uint8_t* pDst, uint32_t dstStep,
+                                                             ZeliSize dstSize);
+ZEL_API ZelStatus zeliTextureDecodeBlockToRGBA_DXT3_8u_C1C4R(const uint8_t* pSrc, uint8_t* pDst, uint32_t dstStep,
+                                                             ZeliSize dstSize);
+ZEL_API ZelStatus zeliTextureDecodeBlockToRGBA_DXT5_8u_C1C4R(const uint8_t* pSrc, uint8_t* pDst, uint32_t dstStep,
+                                                             ZeliSize dstSize);
+ZEL_API ZelStatus zeliTextureDecodeBlockToRGBA_BC7_8u_C1C4R(const uint8_t* pSrc, uint8_t* pDst, uint32_t dstStep,
+                                                            ZeliSize dstSize);
+
+/* ---- Encoders: DXT1, DXT3, DXT5 ----
+ * Fast, in a single pass: the endpoints of a block are the corners of its bounding box, drawn in by a sixteenth on each
+ * side and quantised; the indices follow from distances to the four colours (sums of absolute differences), ties towards
+ * the first. A partial block is filled up with its last column and then its last row.
+ * RGBA: colours do not depend on alpha, DXT1 drops it and never has transparent pixels. Alpha of DXT3 is cut to 4 bits,
+ * alpha of DXT5 drawn in like the colours.
+ * YCoCg: 3 bytes a pixel, chroma centred on 128. Y is coded as alpha, Co and Cg as red and green, scaled by 4, 2 or 1 as
+ * the block's chroma permits; blue holds the scale - 1. */
+ZEL_API ZelStatus zeliTextureEncodeBlockFromRGBA_DXT1_8u_C4C1R(const uint8_t* pSrc, uint32_t srcStep, ZeliSize srcSize,
+                                                               uint8_t* pDst);
+ZEL_API ZelStatus zeliTextureEncodeBlockFromRGBA_DXT3_8u_C4C1R(const uint8_t* pSrc, uint32_t srcStep, ZeliSize srcSize,
+                                                               uint8_t* pDst);
+ZEL_API ZelStatus zeliTextureEncodeBlockFromRGBA_DXT5_8u_C4C1R(const uint8_t* pSrc, uint32_t srcStep, ZeliSize srcSize,
+                                                               uint8_t* pDst);
+ZEL_API ZelStatus zeliTextureEncodeBlockFromYCoCg_DXT5_8u_C3C1R(const uint8_t* pSrc, uint32_t srcStep, ZeliSize srcSize,
+                                                                uint8_t* pDst);
 
 /* ==== 8  TIFF rows ================================================================================================ */
+
+/* PackBits (TIFF 6.0, section 9). Positions and lengths are in bytes; *pDstCurrPos and *pSrcCurrPos are positions in the
+ * compressed buffer, read and advanced, so that rows can follow one another in it.
+ * Pack: runs of 2 to 128 equal bytes, and literals of 1 to 128. A literal ends before three equal bytes, before a pair
+ * that ends the row, before a pair when it has 126 bytes, and at 128 bytes. dstRoom counts from the position on.
+ * zelStsTIFFOutOfBufErr: the next run does not fit; the position is after the last one that did.
+ * Unpack: exactly dstLen bytes; srcLen counts from the start of the buffer. zelStsTIFFOutOfBufErr: the source ends early,
+ * or a run passes the end of the row; the position is after that run's header.
+ * Checks: the pointers, then the lengths. */
+ZEL_API ZelStatus zeliPackBitsRow_TIFF_8u_C1(const uint8_t* pSrc, int srcLen, uint8_t* pDst, int* pDstCurrPos,
+                                             int dstRoom);
+ZEL_API ZelStatus zeliUnpackBitsRow_TIFF_8u_C1(const uint8_t* pSrc, int* pSrcCurrPos, int srcLen, uint8_t* pDst,
+                                               int dstLen);
+
+/* 16-bit samples as two planes of bytes: plane 0 has the high bytes, plane 1 the low ones. len is in samples.
+ * Checks: pSrc and pDst (the planes themselves are not checked), then len, whose error is zelStsStepErr. */
+ZEL_API ZelStatus zeliJoinRow_TIFF_8u16u_C1(const uint8_t* const pSrc[2], uint16_t* pDst, int len);
+ZEL_API ZelStatus zeliSplitRow_TIFF_16u8u_C1(const uint16_t* pSrc, uint8_t* const pDst[2], int len);
 
 #ifdef __cplusplus
 }

@@ -279,6 +279,15 @@ ZEL_INLINE Vec<int16_t, B> mulHiRound(Vec<int16_t, B> a, Vec<int16_t, B> b) {
   if constexpr (B == 16) return {(Vec<int16_t, 16>::Raw)_mm_mulhrs_epi16((__m128i)a.v, (__m128i)b.v)};
 }
 
+// The sum of the eight bytes of each 64-bit lane.
+template <int B>
+ZEL_INLINE Vec<uint64_t, B> sumsOfBytes(Vec<uint8_t, B> a) {
+#ifdef __AVX2__
+  if constexpr (B == 32) return {(Vec<uint64_t, 32>::Raw)_mm256_sad_epu8((__m256i)a.v, __m256i{})};
+#endif
+  if constexpr (B == 16) return {(Vec<uint64_t, 16>::Raw)_mm_sad_epu8((__m128i)a.v, __m128i{})};
+}
+
 // a where the mask is all ones, b where it is zero.
 template <class T, int B>
 ZEL_INLINE Vec<T, B> select(Vec<T, B> mask, Vec<T, B> a, Vec<T, B> b) {
@@ -352,6 +361,18 @@ ZEL_INLINE Vec<T, B> permute32x128(Vec<T, B> a) {
 #endif
   if constexpr (B == 16) return {(typename Vec<T, B>::Raw)_mm_shuffle_epi32((__m128i)a.v, kOrder)};
 }
+
+#ifdef __AVX2__
+// The 32-bit lanes of each 128-bit half that the low two bits of order's lanes name.
+template <class T>
+ZEL_INLINE Vec<T, 32> pick32x128(Vec<T, 32> a, Vec<uint32_t, 32> order) {
+  return {(typename Vec<T, 32>::Raw)_mm256_permutevar_ps((__m256)a.v, (__m256i)order.v)};
+}
+// Each lane shifted by its own count, below 32.
+ZEL_INLINE Vec<uint32_t, 32> shiftRight(Vec<uint32_t, 32> a, Vec<uint32_t, 32> n) {
+  return {(Vec<uint32_t, 32>::Raw)_mm256_srlv_epi32((__m256i)a.v, (__m256i)n.v)};
+}
+#endif
 
 // The lanes of even (or odd) index of each 128-bit half: of a, then of b.
 #ifdef __AVX2__

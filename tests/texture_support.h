@@ -1,0 +1,67 @@
+// Texture functions over images of many sizes, with unreadable pages right before and right behind source and
+// destination.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "support/api.h"
+#include "support/data.h"
+
+namespace zeltest {
+
+typedef std::vector<uint8_t> Bytes;
+
+// Bytes up against the page behind them, or against the one before.
+struct Fenced : Guarded<uint8_t> {
+  Fenced(const Bytes& v, bool front) : Guarded(v, front ? size_t(4096 - int(v.size() % 4096)) % 4096 : 0) {}
+};
+
+inline size_t blocksOf(ZeliSize s) { return size_t((s.width + 3) / 4) * size_t((s.height + 3) / 4); }
+
+template <class PerSize>
+void forAllSizes(PerSize perSize) {
+  for (int w = 1; w <= 21; ++w)
+    for (int h = 1; h <= 21; ++h) perSize(ZeliSize{w, h});
+  for (const int w : {28, 31, 32, 33, 36, 47, 48, 63, 64, 65, 68, 131})
+    for (int h = 3; h <= 9; ++h) perSize(ZeliSize{w, h});
+}
+
+typedef decltype(&zeliTextureDecodeBlockToRGBA_BC7_8u_C1C4R) Decoder;
+typedef void BlockDecoder(const uint8_t* block, uint8_t (*rgba)[4]);
+
+inline void checkDecoder(Decoder decode, BlockDecoder* definition, int blockBytes, ZeliSize size, const Bytes& blocks,
+                         int extraStep, bool front) {
+  const size_t step = size_t(4 * size.width + extraStep), h = size_t(size.height);
+  Fenced src(blocks, front), dst(Bytes(step * (h - 1) + 4 * size_t(size.width), 0xA5), front);
+  Bytes expected = dst.copy();
+  for (size_t i = 0; i < blocksOf(size); ++i) {
+    const size_t across = size_t(size.width + 3) / 4, x = i % across * 4, y = i / across * 4;
+    uint8_t px[16][4];
+    definition(&blocks[i * size_t(blockBytes)], px);
+    for (size_t p = 0; p < 16; ++p)
+      if (x + p % 4 < size_t(size.width) && y + p / 4 < h)
+        std::memcpy(&expected[(y + p / 4) * step + (x + p % 4) * 4], px[p], 4);
+  }
+  ASSERT_EQ(zelStsNoErr, decode(src.data(), dst.data(), uint32_t(step), size));
+  ASSERT_TRUE(expected == dst.copy() && dst.intact()) << size.width << " x " << size.height;
+}
+
+inline void checkDecoderOverSizes(Decoder decode, BlockDecoder* definition, int blockBytes) {
+  Random rng(uint64_t(blockBytes) + 70);
+  forAllSizes([&](ZeliSize s) {
+    const Bytes blocks = rng.vector<uint8_t>(blocksOf(s) * size_t(blockBytes));
+    const int extra = rng.below(3) * 7;
+    for (const bool front : {false, true}) checkDecoder(decode, definition, blockBytes, s, blocks, extra, front);
+  });
+}
+
+// Rows 2 GiB apart, in memory that is reserved and hardly touched.
+struct FarRows {
+  static constexpr uint32_t kStep = 0x80000004u;
+  static constexpr size_t kBytes = size_t(kStep) * 2 + 4096;
+  uint8_t* base = static_cast<uint8_t*>(
+      mmap(nullptr, kBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
+  ~FarRows() { munmap(base, kBytes); }
+};
+
+}  // namespace zeltest

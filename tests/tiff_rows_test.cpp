@@ -1,0 +1,196 @@
+// PackBits rows and split rows against their definitions.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "support/api.h"
+#include "support/data.h"
+
+namespace {
+
+using zeltest::Guarded;
+using zeltest::Random;
+typedef std::vector<uint8_t> Bytes;
+
+// The runs of a row, each with its header.
+std::vector<Bytes> runsOf(const Bytes& s) {
+  std::vector<Bytes> runs;
+  const auto equal = [&](size_t i, size_t k) {
+    return i + k < s.size() && std::count(&s[i], &s[i] + k + 1, s[i]) > int(k);
+  };
+  for (size_t at = 0; at < s.size();) {
+    size_t n = 1;
+    if (equal(at, 1)) {
+      while (n < 128 && equal(at, n)) ++n;
+      runs.push_back({uint8_t(1 - int(n)), s[at]});
+    } else {
+      while (n < 128 && at + n < s.size() && !equal(at + n, 2) &&
+             !(equal(at + n, 1) && (n == 126 || at + n + 2 == s.size())))
+        ++n;
+      runs.push_back({uint8_t(n - 1)});
+      runs.back().insert(runs.back().end(), &s[at], &s[at] + n);
+    }
+    at += n;
+  }
+  return runs;
+}
+
+// Bytes drawn from a few values in stretches, so that runs of every kind and length meet every limit.
+Bytes row(Random& rng, size_t n) {
+  Bytes s(n);
+  const int kind = rng.below(5);
+  uint8_t value = 0;
+  for (size_t i = 0, left = 0; i < n; ++i, --left) {
+    if (left == 0) {
+      left = size_t(kind == 0   ? rng.between(1, 3)
+                    : kind == 1 ? rng.between(1, 300)
+                    : kind == 2 ? 1 + (rng.below(60) == 0)
+                    : kind == 3 ? 1 + rng.below(4) / 3 * rng.below(3)
+                                : 1);
+      value = kind < 4 ? uint8_t(value + 1 + rng.below(2)) : uint8_t(rng.below(3));
+    }
+    s[i] = value;
+  }
+  return s;
+}
+
+void checkRow(const Bytes& s, Random& rng) {
+  const std::vector<Bytes> runs = runsOf(s);
+  Bytes packed;
+  for (const Bytes& r : runs) packed.insert(packed.end(), r.begin(), r.end());
+  const int size = int(packed.size()), n = int(s.size());
+  Guarded<uint8_t> src(s), back(s.size());
+  // Full room, too little at every place in short streams and at some in long ones; the position counts from 3.
+  for (int room = size; room >= 1; room -= size < 200 ? 1 : rng.between(1, size / 20)) {
+    Guarded<uint8_t> dst{size_t(room) + 3};
+    int position = 3, complete = 0;
+    for (const Bytes& r : runs)
+      if (complete + int(r.size()) > room)
+        break;
+      else
+        complete += int(r.size());
+    ASSERT_EQ(room == size ? zelStsNoErr : zelStsTIFFOutOfBufErr,
+              zel().zeliPackBitsRow_TIFF_8u_C1(src.data(), n, dst.data(), &position, room));
+    ASSERT_EQ(3 + complete, position) << "room " << room << " of " << size << ", row of " << n;
+    ASSERT_TRUE(std::equal(packed.begin(), packed.begin() + complete, dst.data() + 3)) << "room " << room;
+    ASSERT_TRUE(dst.intact());
+  }
+  // The stream cut short, and the row: the position is after the last whole run, or after the next one's header.
+  for (int cut = size; cut >= 1; cut -= size < 200 ? 1 : rng.between(1, size / 20)) {
+    Guarded<uint8_t> part(Bytes(packed.begin(), packed.begin() + cut));
+    int position = 0, expected = 0;
+    for (const Bytes& r : runs)
+      if (expected + int(r.size()) > cut) {
+        expected += expected < cut;
+        break;
+      } else
+        expected += int(r.size());
+    ASSERT_EQ(cut == size ? zelStsNoErr : zelStsTIFFOutOfBufErr,
+              zel().zeliUnpackBitsRow_TIFF_8u_C1(part.data(), &position, cut, back.data(), n));
+    ASSERT_EQ(expected, position);
+    if (cut == size) ASSERT_EQ(s, back.copy());
+  }
+  for (int length = n; length >= 1; length -= n < 200 ? 1 : rng.between(1, n / 20)) {
+    Guarded<uint8_t> part{size_t(length)};
+    Guarded<uint8_t> all(packed);
+    int position = 0, expected = 0, done = 0;
+    for (const Bytes& r : runs) {
+      if (done == length) break;
+      const int run = r[0] < 128 ? r[0] + 1 : 257 - r[0];
+      if (done + run > length) {
+        ++expected;
+        break;
+      }
+      done += run, expected += int(r.size());
+    }
+    const ZelStatus status = done == length ? zelStsNoErr : zelStsTIFFOutOfBufErr;
+    ASSERT_EQ(status, zel().zeliUnpackBitsRow_TIFF_8u_C1(all.data(), &position, size, part.data(), length));
+    ASSERT_EQ(expected, position);
+    ASSERT_TRUE(std::equal(part.data(), part.data() + done, s.begin()) && part.intact());
+    for (int i = done; i < length; ++i) ASSERT_EQ(Guarded<uint8_t>::kPattern, part[size_t(i)]);
+  }
+}
+
+}  // namespace
+
+TEST(PackBits, RowsOfAllLengths) {
+  Random rng(80);
+  for (int n = 1; n <= 400; ++n)
+    for (int round = 0; round < zeltest::rounds(20); ++round)
+      ASSERT_NO_FATAL_FAILURE(checkRow(row(rng, size_t(n)), rng));
+  for (const int n : {1000, 5000}) ASSERT_NO_FATAL_FAILURE(checkRow(row(rng, size_t(n)), rng));
+}
+
+// A pair, a triple, or both, at each place of a row without other equal neighbours, for every length around the limits.
+TEST(PackBits, PairsAtEveryPlace) {
+  Random rng(81);
+  for (const int n : {2, 3, 4, 126, 127, 128, 129, 130, 131, 132, 190, 255, 256, 257, 258})
+    for (int at = 0; at + 1 < n; ++at)
+      for (int extra = 0; extra < 3; ++extra) {
+        Bytes s(static_cast<size_t>(n));
+        for (int i = 0; i < n; ++i) s[size_t(i)] = uint8_t(i);
+        s[size_t(at + 1)] = s[size_t(at)];
+        if (extra == 1 && at + 2 < n) s[size_t(at + 2)] = s[size_t(at)];
+        if (extra == 2) s.back() = s[s.size() - 2];
+        Bytes packed(600), expected;
+        for (const Bytes& r : runsOf(s)) expected.insert(expected.end(), r.begin(), r.end());
+        int position = 0;
+        ASSERT_EQ(zelStsNoErr, zel().zeliPackBitsRow_TIFF_8u_C1(s.data(), n, packed.data(), &position, 600));
+        packed.resize(size_t(position));
+        ASSERT_EQ(expected, packed) << "pair at " << at << " of " << n << ", " << extra;
+      }
+}
+
+TEST(PackBits, StreamsOfSeveralRowsAndNoOperations) {
+  const Bytes stream = {0x80, 0x01, 'a', 'b', 0x80, 0xFF, 'c', 0x80, 0x00, 'd'};
+  uint8_t row[4];
+  int position = 0;
+  ASSERT_EQ(zelStsNoErr, zel().zeliUnpackBitsRow_TIFF_8u_C1(stream.data(), &position, 10, row, 4));
+  EXPECT_EQ(7, position);
+  EXPECT_EQ(0, std::memcmp(row, "abcc", 4));
+  ASSERT_EQ(zelStsNoErr, zel().zeliUnpackBitsRow_TIFF_8u_C1(stream.data(), &position, 10, row, 1));
+  EXPECT_TRUE(position == 10 && row[0] == 'd');
+  EXPECT_EQ(zelStsTIFFOutOfBufErr, zel().zeliUnpackBitsRow_TIFF_8u_C1(stream.data(), &position, 10, row, 1));
+  EXPECT_EQ(10, position);
+}
+
+TEST(TiffRows, SplitAndJoin) {
+  Random rng(82);
+  for (int n = 1; n <= 150; ++n) {
+    const size_t size = size_t(n);
+    Guarded<uint8_t> row(rng.vector<uint8_t>(2 * size), size % 3), high(size, size % 5), low(size), joined(2 * size, 1);
+    uint8_t* const planes[] = {high.data(), low.data()};
+    ASSERT_EQ(zelStsNoErr, zel().zeliSplitRow_TIFF_16u8u_C1(reinterpret_cast<uint16_t*>(row.data()), planes, n));
+    for (size_t i = 0; i < size; ++i)
+      ASSERT_TRUE(low[i] == row[2 * i] && high[i] == row[2 * i + 1]) << i << " of " << n;
+    const uint8_t* const sources[] = {high.data(), low.data()};
+    ASSERT_EQ(zelStsNoErr, zel().zeliJoinRow_TIFF_8u16u_C1(sources, reinterpret_cast<uint16_t*>(joined.data()), n));
+    ASSERT_EQ(row.copy(), joined.copy());
+    ASSERT_TRUE(high.intact() && low.intact() && joined.intact());
+  }
+}
+
+TEST(TiffRows, ChecksInOrder) {
+  uint8_t a[4] = {9}, b[4] = {9}, *planes[2] = {a, a};
+  uint16_t w[4] = {9};
+  int position = 0;
+  const auto& pack = zel().zeliPackBitsRow_TIFF_8u_C1;
+  const auto& unpack = zel().zeliUnpackBitsRow_TIFF_8u_C1;
+  EXPECT_EQ(zelStsNullPtrErr, pack(nullptr, 0, b, &position, 0));
+  EXPECT_EQ(zelStsNullPtrErr, pack(a, 0, nullptr, &position, 0));
+  EXPECT_EQ(zelStsNullPtrErr, pack(a, 0, b, nullptr, 0));
+  EXPECT_EQ(zelStsSizeErr, pack(a, 0, b, &position, 4));
+  EXPECT_EQ(zelStsSizeErr, pack(a, 4, b, &position, 0));
+  EXPECT_EQ(zelStsNullPtrErr, unpack(nullptr, &position, 0, b, 0));
+  EXPECT_EQ(zelStsNullPtrErr, unpack(a, nullptr, 0, b, 0));
+  EXPECT_EQ(zelStsNullPtrErr, unpack(a, &position, 0, nullptr, 0));
+  EXPECT_EQ(zelStsSizeErr, unpack(a, &position, 0, b, 4));
+  EXPECT_EQ(zelStsSizeErr, unpack(a, &position, 4, b, 0));
+  EXPECT_EQ(zelStsNullPtrErr, zel().zeliJoinRow_TIFF_8u16u_C1(nullptr, w, 0));
+  EXPECT_EQ(zelStsNullPtrErr, zel().zeliJoinRow_TIFF_8u16u_C1(planes, nullptr, 0));
+  EXPECT_EQ(zelStsStepErr, zel().zeliJoinRow_TIFF_8u16u_C1(planes, w, 0));
+  EXPECT_EQ(zelStsNullPtrErr, zel().zeliSplitRow_TIFF_16u8u_C1(nullptr, planes, 0));
+  EXPECT_EQ(zelStsNullPtrErr, zel().zeliSplitRow_TIFF_16u8u_C1(w, nullptr, 0));
+  EXPECT_EQ(zelStsStepErr, zel().zeliSplitRow_TIFF_16u8u_C1(w, planes, 0));
+  EXPECT_TRUE(a[0] == 9 && b[0] == 9 && w[0] == 9 && position == 0);
+}
