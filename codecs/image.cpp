@@ -61,4 +61,28 @@ Image toGrey(const Image& image) {
   return out;
 }
 
+Image toColour(const Image& image, ColourModel model) {
+  if (image.model() == ColourModel::cmyk || model == ColourModel::cmyk || model == ColourModel::grey)
+    throw Error(ErrorKind::argument, "a picture of this colour model does not become RGB or RGBA");
+  if (image.model() == model) return image.clone();
+  Image out(image.width(), image.height(), model, image.bitDepth());
+  const int from = image.channels(), to = out.channels();
+  for (int y = 0; y < image.height(); ++y)
+    for (int x = 0; x < image.width(); ++x)
+      for (int c = 0; c < to; ++c)
+        out.setSample(y, x * to + c,
+                      c < from ? image.sample(y, x * from + c)
+                      : c == 3 ? image.maxValue()
+                               : image.sample(y, x * from));
+  return out;
+}
+
+Image withoutFullOpacity(Image image) {
+  if (image.model() != ColourModel::rgba) return image;
+  for (int y = 0; y < image.height(); ++y)
+    for (int x = 0; x < image.width(); ++x)
+      if (image.sample(y, 4 * x + 3) != image.maxValue()) return image;
+  return toColour(image, ColourModel::rgb);
+}
+
 }  // namespace zelcodecs

@@ -9,8 +9,9 @@
 
 namespace zelcodecs {
 
-// What the channels mean. In CMYK 0 is no ink and the largest value full ink.
-enum class ColourModel { grey, rgb, cmyk };
+// What the channels mean. In CMYK 0 is no ink and the largest value full ink. RGBA has colours that are not multiplied
+// with their opacity.
+enum class ColourModel { grey, rgb, rgba, cmyk };
 
 constexpr int channelsOf(ColourModel model) {
   return model == ColourModel::grey ? 1 : model == ColourModel::rgb ? 3 : 4;
@@ -72,8 +73,15 @@ void checkSize(uint64_t width, uint64_t height, const Limits& limits, size_t off
 // The rectangle with its top left corner at (x, y), which must lie inside the picture.
 Image crop(const Image& image, int x, int y, int width, int height);
 
-// The luminance of ITU-R BT.601, with the bit depth kept; CMYK is seen as ink on white paper.
+// The luminance of ITU-R BT.601, with the bit depth kept; CMYK is seen as ink on white paper, and opacity does not count.
 Image toGrey(const Image& image);
+
+// A grey, RGB or RGBA picture with the channels of another of these models: grey becomes three equal channels, an opacity
+// that is missing full, one that is too much is left out.
+Image toColour(const Image& image, ColourModel model);
+
+// An RGBA picture whose pixels are all opaque becomes RGB; any other stays what it is.
+Image withoutFullOpacity(Image image);
 
 }  // namespace zelcodecs
 

@@ -400,6 +400,8 @@ size_t writeBoxes(const Image& image, Writer* w) {
 }  // namespace
 
 std::vector<uint8_t> encodeJpeg2000(const Image& image, const Jpeg2000EncodeOptions& options) {
+  if (image.model() == ColourModel::rgba)
+    throw Error(ErrorKind::unsupported, "transparency is not written to JPEG 2000 files");
   const Plan plan = planFor(image, options);
   const int threads = threadCount(options.threads);
   std::vector<std::unique_ptr<TileEncoder>> tiles;

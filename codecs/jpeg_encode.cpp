@@ -318,6 +318,7 @@ JpegCoefficients storeBlocks(const Frame& frame, const Layout& layout, const Qua
 
 std::vector<uint8_t> encodeJpeg(const Image& image, const JpegEncodeOptions& options) {
   requireCodable(image.width(), image.height(), options.restartInterval);
+  if (image.model() == ColourModel::rgba) throw Error(ErrorKind::unsupported, "JPEG holds no transparency");
   if (options.process == JpegProcess::lossless) return encodeLossless(image, options);
   if (image.bitDepth() != 8)
     throw Error(ErrorKind::unsupported, "pictures of other than 8 bits a sample can be encoded without loss only");

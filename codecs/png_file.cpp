@@ -85,24 +85,6 @@ struct Writer {
   ~Writer() { png_destroy_write_struct(&png, &info); }
 };
 
-// The colour channels of pixels that carry an opacity; a pixel that is not opaque has no one true colour.
-Image dropOpacity(const Image& in, const std::vector<uint8_t>& bytes, size_t at) {
-  Image out(in.width(), in.height(), in.model(), in.bitDepth());
-  const size_t colour = static_cast<size_t>(in.channels() * in.bytesPerSample());
-  const size_t alpha = static_cast<size_t>(in.bytesPerSample());
-  const uint8_t* p = bytes.data();
-  uint8_t* q = out.data();
-  for (size_t i = 0; i < static_cast<size_t>(in.width()) * static_cast<size_t>(in.height()); ++i) {
-    for (size_t b = 0; b < alpha; ++b)
-      if (p[colour + b] != 255)
-        throw Error(ErrorKind::unsupported, "PNG: pictures with transparency are not supported; flatten it first", at);
-    std::memcpy(q, p, colour);
-    p += colour + alpha;
-    q += colour;
-  }
-  return out;
-}
-
 }  // namespace
 
 Image readPng(const uint8_t* data, size_t size, const Limits& limits) {
@@ -126,24 +108,27 @@ Image readPng(const uint8_t* data, size_t size, const Limits& limits) {
   int passes = 1;
   const auto prepare = [&] {
     png_set_expand(r.png);
+    if (opacity) png_set_gray_to_rgb(r.png);
     if (bits == 16) png_set_swap(r.png);
     passes = png_set_interlace_handling(r.png);
     png_read_update_info(r.png, r.info);
   };
   if (!succeeds(r.png, prepare)) throw damaged();
 
-  const ColourModel model = type & PNG_COLOR_MASK_COLOR ? ColourModel::rgb : ColourModel::grey;
+  const ColourModel model = opacity                       ? ColourModel::rgba
+                            : type & PNG_COLOR_MASK_COLOR ? ColourModel::rgb
+                                                          : ColourModel::grey;
   Image image(static_cast<int>(width), static_cast<int>(height), model, bits);
-  const size_t rowBytes = png_get_rowbytes(r.png, r.info);
-  std::vector<uint8_t> withOpacity(opacity ? rowBytes * height : 0);
   const auto readRows = [&] {
     for (int pass = 0; pass < passes; ++pass)
-      for (int y = 0; y < image.height(); ++y)
-        png_read_row(r.png, opacity ? withOpacity.data() + rowBytes * static_cast<size_t>(y) : image.row(y), nullptr);
+      for (int y = 0; y < image.height(); ++y) png_read_row(r.png, image.row(y), nullptr);
     png_read_end(r.png, nullptr);
   };
   if (!succeeds(r.png, readRows)) throw damaged();
-  return opacity ? dropOpacity(image, withOpacity, source.at) : std::move(image);
+  if (!opacity) return image;
+  image = withoutFullOpacity(std::move(image));
+  const bool grey = image.model() == ColourModel::rgb && !(type & PNG_COLOR_MASK_COLOR);
+  return grey ? toGrey(image) : std::move(image);
 }
 
 std::vector<uint8_t> writePng(const Image& image, int level) {
@@ -155,10 +140,11 @@ std::vector<uint8_t> writePng(const Image& image, int level) {
   const int bits = image.bytesPerSample() * 8;
   const bool scaled = image.bitDepth() != bits;
   Image line(image.width(), 1, image.model(), bits);
+  const int kColourTypes[] = {0, PNG_COLOR_TYPE_GRAY, 0, PNG_COLOR_TYPE_RGB, PNG_COLOR_TYPE_RGB_ALPHA};
   const auto write = [&] {
     png_set_IHDR(w.png, w.info, static_cast<png_uint_32>(image.width()), static_cast<png_uint_32>(image.height()), bits,
-                 image.model() == ColourModel::rgb ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
-                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+                 kColourTypes[image.channels()], PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
+                 PNG_FILTER_TYPE_DEFAULT);
     png_write_info(w.png, w.info);
     if (bits == 16) png_set_swap(w.png);
     for (int y = 0; y < image.height(); ++y) {

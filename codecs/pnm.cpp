@@ -67,6 +67,7 @@ struct Header {
 Header pamHeader(Text& text) {
   Header h;
   uint32_t depth = 0;
+  std::string tuple;
   for (;;) {
     const size_t at = text.at();
     const std::string key = text.word();
@@ -79,7 +80,7 @@ Header pamHeader(Text& text) {
     else if (key == "MAXVAL")
       h.maxValue = text.number();
     else if (key == "TUPLTYPE")
-      text.word();
+      tuple = text.word();
     else if (key == "ENDHDR")
       break;
     else
@@ -88,7 +89,10 @@ Header pamHeader(Text& text) {
   text.restOfLine();
   if (depth != 1 && depth != 3 && depth != 4)
     throw Error(ErrorKind::unsupported, "a PAM file with " + std::to_string(depth) + " channels", text.at());
-  h.model = depth == 1 ? ColourModel::grey : depth == 3 ? ColourModel::rgb : ColourModel::cmyk;
+  h.model = depth == 1             ? ColourModel::grey
+            : depth == 3           ? ColourModel::rgb
+            : tuple == "RGB_ALPHA" ? ColourModel::rgba
+                                   : ColourModel::cmyk;
   return h;
 }
 
@@ -150,9 +154,10 @@ Image readPnm(const uint8_t* data, size_t size, const Limits& limits) {
 std::vector<uint8_t> writePnm(const Image& image) {
   const std::string size = std::to_string(image.width()) + " " + std::to_string(image.height());
   std::string header;
-  if (image.model() == ColourModel::cmyk)
+  if (image.channels() == 4)
     header = "P7\nWIDTH " + std::to_string(image.width()) + "\nHEIGHT " + std::to_string(image.height()) +
-             "\nDEPTH 4\nMAXVAL " + std::to_string(image.maxValue()) + "\nTUPLTYPE CMYK\nENDHDR\n";
+             "\nDEPTH 4\nMAXVAL " + std::to_string(image.maxValue()) + "\nTUPLTYPE " +
+             (image.model() == ColourModel::cmyk ? "CMYK" : "RGB_ALPHA") + "\nENDHDR\n";
   else
     header =
         (image.model() == ColourModel::grey ? "P5\n" : "P6\n") + size + "\n" + std::to_string(image.maxValue()) + "\n";

@@ -28,7 +28,7 @@ void expectEqual(const Image& a, const Image& b) {
 }
 
 TEST(Pictures, RoundTripsAndTruncations) {
-  for (const ColourModel model : {ColourModel::grey, ColourModel::rgb, ColourModel::cmyk})
+  for (const ColourModel model : {ColourModel::grey, ColourModel::rgb, ColourModel::rgba, ColourModel::cmyk})
     for (const int bits : {1, 8, 12, 16}) {
       const Image image = ramp(13, 7, model, bits);
       const Bytes pnm = writePnm(image);
@@ -42,6 +42,19 @@ TEST(Pictures, RoundTripsAndTruncations) {
         for (size_t n = 0; n < png.size(); ++n) EXPECT_THROW(readPng(png.data(), n), Error) << n;
       }
     }
+}
+
+TEST(Pictures, OpacityStaysWhereItMatters) {
+  const Image grey = ramp(9, 5, ColourModel::grey, 16), opaque = toColour(grey, ColourModel::rgba);
+  Bytes png = writePng(opaque);
+  expectEqual(readPng(png.data(), png.size()), toColour(grey, ColourModel::rgb));
+  Image clear = opaque.clone();
+  clear.setSample(4, 4 * 8 + 3, 65534);
+  png = writePng(clear);
+  expectEqual(readPng(png.data(), png.size()), clear);
+  expectEqual(withoutFullOpacity(clear.clone()), clear);
+  expectEqual(toGrey(opaque), grey);
+  EXPECT_THROW(toColour(grey, ColourModel::cmyk), Error);
 }
 
 TEST(Pictures, PlainNetpbmAndOddMaxima) {
