@@ -37,9 +37,10 @@ class Pairs {
       bits_ = ofShortRow() >> at;
   }
 
-  // The window moves on where it is half used up: then most runs need no second look.
+  // The window moves on where it is half used up: then most runs need no second look. It moves back where the search for
+  // the end of a literal has passed a pair at 126 bytes.
   ZEL_INLINE void follow(int at) {
-    if (at - begin_ >= kBits / 2 && !reachesEnd()) moveTo(at);
+    if (at < begin_ || (at - begin_ >= kBits / 2 && !reachesEnd())) moveTo(at);
   }
 
  private:
@@ -83,7 +84,7 @@ ZEL_INLINE int literalLength(Pairs& pairs, const uint8_t* row, int n, int at) {
     pairs.moveTo(at + seen);
   }
   // Two places where a mere pair ends the run: the row's end, and 126 bytes.
-  if (left - 2 < length && row[n - 2] == row[n - 1]) length = left - 2;
+  if (left > 2 && left - 2 < length && row[n - 2] == row[n - 1]) length = left - 2;
   if (length > kMaxRun - 2 && left >= kMaxRun && row[at + kMaxRun - 2] == row[at + kMaxRun - 1]) length = kMaxRun - 2;
   return length;
 }
