@@ -21,8 +21,17 @@ int fractionBits(int precision) { return std::max(1, std::min(8, 22 - precision)
 // The samples of a tile component, or its coefficients: LL at the top left, then HL, LH and HH of each resolution.
 struct Plane {
   int width = 0, height = 0, fraction = 0;
+  bool real = false;  // the words are of single precision
   std::vector<int32_t> at;
   int step() const { return width * 4; }
+  void toReal() {
+    const float scale = std::ldexp(1.0f, -fraction);
+    for (int32_t& v : at) {
+      const float f = static_cast<float>(v) * scale;
+      std::memcpy(&v, &f, 4);
+    }
+    real = true;
+  }
 };
 
 class TileDecoder {
@@ -113,7 +122,8 @@ class TileDecoder {
     Plane& plane = planes_[component];
     const bool halves = !style.coding.reversible;
     int32_t words[kMaxBlockSamples];
-    const bool whole = decodeBlock(block, band.kind, band.planes + style.roiShift, style.coding.blockStyle, halves, words);
+    const bool whole =
+        decodeBlock(block, band.kind, band.planes + style.roiShift, style.coding.blockStyle, halves, words);
     const int width = block.area.width();
     const double scale = halves ? std::ldexp(band.step, plane.fraction - 1) : 1;
     const auto put = [&](auto value) {
@@ -156,63 +166,60 @@ class TileDecoder {
     }
   }
 
-  // Irreversible planes become single precision for the colour transform, and integers at the end.
+  // Irreversible planes become single precision for the colour transform.
   void undoColourTransform() {
-    const bool colour = parameters_.style.colourTransform && !planes_[0].at.empty();
-    const bool reversible = parameters_.components[0].coding.reversible;
-    int32_t* planes[3] = {};
-    for (size_t i = 0; i < 3 && colour; ++i) planes[i] = planes_[i].at.data();
+    if (!parameters_.style.colourTransform || planes_[0].at.empty()) return;
     const ZeliSize size = {planes_[0].width, planes_[0].height};
-    if (colour && reversible) zeliRCTInv_JPEG2K_32s_P3IR(planes, planes_[0].step(), size);
-    const bool real = colour && !reversible;
-    forEachPiece(static_cast<int>(planes_.size()), threads_, [&](int i) {
-      if (real && i < 3) toReal(&planes_[static_cast<size_t>(i)]);
-    });
-    if (real) {
-      float* floats[3];
-      for (size_t i = 0; i < 3; ++i) floats[i] = reinterpret_cast<float*>(planes[i]);
-      zeliICTInv_JPEG2K_32f_P3IR(floats, planes_[0].step(), size);
+    int32_t* planes[3];
+    for (size_t i = 0; i < 3; ++i) planes[i] = planes_[i].at.data();
+    if (parameters_.components[0].coding.reversible) {
+      zeliRCTInv_JPEG2K_32s_P3IR(planes, planes_[0].step(), size);
+      return;
     }
-    forEachPiece(static_cast<int>(planes_.size()), threads_, [&](int i) {
-      Plane& p = planes_[static_cast<size_t>(i)];
-      if (real && i < 3)
-        fromReal(&p);
-      else if (p.fraction)
-        for (int32_t& v : p.at) v = static_cast<int32_t>((int64_t{v} + (1 << (p.fraction - 1))) >> p.fraction);
-    });
+    forEachPiece(3, threads_, [&](int i) { planes_[static_cast<size_t>(i)].toReal(); });
+    float* floats[3];
+    for (size_t i = 0; i < 3; ++i) floats[i] = reinterpret_cast<float*>(planes[i]);
+    zeliICTInv_JPEG2K_32f_P3IR(floats, planes_[0].step(), size);
   }
-  static void toReal(Plane* p) {
-    const float scale = std::ldexp(1.0f, -p->fraction);
-    for (int32_t& v : p->at) {
-      const float f = static_cast<float>(v) * scale;
-      std::memcpy(&v, &f, 4);
-    }
-  }
-  static void fromReal(Plane* p) {
-    for (int32_t& v : p->at) {
-      float f;
-      std::memcpy(&f, &v, 4);
-      f = std::max(-1e9f, std::min(1e9f, f));
-      v = static_cast<int32_t>(f < 0 ? f - 0.5f : f + 0.5f);
+
+  // The samples of a component: rounded, shifted to their range and cut to it. Samples have at most 24 bits, so that
+  // single precision holds the range's ends.
+  void store(size_t c, Jpeg2000Components::Component* out) const {
+    const ComponentSize& size = grid_.components[c];
+    const int32_t low = -(1 << (size.precision - 1)), high = -1 - low, shift = size.isSigned ? 0 : -low;
+    const Plane& p = planes_[c];
+    if (p.real) {
+      const float lowest = static_cast<float>(low), highest = static_cast<float>(high);
+      storeRows<float>(c, out, [=](float f) {
+        f = f < lowest ? lowest : f;
+        f = f > highest ? highest : f;
+        return static_cast<int32_t>(f + std::copysign(0.5f, f)) + shift;
+      });
+    } else {
+      const int fraction = p.fraction;
+      storeRows<int32_t>(c, out, [=](int32_t v) {
+        if (fraction) v = (v >> fraction) + (v >> (fraction - 1) & 1);
+        return std::max(low, std::min(high, v)) + shift;
+      });
     }
   }
 
-  void store(size_t c, Jpeg2000Components::Component* out) const {
+  template <class Word, class Finish>
+  void storeRows(size_t c, Jpeg2000Components::Component* out, const Finish& finish) const {
     const ComponentSize& size = grid_.components[c];
     const TileComponent& tc = tile_.components[c];
     const Rect& area =
         tc.resolutions[static_cast<size_t>(parameters_.components[c].coding.levels - options_.reduce)].area;
     const int left = ceilShift(ceilDiv(grid_.image.x0, size.dx), options_.reduce);
     const int top = ceilShift(ceilDiv(grid_.image.y0, size.dy), options_.reduce);
-    const int64_t shift = size.isSigned ? 0 : int64_t{1} << (size.precision - 1);
-    const int64_t low = size.isSigned ? -(int64_t{1} << (size.precision - 1)) : 0;
-    const int64_t high = low + (int64_t{1} << size.precision) - 1;
     const Plane& p = planes_[c];
+    const int width = p.width;
+    std::vector<Word> line(static_cast<size_t>(width));
     for (int y = 0; y < p.height; ++y) {
-      const int32_t* from = p.at.data() + static_cast<size_t>(y) * static_cast<size_t>(p.width);
+      std::memcpy(line.data(), p.at.data() + static_cast<size_t>(y) * line.size(), line.size() * sizeof(Word));
       int32_t* to = out->samples.data() + (static_cast<size_t>(area.y0 - top + y) * static_cast<size_t>(out->width) +
                                            static_cast<size_t>(area.x0 - left));
-      for (int x = 0; x < p.width; ++x) to[x] = static_cast<int32_t>(std::max(low, std::min(high, from[x] + shift)));
+      for (int x = 0; x < width; ++x) to[x] = finish(line[static_cast<size_t>(x)]);
     }
   }
 
@@ -253,7 +260,8 @@ Jpeg2000Components decodeAll(const uint8_t* data, size_t size, const Jpeg2000Dec
     k.precision = c.precision;
     k.isSigned = c.isSigned;
     // What no tile brings is mid-grey.
-    k.samples.assign(static_cast<size_t>(k.width) * static_cast<size_t>(k.height), c.isSigned ? 0 : 1 << (c.precision - 1));
+    k.samples.assign(static_cast<size_t>(k.width) * static_cast<size_t>(k.height),
+                     c.isSigned ? 0 : 1 << (c.precision - 1));
     out.components.push_back(std::move(k));
   }
   bool any = false;
@@ -267,7 +275,8 @@ Jpeg2000Components decodeAll(const uint8_t* data, size_t size, const Jpeg2000Dec
     }
     for (const ComponentStyle& c : tile.parameters.components)
       if (c.coding.levels < options.reduce)
-        throw Error(ErrorKind::argument, "the file has " + std::to_string(c.coding.levels) + " resolutions to leave out");
+        throw Error(ErrorKind::argument,
+                    "the file has " + std::to_string(c.coding.levels) + " resolutions to leave out");
     any = true;
     try {
       TileDecoder(grid, i, &tile, options, &warnings).run(&out);
@@ -323,6 +332,43 @@ std::vector<Channel> channelsOf(const Jpeg2000Components& in, const Boxes& boxes
   return channels;
 }
 
+// Whether the channels' samples are the picture's as they stand.
+bool areSamplesOf(const std::vector<Channel>& channels, const Image& image) {
+  for (int i = 0; i < image.channels(); ++i) {
+    const Channel& c = channels[static_cast<size_t>(i)];
+    if (c.column >= 0 || c.offset || c.precision != image.bitDepth() || c.component->width != image.width() ||
+        c.component->height != image.height())
+      return false;
+  }
+  return true;
+}
+
+template <int count, class T>
+void interleaveRow(const int32_t* const (&from)[4], int width, T* to) {
+  for (int x = 0; x < width; ++x)
+    for (int c = 0; c < count; ++c) to[x * count + c] = static_cast<T>(from[c][x]);
+}
+
+template <class T>
+void interleaveRow(const int32_t* const (&from)[4], int count, int width, T* to) {
+  if (count == 1) return interleaveRow<1>(from, width, to);
+  if (count == 3) return interleaveRow<3>(from, width, to);
+  interleaveRow<4>(from, width, to);
+}
+
+void interleave(const std::vector<Channel>& channels, int threads, Image* image) {
+  forEachPiece(image->height(), threads, [&](int y) {
+    const int32_t* from[4] = {};
+    for (int c = 0; c < image->channels(); ++c)
+      from[c] = channels[static_cast<size_t>(c)].component->samples.data() +
+                static_cast<size_t>(y) * static_cast<size_t>(image->width());
+    if (image->bytesPerSample() == 1)
+      interleaveRow(from, image->channels(), image->width(), image->row(y));
+    else
+      interleaveRow(from, image->channels(), image->width(), image->row16(y));
+  });
+}
+
 }  // namespace
 
 Jpeg2000Components decodeJpeg2000Components(const uint8_t* data, size_t size, const Jpeg2000DecodeOptions& options) {
@@ -335,7 +381,7 @@ Image decodeJpeg2000(const uint8_t* data, size_t size, const Jpeg2000DecodeOptio
   Boxes boxes;
   const Jpeg2000Components in = decodeAll(data, size, options, &boxes);
   const std::vector<Channel> channels = channelsOf(in, boxes);
-  const ColourModel model = channels.size() < 3                                        ? ColourModel::grey
+  const ColourModel model = channels.size() < 3                                  ? ColourModel::grey
                             : channels.size() >= 4 && boxes.colourSpace == kCmyk ? ColourModel::cmyk
                                                                                  : ColourModel::rgb;
   const int count = channelsOf(model);
@@ -348,19 +394,23 @@ Image decodeJpeg2000(const uint8_t* data, size_t size, const Jpeg2000DecodeOptio
     height = std::max(height, channels[static_cast<size_t>(c)].component->height);
   }
   Image image(width, height, model, bits);
-  for (int c = 0; c < count; ++c) {
+  const bool direct = areSamplesOf(channels, image);
+  if (direct) interleave(channels, threadCount(options.threads), &image);
+  for (int c = 0; c < count && !direct; ++c) {
     const Channel& k = channels[static_cast<size_t>(c)];
     const Jpeg2000Components::Component& from = *k.component;
     if (from.samples.empty()) throw Error(ErrorKind::damaged, "a component without samples", 0);
     const int entries = k.column >= 0 ? static_cast<int>(boxes.palette.entries.size()) / boxes.palette.columns : 0;
     const int up = bits - k.precision, across = (width + from.width - 1) / from.width;
     const auto row = [&](int y, auto* to) {
-      const int32_t* s = &from.samples[static_cast<size_t>(std::min(from.height - 1, y / ((height + from.height - 1) / from.height))) *
-                                       static_cast<size_t>(from.width)];
+      const int32_t* s =
+          &from.samples[static_cast<size_t>(std::min(from.height - 1, y / ((height + from.height - 1) / from.height))) *
+                        static_cast<size_t>(from.width)];
       for (int x = 0; x < width; ++x) {
         int v = s[across == 1 ? x : std::min(from.width - 1, x / across)];
         if (k.column >= 0)
-          v = boxes.palette.entries[static_cast<size_t>(std::clamp(v, 0, entries - 1) * boxes.palette.columns + k.column)];
+          v = boxes.palette
+                  .entries[static_cast<size_t>(std::clamp(v, 0, entries - 1) * boxes.palette.columns + k.column)];
         v += k.offset;
         v = up >= 0 ? v << up | (up && k.precision >= up ? v >> (k.precision - up) : 0) : v >> -up;
         to[x * count + c] = static_cast<std::decay_t<decltype(*to)>>(std::clamp(v, 0, image.maxValue()));
@@ -381,7 +431,8 @@ Image decodeJpeg2000(const uint8_t* data, size_t size, const Jpeg2000DecodeOptio
                   cr = image.sample(y, 3 * x + 2) - middle;
         const double rgb[3] = {luma + 1.402 * cr, luma - 0.344136 * cb - 0.714136 * cr, luma + 1.772 * cb};
         for (int i = 0; i < 3; ++i)
-          image.setSample(y, 3 * x + i, static_cast<int>(std::clamp(std::lround(rgb[i]), 0L, static_cast<long>(image.maxValue()))));
+          image.setSample(y, 3 * x + i,
+                          static_cast<int>(std::clamp(std::lround(rgb[i]), 0L, static_cast<long>(image.maxValue()))));
       }
   }
   return image;
