@@ -180,13 +180,23 @@ ZEL_INLINE void transformRegion(int32_t* base, uint32_t step, ZeliSize size, Tra
   }
 }
 
-inline ZelStatus checkPlane(const int32_t* p, uint32_t step, ZeliSize size) {
-  return firstFailure(present(p), sizeOk(size), int64_t(size.width) * 4 > step ? zelStsStepErr : zelStsNoErr,
-                      size.width % kSide || size.height % kSide ? zelStsSizeErr : zelStsNoErr);
+template <class Transform>
+ZelStatus transformPlane(int32_t* p, uint32_t step, ZeliSize size, Transform transform) {
+  if (const ZelStatus s =
+          firstFailure(present(p), sizeOk(size), int64_t(size.width) * 4 > step ? zelStsStepErr : zelStsNoErr,
+                       size.width % kSide || size.height % kSide ? zelStsSizeErr : zelStsNoErr))
+    return s;
+  transformRegion(p, step, size, transform);
+  return zelStsNoErr;
 }
 
-inline ZelStatus checkFixed(const int32_t* p, uint32_t step, int width) {
-  return firstFailure(present(p), step < uint32_t(4 * width) ? zelStsStepErr : zelStsNoErr);
+// A macroblock's plane, whose size is known.
+template <class Transform>
+ZelStatus transformFixed(int32_t* p, uint32_t step, ZeliSize size, Transform transform) {
+  if (const ZelStatus s = firstFailure(present(p), step < uint32_t(4 * size.width) ? zelStsStepErr : zelStsNoErr))
+    return s;
+  transformRegion(p, step, size, transform);
+  return zelStsNoErr;
 }
 
 }  // namespace

@@ -24,14 +24,7 @@ constexpr uint32_t kEncoderTag = 0x4C4D5344;  // "DSML"
 constexpr int kMaxPasses = 110;
 constexpr int kLogBytesPerColumn = 1090;  // of four rows
 
-enum Flag : uint32_t {
-  kCausal = 1,
-  kBypass = 2,
-  kTerminateAll = 4,
-  kResetContexts = 8,
-  kSegmentationSymbols = 16,
-  kLossless = 32
-};
+constexpr uint32_t kLossless = 32;  // a flag beside the styles
 
 // The log and the way through it. Decisions of MQ passes are logged as context * 2 + bit, those of raw passes as bits.
 struct Coder {

@@ -36,6 +36,15 @@ enum Context : uint32_t {
   kRefinement = 16   // 16..18
 };
 
+// Code-block styles, with the same bits for both directions (T.800, Table A.19, has other ones).
+enum Style : uint32_t {
+  kCausal = 1,
+  kBypass = 2,
+  kTerminateAll = 4,
+  kResetContexts = 8,
+  kSegmentationSymbols = 16
+};
+
 ZEL_INLINE uint32_t qeOf(MqContext s) { return s >> 16; }
 ZEL_INLINE int shiftOf(MqContext s) { return s >> 8 & 0xFF; }
 ZEL_INLINE MqContext nextOf(MqContext s, uint32_t lps) { return kMqNext.at[2 * (s & 0xFF) + lps]; }

@@ -11,12 +11,8 @@ constexpr uint32_t kTag = 0x434D4150;  // "PAMC"
 constexpr int kRecordBytes = 440;
 constexpr int kAlignment = 32;  // of the words behind the record
 
+// Beside the styles:
 enum Flag : uint32_t {
-  kCausal = 1,
-  kBypass = 2,
-  kTerminateAll = 4,
-  kResetContexts = 8,
-  kSegmentationSymbols = 16,
   kMidpointsAfterDamage = 0x10000,
   kKeepOutput = 0x20000,
   kKeepHalfBits = 0x40000,
