@@ -11,9 +11,11 @@
 
 #include "error.h"
 #include "files.h"
+#include "info.h"
 #include "jpeg.h"
 #include "jpeg2000.h"
 #include "metrics.h"
+#include "names.h"
 
 namespace {
 
@@ -96,15 +98,6 @@ Image decodeAny(const std::vector<uint8_t>& bytes, const Options& o) {
   return readPicture(bytes);
 }
 
-const std::map<std::string, CodeBlockStyle> kStyles = {
-    {"bypass", kBypass}, {"reset", kReset},             {"terminate", kTerminate},
-    {"causal", kCausal}, {"predictable", kPredictable}, {"segmentation", kSegmentation}};
-const std::map<std::string, Progression> kProgressions = {{"lrcp", Progression::lrcp},
-                                                          {"rlcp", Progression::rlcp},
-                                                          {"rpcl", Progression::rpcl},
-                                                          {"pcrl", Progression::pcrl},
-                                                          {"cprl", Progression::cprl}};
-
 std::vector<uint8_t> encodeAs2000(const Image& image, Options& o) {
   Jpeg2000EncodeOptions& e = o.encode2000;
   e.lossless = e.rate == 0 && e.psnr == 0;
@@ -139,8 +132,7 @@ int encode(Options& o) {
   o.encode.progress = line.callback();
   std::vector<uint8_t> file;
   const bool newer = isJpeg2000Ending(ending(o.out));
-  const double took =
-      fastest(o.repeat, [&] { file = newer ? encodeAs2000(image, o) : encodeJpeg(image, o.encode); });
+  const double took = fastest(o.repeat, [&] { file = newer ? encodeAs2000(image, o) : encodeJpeg(image, o.encode); });
   writeFile(o.out, file);
   if (o.time) std::fprintf(stderr, "%.2f ms\n", took);
   return kOk;
@@ -172,86 +164,8 @@ int decode(Options& o) {
   return kOk;
 }
 
-std::string quoted(const std::string& s) {
-  std::string out = "\"";
-  for (char c : s) {
-    const unsigned char u = static_cast<unsigned char>(c);
-    if (c == '"' || c == '\\') {
-      out += {'\\', c};
-    } else if (u < 0x20 || u >= 0x7F) {
-      char hex[8];
-      std::snprintf(hex, sizeof hex, "\\u%04x", u);
-      out += hex;
-    } else {
-      out += c;
-    }
-  }
-  return out + "\"";
-}
-
-int info2000(const std::vector<uint8_t>& bytes, bool json) {
-  const Jpeg2000Info j = readJpeg2000Info(bytes.data(), bytes.size());
-  std::string styles, order;
-  for (const auto& [name, bit] : kStyles)
-    if (j.style & bit) styles += (styles.empty() ? "" : " ") + name;
-  for (const auto& [name, value] : kProgressions)
-    if (j.progression == value) order = name;
-  const char* const format =
-      json ? "{\"format\": \"JPEG 2000\", \"jp2\": %s, \"width\": %d, \"height\": %d, \"components\": %zu, "
-             "\"bits\": %d, \"reversible\": %s, \"colourTransform\": %s, \"levels\": %d, \"layers\": %d, "
-             "\"codeBlock\": [%d, %d], \"tiles\": [%d, %d], \"progression\": \"%s\", \"styles\": \"%s\"}\n"
-           : "JPEG 2000, JP2 boxes: %s\n%d x %d pixels, %zu components of %d bits\nreversible: %s, colour transform: "
-             "%s\n%d levels, %d layers, code blocks of %d x %d, %d x %d tiles\nprogression %s, code-block styles: %s\n";
-  const auto flag = [&](bool b) { return json ? b ? "true" : "false" : b ? "yes" : "no"; };
-  std::printf(format, flag(j.jp2), j.width, j.height, j.components.size(), j.components[0].precision,
-              flag(j.reversible), flag(j.colourTransform), j.levels, j.layers, j.codeBlockWidth, j.codeBlockHeight,
-              j.tilesAcross, j.tilesDown, order.c_str(), styles.c_str());
-  return kOk;
-}
-
 int info(Options& o) {
-  const std::vector<uint8_t> bytes = readFile(o.in);
-  if (isJpeg2000(bytes.data(), bytes.size())) return info2000(bytes, o.json);
-  if (!isJpeg(bytes)) {
-    const Image image = readPicture(bytes);
-    const char* const format = o.json ? "{\"width\": %d, \"height\": %d, \"channels\": %d, \"bits\": %d}\n"
-                                      : "%d x %d pixels, %d channels of %d bits\n";
-    std::printf(format, image.width(), image.height(), image.channels(), image.bitDepth());
-    return kOk;
-  }
-  const JpegInfo j = readJpegInfo(bytes.data(), bytes.size());
-  const char* const pieces = o.json ? ", " : "\n";
-  const auto flag = [&](bool b) { return o.json ? b ? "true" : "false" : b ? "yes" : "no"; };
-  if (o.json)
-    std::printf("{\"format\": \"JPEG\", \"process\": %s, \"width\": %d, \"height\": %d, \"bits\": %d, \"colour\": %s, ",
-                quoted(j.process).c_str(), j.width, j.height, j.precision, quoted(j.colour).c_str());
-  else
-    std::printf("JPEG, %s\n%d x %d pixels, %zu components of %d bits, %s\n", j.process.c_str(), j.width, j.height,
-                j.components.size(), j.precision, j.colour.c_str());
-  std::printf(o.json ? "\"components\": [" : "");
-  for (size_t i = 0; i < j.components.size(); ++i) {
-    const JpegInfo::Component& c = j.components[i];
-    std::printf(o.json ? "%s{\"id\": %d, \"h\": %d, \"v\": %d, \"quantTable\": %d}"
-                       : "%scomponent %d: sampling %dx%d, quantisation table %d\n",
-                o.json && i ? ", " : "", c.id, c.h, c.v, c.quantTable);
-  }
-  std::printf(o.json ? "], \"scans\": [" : "");
-  for (size_t i = 0; i < j.scans.size(); ++i) {
-    const JpegInfo::Scan& s = j.scans[i];
-    std::printf(
-        o.json
-            ? "%s{\"components\": %zu, \"ss\": %d, \"se\": %d, \"ah\": %d, \"al\": %d, \"offset\": %zu, \"bytes\": %zu}"
-            : "%sscan of %zu components, coefficients %d to %d, bits %d:%d, at byte %zu, %zu bytes\n",
-        o.json && i ? ", " : "", s.components.size(), s.ss, s.se, s.ah, s.al, s.offset, s.bytes);
-  }
-  std::printf(o.json ? "], " : "");
-  for (const std::string& c : j.comments)
-    std::printf(o.json ? "\"comment\": %s, " : "comment: %s\n", quoted(c).c_str());
-  std::printf(o.json ? "\"restartInterval\": %d%s" : "restart interval %d%s", j.restartInterval, pieces);
-  std::printf(o.json ? "\"jfif\": %s%s\"adobe\": %s%s" : "JFIF marker: %s%sAdobe marker: %s%s", flag(j.jfif), pieces,
-              flag(j.adobe), pieces);
-  std::printf(o.json ? "\"complete\": %s, \"trailingBytes\": %zu}\n" : "complete: %s, %zu bytes after the image\n",
-              flag(j.complete), j.trailingBytes);
+  printInfo(readFile(o.in), o.json);
   return kOk;
 }
 
@@ -308,7 +222,8 @@ int main(int argc, char** argv) {
 
   CLI::App* e = app.add_subcommand("encode", "Picture to JPEG or JPEG 2000");
   e->add_option("input", o.in, "Picture (PNG, PGM, PPM, PAM), or - for standard input")->required();
-  e->add_option("output", o.out, "File; .jp2, .j2k, .j2c and .jpc are JPEG 2000, anything else and - are JPEG")->required();
+  e->add_option("output", o.out, "File; .jp2, .j2k, .j2c and .jpc are JPEG 2000, anything else and - are JPEG")
+      ->required();
   e->add_option("-q,--quality", o.encode.quality, "Quality")->check(CLI::Range(1, 100))->capture_default_str();
   const std::map<std::string, Sampling> samplings = {
       {"444", Sampling::s444}, {"422", Sampling::s422}, {"420", Sampling::s420}};
@@ -339,7 +254,9 @@ int main(int argc, char** argv) {
                           ->group(newer);
   e->add_option("--psnr", o.encode2000.psnr, "Quality in dB")->check(CLI::PositiveNumber)->excludes(rate)->group(newer);
   e->add_option("--layers", o.encode2000.layers, "Quality layers")->check(CLI::Range(1, 1000))->group(newer);
-  e->add_option("--levels", o.encode2000.levels, "Levels of the wavelet transform")->check(CLI::Range(0, 32))->group(newer);
+  e->add_option("--levels", o.encode2000.levels, "Levels of the wavelet transform")
+      ->check(CLI::Range(0, 32))
+      ->group(newer);
   e->add_option("--block", o.blockSize, "Width and height of code blocks")->expected(2)->group(newer);
   e->add_option("--tile", o.tileSize, "Width and height of tiles")->expected(2)->group(newer);
   e->add_option("--precinct", o.encode2000.precinct, "Width and height of precincts")->group(newer);

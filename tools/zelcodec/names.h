@@ -1,0 +1,27 @@
+// Names of options on the command line and in what info prints.
+#ifndef ZELCODEC_NAMES_H
+#define ZELCODEC_NAMES_H
+
+#include <map>
+#include <string>
+
+#include "jpeg2000.h"
+
+namespace zelcodec {
+
+using zelcodecs::CodeBlockStyle;
+using zelcodecs::Progression;
+
+inline const std::map<std::string, CodeBlockStyle> kStyles = {
+    {"bypass", zelcodecs::kBypass},           {"reset", zelcodecs::kReset},
+    {"terminate", zelcodecs::kTerminate},     {"causal", zelcodecs::kCausal},
+    {"predictable", zelcodecs::kPredictable}, {"segmentation", zelcodecs::kSegmentation}};
+inline const std::map<std::string, Progression> kProgressions = {{"lrcp", Progression::lrcp},
+                                                                 {"rlcp", Progression::rlcp},
+                                                                 {"rpcl", Progression::rpcl},
+                                                                 {"pcrl", Progression::pcrl},
+                                                                 {"cprl", Progression::cprl}};
+
+}  // namespace zelcodec
+
+#endif
