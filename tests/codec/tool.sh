@@ -66,6 +66,12 @@ expect 0 compare "$picture" b.j2k --exact
 expect 1 encode "$picture" b.j2k --rate 1 --psnr 40
 expect 1 decode a.jp2 half.png --reduce 6
 
+expect 0 encode "$picture" a.tif --big-endian --rows-per-strip 100
+expect 0 info a.tif --json
+contains out '"byteOrder": "big".*"width": 599.*"strips": 4'
+expect 0 compare "$picture" a.tif --exact
+expect 1 decode a.tif page.png --page 1
+
 expect 1 encode "$picture"
 expect 1 encode "$picture" b.jpg -q 101
 expect 2 decode missing.jpg b.png

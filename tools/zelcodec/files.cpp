@@ -35,6 +35,8 @@ std::string ending(const std::string& path) {
 
 bool isJpeg2000Ending(const std::string& e) { return e == "jp2" || e == "j2k" || e == "j2c" || e == "jpc"; }
 
+bool isTiffEnding(const std::string& e) { return e == "tif" || e == "tiff"; }
+
 std::vector<uint8_t> readFile(const std::string& path) {
   File f(path == "-" ? stdin : std::fopen(path.c_str(), "rb"));
   if (!f) fail(path);

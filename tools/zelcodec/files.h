@@ -22,6 +22,7 @@ void writeFile(const std::string& path, const std::vector<uint8_t>& bytes);
 // The ending of a path in small letters, without the dot.
 std::string ending(const std::string& path);
 bool isJpeg2000Ending(const std::string& ending);
+bool isTiffEnding(const std::string& ending);
 
 bool isJpeg(const std::vector<uint8_t>& bytes);
 

@@ -7,6 +7,7 @@
 #include "jpeg.h"
 #include "jpeg2000.h"
 #include "names.h"
+#include "tiff.h"
 
 namespace zelcodec {
 namespace {
@@ -85,6 +86,25 @@ void aboutJpeg(const Bytes& bytes, bool json) {
               flag(j.complete), j.trailingBytes);
 }
 
+void aboutTiff(const Bytes& bytes, bool json) {
+  const TiffInfo t = readTiffInfo(bytes.data(), bytes.size());
+  const char* const order = t.bigEndian ? "big" : "little";
+  if (json)
+    std::printf("{\"format\": \"TIFF\", \"byteOrder\": \"%s\", \"pages\": [", order);
+  else
+    std::printf("TIFF, %s-endian, %zu pages\n", order, t.pages.size());
+  for (size_t i = 0; i < t.pages.size(); ++i) {
+    const TiffPage& p = t.pages[i];
+    std::printf(json ? "%s{\"width\": %u, \"height\": %u, \"samples\": %d, \"bits\": %d, \"compression\": %d, "
+                       "\"photometric\": %d, \"strips\": %u}"
+                     : "%s%u x %u pixels, %d samples of %d bits, compression %d, photometric interpretation %d, %u "
+                       "strips\n",
+                json && i ? ", " : "", p.width, p.height, p.samplesPerPixel, p.bitsPerSample, p.compression,
+                p.photometric, p.strips);
+  }
+  std::printf(json ? "]}\n" : "");
+}
+
 void aboutPicture(const Bytes& bytes, bool json) {
   const Image image = readPicture(bytes);
   const char* const format = json ? "{\"width\": %d, \"height\": %d, \"channels\": %d, \"bits\": %d}\n"
@@ -97,6 +117,7 @@ void aboutPicture(const Bytes& bytes, bool json) {
 void printInfo(const Bytes& bytes, bool json) {
   if (isJpeg2000(bytes.data(), bytes.size())) return aboutJpeg2000(bytes, json);
   if (isJpeg(bytes)) return aboutJpeg(bytes, json);
+  if (isTiff(bytes.data(), bytes.size())) return aboutTiff(bytes, json);
   aboutPicture(bytes, json);
 }
 

@@ -16,6 +16,7 @@
 #include "jpeg2000.h"
 #include "metrics.h"
 #include "names.h"
+#include "tiff.h"
 
 namespace {
 
@@ -79,10 +80,13 @@ struct Options {
   Jpeg2000EncodeOptions encode2000;
   std::vector<int> blockSize, tileSize;
   std::vector<std::string> styles;
+  TiffEncodeOptions encodeTiff;
+  bool uncompressed = false;
   // decode
   JpegDecodeOptions decode;
-  bool fast = false, raw = false;
+  bool fast = false, raw = false, keepGoing = false;
   Jpeg2000DecodeOptions decode2000;
+  TiffDecodeOptions decodeTiff;
   uint64_t maxPixels = Limits{}.maxPixels;
   int pngLevel = 6;
   // compare
@@ -92,9 +96,18 @@ struct Options {
   bool exact = false;
 };
 
+// What all decoders have in common.
+template <class Set>
+void forDecoders(Options& o, const Set& set) {
+  set(o.decode);
+  set(o.decode2000);
+  set(o.decodeTiff);
+}
+
 Image decodeAny(const std::vector<uint8_t>& bytes, const Options& o) {
   if (isJpeg(bytes)) return decodeJpeg(bytes.data(), bytes.size(), o.decode);
   if (isJpeg2000(bytes.data(), bytes.size())) return decodeJpeg2000(bytes.data(), bytes.size(), o.decode2000);
+  if (isTiff(bytes.data(), bytes.size())) return decodeTiff(bytes.data(), bytes.size(), o.decodeTiff);
   return readPicture(bytes);
 }
 
@@ -110,6 +123,21 @@ std::vector<uint8_t> encodeAs2000(const Image& image, Options& o) {
   e.style = 0;
   for (const std::string& s : o.styles) e.style |= kStyles.at(s);
   return encodeJpeg2000(image, e);
+}
+
+std::vector<uint8_t> encodeAsTiff(const Image& image, Options& o) {
+  o.encodeTiff.compression = o.uncompressed ? TiffCompression::none : TiffCompression::packBits;
+  o.encodeTiff.threads = o.threads;
+  o.encodeTiff.progress = o.encode.progress;
+  return encodeTiff(image, o.encodeTiff);
+}
+
+// The format is that of the output's ending, JPEG where it is none of the others.
+std::vector<uint8_t> encodeAny(const Image& image, Options& o) {
+  const std::string e = ending(o.out);
+  if (isJpeg2000Ending(e)) return encodeAs2000(image, o);
+  if (isTiffEnding(e)) return encodeAsTiff(image, o);
+  return encodeJpeg(image, o.encode);
 }
 
 int encode(Options& o) {
@@ -131,8 +159,7 @@ int encode(Options& o) {
   ProgressLine line(o.progress, "encoding");
   o.encode.progress = line.callback();
   std::vector<uint8_t> file;
-  const bool newer = isJpeg2000Ending(ending(o.out));
-  const double took = fastest(o.repeat, [&] { file = newer ? encodeAs2000(image, o) : encodeJpeg(image, o.encode); });
+  const double took = fastest(o.repeat, [&] { file = encodeAny(image, o); });
   writeFile(o.out, file);
   if (o.time) std::fprintf(stderr, "%.2f ms\n", took);
   return kOk;
@@ -145,14 +172,16 @@ int decode(Options& o) {
   Image image;
   {
     ProgressLine line(o.progress, "decoding");
-    o.decode.progress = o.decode2000.progress = line.callback();
-    o.decode.warnings = o.decode2000.warnings = &warnings;
-    o.decode.limits.maxPixels = o.decode2000.limits.maxPixels = o.maxPixels;
-    o.decode2000.keepGoing = o.decode.keepGoing;
-    o.decode2000.threads = o.threads;
+    const Progress progress = line.callback();
+    forDecoders(o, [&](auto& d) {
+      d.progress = progress;
+      d.warnings = &warnings;
+      d.keepGoing = o.keepGoing;
+      d.threads = o.threads;
+      d.limits.maxPixels = o.maxPixels;
+    });
     o.decode.smooth = !o.fast;
     o.decode.convertColour = !o.raw;
-    o.decode.threads = o.threads;
     took = fastest(o.repeat, [&] {
       warnings.clear();
       image = decodeAny(bytes, o);
@@ -178,7 +207,7 @@ std::string number(double v, bool json) {
 }
 
 int compare(Options& o) {
-  o.decode.limits.maxPixels = o.decode2000.limits.maxPixels = o.maxPixels;
+  forDecoders(o, [&](auto& d) { d.limits.maxPixels = o.maxPixels; });
   const Image a = decodeAny(readFile(o.in), o), b = decodeAny(readFile(o.second), o);
   if (a.width() != b.width() || a.height() != b.height() || a.model() != b.model() || a.bitDepth() != b.bitDepth()) {
     std::printf(o.json ? "{\"comparable\": false}\n" : "the pictures differ in size, colour model or bit depth\n");
@@ -216,13 +245,14 @@ void addCommon(CLI::App* c, Options& o) {
 
 int main(int argc, char** argv) {
   Options o;
-  CLI::App app("Encodes, decodes and compares JPEG and JPEG 2000 pictures.", "zelcodec");
+  CLI::App app("Encodes, decodes and compares JPEG, JPEG 2000, DDS and TIFF pictures.", "zelcodec");
   app.require_subcommand(1);
   app.footer(kFooter);
 
-  CLI::App* e = app.add_subcommand("encode", "Picture to JPEG or JPEG 2000");
-  e->add_option("input", o.in, "Picture (PNG, PGM, PPM, PAM), or - for standard input")->required();
-  e->add_option("output", o.out, "File; .jp2, .j2k, .j2c and .jpc are JPEG 2000, anything else and - are JPEG")
+  CLI::App* e = app.add_subcommand("encode", "Picture to JPEG, JPEG 2000, DDS or TIFF");
+  e->add_option("input", o.in, "File of any kind that is read, or - for standard input")->required();
+  e->add_option("output", o.out,
+                "File; .jp2, .j2k, .j2c and .jpc are JPEG 2000, .tif and .tiff TIFF, anything else and - JPEG")
       ->required();
   e->add_option("-q,--quality", o.encode.quality, "Quality")->check(CLI::Range(1, 100))->capture_default_str();
   const std::map<std::string, Sampling> samplings = {
@@ -268,11 +298,17 @@ int main(int argc, char** argv) {
       ->group(newer);
   e->add_flag("--sop", o.encode2000.sop, "Markers before packets")->group(newer);
   e->add_flag("--eph", o.encode2000.eph, "Markers after packet headers")->group(newer);
+  const char* const tiff = "TIFF";
+  e->add_flag("--uncompressed", o.uncompressed, "Leave out PackBits")->group(tiff);
+  e->add_flag("--big-endian", o.encodeTiff.bigEndian, "High bytes first")->group(tiff);
+  e->add_option("--rows-per-strip", o.encodeTiff.rowsPerStrip, "Rows of a strip; 0 for about 64 KiB")
+      ->check(CLI::Range(0, 1 << 30))
+      ->group(tiff);
   e->add_flag("--grey", o.grey, "Encode the luminance alone");
   addCommon(e, o);
   e->footer("Example:\n  zelcodec encode photo.png photo.jpg --quality 90 --sampling 422 --progressive");
 
-  CLI::App* d = app.add_subcommand("decode", "JPEG or JPEG 2000 to picture (PNG, PGM, PPM, PAM)");
+  CLI::App* d = app.add_subcommand("decode", "File to picture (PNG, PGM, PPM, PAM)");
   d->add_option("input", o.in, "File, or - for standard input")->required();
   d->add_option("output", o.out, "Picture; its ending gives the format. - for Netpbm on standard output")->required();
   const std::map<std::string, int> scales = {{"1", 1}, {"1/2", 2}, {"1/4", 4}, {"1/8", 8}};
@@ -282,9 +318,10 @@ int main(int argc, char** argv) {
       ->check(CLI::Range(0, 32));
   d->add_option("--layers", o.decode2000.maxLayers, "Quality layers of a JPEG 2000 file to decode")
       ->check(CLI::Range(1, 65535));
+  d->add_option("--page", o.decodeTiff.page, "Page of a TIFF file, from 0")->check(CLI::Range(0, 65535));
   d->add_flag("--fast", o.fast, "Replicate halved chroma, which is otherwise interpolated");
   d->add_flag("--components", o.raw, "Write the components as they are coded, YCbCr in place of RGB");
-  d->add_flag("--keep-going", o.decode.keepGoing, "Decode damaged files as far as they go, with warnings");
+  d->add_flag("--keep-going", o.keepGoing, "Decode damaged files as far as they go, with warnings");
   d->add_option("--max-pixels", o.maxPixels, "Refuse larger pictures")->capture_default_str();
   d->add_option("--png-level", o.pngLevel, "Compression of PNG files")->check(CLI::Range(0, 9))->capture_default_str();
   addCommon(d, o);

@@ -36,6 +36,7 @@ cat >"$page" <<'HTML'
   p { max-width: 46rem; }
   table { border-collapse: collapse; margin: 1rem 0; font-variant-numeric: tabular-nums; }
   th, td { text-align: right; padding: .3rem 1rem .3rem 0; border-bottom: 1px solid #e4e4e0; white-space: nowrap; }
+  tr > :first-child { text-align: left; }
   th { font-weight: 600; color: #555; font-size: .85rem; vertical-align: bottom; }
   .row { display: flex; flex-wrap: wrap; gap: 1rem; align-items: flex-end; }
   figure { margin: 0; flex: 0 1 auto; min-width: 0; }
@@ -143,19 +144,19 @@ kind "JPEG 2000, lossless" kind-lossless.jp2
 echo '</table>' >>"$page"
 
 # Rate and distortion: points of both formats as lines "format bits psnr", and their curves.
-curves() {  # NAME <POINTS
-  awk -v name="$1" '
+curves() {  # <POINTS
+  awk '
     { x[NR] = $2; y[NR] = $3; f[NR] = $1 }
     function px(b) { return 60 + 520 * b / 3 }
     function py(d) { return 330 - 300 * (d - 20) / 30 }
     END {
-      print "<svg viewBox=\"0 0 620 380\" width=\"620\" font-family=\"system-ui, sans-serif\" font-size=\"12\">"
+      print "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 620 380\" width=\"620\" font-family=\"system-ui, sans-serif\" font-size=\"12\">"
       print "<rect width=\"620\" height=\"380\" fill=\"#fff\"/>"
       for (d = 20; d <= 50; d += 5)
         printf "<path d=\"M60 %.1fH580\" stroke=\"#e4e4e0\"/><text x=\"52\" y=\"%.1f\" text-anchor=\"end\">%d</text>\n", py(d), py(d) + 4, d
       for (b = 0; b <= 3; b += 0.5)
         printf "<path d=\"M%.1f 30V330\" stroke=\"#e4e4e0\"/><text x=\"%.1f\" y=\"348\" text-anchor=\"middle\">%.1f</text>\n", px(b), px(b), b
-      print "<text x=\"320\" y=\"370\" text-anchor=\"middle\">bits a pixel</text><text x=\"60\" y=\"20\">PSNR, dB: " name "</text>"
+      print "<text x=\"320\" y=\"370\" text-anchor=\"middle\">bits a pixel</text><text x=\"60\" y=\"20\">PSNR, dB</text>"
       colour["JPEG"] = "#b3541e"; colour["JPEG2000"] = "#1e6fb3"
       title["JPEG"] = "JPEG"; title["JPEG2000"] = "JPEG 2000"
       for (k in colour) {
@@ -190,10 +191,9 @@ for path in "$images"/dandelion.png "$images"/canyon.png "$images"/coffee.png; d
   }
   for quality in 5 10 20 35 50 65 80 90 95; do point JPEG point.jpg -q $quality -s 420; done
   for rate in 0.1 0.25 0.5 0.75 1 1.5 2 3; do point JPEG2000 "$name-$rate.jp2" --rate $rate; done
-  curves "$name" <"$out/points" >"$out/$name-curves.svg"
-  figure "$name-curves.svg" "$name" >>"$page"
+  curves <"$out/points" >"$out/$name-curves.svg"
   read -r x y w h <<<"${crop[$name]}"
-  echo '<div class="row">' >>"$page"
+  { echo "<h3>${name^}</h3><div class=\"row\">" && figure "$name-curves.svg" "PSNR by bits a pixel"; } >>"$page"
   for rate in 0.25 1; do
     "$tool" compare "$path" "$out/$name-$rate.jp2" --crop "$x" "$y" "$w" "$h" --save-second "$out/$name-$rate.png" >/dev/null
     figure "$name-$rate.png" "JPEG 2000 at $rate bits a pixel" >>"$page"
