@@ -61,27 +61,48 @@ Image toGrey(const Image& image) {
   return out;
 }
 
+namespace {
+
+// Grey is repeated, a missing opacity full.
+template <class T>
+void toColourRow(const T* from, int fromChannels, int width, int opaque, T* to, int toChannels) {
+  const int green = fromChannels == 1 ? 0 : 1, blue = fromChannels == 1 ? 0 : 2;
+  for (int x = 0; x < width; ++x, from += fromChannels, to += toChannels) {
+    to[0] = from[0];
+    to[1] = from[green];
+    to[2] = from[blue];
+    if (toChannels == 4) to[3] = static_cast<T>(opaque);
+  }
+}
+
+template <class T>
+bool opaqueRow(const T* row, int width, int opaque) {
+  int least = opaque;
+  for (int x = 0; x < width; ++x) least = row[4 * x + 3] < least ? row[4 * x + 3] : least;
+  return least == opaque;
+}
+
+}  // namespace
+
 Image toColour(const Image& image, ColourModel model) {
   if (image.model() == ColourModel::cmyk || model == ColourModel::cmyk || model == ColourModel::grey)
     throw Error(ErrorKind::argument, "a picture of this colour model does not become RGB or RGBA");
   if (image.model() == model) return image.clone();
   Image out(image.width(), image.height(), model, image.bitDepth());
-  const int from = image.channels(), to = out.channels();
   for (int y = 0; y < image.height(); ++y)
-    for (int x = 0; x < image.width(); ++x)
-      for (int c = 0; c < to; ++c)
-        out.setSample(y, x * to + c,
-                      c < from ? image.sample(y, x * from + c)
-                      : c == 3 ? image.maxValue()
-                               : image.sample(y, x * from));
+    if (image.bytesPerSample() == 1)
+      toColourRow(image.row(y), image.channels(), image.width(), image.maxValue(), out.row(y), out.channels());
+    else
+      toColourRow(image.row16(y), image.channels(), image.width(), image.maxValue(), out.row16(y), out.channels());
   return out;
 }
 
 Image withoutFullOpacity(Image image) {
   if (image.model() != ColourModel::rgba) return image;
   for (int y = 0; y < image.height(); ++y)
-    for (int x = 0; x < image.width(); ++x)
-      if (image.sample(y, 4 * x + 3) != image.maxValue()) return image;
+    if (!(image.bytesPerSample() == 1 ? opaqueRow(image.row(y), image.width(), image.maxValue())
+                                      : opaqueRow(image.row16(y), image.width(), image.maxValue())))
+      return image;
   return toColour(image, ColourModel::rgb);
 }
 

@@ -66,6 +66,15 @@ expect 0 compare "$picture" b.j2k --exact
 expect 1 encode "$picture" b.j2k --rate 1 --psnr 40
 expect 1 decode a.jp2 half.png --reduce 6
 
+expect 0 encode "$picture" a.dds --texture dxt5 --mips 0
+expect 0 info a.dds --json
+contains out '"texture": "DXT5", "width": 599.*"width": 1, "height": 1, '
+expect 0 decode a.dds small.png --mip 2
+expect 0 info small.png
+contains out "^149 x 99 pixels"
+expect 0 encode "$picture" y.dds --texture ycocg
+expect 0 compare "$picture" y.dds --min-psnr 38
+expect 1 decode y.dds small.png --mip 1
 expect 0 encode "$picture" a.tif --big-endian --rows-per-strip 100
 expect 0 info a.tif --json
 contains out '"byteOrder": "big".*"width": 599.*"strips": 4'

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <string>
 
+#include "dds.h"
 #include "files.h"
 #include "jpeg.h"
 #include "jpeg2000.h"
@@ -86,6 +87,25 @@ void aboutJpeg(const Bytes& bytes, bool json) {
               flag(j.complete), j.trailingBytes);
 }
 
+void aboutDds(const Bytes& bytes, bool json) {
+  const DdsInfo d = readDdsInfo(bytes.data(), bytes.size());
+  if (json)
+    std::printf(
+        "{\"format\": \"DDS\", \"texture\": \"%s\", \"width\": %d, \"height\": %d, \"cubeMap\": %s, "
+        "\"pictures\": %u, \"levels\": [",
+        d.format.c_str(), d.width, d.height, d.cubeMap ? "true" : "false", d.pictures);
+  else
+    std::printf("DDS, %s\n%d x %d pixels%s, %u pictures\n", d.format.c_str(), d.width, d.height,
+                d.cubeMap ? ", cube map" : "", d.pictures);
+  for (size_t i = 0; i < d.levels.size(); ++i) {
+    const DdsInfo::Level& l = d.levels[i];
+    std::printf(json ? "%s{\"width\": %d, \"height\": %d, \"offset\": %zu, \"bytes\": %zu}"
+                     : "%slevel of %d x %d pixels at byte %zu, %zu bytes\n",
+                json && i ? ", " : "", l.width, l.height, l.offset, l.bytes);
+  }
+  std::printf(json ? "]}\n" : "");
+}
+
 void aboutTiff(const Bytes& bytes, bool json) {
   const TiffInfo t = readTiffInfo(bytes.data(), bytes.size());
   const char* const order = t.bigEndian ? "big" : "little";
@@ -117,6 +137,7 @@ void aboutPicture(const Bytes& bytes, bool json) {
 void printInfo(const Bytes& bytes, bool json) {
   if (isJpeg2000(bytes.data(), bytes.size())) return aboutJpeg2000(bytes, json);
   if (isJpeg(bytes)) return aboutJpeg(bytes, json);
+  if (isDds(bytes.data(), bytes.size())) return aboutDds(bytes, json);
   if (isTiff(bytes.data(), bytes.size())) return aboutTiff(bytes, json);
   aboutPicture(bytes, json);
 }

@@ -9,6 +9,7 @@
 #include <map>
 #include <new>
 
+#include "dds.h"
 #include "error.h"
 #include "files.h"
 #include "info.h"
@@ -80,12 +81,14 @@ struct Options {
   Jpeg2000EncodeOptions encode2000;
   std::vector<int> blockSize, tileSize;
   std::vector<std::string> styles;
+  DdsEncodeOptions encodeDds;
   TiffEncodeOptions encodeTiff;
   bool uncompressed = false;
   // decode
   JpegDecodeOptions decode;
   bool fast = false, raw = false, keepGoing = false;
   Jpeg2000DecodeOptions decode2000;
+  DdsDecodeOptions decodeDds;
   TiffDecodeOptions decodeTiff;
   uint64_t maxPixels = Limits{}.maxPixels;
   int pngLevel = 6;
@@ -101,12 +104,14 @@ template <class Set>
 void forDecoders(Options& o, const Set& set) {
   set(o.decode);
   set(o.decode2000);
+  set(o.decodeDds);
   set(o.decodeTiff);
 }
 
 Image decodeAny(const std::vector<uint8_t>& bytes, const Options& o) {
   if (isJpeg(bytes)) return decodeJpeg(bytes.data(), bytes.size(), o.decode);
   if (isJpeg2000(bytes.data(), bytes.size())) return decodeJpeg2000(bytes.data(), bytes.size(), o.decode2000);
+  if (isDds(bytes.data(), bytes.size())) return decodeDds(bytes.data(), bytes.size(), o.decodeDds);
   if (isTiff(bytes.data(), bytes.size())) return decodeTiff(bytes.data(), bytes.size(), o.decodeTiff);
   return readPicture(bytes);
 }
@@ -125,6 +130,12 @@ std::vector<uint8_t> encodeAs2000(const Image& image, Options& o) {
   return encodeJpeg2000(image, e);
 }
 
+std::vector<uint8_t> encodeAsDds(const Image& image, Options& o) {
+  o.encodeDds.threads = o.threads;
+  o.encodeDds.progress = o.encode.progress;
+  return encodeDds(image, o.encodeDds);
+}
+
 std::vector<uint8_t> encodeAsTiff(const Image& image, Options& o) {
   o.encodeTiff.compression = o.uncompressed ? TiffCompression::none : TiffCompression::packBits;
   o.encodeTiff.threads = o.threads;
@@ -136,6 +147,7 @@ std::vector<uint8_t> encodeAsTiff(const Image& image, Options& o) {
 std::vector<uint8_t> encodeAny(const Image& image, Options& o) {
   const std::string e = ending(o.out);
   if (isJpeg2000Ending(e)) return encodeAs2000(image, o);
+  if (e == "dds") return encodeAsDds(image, o);
   if (isTiffEnding(e)) return encodeAsTiff(image, o);
   return encodeJpeg(image, o.encode);
 }
@@ -251,8 +263,9 @@ int main(int argc, char** argv) {
 
   CLI::App* e = app.add_subcommand("encode", "Picture to JPEG, JPEG 2000, DDS or TIFF");
   e->add_option("input", o.in, "File of any kind that is read, or - for standard input")->required();
-  e->add_option("output", o.out,
-                "File; .jp2, .j2k, .j2c and .jpc are JPEG 2000, .tif and .tiff TIFF, anything else and - JPEG")
+  e->add_option(
+       "output", o.out,
+       "File; .jp2, .j2k, .j2c and .jpc are JPEG 2000, .dds DDS, .tif and .tiff TIFF, anything else and - JPEG")
       ->required();
   e->add_option("-q,--quality", o.encode.quality, "Quality")->check(CLI::Range(1, 100))->capture_default_str();
   const std::map<std::string, Sampling> samplings = {
@@ -298,6 +311,14 @@ int main(int argc, char** argv) {
       ->group(newer);
   e->add_flag("--sop", o.encode2000.sop, "Markers before packets")->group(newer);
   e->add_flag("--eph", o.encode2000.eph, "Markers after packet headers")->group(newer);
+  const char* const dds = "DDS";
+  e->add_option("--texture", o.encodeDds.format, "Format of blocks: dxt1 dxt3 dxt5 ycocg")
+      ->transform(CLI::CheckedTransformer(kTextureFormats).description(""))
+      ->group(dds);
+  e->add_option("--mips", o.encodeDds.levels, "Mip levels; 0 for all down to one pixel")
+      ->check(CLI::Range(0, 32))
+      ->group(dds)
+      ->capture_default_str();
   const char* const tiff = "TIFF";
   e->add_flag("--uncompressed", o.uncompressed, "Leave out PackBits")->group(tiff);
   e->add_flag("--big-endian", o.encodeTiff.bigEndian, "High bytes first")->group(tiff);
@@ -318,6 +339,7 @@ int main(int argc, char** argv) {
       ->check(CLI::Range(0, 32));
   d->add_option("--layers", o.decode2000.maxLayers, "Quality layers of a JPEG 2000 file to decode")
       ->check(CLI::Range(1, 65535));
+  d->add_option("--mip", o.decodeDds.level, "Mip level of a DDS file")->check(CLI::Range(0, 32));
   d->add_option("--page", o.decodeTiff.page, "Page of a TIFF file, from 0")->check(CLI::Range(0, 65535));
   d->add_flag("--fast", o.fast, "Replicate halved chroma, which is otherwise interpolated");
   d->add_flag("--components", o.raw, "Write the components as they are coded, YCbCr in place of RGB");

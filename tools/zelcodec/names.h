@@ -5,12 +5,14 @@
 #include <map>
 #include <string>
 
+#include "dds.h"
 #include "jpeg2000.h"
 
 namespace zelcodec {
 
 using zelcodecs::CodeBlockStyle;
 using zelcodecs::Progression;
+using zelcodecs::TextureFormat;
 
 inline const std::map<std::string, CodeBlockStyle> kStyles = {
     {"bypass", zelcodecs::kBypass},           {"reset", zelcodecs::kReset},
@@ -21,6 +23,10 @@ inline const std::map<std::string, Progression> kProgressions = {{"lrcp", Progre
                                                                  {"rpcl", Progression::rpcl},
                                                                  {"pcrl", Progression::pcrl},
                                                                  {"cprl", Progression::cprl}};
+inline const std::map<std::string, TextureFormat> kTextureFormats = {{"dxt1", TextureFormat::dxt1},
+                                                                     {"dxt3", TextureFormat::dxt3},
+                                                                     {"dxt5", TextureFormat::dxt5},
+                                                                     {"ycocg", TextureFormat::ycocg}};
 
 }  // namespace zelcodec
 
