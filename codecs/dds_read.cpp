@@ -1,7 +1,8 @@
 // Reading of DDS files: the header, and the blocks of one level.
 #include <algorithm>
-#include <cmath>
 #include <cstring>
+#include <string>
+#include <utility>
 
 #include "dds.h"
 #include "dds_format.h"

@@ -1,6 +1,6 @@
 // Writing of DDS files: mip levels by a box filter, each then coded in strips of block rows.
 #include <algorithm>
-#include <cstring>
+#include <string>
 #include <utility>
 
 #include "dds.h"

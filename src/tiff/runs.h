@@ -22,30 +22,38 @@ ZEL_INLINE void copyBothEnds(uint8_t* dst, const uint8_t* src, int n) {
   __builtin_memcpy(dst + last, &tail, sizeof tail);
 }
 
+// The same for pieces of kBytes, from kBytes to twice as many.
+template <int kBytes, class V>
+ZEL_INLINE void copyBothEnds(uint8_t* dst, const uint8_t* src, int n) {
+  for (int i = 0; i < kBytes; i += V::N) store(dst + i, load<V>(src + i));
+  for (int i = n - kBytes; i < n; i += V::N) store(dst + i, load<V>(src + i));
+}
+
+// At most kMaxRun bytes.
 ZEL_INLINE void copyRun(uint8_t* dst, const uint8_t* src, int n) {
-  if (n >= 16) {
-    int i = 0;
-    for (; i + u8v::N <= n; i += u8v::N) store(dst + i, load<u8v>(src + i));
-    if (n >= u8v::N) return store(dst + n - u8v::N, load<u8v>(src + n - u8v::N));
-    store(dst, load<u8x16>(src));
-    return store(dst + n - 16, load<u8x16>(src + n - 16));
-  }
+  if (n >= kMaxRun / 2) return copyBothEnds<kMaxRun / 2, u8v>(dst, src, n);
+  if (n >= 32) return copyBothEnds<32, u8v>(dst, src, n);
+  if (n >= 16) return copyBothEnds<16, u8x16>(dst, src, n);
   if (n >= 8) return copyBothEnds<uint64_t>(dst, src, n);
   if (n >= 4) return copyBothEnds<uint32_t>(dst, src, n);
   if (n >= 2) return copyBothEnds<uint16_t>(dst, src, n);
   *dst = *src;
 }
 
-// n >= 2
+template <int kBytes, class V>
+ZEL_INLINE void fillBothEnds(uint8_t* dst, V value, int n) {
+  for (int i = 0; i < kBytes; i += V::N) store(dst + i, value);
+  for (int i = n - kBytes; i < n; i += V::N) store(dst + i, value);
+}
+
+// 2 to kMaxRun bytes.
 ZEL_INLINE void fillRun(uint8_t* dst, uint8_t value, int n) {
+  const u8v all = splat<u8v>(value);
+  const u8x16 part = splat<u8x16>(value);
+  if (n >= kMaxRun / 2) return fillBothEnds<kMaxRun / 2>(dst, all, n);
+  if (n >= 32) return fillBothEnds<32>(dst, all, n);
+  if (n >= 16) return fillBothEnds<16>(dst, part, n);
   const uint64_t eight = value * 0x0101010101010101u;
-  if (n >= 16) {
-    int i = 0;
-    for (; i + u8v::N <= n; i += u8v::N) store(dst + i, splat<u8v>(value));
-    if (n >= u8v::N) return store(dst + n - u8v::N, splat<u8v>(value));
-    store(dst, splat<u8x16>(value));
-    return store(dst + n - 16, splat<u8x16>(value));
-  }
   const auto both = [=](auto x) {
     __builtin_memcpy(dst, &x, sizeof x);
     __builtin_memcpy(dst + n - int(sizeof x), &x, sizeof x);
