@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# installed.sh BUILD_DIR SOURCE_DIR CXX: installs into a scratch directory and builds the README's example against the
+# installed.sh BUILD_DIR SOURCE_DIR: installs into a scratch directory and builds the README's example against the
 # result, by pkg-config and by CMake; both programs must run.
 set -euo pipefail
-build=$1 source=$2 compiler=$3
+build=$1 source=$2
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 
@@ -25,6 +25,6 @@ find_package(zelj REQUIRED)
 add_executable(example example.c)
 target_link_libraries(example PRIVATE zelj::zelj)
 CMAKE
-cmake -S "$scratch" -B "$scratch/build" -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
+cmake -S "$scratch" -B "$scratch/build" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
 cmake --build "$scratch/build" >/dev/null
 "$scratch/build/example"
