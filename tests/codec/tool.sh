@@ -72,6 +72,8 @@ contains out '"texture": "DXT5", "width": 599.*"width": 1, "height": 1, '
 expect 0 decode a.dds small.png --mip 2
 expect 0 info small.png
 contains out "^149 x 99 pixels"
+expect 0 encode "$picture" t.dds --texture dxt3
+expect 0 compare "$picture" t.dds --min-psnr 28 # opacities of 240 beside none
 expect 0 encode "$picture" y.dds --texture ycocg
 expect 0 compare "$picture" y.dds --min-psnr 38
 expect 1 decode y.dds small.png --mip 1

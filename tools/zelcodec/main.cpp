@@ -220,7 +220,10 @@ std::string number(double v, bool json) {
 
 int compare(Options& o) {
   forDecoders(o, [&](auto& d) { d.limits.maxPixels = o.maxPixels; });
-  const Image a = decodeAny(readFile(o.in), o), b = decodeAny(readFile(o.second), o);
+  Image a = decodeAny(readFile(o.in), o), b = decodeAny(readFile(o.second), o);
+  // A picture without opacity is an opaque one.
+  if (a.model() == ColourModel::rgba && b.model() == ColourModel::rgb) b = toColour(b, a.model());
+  if (b.model() == ColourModel::rgba && a.model() == ColourModel::rgb) a = toColour(a, b.model());
   if (a.width() != b.width() || a.height() != b.height() || a.model() != b.model() || a.bitDepth() != b.bitDepth()) {
     std::printf(o.json ? "{\"comparable\": false}\n" : "the pictures differ in size, colour model or bit depth\n");
     return kDiffer;

@@ -169,7 +169,7 @@ curves() {  # <POINTS
           last = i
         }
         printf "<path d=\"%s\" fill=\"none\" stroke=\"%s\" stroke-width=\"2\"/>\n", line, colour[k]
-        printf "<text x=\"%.1f\" y=\"%.1f\" fill=\"%s\" text-anchor=\"end\">%s</text>\n", px(x[last]), py(y[last]) - 10, colour[k], title[k]
+        printf "<text x=\"%.1f\" y=\"%.1f\" fill=\"%s\" text-anchor=\"end\">%s</text>\n", px(x[last]), py(y[last]) + 20, colour[k], title[k]
       }
       print "</svg>"
     }'
