@@ -214,6 +214,7 @@ class TileDecoder {
     const int top = ceilShift(ceilDiv(grid_.image.y0, size.dy), options_.reduce);
     const Plane& p = planes_[c];
     const int width = p.width;
+    if (p.at.empty()) return;
     std::vector<Word> line(static_cast<size_t>(width));
     for (int y = 0; y < p.height; ++y) {
       std::memcpy(line.data(), p.at.data() + static_cast<size_t>(y) * line.size(), line.size() * sizeof(Word));
