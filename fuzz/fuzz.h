@@ -1,11 +1,17 @@
-// What a fuzz target offers: libFuzzer's entry point, and for runs without libFuzzer files to start from and what became
-// of the inputs.
+// What a fuzz target offers: libFuzzer's entry point, and for runs without libFuzzer files to start from and what
+// became of the inputs.
 #ifndef ZELJ_FUZZ_FUZZ_H
 #define ZELJ_FUZZ_FUZZ_H
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <utility>
 #include <vector>
+
+#include "error.h"
+#include "image.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
@@ -16,5 +22,29 @@ struct FuzzOutcome {
   long bright = 0;  // pictures of a certain kind, so that their samples are looked at
 };
 extern FuzzOutcome fuzzOutcome;
+
+// Decodes the bytes as they are, then with keep-going, and counts what became of it. A refusal must say why. The
+// picture of the first decoding, empty where it was refused.
+template <class Options>
+zelcodecs::Image decodeBothWays(zelcodecs::Image decode(const uint8_t*, size_t, const Options&), const uint8_t* data,
+                                size_t size, Options options) {
+  zelcodecs::Image first;
+  for (const bool keepGoing : {false, true}) {
+    std::vector<std::string> warnings;
+    options.warnings = &warnings;
+    options.keepGoing = keepGoing;
+    try {
+      zelcodecs::Image image = decode(data, size, options);
+      // A picture that depends on memory that was never written shows here under valgrind.
+      if (image.row(image.height() - 1)[image.rowBytes() - 1] > 255 - image.row(0)[0]) ++fuzzOutcome.bright;
+      ++(keepGoing && !warnings.empty() ? fuzzOutcome.inPart : fuzzOutcome.whole);
+      if (!keepGoing) first = std::move(image);
+    } catch (const zelcodecs::Error& e) {
+      if (std::string(e.what()).size() < 10) std::abort();
+      ++fuzzOutcome.refused;
+    }
+  }
+  return first;
+}
 
 #endif
