@@ -53,7 +53,7 @@ struct Mixed : Float {
 template <class T_, int kShift, class Sum, Sum... weights>  // sums of two samples are of type Sum
 struct Fixed {
   typedef T_ T, W;
-  static constexpr int64_t c[] = {weights...}, kl = c[4], kh = c[5];
+  static constexpr int64_t c[6] = {weights...}, kl = c[4], kh = c[5];
   static int64_t sum(W a, W b) { return Sum(int64_t(a) + b); }
   static int64_t rounded(int64_t x) { return (x + (int64_t(1) << (kShift - 1))) >> kShift; }
   static W add(int i, W x, W a, W b, bool) { return W(x + rounded(c[i] * sum(a, b))); }
