@@ -37,10 +37,10 @@ class Pairs {
       bits_ = ofShortRow() >> at;
   }
 
-  // The window moves on where it is half used up: then most runs need no second look. It moves back where the search for
-  // the end of a literal has passed a pair at 126 bytes.
+  // The window moves on where it is half used up: then most runs need no second look. So a literal's search, which goes
+  // on in steps of 63 from there, never passes a pair at 126 bytes.
   ZEL_INLINE void follow(int at) {
-    if (at < begin_ || (at - begin_ >= kBits / 2 && !reachesEnd())) moveTo(at);
+    if (at - begin_ >= kBits / 2 && !reachesEnd()) moveTo(at);
   }
 
  private:
