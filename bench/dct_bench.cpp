@@ -122,7 +122,7 @@ bench::Work overBlocks(std::shared_ptr<Plane> p, PerBlock perBlock) {
   };
 }
 
-typedef decltype(&zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R) Inverse;
+using Inverse = decltype(&zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R);
 
 std::vector<bench::Contender> inverseRow(std::shared_ptr<Plane> p, Inverse zeltest::Api::*function, int scale,
                                          void (*peer)(void*, int16_t*, JSAMPARRAY, JDIMENSION)) {

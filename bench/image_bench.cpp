@@ -109,15 +109,18 @@ bench::Suite whole([] {
           const double pixels = double(w->image.width()) * w->image.height();
           const std::string where = label(name, halved, quality), kind = progressive ? "progressive " : "";
           const bench::Target target = progressive ? bench::Target{1.1, 1.3} : bench::Target{1.0, 1.2};
-          compareWith("whole " + kind + "encode" + where, pixels, "pixel", target, [w] { w->encode(); },
-                      "libjpeg-turbo", [w] { w->peerEncode(); });
-          compareWith("whole " + kind + "decode" + where, pixels, "pixel", target, [w] { w->decode(); },
-                      "libjpeg-turbo", [w] { w->peerDecode(); });
+          compareWith(
+              "whole " + kind + "encode" + where, pixels, "pixel", target, [w] { w->encode(); }, "libjpeg-turbo",
+              [w] { w->peerEncode(); });
+          compareWith(
+              "whole " + kind + "decode" + where, pixels, "pixel", target, [w] { w->decode(); }, "libjpeg-turbo",
+              [w] { w->peerDecode(); });
           if (progressive || !halved) continue;
           const auto fast = workOn(name, quality, halved, false);
           fast->decoding.smooth = false;
-          compareWith("whole decode, chroma replicated" + where, pixels, "pixel", target, [fast] { fast->decode(); },
-                      "libjpeg-turbo", [fast] { fast->peerDecode(); });
+          compareWith(
+              "whole decode, chroma replicated" + where, pixels, "pixel", target, [fast] { fast->decode(); },
+              "libjpeg-turbo", [fast] { fast->peerDecode(); });
         }
 });
 
@@ -166,12 +169,14 @@ bench::Suite entropy([] {
         write.progressive = true;
         write.threads = 1;
         const std::string where = label(name, halved, quality);
-        compareWith("progressive entropy decode" + where, blocks, "block", {1.0, 1.4},
-                    [w] { zelcodecs::readJpegCoefficients(w->file.data(), w->file.size(), w->decoding); },
-                    "libjpeg-turbo", [w] { PeerFile again(w->file); });
-        compareWith("progressive entropy encode with statistics" + where, blocks, "block", {1.0, 1.4},
-                    [ours, write] { zelcodecs::writeJpegCoefficients(*ours, write); }, "libjpeg-turbo",
-                    [w, peer] { peer->write(&w->peerFile); });
+        compareWith(
+            "progressive entropy decode" + where, blocks, "block", {1.0, 1.4},
+            [w] { zelcodecs::readJpegCoefficients(w->file.data(), w->file.size(), w->decoding); }, "libjpeg-turbo",
+            [w] { PeerFile again(w->file); });
+        compareWith(
+            "progressive entropy encode with statistics" + where, blocks, "block", {1.0, 1.4},
+            [ours, write] { zelcodecs::writeJpegCoefficients(*ours, write); }, "libjpeg-turbo",
+            [w, peer] { peer->write(&w->peerFile); });
       }
 });
 
@@ -196,10 +201,12 @@ bench::Suite lossless([] {
     const double size = double(w->file.size()) / double(encoder->encode().size());
     if (size < 0.8 || size > 1.1) std::printf("lossless check FAILED: size ratio %.3f\n", size);
     const double samples = 3.0 * w->image.width() * w->image.height();
-    compareWith(std::string("whole lossless encode ") + name, samples, "sample", {2, 4}, [w] { w->encode(); },
-                "libavcodec", [encoder] { encoder->encode(); });
-    compareWith(std::string("whole lossless decode ") + name, samples, "sample", {2, 4}, [w] { w->decode(); },
-                "libavcodec", [decoder, w] { decoder->decode(w->file); });
+    compareWith(
+        std::string("whole lossless encode ") + name, samples, "sample", {2, 4}, [w] { w->encode(); }, "libavcodec",
+        [encoder] { encoder->encode(); });
+    compareWith(
+        std::string("whole lossless decode ") + name, samples, "sample", {2, 4}, [w] { w->decode(); }, "libavcodec",
+        [decoder, w] { decoder->decode(w->file); });
   }
 });
 

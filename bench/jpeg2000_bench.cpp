@@ -1,5 +1,5 @@
-// Whole photographs through the JPEG 2000 codec beside OpenJPEG, one thread each: five levels, code blocks of 64 x 64, one
-// layer. Each decodes the file that it would be given: ours.
+// Whole photographs through the JPEG 2000 codec beside OpenJPEG, one thread each: five levels, code blocks of 64 x 64,
+// one layer. Each decodes the file that it would be given: ours.
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -23,7 +23,7 @@ struct Work {
   std::vector<uint8_t> peerEncode() const {
     return peer::encode(components, [this](opj_cparameters_t* p) {
       p->irreversible = !encoding.lossless;
-      if (!encoding.lossless) p->tcp_rates[0] = static_cast<float>(24 / encoding.rate);
+      if (!encoding.lossless) p->tcp_rates[0] = float(24 / encoding.rate);
     });
   }
 };
@@ -53,8 +53,9 @@ bench::Suite suite([] {
         std::printf("JPEG 2000 check FAILED: size ratio %.3f, %.2f and %.2f dB\n", size, ours, peers);
       const double pixels = double(photo.width) * photo.height;
       const std::string where = std::string(" ") + name + (lossless ? " lossless" : " 10:1");
-      bench::compare("JPEG 2000 whole encode" + where, pixels, "pixel", {1.0, 1.5},
-                     {{"avx2", [w] { encodeJpeg2000(w->image, w->encoding); }}, {"openjpeg", [w] { w->peerEncode(); }}});
+      bench::compare(
+          "JPEG 2000 whole encode" + where, pixels, "pixel", {1.0, 1.5},
+          {{"avx2", [w] { encodeJpeg2000(w->image, w->encoding); }}, {"openjpeg", [w] { w->peerEncode(); }}});
       bench::compare("JPEG 2000 whole decode" + where, pixels, "pixel", {1.0, 1.5},
                      {{"avx2", [w] { zelcodecs::decodeJpeg2000(w->file.data(), w->file.size(), w->decoding); }},
                       {"openjpeg", [w] { peer::decode(w->file); }}});

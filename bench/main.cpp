@@ -56,7 +56,8 @@ class RatioReporter : public benchmark::BenchmarkReporter {
   }
   // One line for each row, ready for the documentation. What memcpy takes is shown as our share of its speed.
   void Finalize() override {
-    std::printf("| work | unit | avx2 ns | sse41 ns | peer ns | avx2 ratio | sse41 ratio | at least | aim | of memcpy |\n");
+    std::printf(
+        "| work | unit | avx2 ns | sse41 ns | peer ns | avx2 ratio | sse41 ratio | at least | aim | of memcpy |\n");
     std::printf("|---|---|---|---|---|---|---|---|---|---|\n");
     for (const Row& row : rows()) {
       if (row.secondsPerUnit.empty()) continue;
@@ -81,8 +82,8 @@ class RatioReporter : public benchmark::BenchmarkReporter {
   }
 };
 
-// Under callgrind: each contender's work once, after once to warm up, as a dump of its own that is named after it and the
-// units it handled. The script instructions.sh makes a table of the dumps.
+// Under callgrind: each contender's work once, after once to warm up, as a dump of its own that is named after it and
+// the units it handled. The script instructions.sh makes a table of the dumps.
 void countInstructions(const std::string& filter) {
   const std::regex wanted(filter);
   for (const Row& row : rows()) {

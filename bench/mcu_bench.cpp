@@ -148,7 +148,7 @@ void verifyPeer(McuRow& row) {
   if (far) std::printf("MCU %s peer check FAILED: %d values differ by more than rounding\n", s.name, far);
 }
 
-typedef std::vector<std::unique_ptr<McuRow>> McuRowSet;
+using McuRowSet = std::vector<std::unique_ptr<McuRow>>;
 
 template <class PerRow>
 bench::Work overRows(std::shared_ptr<McuRowSet> rows, PerRow perRow) {

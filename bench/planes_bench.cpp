@@ -105,7 +105,8 @@ void resampling(const std::string& where, const std::shared_ptr<Work>& w) {
       for (size_t y = 0; y < rows; ++y) std::memcpy(w->largeRows[y], w->planeRows[0][y], bytes);
     };
     // H2V2 makes two rows of each source row; the first half of the rows is the source.
-    row("triangle up-sampling " + kind + where, pixels, {0.8, 1.0},
+    row(
+        "triangle up-sampling " + kind + where, pixels, {0.8, 1.0},
         bench::ours([=](const zeltest::Api& api) -> bench::Work {
           return [&api, w, both, height] {
             for (size_t y = 0; y < height / (both ? 2 : 1); ++y) {
@@ -133,7 +134,8 @@ void resampling(const std::string& where, const std::shared_ptr<Work>& w) {
             }
           }
         });
-    row("box down-sampling " + kind + where, pixels, {0.8, 1.0},
+    row(
+        "box down-sampling " + kind + where, pixels, {0.8, 1.0},
         bench::ours([=](const zeltest::Api& api) -> bench::Work {
           return [&api, w, both, height] {
             for (size_t y = 0; y < height; y += both ? 2 : 1) {

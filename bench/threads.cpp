@@ -1,5 +1,5 @@
-// Plane functions and codecs from one thread to all processors: the shortest of several runs in wall-clock time, and the
-// gain over one thread.
+// Plane functions and codecs from one thread to all processors: the shortest of several runs in wall-clock time, and
+// the gain over one thread.
 #include <omp.h>
 
 #include <algorithm>
@@ -30,7 +30,7 @@ int main() {
   const ZeliSize size = {width, height};
   zelcodecs::Image image(width, height, zelcodecs::ColourModel::rgb);
   for (size_t i = 0; i < image.sizeBytes(); ++i)
-    image.data()[i] = static_cast<uint8_t>((i / 3 % width + i / static_cast<size_t>(pitch)) / 16 + i * i % 13);
+    image.data()[i] = uint8_t((i / 3 % width + i / size_t(pitch)) / 16 + i * i % 13);
   std::vector<uint8_t> memory(image.sizeBytes());
   uint8_t* const planes[3] = {memory.data(), memory.data() + width * height, memory.data() + 2 * width * height};
   zelcodecs::JpegEncodeOptions progressive, intervals;

@@ -21,7 +21,7 @@ constexpr int kBlocks = (kSize / kBlock) * (kSize / kBlock);
 
 // One line of the reversible 5/3 transform (ITU-T T.800, F.4.8.1), low half first.
 void analyse(int32_t* line, int n, int stride) {
-  std::vector<int32_t> x(static_cast<size_t>(n));
+  std::vector<int32_t> x(size_t(n), 0);
   for (int i = 0; i < n; ++i) x[size_t(i)] = line[i * stride];
   const auto at = [&](int i) -> int32_t& { return x[size_t(i < 0 ? -i : i >= n ? 2 * n - 2 - i : i)]; };
   for (int i = 1; i < n; i += 2) at(i) -= (at(i - 1) + at(i + 1)) >> 1;

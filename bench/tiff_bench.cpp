@@ -11,7 +11,7 @@
 
 namespace {
 
-typedef zeltest::Api Api;
+using Api = zeltest::Api;
 using Bytes = std::vector<uint8_t>;
 
 struct Rows {

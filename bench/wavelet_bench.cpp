@@ -238,7 +238,7 @@ void componentRow(const std::string& name, ZelStatus (*zeltest::Api::*transform)
 
 bench::Suite suite([] {
   verifyPeer();
-  typedef zeltest::Api Api;
+  using Api = zeltest::Api;
   waveletRow<int32_t>("5/3 32s", &Api::zeliWTFwd_B53_JPEG2K_32s_C1IR, &Api::zeliWTInv_B53_JPEG2K_32s_C1IR, false,
                       {1, 2});
   waveletRow<int16_t>("5/3 16s", &Api::zeliWTFwd_B53_JPEG2K_16s_C1IR, &Api::zeliWTInv_B53_JPEG2K_16s_C1IR, false,

@@ -5,8 +5,7 @@
 // and arrays the first picture.
 //
 // Rows of blocks are divided among threads; files and pictures do not depend on it.
-#ifndef ZELCODECS_DDS_H
-#define ZELCODECS_DDS_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -61,5 +60,3 @@ DdsInfo readDdsInfo(const uint8_t* data, size_t size);
 bool isDds(const uint8_t* data, size_t size);
 
 }  // namespace zelcodecs
-
-#endif

@@ -1,7 +1,6 @@
 // The fields of a DDS file: the magic number and a header of 32-bit words, low bytes first; behind it, where the pixel
 // format says "DX10", a second header; then the levels of the first picture, each as blocks without gaps.
-#ifndef ZELCODECS_DDS_FORMAT_H
-#define ZELCODECS_DDS_FORMAT_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -52,7 +51,7 @@ constexpr uint32_t kYCoCgTag = fourCC("YCG2");
 using BlockDecoder = decltype(&zeliTextureDecodeBlockToRGBA_DXT1_8u_C1C4R);
 using BlockEncoder = decltype(&zeliTextureEncodeBlockFromRGBA_DXT1_8u_C4C1R);
 
-constexpr size_t blocksOver(int pixels) { return (static_cast<size_t>(pixels) + 3) / 4; }
+constexpr size_t blocksOver(int pixels) { return (size_t(pixels) + 3) / 4; }
 constexpr size_t bytesOf(int width, int height, size_t blockBytes) {
   return blocksOver(width) * blocksOver(height) * blockBytes;
 }
@@ -68,5 +67,3 @@ constexpr int sizeAt(int size, int level) { return size >> level > 1 ? size >> l
 constexpr int kRowsOfPiece = 64;  // pixel rows that a thread takes at once, a multiple of 4
 
 }  // namespace zelcodecs::dds
-
-#endif

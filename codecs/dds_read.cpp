@@ -43,8 +43,8 @@ class Header {
       throw Error(ErrorKind::damaged, "a texture of " + std::to_string(w) + " x " + std::to_string(h) + " pixels",
                   kHeight);
     info_.format = format_->name;
-    info_.width = static_cast<int>(w);
-    info_.height = static_cast<int>(h);
+    info_.width = int(w);
+    info_.height = int(h);
     listLevels();
   }
 
@@ -103,11 +103,10 @@ class Header {
   }
 
   void listLevels() {
-    const uint32_t most = static_cast<uint32_t>(mostLevels(info_.width, info_.height));
+    const uint32_t most = uint32_t(mostLevels(info_.width, info_.height));
     size_t offset = begin_;
     for (uint32_t i = 0; i < std::clamp<uint32_t>(levelsNamed(), 1, most); ++i) {
-      DdsInfo::Level l = {sizeAt(info_.width, static_cast<int>(i)), sizeAt(info_.height, static_cast<int>(i)), offset,
-                          0};
+      DdsInfo::Level l = {sizeAt(info_.width, int(i)), sizeAt(info_.height, int(i)), offset, 0};
       l.bytes = bytesOf(l.width, l.height, format_->blockBytes);
       offset += l.bytes;
       info_.levels.push_back(l);
@@ -123,7 +122,7 @@ class Header {
 
 // ---- Pixels ---------------------------------------------------------------------------------------------------------
 
-uint8_t clamped(float v) { return static_cast<uint8_t>(std::max(0.0f, std::min(255.0f, v + 0.5f))); }
+uint8_t clamped(float v) { return uint8_t(std::max(0.0f, std::min(255.0f, v + 0.5f))); }
 
 // Decoded fields end in zeros: 248 and 252 stand for 255 of a field of 5 and of 6 bits.
 constexpr float kFull5 = 255.0f / 248, kFull6 = 255.0f / 252;
@@ -131,7 +130,7 @@ constexpr float kFull5 = 255.0f / 248, kFull6 = 255.0f / 252;
 // Chroma was scaled by one more than the blue field, which has no other use.
 void fromYCoCg(uint8_t* p, int n) {
   for (; n > 0; --n, p += 4) {
-    const float scale = 1.0f / static_cast<float>((p[2] >> 3) + 1), y = p[3];
+    const float scale = 1.0f / float((p[2] >> 3) + 1), y = p[3];
     const float co = (p[0] * kFull5 - 128) * scale, cg = (p[1] * kFull6 - 128) * scale;
     p[0] = clamped(y + co - cg);
     p[1] = clamped(y + cg);
@@ -142,7 +141,7 @@ void fromYCoCg(uint8_t* p, int n) {
 
 void divideByOpacity(uint8_t* p, int n) {
   for (; n > 0; --n, p += 4)
-    for (int c = 0; c < 3; ++c) p[c] = p[3] ? static_cast<uint8_t>(std::min(255, (p[c] * 255 + p[3] / 2) / p[3])) : 0;
+    for (int c = 0; c < 3; ++c) p[c] = p[3] ? uint8_t(std::min(255, (p[c] * 255 + p[3] / 2) / p[3])) : 0;
 }
 
 // The rows from y on that a piece has, from so many blocks of the level as there are.
@@ -151,8 +150,8 @@ void decodePiece(const Format& format, const uint8_t* blocks, size_t count, int 
   const int rows = std::min(kRowsOfPiece, image->height() - y);
   const auto decode = [&](size_t from, int atRow, ZeliSize size) {
     if (size.width < 1 || size.height < 1) return;
-    if (format.decode(blocks + from * format.blockBytes, image->row(atRow), static_cast<uint32_t>(image->rowBytes()),
-                      size) != zelStsNoErr)
+    if (format.decode(blocks + from * format.blockBytes, image->row(atRow), uint32_t(image->rowBytes()), size) !=
+        zelStsNoErr)
       throw Error(ErrorKind::argument, "a level without pixels");
     for (int r = 0; r < size.height; ++r) {
       if (format.ycocg) fromYCoCg(image->row(atRow + r), size.width);
@@ -160,10 +159,10 @@ void decodePiece(const Format& format, const uint8_t* blocks, size_t count, int 
     }
   };
   const size_t there = count > first ? count - first : 0;
-  const int whole = static_cast<int>(std::min<size_t>(there / across * 4, static_cast<size_t>(rows)));
+  const int whole = int(std::min<size_t>(there / across * 4, size_t(rows)));
   decode(first, y, {image->width(), whole});
   if (whole == rows) return;
-  const int pixels = static_cast<int>(std::min<size_t>(there % across * 4, static_cast<size_t>(image->width())));
+  const int pixels = int(std::min<size_t>(there % across * 4, size_t(image->width())));
   decode(first + there / across * across, y + whole, {pixels, std::min(4, rows - whole)});
 }
 
@@ -179,11 +178,11 @@ Image decodeDds(const uint8_t* data, size_t size, const DdsDecodeOptions& option
     warnings.add("more mip levels than such a texture can have", kLevelCount);
   if (info.cubeMap) warnings.add("of a cube map only the first face is decoded", kCaps2);
   if (info.pictures > 1) warnings.add("of an array of textures only the first is decoded", kArraySize);
-  if (options.level < 0 || static_cast<size_t>(options.level) >= info.levels.size())
+  if (options.level < 0 || size_t(options.level) >= info.levels.size())
     throw Error(ErrorKind::argument, "the file has mip levels 0 to " + std::to_string(info.levels.size() - 1));
 
-  const DdsInfo::Level& level = info.levels[static_cast<size_t>(options.level)];
-  checkSize(static_cast<uint64_t>(level.width), static_cast<uint64_t>(level.height), options.limits, kHeight);
+  const DdsInfo::Level& level = info.levels[size_t(options.level)];
+  checkSize(uint64_t(level.width), uint64_t(level.height), options.limits, kHeight);
   const size_t there = level.offset < size ? std::min(level.bytes, size - level.offset) : 0;
   if (there < level.bytes) {
     const Error cut(ErrorKind::damaged, "the file ends before the blocks of level " + std::to_string(options.level),

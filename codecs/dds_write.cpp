@@ -56,12 +56,12 @@ Image halved(const Image& image, int threads) {
       for (int c = 0; c < channels; ++c) {
         int64_t sum = whole / 2;
         for (int v = 0; v < down.count(); ++v) {
-          const uint8_t* p = image.row(2 * y + v) + static_cast<ptrdiff_t>(2 * x) * channels + c;
+          const uint8_t* p = image.row(2 * y + v) + ptrdiff_t(2 * x) * channels + c;
           int64_t row = 0;
           for (int u = 0; u < across.count(); ++u) row += across.weight(x, u) * p[u * channels];
           sum += down.weight(y, v) * row;
         }
-        out.row(y)[x * channels + c] = static_cast<uint8_t>(sum / whole);
+        out.row(y)[x * channels + c] = uint8_t(sum / whole);
       }
   });
   return out;
@@ -69,12 +69,12 @@ Image halved(const Image& image, int threads) {
 
 // Luma, orange and green chroma, these two around 128.
 void toYCoCg(Image* image, int threads) {
-  const auto chroma = [](int v) { return static_cast<uint8_t>(std::min(255, (v + 2) / 4)); };
+  const auto chroma = [](int v) { return uint8_t(std::min(255, (v + 2) / 4)); };
   forEachPiece(image->height(), threads, [&](int y) {
     uint8_t* p = image->row(y);
     for (int x = 0; x < image->width(); ++x, p += 3) {
       const int r = p[0], g = p[1], b = p[2];
-      p[0] = static_cast<uint8_t>((r + 2 * g + b + 2) / 4);
+      p[0] = uint8_t((r + 2 * g + b + 2) / 4);
       p[1] = chroma(2 * r - 2 * b + 512);
       p[2] = chroma(2 * g - r - b + 512);
     }
@@ -82,7 +82,7 @@ void toYCoCg(Image* image, int threads) {
 }
 
 void encodeBlocks(const Image& image, const Coder& coder, int threads, uint8_t* to) {
-  const uint32_t step = static_cast<uint32_t>(image.rowBytes());
+  const uint32_t step = uint32_t(image.rowBytes());
   forEachPiece((image.height() - 1) / kRowsOfPiece + 1, threads, [&](int i) {
     const int y = i * kRowsOfPiece;
     const ZeliSize size = {image.width(), std::min(kRowsOfPiece, image.height() - y)};
@@ -94,15 +94,15 @@ void encodeBlocks(const Image& image, const Coder& coder, int threads, uint8_t* 
 Bytes header(const Image& image, const Coder& coder, TextureFormat format, int levels) {
   Bytes out(kHeaderEnd);
   const auto put = [&](Word at, uint32_t v) {
-    for (size_t i = 0; i < 4; ++i) out[at + i] = static_cast<uint8_t>(v >> 8 * i);
+    for (size_t i = 0; i < 4; ++i) out[at + i] = uint8_t(v >> 8 * i);
   };
   put(kMagic, fourCC("DDS "));
   put(kHeaderSize, kHeaderBytes);
   put(kFlags, kHasCaps | kHasHeight | kHasWidth | kHasPixelFormat | kHasLinearSize | (levels > 1 ? kHasLevelCount : 0));
-  put(kHeight, static_cast<uint32_t>(image.height()));
-  put(kWidth, static_cast<uint32_t>(image.width()));
-  put(kLinearSize, static_cast<uint32_t>(bytesOf(image.width(), image.height(), coder.blockBytes)));
-  put(kLevelCount, static_cast<uint32_t>(levels));
+  put(kHeight, uint32_t(image.height()));
+  put(kWidth, uint32_t(image.width()));
+  put(kLinearSize, uint32_t(bytesOf(image.width(), image.height(), coder.blockBytes)));
+  put(kLevelCount, uint32_t(levels));
   if (format == TextureFormat::ycocg) put(kTag, kYCoCgTag);
   put(kPixelFormatSize, kPixelFormatBytes);
   put(kPixelFormatFlags, kPixelFormatHasFourCC);

@@ -1,6 +1,5 @@
 // What goes wrong while a file is read or written, said so that a person can act on it.
-#ifndef ZELCODECS_ERROR_H
-#define ZELCODECS_ERROR_H
+#pragma once
 
 #include <cstddef>
 #include <stdexcept>
@@ -34,5 +33,3 @@ class Error : public std::runtime_error {
 };
 
 }  // namespace zelcodecs
-
-#endif

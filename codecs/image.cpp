@@ -12,7 +12,7 @@ Image::Image(int width, int height, ColourModel model, int bitDepth)
     : width_(width), height_(height), model_(model), bitDepth_(bitDepth) {
   if (width < 1 || height < 1 || bitDepth < 1 || bitDepth > 16)
     throw Error(ErrorKind::argument, "an image must have at least one pixel and 1 to 16 bits a sample");
-  rowBytes_ = static_cast<size_t>(width) * static_cast<size_t>(channels() * bytesPerSample());
+  rowBytes_ = size_t(width) * size_t(channels() * bytesPerSample());
   data_.reset(new uint8_t[sizeBytes()]);
 }
 
@@ -25,9 +25,9 @@ Image Image::clone() const {
 
 void Image::setSample(int y, int i, int value) {
   if (bitDepth_ > 8)
-    row16(y)[i] = static_cast<uint16_t>(value);
+    row16(y)[i] = uint16_t(value);
   else
-    row(y)[i] = static_cast<uint8_t>(value);
+    row(y)[i] = uint8_t(value);
 }
 
 void checkSize(uint64_t width, uint64_t height, const Limits& limits, size_t offset) {
@@ -42,7 +42,7 @@ Image crop(const Image& image, int x, int y, int width, int height) {
   if (x < 0 || y < 0 || width > image.width() - x || height > image.height() - y)
     throw Error(ErrorKind::argument, "the rectangle to cut out is not inside the picture");
   Image out(width, height, image.model(), image.bitDepth());
-  const size_t left = static_cast<size_t>(x) * static_cast<size_t>(image.channels() * image.bytesPerSample());
+  const size_t left = size_t(x) * size_t(image.channels() * image.bytesPerSample());
   for (int r = 0; r < height; ++r) std::memcpy(out.row(r), image.row(y + r) + left, out.rowBytes());
   return out;
 }
@@ -57,7 +57,7 @@ Image toGrey(const Image& image) {
       for (int i = 0; i < channels; ++i) c[i] = image.sample(y, x * channels + i);
       if (image.model() == ColourModel::cmyk)
         for (int i = 0; i < 3; ++i) c[i] = (top - c[i]) * (top - c[3]) / top;
-      out.setSample(y, x, static_cast<int>((19595 * c[0] + 38470 * c[1] + 7471 * c[2] + 32768) >> 16));
+      out.setSample(y, x, int((19595 * c[0] + 38470 * c[1] + 7471 * c[2] + 32768) >> 16));
     }
   return out;
 }
@@ -72,7 +72,7 @@ void toColourRow(const T* from, int fromChannels, int width, int opaque, T* to, 
     to[0] = from[0];
     to[1] = from[green];
     to[2] = from[blue];
-    if (toChannels == 4) to[3] = static_cast<T>(opaque);
+    if (toChannels == 4) to[3] = T(opaque);
   }
 }
 

@@ -1,6 +1,5 @@
 // Pictures in memory: interleaved samples of one byte (up to 8 bits) or two bytes (9 to 16 bits), rows without gaps.
-#ifndef ZELCODECS_IMAGE_H
-#define ZELCODECS_IMAGE_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -43,13 +42,13 @@ class Image {
   int maxValue() const { return (1 << bitDepth_) - 1; }
   int bytesPerSample() const { return bitDepth_ > 8 ? 2 : 1; }
   size_t rowBytes() const { return rowBytes_; }
-  size_t sizeBytes() const { return rowBytes_ * static_cast<size_t>(height_); }
+  size_t sizeBytes() const { return rowBytes_ * size_t(height_); }
   bool empty() const { return width_ == 0; }
 
   uint8_t* data() { return data_.get(); }
   const uint8_t* data() const { return data_.get(); }
-  uint8_t* row(int y) { return data_.get() + rowBytes_ * static_cast<size_t>(y); }
-  const uint8_t* row(int y) const { return data_.get() + rowBytes_ * static_cast<size_t>(y); }
+  uint8_t* row(int y) { return data_.get() + rowBytes_ * size_t(y); }
+  const uint8_t* row(int y) const { return data_.get() + rowBytes_ * size_t(y); }
   // Rows of pictures with two bytes a sample; operator new aligns the samples, and every row is a whole number of them.
   uint16_t* row16(int y) { return reinterpret_cast<uint16_t*>(row(y)); }
   const uint16_t* row16(int y) const { return reinterpret_cast<const uint16_t*>(row(y)); }
@@ -73,16 +72,15 @@ void checkSize(uint64_t width, uint64_t height, const Limits& limits, size_t off
 // The rectangle with its top left corner at (x, y), which must lie inside the picture.
 Image crop(const Image& image, int x, int y, int width, int height);
 
-// The luminance of ITU-R BT.601, with the bit depth kept; CMYK is seen as ink on white paper, and opacity does not count.
+// The luminance of ITU-R BT.601, with the bit depth kept; CMYK is seen as ink on white paper, and opacity does not
+// count.
 Image toGrey(const Image& image);
 
-// A grey, RGB or RGBA picture with the channels of another of these models: grey becomes three equal channels, an opacity
-// that is missing full, one that is too much is left out.
+// A grey, RGB or RGBA picture with the channels of another of these models: grey becomes three equal channels, an
+// opacity that is missing full, one that is too much is left out.
 Image toColour(const Image& image, ColourModel model);
 
 // An RGBA picture whose pixels are all opaque becomes RGB; any other stays what it is.
 Image withoutFullOpacity(Image image);
 
 }  // namespace zelcodecs
-
-#endif

@@ -40,7 +40,7 @@ bool tryEndings(const uint8_t* segment, size_t length, const Try& attempt) {
     std::vector<uint8_t> ended = copy;
     if (low) {
       if (ended.empty()) break;
-      ended.back() = static_cast<uint8_t>((ended.back() & ~((1 << low) - 1)) | (0x55 & ((1 << low) - 1)));
+      ended.back() = uint8_t((ended.back() & ~((1 << low) - 1)) | (0x55 & ((1 << low) - 1)));
     }
     if (!ended.empty() && ended.back() == 0xFF) ended.push_back(0x55);
     if (attempt(ended)) return true;
@@ -52,19 +52,19 @@ bool tryEndings(const uint8_t* segment, size_t length, const Try& attempt) {
 // Segment by segment, with the state and the samples kept so that a raw segment can be decoded again.
 bool decodeWithOtherEndings(const CodeBlock& block, const uint8_t* data, ZeliSize size, int band, int sfBits, int flags,
                             State* state, int32_t* words) {
-  const size_t bytes = static_cast<size_t>(size.width) * static_cast<size_t>(size.height) * 4;
+  const size_t bytes = size_t(size.width) * size_t(size.height) * 4;
   zeliDecodeCBProgrInit_JPEG2K(record(state));
   zeliDecodeCBProgrAttach_JPEG2K_32s_C1R(words, size.width * 4, size, record(state), band, sfBits, flags);
   zeliDecodeCBProgrSetPassCounter_JPEG2K(block.passes, record(state));
   for (size_t i = 0; i < block.segments.size(); ++i) {
-    const size_t length = static_cast<size_t>(block.segments[i]);
+    const size_t length = size_t(block.segments[i]);
     const State before = *state;
     const std::vector<int32_t> wordsBefore(words, words + bytes / 4);
     const auto step = [&](const std::vector<uint8_t>& segment) {
       *state = before;
       std::memcpy(words, wordsBefore.data(), bytes);
       const uint8_t none = 0;
-      return zeliDecodeCBProgrStep_JPEG2K(segment.empty() ? &none : segment.data(), static_cast<int>(segment.size()),
+      return zeliDecodeCBProgrStep_JPEG2K(segment.empty() ? &none : segment.data(), int(segment.size()),
                                           record(state)) == zelStsNoErr;
     };
     if (!step({data, data + length}) && !tryEndings(data, length, step)) return false;
@@ -86,13 +86,13 @@ bool decodeBlock(const CodeBlock& block, int bandKind, int planes, int blockStyl
   static thread_local State state;
   int bytes = 0;
   zeliDecodeGetBufSize_JPEG2K(size, &bytes);
-  if (state.size() < static_cast<size_t>(bytes)) state.resize(static_cast<size_t>(bytes));
+  if (state.size() < size_t(bytes)) state.resize(size_t(bytes));
   const uint8_t none = 0;
   const uint8_t* const data = block.data.empty() ? &none : block.data.data();
   const int band = coderBand(bandKind);
   const ZelStatus status = zeliDecodeCodeBlock_JPEG2K_1u32s_C1R(
-      data, words, size.width * 4, size, band, sfBits, block.passes, block.segments.data(),
-      static_cast<int>(block.segments.size()), flags, nullptr, record(&state));
+      data, words, size.width * 4, size, band, sfBits, block.passes, block.segments.data(), int(block.segments.size()),
+      flags, nullptr, record(&state));
   if (status == zelStsNoErr) return true;
   return (blockStyle & kBypass) && decodeWithOtherEndings(block, data, size, band, sfBits, flags, &state, words);
 }
@@ -121,12 +121,12 @@ void BlockEncoder::encode(const int32_t* words, int planes, int bandKind, int bl
     zeliEncodeStoreBits_JPEG2K_1u(buffer, &n, state_, &more);
     block->data.insert(block->data.end(), buffer, buffer + n);
   }
-  block->rates.resize(static_cast<size_t>(passes));
-  distortions->resize(static_cast<size_t>(passes));
+  block->rates.resize(size_t(passes));
+  distortions->resize(size_t(passes));
   // A segment ends where its bytes do; the rates inside are what a decoder needs of it.
   int segmentEnd = 0, segment = -1, left = 0;
   for (int p = 0; p < passes; ++p) {
-    const size_t n = static_cast<size_t>(p);
+    const size_t n = size_t(p);
     if (left == 0) {
       int length = 0;
       zeliEncodeGetTermPassLen_JPEG2K(state_, ++segment, &length);

@@ -1,6 +1,5 @@
 // Code blocks in both directions (T.800 Annex D): sign and magnitude, bit plane by bit plane.
-#ifndef ZELCODECS_J2K_BLOCKS_H
-#define ZELCODECS_J2K_BLOCKS_H
+#pragma once
 
 #include "j2k_tile.h"
 #include "zelj.h"
@@ -15,9 +14,9 @@ int coderBand(int bandKind);
 constexpr int kMaxBlockSamples = 4096;
 
 // Decodes a block's passes into words of sign (bit 31) and magnitude, in steps or, with halves, in half steps: then bit
-// 0 is set where all planes of a sample are known, and the value stands in the middle of its interval. planes: magnitude
-// bit planes of the band. False where damage shows; the samples are then what came before it. Throws where the packets
-// told something impossible.
+// 0 is set where all planes of a sample are known, and the value stands in the middle of its interval. planes:
+// magnitude bit planes of the band. False where damage shows; the samples are then what came before it. Throws where
+// the packets told something impossible.
 bool decodeBlock(const CodeBlock& block, int bandKind, int planes, int blockStyle, bool halves, int32_t* words);
 
 // Codes a block of words of sign and magnitude, whose lowest plane to code is bit 31 - planes, and sets the block's
@@ -38,5 +37,3 @@ class BlockEncoder {
 };
 
 }  // namespace zelcodecs::j2k
-
-#endif

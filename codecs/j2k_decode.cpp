@@ -27,7 +27,7 @@ struct Plane {
   void toReal() {
     const float scale = std::ldexp(1.0f, -fraction);
     for (int32_t& v : at) {
-      const float f = static_cast<float>(v) * scale;
+      const float f = float(v) * scale;
       std::memcpy(&v, &f, 4);
     }
     real = true;
@@ -48,7 +48,7 @@ class TileDecoder {
   void run(Jpeg2000Components* out) {
     readPackets();
     decodeBlocks();
-    forEachPiece(static_cast<int>(planes_.size()), threads_, [&](int c) { transform(static_cast<size_t>(c)); });
+    forEachPiece(int(planes_.size()), threads_, [&](int c) { transform(size_t(c)); });
     undoColourTransform();
     for (size_t c = 0; c < planes_.size(); ++c) store(c, &out->components[c]);
   }
@@ -69,7 +69,7 @@ class TileDecoder {
     try {
       PacketOrder(tile_, parameters_).walk([&](const PacketId& id) {
         if (reader.atEnd()) throw Error(ErrorKind::damaged, "packets are missing");
-        const int left = parameters_.components[static_cast<size_t>(id.component)].coding.levels - id.resolution;
+        const int left = parameters_.components[size_t(id.component)].coding.levels - id.resolution;
         reader.read(id, id.layer < layers && left >= options_.reduce);
         return true;
       });
@@ -88,23 +88,22 @@ class TileDecoder {
     for (size_t c = 0; c < tile_.components.size(); ++c) {
       const TileComponent& tc = tile_.components[c];
       const int shown = parameters_.components[c].coding.levels - options_.reduce;
-      const Rect& area = tc.resolutions[static_cast<size_t>(shown)].area;
+      const Rect& area = tc.resolutions[size_t(shown)].area;
       Plane p;
       p.width = area.width();
       p.height = area.height();
-      p.at.resize(static_cast<size_t>(p.width) * static_cast<size_t>(p.height));
+      p.at.resize(size_t(p.width) * size_t(p.height));
       if (!parameters_.components[c].coding.reversible) p.fraction = fractionBits(grid_.components[c].precision);
       planes_.push_back(std::move(p));
       for (int r = 0; r <= shown; ++r)
-        for (const Precinct& precinct : tc.resolutions[static_cast<size_t>(r)].precincts)
+        for (const Precinct& precinct : tc.resolutions[size_t(r)].precincts)
           for (const PrecinctBand& pb : precinct.bands)
             for (const CodeBlock& b : pb.blocks)
-              if (b.passes)
-                items.push_back({c, &tc.resolutions[static_cast<size_t>(r)].bands[static_cast<size_t>(pb.band)], &b});
+              if (b.passes) items.push_back({c, &tc.resolutions[size_t(r)].bands[size_t(pb.band)], &b});
     }
     int done = 0;
-    forEachPiece(static_cast<int>(items.size()), threads_, [&](int i) {
-      const Item& item = items[static_cast<size_t>(i)];
+    forEachPiece(int(items.size()), threads_, [&](int i) {
+      const Item& item = items[size_t(i)];
       try {
         decode(item.component, *item.band, *item.block);
       } catch (const Error& e) {
@@ -112,7 +111,7 @@ class TileDecoder {
       }
       if (options_.progress && i % 64 == 0) {
 #pragma omp critical(zelcodecs_progress)
-        options_.progress(std::min(1.0, 64.0 * ++done / static_cast<double>(items.size())));
+        options_.progress(std::min(1.0, 64.0 * ++done / double(items.size())));
       }
     });
   }
@@ -128,8 +127,7 @@ class TileDecoder {
     const double scale = halves ? std::ldexp(band.step, plane.fraction - 1) : 1;
     const auto put = [&](auto value) {
       for (int y = 0; y < block.area.height(); ++y) {
-        int32_t* const to = &plane.at[static_cast<size_t>(block.planeY + y) * static_cast<size_t>(plane.width) +
-                                      static_cast<size_t>(block.planeX)];
+        int32_t* const to = &plane.at[size_t(block.planeY + y) * size_t(plane.width) + size_t(block.planeX)];
         for (int x = 0; x < width; ++x) {
           const int32_t word = words[y * width + x];
           int32_t magnitude = word & INT32_MAX;
@@ -141,8 +139,8 @@ class TileDecoder {
       }
     };
     if (halves) {
-      const float f = static_cast<float>(scale);
-      put([f](int32_t m) { return static_cast<int32_t>(std::min(static_cast<float>(m) * f + 0.5f, 2147483520.0f)); });
+      const float f = float(scale);
+      put([f](int32_t m) { return int32_t(std::min(float(m) * f + 0.5f, 2147483520.0f)); });
     } else {
       put([](int32_t m) { return m; });
     }
@@ -155,12 +153,12 @@ class TileDecoder {
     Plane& plane = planes_[c];
     std::vector<uint8_t> buffer;
     for (int r = 1; r <= style.levels - options_.reduce; ++r) {
-      const Rect& a = tc.resolutions[static_cast<size_t>(r)].area;
+      const Rect& a = tc.resolutions[size_t(r)].area;
       if (a.empty()) continue;
       const ZeliRect rect = {a.x0 & 1, a.y0 & 1, a.width(), a.height()};
       int bytes = 0;
       (style.reversible ? zeliWTGetBufSize_B53_JPEG2K_32s_C1IR : zeliWTGetBufSize_D97_JPEG2K_32s_C1IR)(&rect, &bytes);
-      buffer.resize(static_cast<size_t>(bytes) + 1);
+      buffer.resize(size_t(bytes) + 1);
       (style.reversible ? zeliWTInv_B53_JPEG2K_32s_C1IR : zeliWTInv_D97_JPEG2K_32s_C1IR)(plane.at.data(), plane.step(),
                                                                                          &rect, buffer.data());
     }
@@ -176,7 +174,7 @@ class TileDecoder {
       zeliRCTInv_JPEG2K_32s_P3IR(planes, planes_[0].step(), size);
       return;
     }
-    forEachPiece(3, threads_, [&](int i) { planes_[static_cast<size_t>(i)].toReal(); });
+    forEachPiece(3, threads_, [&](int i) { planes_[size_t(i)].toReal(); });
     float* floats[3];
     for (size_t i = 0; i < 3; ++i) floats[i] = reinterpret_cast<float*>(planes[i]);
     zeliICTInv_JPEG2K_32f_P3IR(floats, planes_[0].step(), size);
@@ -189,11 +187,11 @@ class TileDecoder {
     const int32_t low = -(1 << (size.precision - 1)), high = -1 - low, shift = size.isSigned ? 0 : -low;
     const Plane& p = planes_[c];
     if (p.real) {
-      const float lowest = static_cast<float>(low), highest = static_cast<float>(high);
+      const float lowest = float(low), highest = float(high);
       storeRows<float>(c, out, [=](float f) {
         f = f < lowest ? lowest : f;
         f = f > highest ? highest : f;
-        return static_cast<int32_t>(f + std::copysign(0.5f, f)) + shift;
+        return int32_t(f + std::copysign(0.5f, f)) + shift;
       });
     } else {
       const int fraction = p.fraction;
@@ -208,19 +206,17 @@ class TileDecoder {
   void storeRows(size_t c, Jpeg2000Components::Component* out, const Finish& finish) const {
     const ComponentSize& size = grid_.components[c];
     const TileComponent& tc = tile_.components[c];
-    const Rect& area =
-        tc.resolutions[static_cast<size_t>(parameters_.components[c].coding.levels - options_.reduce)].area;
+    const Rect& area = tc.resolutions[size_t(parameters_.components[c].coding.levels - options_.reduce)].area;
     const int left = ceilShift(ceilDiv(grid_.image.x0, size.dx), options_.reduce);
     const int top = ceilShift(ceilDiv(grid_.image.y0, size.dy), options_.reduce);
     const Plane& p = planes_[c];
     const int width = p.width;
     if (p.at.empty()) return;
-    std::vector<Word> line(static_cast<size_t>(width));
+    std::vector<Word> line(size_t(width), Word{});
     for (int y = 0; y < p.height; ++y) {
-      std::memcpy(line.data(), p.at.data() + static_cast<size_t>(y) * line.size(), line.size() * sizeof(Word));
-      int32_t* to = out->samples.data() + (static_cast<size_t>(area.y0 - top + y) * static_cast<size_t>(out->width) +
-                                           static_cast<size_t>(area.x0 - left));
-      for (int x = 0; x < width; ++x) to[x] = finish(line[static_cast<size_t>(x)]);
+      std::memcpy(line.data(), p.at.data() + size_t(y) * line.size(), line.size() * sizeof(Word));
+      int32_t* to = out->samples.data() + (size_t(area.y0 - top + y) * size_t(out->width) + size_t(area.x0 - left));
+      for (int x = 0; x < width; ++x) to[x] = finish(line[size_t(x)]);
     }
   }
 
@@ -261,8 +257,7 @@ Jpeg2000Components decodeAll(const uint8_t* data, size_t size, const Jpeg2000Dec
     k.precision = c.precision;
     k.isSigned = c.isSigned;
     // What no tile brings is mid-grey.
-    k.samples.assign(static_cast<size_t>(k.width) * static_cast<size_t>(k.height),
-                     c.isSigned ? 0 : 1 << (c.precision - 1));
+    k.samples.assign(size_t(k.width) * size_t(k.height), c.isSigned ? 0 : 1 << (c.precision - 1));
     out.components.push_back(std::move(k));
   }
   bool any = false;
@@ -304,13 +299,13 @@ struct Channel {
 std::vector<Channel> channelsOf(const Jpeg2000Components& in, const Boxes& boxes) {
   std::vector<Channel> channels;
   const auto add = [&](int component, int column) {
-    if (component < 0 || static_cast<size_t>(component) >= in.components.size())
+    if (component < 0 || size_t(component) >= in.components.size())
       throw Error(ErrorKind::damaged, "a channel of a component that does not exist", 0);
-    const Jpeg2000Components::Component& c = in.components[static_cast<size_t>(component)];
+    const Jpeg2000Components::Component& c = in.components[size_t(component)];
     Channel k = {&c, column, c.precision, c.isSigned ? 1 << (c.precision - 1) : 0};
     if (column >= 0) {
       if (column >= boxes.palette.columns) throw Error(ErrorKind::damaged, "a palette column that does not exist", 0);
-      k.precision = boxes.palette.depths[static_cast<size_t>(column)];
+      k.precision = boxes.palette.depths[size_t(column)];
       k.offset = 0;
     }
     channels.push_back(k);
@@ -318,14 +313,13 @@ std::vector<Channel> channelsOf(const Jpeg2000Components& in, const Boxes& boxes
   if (boxes.palette.columns && !boxes.mappings.empty()) {
     for (const Boxes::Mapping& m : boxes.mappings) add(m.component, m.type == 1 ? m.column : -1);
   } else {
-    for (size_t i = 0; i < in.components.size(); ++i) add(static_cast<int>(i), -1);
+    for (size_t i = 0; i < in.components.size(); ++i) add(int(i), -1);
   }
   // Colours in the order of their associations; opacity is left out.
   if (boxes.channels.empty()) return channels;
   std::vector<std::pair<int, Channel>> colours;
   for (const Boxes::Channel& c : boxes.channels)
-    if (c.type == 0 && c.index < static_cast<int>(channels.size()))
-      colours.emplace_back(c.association, channels[static_cast<size_t>(c.index)]);
+    if (c.type == 0 && c.index < int(channels.size())) colours.emplace_back(c.association, channels[size_t(c.index)]);
   if (colours.empty()) return channels;
   std::stable_sort(colours.begin(), colours.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
   channels.clear();
@@ -336,7 +330,7 @@ std::vector<Channel> channelsOf(const Jpeg2000Components& in, const Boxes& boxes
 // Whether the channels' samples are the picture's as they stand.
 bool areSamplesOf(const std::vector<Channel>& channels, const Image& image) {
   for (int i = 0; i < image.channels(); ++i) {
-    const Channel& c = channels[static_cast<size_t>(i)];
+    const Channel& c = channels[size_t(i)];
     if (c.column >= 0 || c.offset || c.precision != image.bitDepth() || c.component->width != image.width() ||
         c.component->height != image.height())
       return false;
@@ -347,7 +341,7 @@ bool areSamplesOf(const std::vector<Channel>& channels, const Image& image) {
 template <int count, class T>
 void interleaveRow(const int32_t* const (&from)[4], int width, T* to) {
   for (int x = 0; x < width; ++x)
-    for (int c = 0; c < count; ++c) to[x * count + c] = static_cast<T>(from[c][x]);
+    for (int c = 0; c < count; ++c) to[x * count + c] = T(from[c][x]);
 }
 
 template <class T>
@@ -361,8 +355,7 @@ void interleave(const std::vector<Channel>& channels, int threads, Image* image)
   forEachPiece(image->height(), threads, [&](int y) {
     const int32_t* from[4] = {};
     for (int c = 0; c < image->channels(); ++c)
-      from[c] = channels[static_cast<size_t>(c)].component->samples.data() +
-                static_cast<size_t>(y) * static_cast<size_t>(image->width());
+      from[c] = channels[size_t(c)].component->samples.data() + size_t(y) * size_t(image->width());
     if (image->bytesPerSample() == 1)
       interleaveRow(from, image->channels(), image->width(), image->row(y));
     else
@@ -387,31 +380,30 @@ Image decodeJpeg2000(const uint8_t* data, size_t size, const Jpeg2000DecodeOptio
                                                                                  : ColourModel::rgb;
   const int count = channelsOf(model);
   int bits = 1;
-  for (int c = 0; c < count; ++c) bits = std::max(bits, std::min(16, channels[static_cast<size_t>(c)].precision));
+  for (int c = 0; c < count; ++c) bits = std::max(bits, std::min(16, channels[size_t(c)].precision));
   // The picture has the samples of the finest component.
   int width = 1, height = 1;
   for (int c = 0; c < count; ++c) {
-    width = std::max(width, channels[static_cast<size_t>(c)].component->width);
-    height = std::max(height, channels[static_cast<size_t>(c)].component->height);
+    width = std::max(width, channels[size_t(c)].component->width);
+    height = std::max(height, channels[size_t(c)].component->height);
   }
   Image image(width, height, model, bits);
   const bool direct = areSamplesOf(channels, image);
   if (direct) interleave(channels, threadCount(options.threads), &image);
   for (int c = 0; c < count && !direct; ++c) {
-    const Channel& k = channels[static_cast<size_t>(c)];
+    const Channel& k = channels[size_t(c)];
     const Jpeg2000Components::Component& from = *k.component;
     if (from.samples.empty()) throw Error(ErrorKind::damaged, "a component without samples", 0);
-    const int entries = k.column >= 0 ? static_cast<int>(boxes.palette.entries.size()) / boxes.palette.columns : 0;
+    const int entries = k.column >= 0 ? int(boxes.palette.entries.size()) / boxes.palette.columns : 0;
     const int up = bits - k.precision, across = (width + from.width - 1) / from.width;
     const auto row = [&](int y, auto* to) {
       const int32_t* s =
-          &from.samples[static_cast<size_t>(std::min(from.height - 1, y / ((height + from.height - 1) / from.height))) *
-                        static_cast<size_t>(from.width)];
+          &from.samples[size_t(std::min(from.height - 1, y / ((height + from.height - 1) / from.height))) *
+                        size_t(from.width)];
       for (int x = 0; x < width; ++x) {
         int v = s[across == 1 ? x : std::min(from.width - 1, x / across)];
         if (k.column >= 0)
-          v = boxes.palette
-                  .entries[static_cast<size_t>(std::clamp(v, 0, entries - 1) * boxes.palette.columns + k.column)];
+          v = boxes.palette.entries[size_t(std::clamp(v, 0, entries - 1) * boxes.palette.columns + k.column)];
         v += k.offset;
         v = up >= 0 ? v << up | (up && k.precision >= up ? v >> (k.precision - up) : 0) : v >> -up;
         to[x * count + c] = static_cast<std::decay_t<decltype(*to)>>(std::clamp(v, 0, image.maxValue()));
@@ -432,8 +424,7 @@ Image decodeJpeg2000(const uint8_t* data, size_t size, const Jpeg2000DecodeOptio
                   cr = image.sample(y, 3 * x + 2) - middle;
         const double rgb[3] = {luma + 1.402 * cr, luma - 0.344136 * cb - 0.714136 * cr, luma + 1.772 * cb};
         for (int i = 0; i < 3; ++i)
-          image.setSample(y, 3 * x + i,
-                          static_cast<int>(std::clamp(std::lround(rgb[i]), 0L, static_cast<long>(image.maxValue()))));
+          image.setSample(y, 3 * x + i, int(std::clamp(std::lround(rgb[i]), 0L, long(image.maxValue()))));
       }
   }
   return image;

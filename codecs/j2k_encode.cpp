@@ -41,8 +41,9 @@ Plan planFor(const Image& image, const Jpeg2000EncodeOptions& o) {
   require(o.rate >= 0 && o.psnr >= 0 && (o.rate == 0 || o.psnr == 0), "a rate or a quality, not both, and not below 0");
   require(!o.lossless || (o.rate == 0 && o.psnr == 0), "a lossless file has the rate that it needs");
   require(o.style >= 0 && o.style < 64, "an unknown code-block style");
-  require(o.progression == Progression::lrcp || o.progression == Progression::rpcl || o.progression == Progression::rlcp ||
-              o.progression == Progression::pcrl || o.progression == Progression::cprl,
+  require(o.progression == Progression::lrcp || o.progression == Progression::rpcl ||
+              o.progression == Progression::rlcp || o.progression == Progression::pcrl ||
+              o.progression == Progression::cprl,
           "an unknown progression order");
   const int logWidth = exactLog2(o.codeBlockWidth), logHeight = exactLog2(o.codeBlockHeight);
   require(logWidth >= 2 && logHeight >= 2 && logWidth <= 10 && logHeight <= 10 && logWidth + logHeight <= 12,
@@ -57,7 +58,7 @@ Plan planFor(const Image& image, const Jpeg2000EncodeOptions& o) {
   g.tile = {0, 0, o.tileWidth ? std::min(o.tileWidth, image.width()) : image.width(),
             o.tileHeight ? std::min(o.tileHeight, image.height()) : image.height()};
   require(int64_t{g.tilesAcross()} * g.tilesDown() <= 65535, "more than 65535 tiles");
-  g.components.assign(static_cast<size_t>(image.channels()), ComponentSize{});
+  g.components.assign(size_t(image.channels()), ComponentSize{});
   for (ComponentSize& c : g.components) c.precision = image.bitDepth();
 
   TileParameters& p = plan.parameters;
@@ -73,8 +74,7 @@ Plan planFor(const Image& image, const Jpeg2000EncodeOptions& o) {
   c.coding.blockStyle = o.style;
   c.coding.reversible = o.lossless;
   plan.precincts = o.precinct != 0;
-  if (plan.precincts)
-    std::fill(c.coding.precincts, c.coding.precincts + kMaxLevels + 1, static_cast<uint8_t>(logPrecinct * 0x11));
+  if (plan.precincts) std::fill(c.coding.precincts, c.coding.precincts + kMaxLevels + 1, uint8_t(logPrecinct * 0x11));
 
   // Steps that give each band the same error in the picture, fine enough for the quality that is asked for.
   const double most = image.maxValue(), finest = std::max(o.psnr, 50.0) + 10;
@@ -90,9 +90,9 @@ Plan planFor(const Image& image, const Jpeg2000EncodeOptions& o) {
       if (!o.lossless) {
         const int level = r ? o.levels - r + 1 : o.levels;
         const double step = base / (basisNorm(level, kind & 1, false) * basisNorm(level, kind >> 1, false));
-        const int whole = static_cast<int>(std::floor(std::log2(step)));
+        const int whole = int(std::floor(std::log2(step)));
         exponent = std::clamp(range - whole, 0, 31);
-        mantissa = std::clamp(static_cast<int>((std::ldexp(step, -whole) - 1) * 2048), 0, 2047);
+        mantissa = std::clamp(int((std::ldexp(step, -whole) - 1) * 2048), 0, 2047);
       }
       q.exponent[bandIndex(r, b)] = exponent;
       q.mantissa[bandIndex(r, b)] = mantissa;
@@ -119,7 +119,7 @@ class TileEncoder {
 
   void run(const Progress& progress) {
     loadSamples();
-    forEachPiece(static_cast<int>(planes_.size()), threads_, [&](int c) { transform(static_cast<size_t>(c)); });
+    forEachPiece(int(planes_.size()), threads_, [&](int c) { transform(size_t(c)); });
     encodeBlocks(progress);
     planes_.clear();
   }
@@ -136,12 +136,12 @@ class TileEncoder {
 
   void loadSamples() {
     const int channels = image_.channels(), shift = 1 << (image_.bitDepth() - 1);
-    const size_t count = static_cast<size_t>(width()) * static_cast<size_t>(tile_.area.height());
-    planes_.assign(static_cast<size_t>(channels), std::vector<int32_t>(count));
+    const size_t count = size_t(width()) * size_t(tile_.area.height());
+    planes_.assign(size_t(channels), std::vector<int32_t>(count));
     forEachPiece(tile_.area.height(), threads_, [&](int y) {
       const auto split = [&](const auto* from) {
         for (int c = 0; c < channels; ++c) {
-          int32_t* to = &planes_[static_cast<size_t>(c)][static_cast<size_t>(y) * static_cast<size_t>(width())];
+          int32_t* to = &planes_[size_t(c)][size_t(y) * size_t(width())];
           for (int x = 0; x < width(); ++x) to[x] = from[x * channels + c] - shift;
         }
       };
@@ -162,19 +162,19 @@ class TileEncoder {
       float* floats[3];
       for (size_t i = 0; i < 3; ++i) floats[i] = reinterpret_cast<float*>(planes[i]);
       forEachPiece(3, threads_, [&](int i) {
-        for (int32_t& v : planes_[static_cast<size_t>(i)]) {
-          const float f = static_cast<float>(v);
+        for (int32_t& v : planes_[size_t(i)]) {
+          const float f = float(v);
           std::memcpy(&v, &f, 4);
         }
       });
       zeliICTFwd_JPEG2K_32f_P3IR(floats, step(), size);
-      const float scale = static_cast<float>(1 << fraction());
+      const float scale = float(1 << fraction());
       forEachPiece(3, threads_, [&](int i) {
-        for (int32_t& v : planes_[static_cast<size_t>(i)]) {
+        for (int32_t& v : planes_[size_t(i)]) {
           float f;
           std::memcpy(&f, &v, 4);
           f *= scale;
-          v = static_cast<int32_t>(f < 0 ? f - 0.5f : f + 0.5f);
+          v = int32_t(f < 0 ? f - 0.5f : f + 0.5f);
         }
       });
     } else {
@@ -191,7 +191,7 @@ class TileEncoder {
       const ZeliRect rect = {a.x0 & 1, a.y0 & 1, a.width(), a.height()};
       int bytes = 0;
       (reversible_ ? zeliWTGetBufSize_B53_JPEG2K_32s_C1IR : zeliWTGetBufSize_D97_JPEG2K_32s_C1IR)(&rect, &bytes);
-      buffer.resize(static_cast<size_t>(bytes) + 1);
+      buffer.resize(size_t(bytes) + 1);
       (reversible_ ? zeliWTFwd_B53_JPEG2K_32s_C1IR : zeliWTFwd_D97_JPEG2K_32s_C1IR)(planes_[c].data(), step(), &rect,
                                                                                     buffer.data());
     }
@@ -209,19 +209,19 @@ class TileEncoder {
     std::vector<Item> items;
     for (size_t c = 0; c < tile_.components.size(); ++c) {
       TileComponent& tc = tile_.components[c];
-      const int levels = static_cast<int>(tc.resolutions.size()) - 1;
+      const int levels = int(tc.resolutions.size()) - 1;
       for (int r = 0; r <= levels; ++r) {
-        Resolution& res = tc.resolutions[static_cast<size_t>(r)];
+        Resolution& res = tc.resolutions[size_t(r)];
         for (Precinct& precinct : res.precincts)
           for (PrecinctBand& pb : precinct.bands)
             for (CodeBlock& b : pb.blocks)
-              items.push_back({c, r ? levels - r + 1 : levels, &res.bands[static_cast<size_t>(pb.band)], &b, {}, 0});
+              items.push_back({c, r ? levels - r + 1 : levels, &res.bands[size_t(pb.band)], &b, {}, 0});
       }
     }
     const CodingStyle& style = plan_.parameters.components[0].coding;
     int done = 0;
-    forEachPiece(static_cast<int>(items.size()), threads_, [&](int i) {
-      Item& item = items[static_cast<size_t>(i)];
+    forEachPiece(int(items.size()), threads_, [&](int i) {
+      Item& item = items[size_t(i)];
       static thread_local std::unique_ptr<BlockEncoder> encoder;
       static thread_local int encoderWidth = 0, encoderHeight = 0;
       const int blockWidth = 1 << style.logBlockWidth, blockHeight = 1 << style.logBlockHeight;
@@ -234,13 +234,14 @@ class TileEncoder {
       const Band& band = *item.band;
       const double left = quantise(planes_[item.component], band, *item.block, words);
       encoder->encode(words, band.planes, band.kind, style.blockStyle, reversible_, item.block, &item.distortions);
-      const double norm = basisNorm(item.level, band.kind & 1, reversible_) * basisNorm(item.level, band.kind >> 1, reversible_);
+      const double norm =
+          basisNorm(item.level, band.kind & 1, reversible_) * basisNorm(item.level, band.kind >> 1, reversible_);
       const double weight = norm * norm * plan_.weights[item.component];
       for (double& d : item.distortions) d *= band.step * band.step * weight;
       item.left = left * weight;
       if (progress && i % 64 == 0) {
 #pragma omp critical(zelcodecs_progress)
-        progress(std::min(1.0, 64.0 * ++done / static_cast<double>(items.size())));
+        progress(std::min(1.0, 64.0 * ++done / double(items.size())));
       }
     });
     for (Item& item : items) {
@@ -253,12 +254,11 @@ class TileEncoder {
   // squared errors that a decoder of all planes is left with.
   double quantise(const std::vector<int32_t>& plane, const Band& band, const CodeBlock& block, int32_t* words) const {
     const int below = 31 - band.planes, w = block.area.width();
-    const float scale = static_cast<float>(std::ldexp(1 / band.step, below - fraction()));
+    const float scale = float(std::ldexp(1 / band.step, below - fraction()));
     const int32_t unit = 1 << below;
     double left = 0;
     for (int y = 0; y < block.area.height(); ++y) {
-      const int32_t* from = &plane[static_cast<size_t>(block.planeY + y) * static_cast<size_t>(width()) +
-                                   static_cast<size_t>(block.planeX)];
+      const int32_t* from = &plane[size_t(block.planeY + y) * size_t(width()) + size_t(block.planeX)];
       int32_t* to = words + y * w;
       if (reversible_) {
         for (int x = 0; x < w; ++x) {
@@ -269,13 +269,13 @@ class TileEncoder {
       }
       float row = 0;
       for (int x = 0; x < w; ++x) {
-        const float magnitude = static_cast<float>(from[x] < 0 ? -from[x] : from[x]);
-        const int32_t m = static_cast<int32_t>(std::min(magnitude * scale, 2147483520.0f));
+        const float magnitude = float(from[x] < 0 ? -from[x] : from[x]);
+        const int32_t m = int32_t(std::min(magnitude * scale, 2147483520.0f));
         to[x] = from[x] < 0 ? m | INT32_MIN : m;
-        const float error = static_cast<float>(m < unit ? m : (m & (unit - 1)) - unit / 2);
+        const float error = float(m < unit ? m : (m & (unit - 1)) - unit / 2);
         row += error * error;
       }
-      left += static_cast<double>(row);
+      left += double(row);
     }
     return left * std::ldexp(band.step * band.step, -2 * below);
   }
@@ -295,20 +295,20 @@ class TileEncoder {
 class Writer {
  public:
   explicit Writer(std::vector<uint8_t>* out) : out_(out) {}
-  void byte(int v) { out_->push_back(static_cast<uint8_t>(v)); }
+  void byte(int v) { out_->push_back(uint8_t(v)); }
   void word(int v) {
     byte(v >> 8);
     byte(v);
   }
   void dword(uint32_t v) {
-    word(static_cast<int>(v >> 16));
-    word(static_cast<int>(v & 0xFFFF));
+    word(int(v >> 16));
+    word(int(v & 0xFFFF));
   }
   void text(const char* s) {
     while (*s) byte(*s++);
   }
   void patch(size_t at, uint32_t v) {
-    for (int i = 0; i < 4; ++i) (*out_)[at + static_cast<size_t>(i)] = static_cast<uint8_t>(v >> (24 - 8 * i));
+    for (int i = 0; i < 4; ++i) (*out_)[at + size_t(i)] = uint8_t(v >> (24 - 8 * i));
   }
   size_t at() const { return out_->size(); }
 
@@ -322,11 +322,11 @@ void writeMainHeader(const Plan& plan, Writer* w) {
   const ComponentStyle& c = p.components[0];
   w->word(kSOC);
   w->word(kSIZ);
-  w->word(38 + 3 * static_cast<int>(g.components.size()));
+  w->word(38 + 3 * int(g.components.size()));
   w->word(0);  // Part 1
   for (int v : {g.image.x1, g.image.y1, g.image.x0, g.image.y0, g.tile.width(), g.tile.height(), g.tile.x0, g.tile.y0})
-    w->dword(static_cast<uint32_t>(v));
-  w->word(static_cast<int>(g.components.size()));
+    w->dword(uint32_t(v));
+  w->word(int(g.components.size()));
   for (const ComponentSize& s : g.components) {
     w->byte((s.precision - 1) | (s.isSigned ? 0x80 : 0));
     w->byte(s.dx);
@@ -335,7 +335,7 @@ void writeMainHeader(const Plan& plan, Writer* w) {
   w->word(kCOD);
   w->word(12 + (plan.precincts ? c.coding.levels + 1 : 0));
   w->byte((plan.precincts ? 1 : 0) | (p.style.sop ? 2 : 0) | (p.style.eph ? 4 : 0));
-  w->byte(static_cast<int>(p.style.progression));
+  w->byte(int(p.style.progression));
   w->word(p.style.layers);
   w->byte(p.style.colourTransform);
   w->byte(c.coding.levels);
@@ -378,8 +378,8 @@ size_t writeBoxes(const Image& image, Writer* w) {
   w->text("jp2h");
   w->dword(22);
   w->text("ihdr");
-  w->dword(static_cast<uint32_t>(image.height()));
-  w->dword(static_cast<uint32_t>(image.width()));
+  w->dword(uint32_t(image.height()));
+  w->dword(uint32_t(image.width()));
   w->word(image.channels());
   w->byte(image.bitDepth() - 1);
   w->byte(7);  // the only compression there is
@@ -424,18 +424,19 @@ std::vector<uint8_t> encodeJpeg2000(const Image& image, const Jpeg2000EncodeOpti
   writeMainHeader(plan, &w);
   const size_t around = out.size() + 14 * tiles.size() + 2;  // everything but packets
 
-  const double pixels = static_cast<double>(image.width()) * image.height();
-  std::vector<LayerGoal> goals(static_cast<size_t>(options.layers));
+  const double pixels = double(image.width()) * image.height();
+  std::vector<LayerGoal> goals(size_t(options.layers));
   double last = options.rate * pixels / 8;
   if (options.rate == 0 && options.psnr == 0 && options.layers > 1) {
-    last = static_cast<double>(around);
-    for (const BlockCurve& c : curves) last += static_cast<double>(c.block()->data.size());
+    last = double(around);
+    for (const BlockCurve& c : curves) last += double(c.block()->data.size());
   }
   for (size_t l = 0; l < goals.size(); ++l) {
-    const int left = options.layers - 1 - static_cast<int>(l);
+    const int left = options.layers - 1 - int(l);
     if (options.psnr > 0)
-      goals[l].distortion = pixels * image.channels() *
-                            std::max(1e-3, std::pow(image.maxValue(), 2) * std::pow(10, -(options.psnr - 3 * left) / 10) - 1 / 12.0);
+      goals[l].distortion =
+          pixels * image.channels() *
+          std::max(1e-3, std::pow(image.maxValue(), 2) * std::pow(10, -(options.psnr - 3 * left) / 10) - 1 / 12.0);
     else if (left || options.rate > 0)
       goals[l].bytes = std::ldexp(last, -left);
   }
@@ -454,17 +455,17 @@ std::vector<uint8_t> encodeJpeg2000(const Image& image, const Jpeg2000EncodeOpti
     const size_t start = w.at();
     w.word(kSOT);
     w.word(10);
-    w.word(static_cast<int>(i));
+    w.word(int(i));
     w.dword(0);
     w.byte(0);
     w.byte(1);
     w.word(kSOD);
     writePackets(tiles[i].get(), plan.parameters, options.layers, &out);
     if (w.at() - start > UINT32_MAX) throw Error(ErrorKind::limit, "a tile above 4 GB; use smaller tiles");
-    w.patch(start + 6, static_cast<uint32_t>(w.at() - start));
+    w.patch(start + 6, uint32_t(w.at() - start));
   }
   w.word(kEOC);
-  if (options.jp2) w.patch(boxLength, static_cast<uint32_t>(std::min<size_t>(w.at() - boxLength, UINT32_MAX)));
+  if (options.jp2) w.patch(boxLength, uint32_t(std::min<size_t>(w.at() - boxLength, UINT32_MAX)));
   if (options.progress) options.progress(1);
   return out;
 }

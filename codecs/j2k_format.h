@@ -1,6 +1,5 @@
 // The parameters of a JPEG 2000 codestream (T.800 Annex A), shared by reader and writer.
-#ifndef ZELCODECS_J2K_FORMAT_H
-#define ZELCODECS_J2K_FORMAT_H
+#pragma once
 
 #include <cstdint>
 #include <vector>
@@ -36,9 +35,9 @@ enum MarkerCode : int {
 constexpr int kMaxLevels = 32;
 constexpr int kMaxBands = 3 * kMaxLevels + 1;
 
-constexpr int ceilDiv(int64_t a, int64_t b) { return static_cast<int>((a + b - 1) / b); }
-constexpr int ceilShift(int64_t a, int n) { return static_cast<int>((a + (int64_t{1} << n) - 1) >> n); }
-constexpr int floorShift(int64_t a, int n) { return static_cast<int>(a >> n); }
+constexpr int ceilDiv(int64_t a, int64_t b) { return int((a + b - 1) / b); }
+constexpr int ceilShift(int64_t a, int n) { return int((a + (int64_t{1} << n) - 1) >> n); }
+constexpr int floorShift(int64_t a, int n) { return int(a >> n); }
 
 struct Rect {
   int x0 = 0, y0 = 0, x1 = 0, y1 = 0;
@@ -122,5 +121,3 @@ struct StepSize {
 StepSize stepOf(const Quantisation& q, int resolution, int band);
 
 }  // namespace zelcodecs::j2k
-
-#endif

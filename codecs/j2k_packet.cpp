@@ -9,7 +9,7 @@ namespace {
 
 [[noreturn]] void damaged(const char* what) { throw Error(ErrorKind::damaged, what); }
 
-int floorLog2(int n) { return 31 - __builtin_clz(static_cast<unsigned>(n)); }
+int floorLog2(int n) { return 31 - __builtin_clz(unsigned(n)); }
 
 // Header bits, most significant first; a byte after 0xFF has seven (T.800 B.10.1).
 class HeaderBits {
@@ -61,7 +61,7 @@ class HeaderWriter {
 
  private:
   void flush() {
-    out_->push_back(static_cast<uint8_t>(current_));
+    out_->push_back(uint8_t(current_));
     after0xFF_ = current_ == 0xFF;
     room_ = after0xFF_ ? 7 : 8;
     current_ = 0;
@@ -117,9 +117,8 @@ PacketReader::PacketReader(Tile* tile, const TileParameters& parameters, Bytes b
 }
 
 void PacketReader::read(const PacketId& id, bool keep) {
-  Resolution& resolution =
-      tile_->components[static_cast<size_t>(id.component)].resolutions[static_cast<size_t>(id.resolution)];
-  Precinct& precinct = resolution.precincts[static_cast<size_t>(id.precinct)];
+  Resolution& resolution = tile_->components[size_t(id.component)].resolutions[size_t(id.resolution)];
+  Precinct& precinct = resolution.precincts[size_t(id.precinct)];
   if (id.layer < precinct.nextLayer) return;
   precinct.nextLayer = id.layer + 1;
   if (take(&body_, kSOP)) {
@@ -129,7 +128,7 @@ void PacketReader::read(const PacketId& id, bool keep) {
   }
   int planes = 0;
   for (const Band& b : resolution.bands) planes = std::max(planes, b.planes);
-  const ComponentStyle& style = parameters_.components[static_cast<size_t>(id.component)];
+  const ComponentStyle& style = parameters_.components[size_t(id.component)];
   parts_.clear();
   header(&precinct, id.layer, style.coding.blockStyle, planes + style.roiShift, headers_ ? &packed_ : &body_);
   for (const Part& p : parts_) {
@@ -137,11 +136,11 @@ void PacketReader::read(const PacketId& id, bool keep) {
     if (keep) {
       CodeBlock& b = *p.block;
       b.data.insert(b.data.end(), body_.at, body_.at + n);
-      if (static_cast<size_t>(p.segment) == b.segments.size()) {
+      if (size_t(p.segment) == b.segments.size()) {
         b.segments.push_back(0);
         b.segmentPasses.push_back(0);
       }
-      b.segments.back() += static_cast<int>(n);
+      b.segments.back() += int(n);
       b.segmentPasses.back() += p.passes;
       b.passes += p.passes;
     }
@@ -158,7 +157,7 @@ void PacketReader::header(Precinct* precinct, int layer, int blockStyle, int max
     for (PrecinctBand& band : precinct->bands)
       for (size_t i = 0; i < band.blocks.size(); ++i) {
         CodeBlock& b = band.blocks[i];
-        const int leaf = static_cast<int>(i);
+        const int leaf = int(i);
         if (!(b.included ? in.bit() != 0 : band.inclusion.decode(leaf, layer + 1, bit))) continue;
         if (!b.included) {
           b.included = true;
@@ -176,7 +175,7 @@ void PacketReader::header(Precinct* precinct, int layer, int blockStyle, int max
           const int n = std::min(passes, capacity);
           const int bits = b.lengthBits + floorLog2(n);
           if (bits > 31) damaged("a code block with an impossible length");
-          parts_.push_back({&b, b.openSegment, n, static_cast<size_t>(in.bits(bits))});
+          parts_.push_back({&b, b.openSegment, n, size_t(in.bits(bits))});
           passes -= n;
           b.openPasses += n;
           if (n == capacity) {
@@ -208,21 +207,20 @@ void restartPackets(Tile* tile) {
 
 void writePacket(const PacketId& id, const TileParameters& parameters, Tile* tile, int sequence,
                  std::vector<uint8_t>* out) {
-  Precinct& precinct = tile->components[static_cast<size_t>(id.component)]
-                           .resolutions[static_cast<size_t>(id.resolution)]
-                           .precincts[static_cast<size_t>(id.precinct)];
-  const int style = parameters.components[static_cast<size_t>(id.component)].coding.blockStyle;
-  const size_t layer = static_cast<size_t>(id.layer);
+  Precinct& precinct =
+      tile->components[size_t(id.component)].resolutions[size_t(id.resolution)].precincts[size_t(id.precinct)];
+  const int style = parameters.components[size_t(id.component)].coding.blockStyle;
+  const size_t layer = size_t(id.layer);
   if (parameters.style.sop)
-    for (int byte : {0xFF, 0x91, 0, 4, sequence >> 8 & 255, sequence & 255}) out->push_back(static_cast<uint8_t>(byte));
+    for (int byte : {0xFF, 0x91, 0, 4, sequence >> 8 & 255, sequence & 255}) out->push_back(uint8_t(byte));
   if (id.layer == 0)
     for (PrecinctBand& band : precinct.bands) {
       for (size_t i = 0; i < band.blocks.size(); ++i) {
         const CodeBlock& b = band.blocks[i];
         int first = 0;
-        while (static_cast<size_t>(first) < b.layerPasses.size() && b.layerPasses[static_cast<size_t>(first)] == 0) ++first;
-        band.inclusion.set(static_cast<int>(i), first);
-        band.zeroPlanes.set(static_cast<int>(i), b.zeroPlanes);
+        while (size_t(first) < b.layerPasses.size() && b.layerPasses[size_t(first)] == 0) ++first;
+        band.inclusion.set(int(i), first);
+        band.zeroPlanes.set(int(i), b.zeroPlanes);
       }
       band.inclusion.settle();
       band.zeroPlanes.settle();
@@ -239,7 +237,7 @@ void writePacket(const PacketId& id, const TileParameters& parameters, Tile* til
   for (PrecinctBand& band : precinct.bands)
     for (size_t i = 0; i < band.blocks.size(); ++i) {
       CodeBlock& b = band.blocks[i];
-      const int leaf = static_cast<int>(i), before = layer ? b.layerPasses[layer - 1] : 0;
+      const int leaf = int(i), before = layer ? b.layerPasses[layer - 1] : 0;
       const int passes = b.layerPasses[layer] - before;
       if (b.included)
         bit(passes > 0);
@@ -252,7 +250,7 @@ void writePacket(const PacketId& id, const TileParameters& parameters, Tile* til
       }
       writePasses(passes, &header);
       // The pieces of codeword segments that this layer brings, and how wide their lengths must be.
-      const auto bytesThrough = [&](int n) { return n ? b.rates[static_cast<size_t>(n - 1)] : 0; };
+      const auto bytesThrough = [&](int n) { return n ? b.rates[size_t(n - 1)] : 0; };
       struct Piece {
         int passes, bytes;
       };
@@ -273,8 +271,7 @@ void writePacket(const PacketId& id, const TileParameters& parameters, Tile* til
       bit(0);
       b.lengthBits += wider;
       for (const Piece& p : pieces) header.bits(p.bytes, b.lengthBits + floorLog2(p.passes));
-      parts.push_back({&b, static_cast<size_t>(bytesThrough(before)),
-                       static_cast<size_t>(bytesThrough(before + passes) - bytesThrough(before))});
+      parts.push_back({&b, size_t(bytesThrough(before)), size_t(bytesThrough(before + passes) - bytesThrough(before))});
     }
   header.align();
   if (parameters.style.eph) {
@@ -282,8 +279,8 @@ void writePacket(const PacketId& id, const TileParameters& parameters, Tile* til
     out->push_back(0x92);
   }
   for (const Part& p : parts) {
-    const auto from = p.block->data.begin() + static_cast<long>(p.from);
-    out->insert(out->end(), from, from + static_cast<long>(p.bytes));
+    const auto from = p.block->data.begin() + long(p.from);
+    out->insert(out->end(), from, from + long(p.bytes));
   }
 }
 

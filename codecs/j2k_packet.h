@@ -1,7 +1,6 @@
 // Packets (T.800 B.9 and B.10): a header that tells which code blocks of a precinct a layer brings, how many coding
 // passes and how many bytes of each; then the bytes.
-#ifndef ZELCODECS_J2K_PACKET_H
-#define ZELCODECS_J2K_PACKET_H
+#pragma once
 
 #include "j2k_tile.h"
 
@@ -52,5 +51,3 @@ void writePacket(const PacketId& id, const TileParameters& parameters, Tile* til
 void restartPackets(Tile* tile);
 
 }  // namespace zelcodecs::j2k
-
-#endif

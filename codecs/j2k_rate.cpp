@@ -7,7 +7,7 @@ namespace zelcodecs::j2k {
 
 BlockCurve::BlockCurve(CodeBlock* block, const std::vector<double>& distortions)
     : block_(block), distortions_(distortions) {
-  const auto rateAt = [&](int passes) { return passes ? block->rates[static_cast<size_t>(passes - 1)] : 0; };
+  const auto rateAt = [&](int passes) { return passes ? block->rates[size_t(passes - 1)] : 0; };
   for (int passes = 1; passes <= block->passes; ++passes) {
     for (;;) {
       const int from = points_.empty() ? 0 : points_.back().passes;
@@ -62,7 +62,7 @@ void shareOut(const std::vector<BlockCurve>& curves, const std::vector<LayerGoal
         for (const BlockCurve& c : curves) left -= c.distortionAt(c.block()->layerPasses[layer]);
         return left <= goal.distortion;
       }
-      return static_cast<double>(sizeUpTo(static_cast<int>(layer))) > goal.bytes;
+      return double(sizeUpTo(int(layer))) > goal.bytes;
     };
     // A smaller slope gives more bytes and less distortion. For a number of bytes the largest file that keeps to it is
     // wanted, for a distortion the smallest that reaches it.

@@ -1,7 +1,6 @@
 // Which coding passes the layers of a file get: those that take off the most distortion for their bytes come first
 // (T.800 J.10).
-#ifndef ZELCODECS_J2K_RATE_H
-#define ZELCODECS_J2K_RATE_H
+#pragma once
 
 #include <functional>
 
@@ -17,7 +16,7 @@ class BlockCurve {
 
   // As many passes as take off at least `slope` for each byte.
   int passesFor(double slope) const;
-  double distortionAt(int passes) const { return passes ? distortions_[static_cast<size_t>(passes - 1)] : 0; }
+  double distortionAt(int passes) const { return passes ? distortions_[size_t(passes - 1)] : 0; }
   double steepest() const { return points_.empty() ? 0 : points_.front().slope; }
   CodeBlock* block() const { return block_; }
 
@@ -45,5 +44,3 @@ void shareOut(const std::vector<BlockCurve>& curves, const std::vector<LayerGoal
 double basisNorm(int levels, bool high, bool reversible);
 
 }  // namespace zelcodecs::j2k
-
-#endif

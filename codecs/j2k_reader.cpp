@@ -8,11 +8,11 @@ namespace zelcodecs::j2k {
 namespace {
 
 int word(const uint8_t* p) { return p[0] << 8 | p[1]; }
-uint32_t dword(const uint8_t* p) { return static_cast<uint32_t>(word(p)) << 16 | static_cast<uint32_t>(word(p + 2)); }
+uint32_t dword(const uint8_t* p) { return uint32_t(word(p)) << 16 | uint32_t(word(p + 2)); }
 
 std::string name(int marker) {
   char text[8];
-  std::snprintf(text, sizeof text, "%04X", static_cast<unsigned>(marker));
+  std::snprintf(text, sizeof text, "%04X", unsigned(marker));
   return text;
 }
 
@@ -44,7 +44,7 @@ class BoxWalk {
     if (length == 0) length = end_ - at_;  // to the end of the file
     if (length < head) throw Error(ErrorKind::damaged, "a box with an impossible length", at_);
     *begin = at_ + head;
-    *end = at_ + static_cast<size_t>(std::min<uint64_t>(length, end_ - at_));
+    *end = at_ + size_t(std::min<uint64_t>(length, end_ - at_));
     at_ = *end;
     return true;
   }
@@ -69,13 +69,13 @@ void readPalette(const uint8_t* p, size_t n, size_t offset, Boxes::Palette* to) 
   for (int i = 0; i < to->columns; ++i, ++at) {
     if (at >= n) damaged();
     to->depths.push_back((p[at] & 0x7F) + 1);
-    bytes += static_cast<size_t>((to->depths.back() + 7) / 8);
+    bytes += size_t((to->depths.back() + 7) / 8);
   }
-  if (n - at < bytes * static_cast<size_t>(entries)) damaged();
+  if (n - at < bytes * size_t(entries)) damaged();
   for (int e = 0; e < entries; ++e)
     for (int i = 0; i < to->columns; ++i) {
       int32_t v = 0;
-      for (int b = 0; b < (to->depths[static_cast<size_t>(i)] + 7) / 8; ++b) v = static_cast<int32_t>(static_cast<uint32_t>(v) << 8 | p[at++]);
+      for (int b = 0; b < (to->depths[size_t(i)] + 7) / 8; ++b) v = int32_t(uint32_t(v) << 8 | p[at++]);
       to->entries.push_back(v);
     }
 }
@@ -88,14 +88,13 @@ void readHeaderBoxes(const uint8_t* data, size_t begin, size_t end, Boxes* boxes
     const uint8_t* p = data + from;
     const size_t n = to - from;
     if (type == fourCc("colr") && n >= 7 && p[0] == 1 && boxes->colourSpace == 0) {
-      boxes->colourSpace = static_cast<int>(dword(p + 3) & 0x7FFFFFFF);
+      boxes->colourSpace = int(dword(p + 3) & 0x7FFFFFFF);
     } else if (type == fourCc("pclr")) {
       readPalette(p, n, from, &boxes->palette);
     } else if (type == fourCc("cmap")) {
       for (size_t i = 0; i + 4 <= n; i += 4) boxes->mappings.push_back({word(p + i), p[i + 2], p[i + 3]});
     } else if (type == fourCc("cdef") && n >= 2) {
-      for (size_t i = 2; i + 6 <= n; i += 6)
-        boxes->channels.push_back({word(p + i), word(p + i + 2), word(p + i + 4)});
+      for (size_t i = 2; i + 6 <= n; i += 6) boxes->channels.push_back({word(p + i), word(p + i + 2), word(p + i + 4)});
     }
   }
 }
@@ -143,7 +142,7 @@ int Reader::nextMarker(size_t* at) const {
 
 Reader::Segment Reader::segment(size_t* at) const {
   if (size_ - *at < 2) damaged("the codestream ends in a marker segment", size_);
-  const size_t length = static_cast<size_t>(word(data_ + *at));
+  const size_t length = size_t(word(data_ + *at));
   if (length < 2 || length > size_ - *at) damaged("a marker segment of an impossible length", *at);
   const Segment s = {data_ + *at + 2, length - 2, *at + 2};
   *at += length;
@@ -176,7 +175,7 @@ void Reader::readMainHeader() {
   if (grid_.components.empty()) damaged("a codestream without an image size", at_);
   if (!hasStyle_ || !hasQuantisation_) damaged("a codestream without coding style or quantisation", at_);
   splitPackedHeaders();
-  tiles_.resize(static_cast<size_t>(grid_.tilesAcross()) * static_cast<size_t>(grid_.tilesDown()));
+  tiles_.resize(size_t(grid_.tilesAcross()) * size_t(grid_.tilesDown()));
 }
 
 // Segments that may stand in the main header and in a tile's.
@@ -211,21 +210,20 @@ bool Reader::common(int marker, const Segment& s, TileParameters* p, bool ofTile
 void Reader::readSiz(const Segment& s) {
   if (s.length < 36 + 3) damaged("an image size that is too short", s.offset);
   const int count = word(s.at + 34);
-  if (count < 1 || count > 16384 || s.length != 36 + 3 * static_cast<size_t>(count))
+  if (count < 1 || count > 16384 || s.length != 36 + 3 * size_t(count))
     damaged("an image size of the wrong length", s.offset);
   uint32_t v[8];
   for (int i = 0; i < 8; ++i) v[i] = dword(s.at + 2 + 4 * i);
   // Right, bottom, left and top of the image; width, height, left and top of the first tile.
   for (uint32_t x : v)
     if (x > INT32_MAX) throw Error(ErrorKind::limit, "a reference grid above 2^31", offset_ + s.offset);
-  grid_.image = {static_cast<int>(v[2]), static_cast<int>(v[3]), static_cast<int>(v[0]), static_cast<int>(v[1])};
+  grid_.image = {int(v[2]), int(v[3]), int(v[0]), int(v[1])};
   const bool tileOk = v[4] > 0 && v[5] > 0 && v[6] <= v[2] && v[7] <= v[3] && uint64_t{v[6]} + v[4] > v[2] &&
                       uint64_t{v[7]} + v[5] > v[3];
   if (grid_.image.empty() || !tileOk) damaged("an image or tiles without area", s.offset);
-  grid_.tile = {static_cast<int>(v[6]), static_cast<int>(v[7]),
-                static_cast<int>(std::min<uint64_t>(uint64_t{v[6]} + v[4], INT32_MAX)),
-                static_cast<int>(std::min<uint64_t>(uint64_t{v[7]} + v[5], INT32_MAX))};
-  const uint64_t across = static_cast<uint64_t>(grid_.tilesAcross()), down = static_cast<uint64_t>(grid_.tilesDown());
+  grid_.tile = {int(v[6]), int(v[7]), int(std::min<uint64_t>(uint64_t{v[6]} + v[4], INT32_MAX)),
+                int(std::min<uint64_t>(uint64_t{v[7]} + v[5], INT32_MAX))};
+  const uint64_t across = uint64_t(grid_.tilesAcross()), down = uint64_t(grid_.tilesDown());
   if (across * down > 65535) damaged("more than 65535 tiles", s.offset);
   uint64_t samples = 0;
   for (int i = 0; i < count; ++i) {
@@ -235,18 +233,17 @@ void Reader::readSiz(const Segment& s) {
     c.isSigned = p[0] & 0x80;
     c.dx = p[1];
     c.dy = p[2];
-    if (c.dx == 0 || c.dy == 0) damaged("a component without samples", s.offset + 36 + 3 * static_cast<size_t>(i));
+    if (c.dx == 0 || c.dy == 0) damaged("a component without samples", s.offset + 36 + 3 * size_t(i));
     if (c.precision > 24)
-      throw Error(ErrorKind::unsupported, "samples of more than 24 bits", offset_ + s.offset + 36 + 3 * static_cast<size_t>(i));
+      throw Error(ErrorKind::unsupported, "samples of more than 24 bits", offset_ + s.offset + 36 + 3 * size_t(i));
     grid_.components.push_back(c);
-    samples += (static_cast<uint64_t>(grid_.image.width()) / static_cast<uint64_t>(c.dx) + 1) *
-               (static_cast<uint64_t>(grid_.image.height()) / static_cast<uint64_t>(c.dy) + 1);
+    samples +=
+        (uint64_t(grid_.image.width()) / uint64_t(c.dx) + 1) * (uint64_t(grid_.image.height()) / uint64_t(c.dy) + 1);
   }
-  checkSize(static_cast<uint64_t>(grid_.image.width()), static_cast<uint64_t>(grid_.image.height()), limits_,
-            offset_ + s.offset);
+  checkSize(uint64_t(grid_.image.width()), uint64_t(grid_.image.height()), limits_, offset_ + s.offset);
   if (samples / 4 > limits_.maxPixels)
     throw Error(ErrorKind::limit, "more samples in all components than the limit allows", offset_ + s.offset);
-  parameters_.components.resize(static_cast<size_t>(count));
+  parameters_.components.resize(size_t(count));
 }
 
 int Reader::componentNumber(const uint8_t** at, const Segment& s) const {
@@ -254,7 +251,7 @@ int Reader::componentNumber(const uint8_t** at, const Segment& s) const {
   if (s.length < bytes) damaged("a marker segment that is too short", s.offset);
   const int c = bytes == 1 ? s.at[0] : word(s.at);
   *at = s.at + bytes;
-  if (static_cast<size_t>(c) >= grid_.components.size()) damaged("a component that does not exist", s.offset);
+  if (size_t(c) >= grid_.components.size()) damaged("a component that does not exist", s.offset);
   return c;
 }
 
@@ -270,10 +267,11 @@ void Reader::readCodingStyle(const uint8_t* p, size_t n, bool precincts, size_t 
   if (c.levels > kMaxLevels) wrong("more than 32 levels");
   if (c.logBlockWidth > 10 || c.logBlockHeight > 10 || c.logBlockWidth + c.logBlockHeight > 12)
     wrong("code blocks of an impossible size");
-  if (c.blockStyle > 63) throw Error(ErrorKind::unsupported, "a code-block style of a later part of the standard", offset);
+  if (c.blockStyle > 63)
+    throw Error(ErrorKind::unsupported, "a code-block style of a later part of the standard", offset);
   if (p[4] > 1) throw Error(ErrorKind::unsupported, "a wavelet of a later part of the standard", offset);
   if (precincts) {
-    if (n < 6 + static_cast<size_t>(c.levels)) wrong("a coding style that is too short");
+    if (n < 6 + size_t(c.levels)) wrong("a coding style that is too short");
     std::copy(p + 5, p + 6 + c.levels, c.precincts);
   }
   *to = c;
@@ -289,7 +287,8 @@ void Reader::readCod(const Segment& s, TileParameters* p, bool ofTile) {
   t.progression = static_cast<Progression>(s.at[1]);
   t.layers = word(s.at + 2);
   if (t.layers == 0) damaged("no quality layers", s.offset + 2);
-  if (s.at[4] > 1) throw Error(ErrorKind::unsupported, "a colour transform of a later part of the standard", offset_ + s.offset + 4);
+  if (s.at[4] > 1)
+    throw Error(ErrorKind::unsupported, "a colour transform of a later part of the standard", offset_ + s.offset + 4);
   t.colourTransform = s.at[4] != 0;
   p->style = t;
   CodingStyle c;
@@ -301,8 +300,8 @@ void Reader::readCod(const Segment& s, TileParameters* p, bool ofTile) {
 
 void Reader::readCoc(const Segment& s, TileParameters* p, bool) {
   const uint8_t* at;
-  ComponentStyle& k = p->components[static_cast<size_t>(componentNumber(&at, s))];
-  const size_t left = s.length - static_cast<size_t>(at - s.at);
+  ComponentStyle& k = p->components[size_t(componentNumber(&at, s))];
+  const size_t left = s.length - size_t(at - s.at);
   if (left < 6) damaged("a coding style that is too short", s.offset);
   readCodingStyle(at + 1, left - 1, at[0] & 1, offset_ + s.offset, &k.coding);
   k.ownCoding = true;
@@ -315,10 +314,10 @@ void Reader::readQuantisation(const uint8_t* at, size_t n, size_t offset, Quanti
   q.kind = static_cast<Quantisation::Kind>(at[0] & 31);
   q.guardBits = at[0] >> 5;
   const size_t each = q.kind == Quantisation::none ? 1 : 2;
-  q.count = static_cast<int>(std::min<size_t>((n - 1) / each, kMaxBands));
+  q.count = int(std::min<size_t>((n - 1) / each, kMaxBands));
   if (q.count < 1) damaged("a quantisation that is too short", offset);
   for (int i = 0; i < q.count; ++i) {
-    const uint8_t* p = at + 1 + each * static_cast<size_t>(i);
+    const uint8_t* p = at + 1 + each * size_t(i);
     q.exponent[i] = p[0] >> 3;
     q.mantissa[i] = each == 2 ? word(p) & 0x7FF : 0;
   }
@@ -335,16 +334,17 @@ void Reader::readQcd(const Segment& s, TileParameters* p, bool ofTile) {
 
 void Reader::readQcc(const Segment& s, TileParameters* p, bool) {
   const uint8_t* at;
-  ComponentStyle& k = p->components[static_cast<size_t>(componentNumber(&at, s))];
-  readQuantisation(at, s.length - static_cast<size_t>(at - s.at), s.offset, &k.quantisation);
+  ComponentStyle& k = p->components[size_t(componentNumber(&at, s))];
+  readQuantisation(at, s.length - size_t(at - s.at), s.offset, &k.quantisation);
   k.ownQuantisation = true;
 }
 
 void Reader::readRgn(const Segment& s, TileParameters* p) const {
   const uint8_t* at;
-  ComponentStyle& k = p->components[static_cast<size_t>(componentNumber(&at, s))];
-  if (s.length - static_cast<size_t>(at - s.at) < 2) damaged("a region of interest that is too short", s.offset);
-  if (at[0] != 0) throw Error(ErrorKind::unsupported, "a region of interest of a later part of the standard", offset_ + s.offset);
+  ComponentStyle& k = p->components[size_t(componentNumber(&at, s))];
+  if (s.length - size_t(at - s.at) < 2) damaged("a region of interest that is too short", s.offset);
+  if (at[0] != 0)
+    throw Error(ErrorKind::unsupported, "a region of interest of a later part of the standard", offset_ + s.offset);
   k.roiShift = at[1];
 }
 
@@ -375,7 +375,7 @@ void Reader::splitPackedHeaders() {
     const size_t n = dword(&all[at]);
     at += 4;
     if (n > all.size() - at) damaged("packed packet headers that are cut short", at_);
-    packedParts_.emplace_back(all.begin() + static_cast<long>(at), all.begin() + static_cast<long>(at + n));
+    packedParts_.emplace_back(all.begin() + long(at), all.begin() + long(at + n));
     at += n;
   }
 }
@@ -421,12 +421,12 @@ bool Reader::readTilePart(size_t* at) {
   const int index = word(sot.at);
   const size_t length = dword(sot.at + 2);
   const int part = sot.at[6];
-  if (static_cast<size_t>(index) >= tiles_.size()) damaged("a tile that does not exist", sot.offset);
+  if (size_t(index) >= tiles_.size()) damaged("a tile that does not exist", sot.offset);
   if (length != 0 && length < *at - start) damaged("a tile-part of an impossible length", sot.offset + 2);
   size_t end = length ? start + length : size_;
   const bool cut = end > size_ || end < start;
   if (cut) end = size_;
-  TileData& tile = tiles_[static_cast<size_t>(index)];
+  TileData& tile = tiles_[size_t(index)];
   if (!tile.present) {
     tile.parameters = parameters_;
     // Segments of the tile take the place of all of the main header's, those for single components too.
@@ -462,7 +462,8 @@ bool Reader::readTilePart(size_t* at) {
   if (!packedParts_.empty()) {
     tile.hasPackedHeaders = true;
     if (tileParts_ < packedParts_.size())
-      tile.packedHeaders.insert(tile.packedHeaders.end(), packedParts_[tileParts_].begin(), packedParts_[tileParts_].end());
+      tile.packedHeaders.insert(tile.packedHeaders.end(), packedParts_[tileParts_].begin(),
+                                packedParts_[tileParts_].end());
   }
   ++tileParts_;
   if (*at > end) damaged("a tile-part without data", start);

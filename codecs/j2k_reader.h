@@ -1,6 +1,5 @@
 // The marker segments of a codestream (T.800 Annex A), and the boxes of a JP2 file around it (Annex I).
-#ifndef ZELCODECS_J2K_READER_H
-#define ZELCODECS_J2K_READER_H
+#pragma once
 
 #include <map>
 #include <string>
@@ -52,8 +51,8 @@ class Reader {
 
   const Grid& grid() const { return grid_; }
   const TileParameters& parameters() const { return parameters_; }
-  TileData& tile(int i) { return tiles_[static_cast<size_t>(i)]; }
-  int tileCount() const { return static_cast<int>(tiles_.size()); }
+  TileData& tile(int i) { return tiles_[size_t(i)]; }
+  int tileCount() const { return int(tiles_.size()); }
   const std::vector<std::string>& comments() const { return comments_; }
 
  private:
@@ -100,5 +99,3 @@ class Reader {
 };
 
 }  // namespace zelcodecs::j2k
-
-#endif

@@ -15,10 +15,10 @@ CodingStyle::CodingStyle() { std::fill(precincts, precincts + kMaxLevels + 1, ui
 Rect Grid::tileRect(int index) const {
   const int p = index % tilesAcross(), q = index / tilesAcross();
   const auto low = [](int64_t first, int64_t step, int n, int from) {
-    return static_cast<int>(std::max<int64_t>(first + n * step, from));
+    return int(std::max<int64_t>(first + n * step, from));
   };
   const auto high = [](int64_t first, int64_t step, int n, int to) {
-    return static_cast<int>(std::min<int64_t>(first + (n + 1) * step, to));
+    return int(std::min<int64_t>(first + (n + 1) * step, to));
   };
   return {low(tile.x0, tile.width(), p, image.x0), low(tile.y0, tile.height(), q, image.y0),
           high(tile.x0, tile.width(), p, image.x1), high(tile.y0, tile.height(), q, image.y1)};
@@ -37,25 +37,24 @@ TagTree::TagTree(int width, int height) {
   if (width <= 0 || height <= 0) return;
   int first = 0;
   for (;;) {
-    nodes_.resize(static_cast<size_t>(first) + static_cast<size_t>(width) * static_cast<size_t>(height));
+    nodes_.resize(size_t(first) + size_t(width) * size_t(height));
     if (width == 1 && height == 1) break;
     const int above = first + width * height, across = (width + 1) / 2;
     for (int y = 0; y < height; ++y)
-      for (int x = 0; x < width; ++x)
-        nodes_[static_cast<size_t>(first + y * width + x)].parent = above + y / 2 * across + x / 2;
+      for (int x = 0; x < width; ++x) nodes_[size_t(first + y * width + x)].parent = above + y / 2 * across + x / 2;
     first = above;
     width = across;
     height = (height + 1) / 2;
   }
 }
 
-void TagTree::set(int leaf, int value) { nodes_[static_cast<size_t>(leaf)].value = value; }
+void TagTree::set(int leaf, int value) { nodes_[size_t(leaf)].value = value; }
 
 void TagTree::settle() {
   std::vector<bool> touched(nodes_.size());
   for (size_t i = 0; i < nodes_.size(); ++i) {  // parents come after their children
     if (nodes_[i].parent < 0) continue;
-    const size_t up = static_cast<size_t>(nodes_[i].parent);
+    const size_t up = size_t(nodes_[i].parent);
     nodes_[up].value = touched[up] ? std::min(nodes_[up].value, nodes_[i].value) : nodes_[i].value;
     touched[up] = true;
   }
@@ -91,14 +90,12 @@ void addBlocks(const Band& band, int index, const Rect& precinct, int logWidth, 
     const int left = floorShift(r.x0, logWidth), top = floorShift(r.y0, logHeight);
     pb.across = ceilShift(r.x1, logWidth) - left;
     pb.down = ceilShift(r.y1, logHeight) - top;
-    pb.blocks.resize(static_cast<size_t>(pb.across) * static_cast<size_t>(pb.down));
+    pb.blocks.resize(size_t(pb.across) * size_t(pb.down));
     for (int i = 0; i < pb.across * pb.down; ++i) {
       const int64_t x = left + i % pb.across, y = top + i / pb.across;
-      CodeBlock& b = pb.blocks[static_cast<size_t>(i)];
-      b.area = {static_cast<int>(std::max<int64_t>(x << logWidth, r.x0)),
-                static_cast<int>(std::max<int64_t>(y << logHeight, r.y0)),
-                static_cast<int>(std::min<int64_t>((x + 1) << logWidth, r.x1)),
-                static_cast<int>(std::min<int64_t>((y + 1) << logHeight, r.y1))};
+      CodeBlock& b = pb.blocks[size_t(i)];
+      b.area = {int(std::max<int64_t>(x << logWidth, r.x0)), int(std::max<int64_t>(y << logHeight, r.y0)),
+                int(std::min<int64_t>((x + 1) << logWidth, r.x1)), int(std::min<int64_t>((y + 1) << logHeight, r.y1))};
       b.planeX = band.planeX + b.area.x0 - band.area.x0;
       b.planeY = band.planeY + b.area.y0 - band.area.y0;
     }
@@ -117,20 +114,18 @@ void addPrecincts(Resolution* r, bool lowest, const CodingStyle& style, size_t* 
   // In bands a precinct covers half as much, but in the lowest resolution.
   const int half = lowest ? 0 : 1;
   const int logWidth = std::min(style.logBlockWidth, lw - half), logHeight = std::min(style.logBlockHeight, lh - half);
-  const uint64_t precincts = static_cast<uint64_t>(r->across) * static_cast<uint64_t>(r->down);
-  const uint64_t blocks = ((static_cast<uint64_t>(r->area.width()) >> logWidth) + 1) *
-                          ((static_cast<uint64_t>(r->area.height()) >> logHeight) + 1);
+  const uint64_t precincts = uint64_t(r->across) * uint64_t(r->down);
+  const uint64_t blocks =
+      ((uint64_t(r->area.width()) >> logWidth) + 1) * ((uint64_t(r->area.height()) >> logHeight) + 1);
   if (precincts + blocks > *room) throw Error(ErrorKind::limit, "a tile with too many precincts or code blocks");
-  *room -= static_cast<size_t>(precincts + blocks);
-  r->precincts.resize(static_cast<size_t>(precincts));
+  *room -= size_t(precincts + blocks);
+  r->precincts.resize(size_t(precincts));
   for (size_t i = 0; i < r->precincts.size(); ++i) {
-    const int64_t x = left + static_cast<int64_t>(i) % r->across, y = top + static_cast<int64_t>(i) / r->across;
-    const auto edge = [](int64_t n, int log) {
-      return static_cast<int>(std::min<int64_t>(n << log, INT32_MAX));
-    };
+    const int64_t x = left + int64_t(i) % r->across, y = top + int64_t(i) / r->across;
+    const auto edge = [](int64_t n, int log) { return int(std::min<int64_t>(n << log, INT32_MAX)); };
     const Rect inBand = {edge(x, lw - half), edge(y, lh - half), edge(x + 1, lw - half), edge(y + 1, lh - half)};
     for (size_t b = 0; b < r->bands.size(); ++b)
-      addBlocks(r->bands[b], static_cast<int>(b), inBand, logWidth, logHeight, &r->precincts[i]);
+      addBlocks(r->bands[b], int(b), inBand, logWidth, logHeight, &r->precincts[i]);
   }
 }
 
@@ -191,12 +186,12 @@ PacketOrder::PacketOrder(const Tile& tile, const TileParameters& parameters) {
   };
   for (const ProgressionChange& change : changes) {
     std::vector<Keyed> all;
-    const int componentEnd = std::min(change.componentEnd, static_cast<int>(tile.components.size()));
+    const int componentEnd = std::min(change.componentEnd, int(tile.components.size()));
     for (int c = change.componentBegin; c < componentEnd; ++c) {
-      const TileComponent& tc = tile.components[static_cast<size_t>(c)];
-      const int count = static_cast<int>(tc.resolutions.size());
+      const TileComponent& tc = tile.components[size_t(c)];
+      const int count = int(tc.resolutions.size());
       for (int r = change.resolutionBegin; r < std::min(change.resolutionEnd, count); ++r) {
-        const Resolution& res = tc.resolutions[static_cast<size_t>(r)];
+        const Resolution& res = tc.resolutions[size_t(r)];
         // Where the precinct's corner lies on the reference grid, but not before the tile.
         const auto corner = [&](int64_t first, int logSize, int d, int from) {
           return std::max<int64_t>((first << (logSize + count - 1 - r)) * d, from);

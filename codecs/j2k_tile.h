@@ -1,6 +1,5 @@
 // A tile divided into what packets carry: components, resolutions, precincts, code blocks (T.800 Annex B).
-#ifndef ZELCODECS_J2K_TILE_H
-#define ZELCODECS_J2K_TILE_H
+#pragma once
 
 #include <memory>
 
@@ -24,7 +23,7 @@ class TagTree {
   void code(int leaf, int threshold, const Put& put) {
     int path[32], low = 0;
     for (int n = pathTo(leaf, path) - 1; n >= 0; --n) {
-      Node& node = nodes_[static_cast<size_t>(path[n])];
+      Node& node = nodes_[size_t(path[n])];
       if (node.low < low) node.low = low;
       for (; node.low < threshold; ++node.low) {
         if (node.low >= node.value) {
@@ -42,7 +41,7 @@ class TagTree {
   bool decode(int leaf, int threshold, const Get& get) {
     int path[32], low = 0;
     for (int n = pathTo(leaf, path) - 1; n >= 0; --n) {
-      Node& node = nodes_[static_cast<size_t>(path[n])];
+      Node& node = nodes_[size_t(path[n])];
       if (node.low < low) node.low = low;
       while (node.low < threshold && !node.known) {
         if (get())
@@ -52,11 +51,11 @@ class TagTree {
       }
       low = node.low;
     }
-    const Node& node = nodes_[static_cast<size_t>(leaf)];
+    const Node& node = nodes_[size_t(leaf)];
     return node.known && node.low < threshold;
   }
   // A leaf's value, once decode() has found it.
-  int value(int leaf) const { return nodes_[static_cast<size_t>(leaf)].low; }
+  int value(int leaf) const { return nodes_[size_t(leaf)].low; }
   void restart();  // forgets what has been coded, not the values
 
  private:
@@ -67,7 +66,7 @@ class TagTree {
   };
   int pathTo(int leaf, int* path) const {
     int n = 0;
-    for (int at = leaf; at >= 0; at = nodes_[static_cast<size_t>(at)].parent) path[n++] = at;
+    for (int at = leaf; at >= 0; at = nodes_[size_t(at)].parent) path[n++] = at;
     return n;
   }
   std::vector<Node> nodes_;
@@ -85,8 +84,8 @@ struct CodeBlock {
   bool included = false;
   int openSegment = 0, openPasses = 0;  // the segment that the next pass belongs to, and its passes so far
   std::vector<uint8_t> data;
-  std::vector<int> segments;        // lengths of the codeword segments in data
-  std::vector<int> segmentPasses;   // passes in each
+  std::vector<int> segments;       // lengths of the codeword segments in data
+  std::vector<int> segmentPasses;  // passes in each
   // Writer: how many passes each layer brings in all, and the bytes after each pass.
   std::vector<int> layerPasses;
   std::vector<int> rates;
@@ -188,5 +187,3 @@ class PacketOrder {
 };
 
 }  // namespace zelcodecs::j2k
-
-#endif

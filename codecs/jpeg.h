@@ -7,8 +7,7 @@
 // with 1, 3 or 4 components in any sampling, scans interleaved or not, with restart markers.
 //
 // Work is divided among threads: restart intervals, scans, rows of blocks. Files and pictures do not depend on it.
-#ifndef ZELCODECS_JPEG_H
-#define ZELCODECS_JPEG_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -43,8 +42,8 @@ struct JpegEncodeOptions {
   Sampling sampling = Sampling::s420;
   // Chroma is averaged MCU by MCU, from full-precision differences, or in planes of bytes, as other encoders do it.
   bool chromaByPlane = false;
-  bool ycck = true;             // CMYK pictures become YCCK, with chroma that can be halved
-  bool optimiseTables = false;  // Huffman tables from the counts of this picture; always done in progressive files
+  bool ycck = true;              // CMYK pictures become YCCK, with chroma that can be halved
+  bool optimiseTables = false;   // Huffman tables from the counts of this picture; always done in progressive files
   std::vector<JpegScan> script;  // the scans of a progressive file, or of a baseline file
   // Lossless: predictor 1 to 7 (T.81 Table H.1), and the number of low bits that are dropped.
   int predictor = 1;
@@ -134,5 +133,3 @@ JpegCoefficients readJpegCoefficients(const uint8_t* data, size_t size, const Jp
 std::vector<uint8_t> writeJpegCoefficients(const JpegCoefficients& coefficients, const JpegWriteOptions& options = {});
 
 }  // namespace zelcodecs
-
-#endif

@@ -7,8 +7,7 @@
 // interest by max-shift.
 //
 // Code blocks are divided among threads; files and pictures do not depend on it.
-#ifndef ZELCODECS_JPEG2000_H
-#define ZELCODECS_JPEG2000_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -36,7 +35,7 @@ struct Jpeg2000EncodeOptions {
   double rate = 0;  // bits per pixel, headers included
   double psnr = 0;  // dB, over all components
   int layers = 1;
-  int levels = 5;  // of the wavelet transform
+  int levels = 5;                                 // of the wavelet transform
   int codeBlockWidth = 64, codeBlockHeight = 64;  // powers of two, 4 to 1024, together up to 4096 samples
   int precinct = 0;                               // width and height of precincts, a power of two; 0 for none
   int tileWidth = 0, tileHeight = 0;              // 0 for one tile
@@ -76,7 +75,8 @@ struct Jpeg2000Components {
   int x0 = 0, y0 = 0, x1 = 0, y1 = 0;
   std::vector<Component> components;
 };
-Jpeg2000Components decodeJpeg2000Components(const uint8_t* data, size_t size, const Jpeg2000DecodeOptions& options = {});
+Jpeg2000Components decodeJpeg2000Components(const uint8_t* data, size_t size,
+                                            const Jpeg2000DecodeOptions& options = {});
 
 // One component becomes grey, three RGB (from sYCC too), four with a CMYK colour space CMYK; further ones are left out.
 // Coarser components are replicated, signed samples raised to unsigned.
@@ -102,5 +102,3 @@ Jpeg2000Info readJpeg2000Info(const uint8_t* data, size_t size, const Limits& li
 bool isJpeg2000(const uint8_t* data, size_t size);
 
 }  // namespace zelcodecs
-
-#endif

@@ -22,15 +22,14 @@ PixelsToMcu pixelsToMcu(ColourModel model, int h, int v) {
 // The pixels of an MCU. One that passes the edge of the picture is copied with its last column and row repeated.
 const uint8_t* mcuPixels(const Image& image, int left, int top, int wide, int high, uint8_t* edge, int* step) {
   const int channels = image.channels();
-  *step = static_cast<int>(image.rowBytes());
+  *step = int(image.rowBytes());
   if (left + wide <= image.width() && top + high <= image.height()) return image.row(top) + left * channels;
   const int inside = std::min(wide, image.width() - left);
   for (int y = 0; y < high; ++y) {
     const uint8_t* from = image.row(std::min(top + y, image.height() - 1)) + left * channels;
     uint8_t* to = edge + y * wide * channels;
-    std::memcpy(to, from, static_cast<size_t>(inside * channels));
-    for (int x = inside; x < wide; ++x)
-      std::memcpy(to + x * channels, to + (inside - 1) * channels, static_cast<size_t>(channels));
+    std::memcpy(to, from, size_t(inside * channels));
+    for (int x = inside; x < wide; ++x) std::memcpy(to + x * channels, to + (inside - 1) * channels, size_t(channels));
   }
   *step = wide * channels;
   return edge;
@@ -95,7 +94,7 @@ class PlaneBlocks : public BlockSource {
       p.h = c.h;
       p.v = c.v;
       p.forward = quant[c.quantTable].forward;
-      p.samples.resize(static_cast<size_t>(width) * static_cast<size_t>(height));
+      p.samples.resize(size_t(width) * size_t(height));
       planes_.push_back(std::move(p));
     }
     convert(image, ycc);
@@ -107,9 +106,8 @@ class PlaneBlocks : public BlockSource {
   void mcu(int x, int y, Block* blocks) const override {
     for (const Plane& p : planes_)
       for (int b = 0; b < p.h * p.v; ++b, ++blocks) {
-        const size_t column = 8 * static_cast<size_t>(x * p.h + b % p.h), row = 8 * static_cast<size_t>(y * p.v + b / p.h);
-        zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R(&p.samples[row * static_cast<size_t>(p.step) + column], p.step, *blocks,
-                                            p.forward);
+        const size_t column = 8 * size_t(x * p.h + b % p.h), row = 8 * size_t(y * p.v + b / p.h);
+        zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R(&p.samples[row * size_t(p.step) + column], p.step, *blocks, p.forward);
       }
   }
 
@@ -118,13 +116,13 @@ class PlaneBlocks : public BlockSource {
     int step, h, v;
     const uint16_t* forward;
     std::vector<uint8_t> samples;
-    uint8_t* row(int y) { return &samples[static_cast<size_t>(y) * static_cast<size_t>(step)]; }
+    uint8_t* row(int y) { return &samples[size_t(y) * size_t(step)]; }
   };
 
   void convert(const Image& image, bool ycc) {
     uint8_t* to[kMaxComponents] = {};
     for (size_t i = 0; i < planes_.size(); ++i) to[i] = planes_[i].row(0);
-    const int from = static_cast<int>(image.rowBytes()), step = planes_[0].step;
+    const int from = int(image.rowBytes()), step = planes_[0].step;
     const ZeliSize size = {image.width(), image.height()};
     if (ycc && planes_.size() == 3)
       zeliRGBToYCbCr_JPEG_8u_C3P3R(image.data(), from, to, step, size);
@@ -133,15 +131,13 @@ class PlaneBlocks : public BlockSource {
     else
       for (int y = 0; y < size.height; ++y)
         for (size_t i = 0; i < planes_.size(); ++i)
-          for (int x = 0; x < size.width; ++x)
-            planes_[i].row(y)[x] = image.row(y)[static_cast<size_t>(x) * planes_.size() + i];
+          for (int x = 0; x < size.width; ++x) planes_[i].row(y)[x] = image.row(y)[size_t(x) * planes_.size() + i];
   }
 
   // Repeats the last column and row to the end of the last MCU.
   static void extend(Plane* p, int width, int height, int storedHeight) {
     for (int y = 0; y < height; ++y) std::fill(p->row(y) + width, p->row(y) + p->step, p->row(y)[width - 1]);
-    for (int y = height; y < storedHeight; ++y)
-      std::memcpy(p->row(y), p->row(height - 1), static_cast<size_t>(p->step));
+    for (int y = height; y < storedHeight; ++y) std::memcpy(p->row(y), p->row(height - 1), size_t(p->step));
   }
 
   static void halve(Plane* p, int height, bool rowsToo, int threads) {
@@ -150,7 +146,7 @@ class PlaneBlocks : public BlockSource {
     full.samples.swap(p->samples);
     p->step /= 2;
     const int rows = rowsToo ? height / 2 : height;
-    p->samples.resize(static_cast<size_t>(p->step) * static_cast<size_t>(rows));
+    p->samples.resize(size_t(p->step) * size_t(rows));
     forEachPiece(rows, threads, [&](int y) {
       if (rowsToo)
         zeliSampleDownRowH2V2_Box_JPEG_8u_C1(full.row(2 * y), full.row(2 * y + 1), full.step, p->row(y));

@@ -1,6 +1,5 @@
 // From pixels to quantised blocks, MCU by MCU.
-#ifndef ZELCODECS_JPEG_BLOCKS_H
-#define ZELCODECS_JPEG_BLOCKS_H
+#pragma once
 
 #include <memory>
 
@@ -35,5 +34,3 @@ std::unique_ptr<BlockSource> blockSource(const Image& image, const Frame& frame,
                                          const JpegEncodeOptions& options, int threads);
 
 }  // namespace zelcodecs::jpeg
-
-#endif

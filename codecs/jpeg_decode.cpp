@@ -19,7 +19,7 @@ namespace {
 void requirePlausibleSize(const Reader& reader, bool keepGoing) {
   const Frame& f = reader.frame();
   uint64_t units = 0;
-  for (const Component& c : f.components) units += static_cast<uint64_t>(c.blocksWide) * static_cast<uint64_t>(c.blocksHigh);
+  for (const Component& c : f.components) units += uint64_t(c.blocksWide) * uint64_t(c.blocksHigh);
   const uint64_t perByte = f.process == kSOF0 || f.process == kSOF1 ? 4 : 8;
   const uint64_t harmless = (uint64_t{1} << 18) * (f.process == kSOF3 ? 64 : 1);
   if (units / perByte > reader.size() && !(keepGoing && units <= harmless))
@@ -51,21 +51,21 @@ class Progression {
     }
     const int first = frame_.process == kSOF2 ? scan.ss : 0, last = frame_.process == kSOF2 ? scan.se : 0;
     for (int i = 0; i < scan.count; ++i) {
-      auto& known = known_[static_cast<size_t>(scan.parts[i].component)];
+      auto& known = known_[size_t(scan.parts[i].component)];
       if (frame_.process != kSOF2 && known[0] != kNothing)
         throw Error(ErrorKind::damaged, "a second scan of a component", scan.begin);
       const bool odd = std::any_of(known.begin() + first, known.begin() + last + 1, [&](int8_t k) {
         return frame_.process == kSOF2 && (k == kNothing ? scan.ah != 0 : scan.ah != k);
       });
       if (odd) warnings->add("a progressive scan that does not follow on those before", at);
-      std::fill(known.begin() + first, known.begin() + last + 1, static_cast<int8_t>(scan.al));
+      std::fill(known.begin() + first, known.begin() + last + 1, int8_t(scan.al));
     }
   }
 
   // The first component without a scan (of its DC coefficients), or -1.
   int missing() const {
     for (size_t c = 0; c < known_.size(); ++c)
-      if (known_[c][0] == kNothing) return static_cast<int>(c);
+      if (known_[c][0] == kNothing) return int(c);
     return -1;
   }
 
@@ -105,9 +105,8 @@ class Walk {
       do {
         progression.add(scan, &warnings_);
         // How far the work is shows in the file's bytes.
-        const double from = static_cast<double>(scan.begin) / static_cast<double>(reader_.size());
-        const double to =
-            options_.progress ? static_cast<double>(reader_.endOfScan(scan.begin)) / static_cast<double>(reader_.size()) : 1;
+        const double from = double(scan.begin) / double(reader_.size());
+        const double to = options_.progress ? double(reader_.endOfScan(scan.begin)) / double(reader_.size()) : 1;
         Progress progress;
         if (options_.progress) progress = [&, from, to](double part) { options_.progress(from + (to - from) * part); };
         reader_.resumeAt(decoder(scan)->run(threads(), progress));
@@ -142,7 +141,7 @@ class Walk {
     run([&](const Scan& scan) {
       // The quantisation table of a component is the one in force at its first scan.
       for (int i = 0; i < scan.count; ++i) {
-        const size_t c = static_cast<size_t>(scan.parts[i].component);
+        const size_t c = size_t(scan.parts[i].component);
         if (!begun[c]) std::memcpy(store->components[c].quant, quant(scan.parts[i].component), sizeof(uint16_t[64]));
         begun[c] = true;
       }
@@ -151,7 +150,7 @@ class Walk {
   }
 
   const uint16_t* quant(int component) const {
-    const QuantTable& t = reader_.quantTable(reader_.frame().components[static_cast<size_t>(component)].quantTable);
+    const QuantTable& t = reader_.quantTable(reader_.frame().components[size_t(component)].quantTable);
     if (!t.present)
       throw Error(ErrorKind::damaged, "a scan uses a quantisation table that is not there", reader_.position());
     return t.inverse;
@@ -167,7 +166,7 @@ class Walk {
 // Delivers stored blocks MCU by MCU, as a scan of all components would.
 void replay(const JpegCoefficients& store, const Frame& frame, const McuSink& sink, int threads) {
   Scan all;
-  all.count = static_cast<int>(frame.components.size());
+  all.count = int(frame.components.size());
   for (int i = 0; i < all.count; ++i) all.parts[i].component = i;
   const int wide = all.mcusWide(frame), high = all.mcusHigh(frame);
 #pragma omp parallel for num_threads(threads) schedule(dynamic)
@@ -178,8 +177,7 @@ void replay(const JpegCoefficients& store, const Frame& frame, const McuSink& si
       for (const JpegCoefficients::Component& c : store.components) {
         const int h = all.interleaved() ? c.h : 1, v = all.interleaved() ? c.v : 1;
         for (int k = 0; k < h * v; ++k, ++b) {
-          const size_t at = static_cast<size_t>(y * v + k / h) * static_cast<size_t>(c.storedWide) +
-                            static_cast<size_t>(x * h + k % h);
+          const size_t at = size_t(y * v + k / h) * size_t(c.storedWide) + size_t(x * h + k % h);
           blocks[b] = &c.values[64 * at];
         }
       }
@@ -192,10 +190,10 @@ void replay(const JpegCoefficients& store, const Frame& frame, const McuSink& si
 void turnUpright(Image* image) {
   uint8_t* p = image->data();
   if (image->bytesPerSample() == 1) {
-    for (size_t i = 0; i < image->sizeBytes(); ++i) p[i] = static_cast<uint8_t>(~p[i]);
+    for (size_t i = 0; i < image->sizeBytes(); ++i) p[i] = uint8_t(~p[i]);
   } else {
     uint16_t* q = image->row16(0);
-    for (size_t i = 0; i < image->sizeBytes() / 2; ++i) q[i] = static_cast<uint16_t>(image->maxValue() - q[i]);
+    for (size_t i = 0; i < image->sizeBytes() / 2; ++i) q[i] = uint16_t(image->maxValue() - q[i]);
   }
 }
 
@@ -208,17 +206,20 @@ Image decodeJpeg(const uint8_t* data, size_t size, const JpegDecodeOptions& opti
   Walk walk(data, size, options);
   const Frame& frame = walk.reader().frame();
   Coding coding = codingOf(walk.reader());
-  if (!options.convertColour) coding = modelOf(coding) == ColourModel::cmyk ? Coding::cmyk : modelOf(coding) == ColourModel::rgb ? Coding::rgb : coding;
+  if (!options.convertColour)
+    coding = modelOf(coding) == ColourModel::cmyk  ? Coding::cmyk
+             : modelOf(coding) == ColourModel::rgb ? Coding::rgb
+                                                   : coding;
   Image image(ceilDiv(frame.width, denominator), ceilDiv(frame.height, denominator), modelOf(coding), frame.precision);
 
   const bool lossless = frame.process == kSOF3;
   if (lossless && denominator != 1)
-    throw Error(ErrorKind::unsupported, "lossless files are decoded at full size only; the frame header is", frame.offset);
+    throw Error(ErrorKind::unsupported, "lossless files are decoded at full size only; the frame header is",
+                frame.offset);
 
   // Blocks go straight on to pixels where one scan brings them all, and no thread would be idle meanwhile.
   const int threads = walk.threads();
-  const bool straight = !lossless && frame.process != kSOF2 &&
-                        walk.first().count == static_cast<int>(frame.components.size()) &&
+  const bool straight = !lossless && frame.process != kSOF2 && walk.first().count == int(frame.components.size()) &&
                         (threads == 1 || walk.reader().restartInterval() || options.keepGoing);
   JpegCoefficients store;
   QuantSteps quant = {};
@@ -231,7 +232,8 @@ Image decodeJpeg(const uint8_t* data, size_t size, const JpegDecodeOptions& opti
   }
   const auto deliver = [&](McuSink* sink) {
     if (straight)
-      walk.run([&](const Scan& s) { return sequentialScan(walk.reader(), s, options.keepGoing, walk.warnings(), sink); });
+      walk.run(
+          [&](const Scan& s) { return sequentialScan(walk.reader(), s, options.keepGoing, walk.warnings(), sink); });
     else
       replay(store, frame, *sink, threads);
   };
@@ -247,9 +249,8 @@ Image decodeJpeg(const uint8_t* data, size_t size, const JpegDecodeOptions& opti
   } else {
     const Planes planes(frame, coding, denominator, options.smooth, &image);
     if (lossless) {
-      walk.run([&](const Scan& s) {
-        return losslessScan(walk.reader(), s, options.keepGoing, walk.warnings(), &planes);
-      });
+      walk.run(
+          [&](const Scan& s) { return losslessScan(walk.reader(), s, options.keepGoing, walk.warnings(), &planes); });
       planes.convertRest(0, threads);
     } else {
       PlaneSink sink(frame, quant, planes);
@@ -257,7 +258,8 @@ Image decodeJpeg(const uint8_t* data, size_t size, const JpegDecodeOptions& opti
       sink.finish(threads);
     }
   }
-  if (options.convertColour && image.model() == ColourModel::cmyk && walk.reader().adobeTransform() >= 0) turnUpright(&image);
+  if (options.convertColour && image.model() == ColourModel::cmyk && walk.reader().adobeTransform() >= 0)
+    turnUpright(&image);
   return image;
 }
 
@@ -281,7 +283,7 @@ void JpegCoefficients::allocate() {
     c.blocksHigh = k.blocksHigh;
     c.storedWide = k.storedWide;
     c.storedHigh = k.storedHigh;
-    c.values = ZeroedVector<int16_t>(64 * static_cast<size_t>(k.storedWide) * static_cast<size_t>(k.storedHigh));
+    c.values = ZeroedVector<int16_t>(64 * size_t(k.storedWide) * size_t(k.storedHigh));
   }
 }
 

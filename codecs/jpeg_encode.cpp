@@ -31,9 +31,9 @@ class Pieces {
   }
   int count() const { return (mcus_ - 1) / step_ + 1; }
   int begin(int piece) const { return piece * step_; }
-  int end(int piece) const { return static_cast<int>(std::min<int64_t>(int64_t{piece + 1} * step_, mcus_)); }
+  int end(int piece) const { return int(std::min<int64_t>(int64_t{piece + 1} * step_, mcus_)); }
   // The end of the restart interval that begins at an MCU, and the number of the marker before it.
-  int intervalEnd(int mcu) const { return static_cast<int>(std::min<int64_t>(int64_t{mcu} + interval_, mcus_)); }
+  int intervalEnd(int mcu) const { return int(std::min<int64_t>(int64_t{mcu} + interval_, mcus_)); }
   int marker(int mcu) const { return (mcu / interval_ - 1) & 7; }
 
  private:
@@ -45,13 +45,13 @@ class Pieces {
 template <class Mcus>
 void codeScan(const Scan& scan, ScanKind kind, const EncoderTables* tables, const Pieces& pieces, int threads,
               std::vector<uint8_t>* out, const Mcus& mcus) {
-  std::vector<std::vector<uint8_t>> coded(static_cast<size_t>(pieces.count()));
+  std::vector<std::vector<uint8_t>> coded(size_t(pieces.count()));
   forEachPiece(pieces.count(), threads, [&](int i) {
-    std::vector<uint8_t>* const to = pieces.count() == 1 ? out : &coded[static_cast<size_t>(i)];
+    std::vector<uint8_t>* const to = pieces.count() == 1 ? out : &coded[size_t(i)];
     ScanEncoder encoder(scan, kind, tables, to);
     if (i) {  // the marker before a piece is the piece's own
       to->push_back(0xFF);
-      to->push_back(static_cast<uint8_t>(kRST0 + pieces.marker(pieces.begin(i))));
+      to->push_back(uint8_t(kRST0 + pieces.marker(pieces.begin(i))));
     }
     for (int m = pieces.begin(i); m < pieces.end(i); m = pieces.intervalEnd(m)) {
       if (m != pieces.begin(i)) encoder.restart(pieces.marker(m));
@@ -104,12 +104,12 @@ class StoredMcus {
  public:
   StoredMcus(const JpegCoefficients& in, const Frame& frame, const Scan& scan) : wide_(scan.mcusWide(frame)) {
     for (int i = 0; i < scan.count; ++i) {
-      const JpegCoefficients::Component& c = in.components[static_cast<size_t>(scan.parts[i].component)];
+      const JpegCoefficients::Component& c = in.components[size_t(scan.parts[i].component)];
       const int h = scan.interleaved() ? c.h : 1, v = scan.interleaved() ? c.v : 1;
-      const size_t row = 64 * static_cast<size_t>(c.storedWide);
+      const size_t row = 64 * size_t(c.storedWide);
       for (int k = 0; k < h * v; ++k)
-        places_[count_++] = {c.values.data() + static_cast<size_t>(k / h) * row + 64 * static_cast<size_t>(k % h),
-                             64 * static_cast<size_t>(h), static_cast<size_t>(v) * row, i};
+        places_[count_++] = {c.values.data() + size_t(k / h) * row + 64 * size_t(k % h), 64 * size_t(h),
+                             size_t(v) * row, i};
     }
   }
   // Scans of one position read a line of each block only: the processor does not foresee that.
@@ -120,7 +120,7 @@ class StoredMcus {
     for (int y = from / wide_, x = from % wide_; from < to; ++y, x = 0) {
       const int16_t* at[kMaxBlocksPerMcu];
       for (int b = 0; b < count_; ++b)
-        at[b] = places_[b].first + static_cast<size_t>(x) * places_[b].mcuStep + static_cast<size_t>(y) * places_[b].rowStep;
+        at[b] = places_[b].first + size_t(x) * places_[b].mcuStep + size_t(y) * places_[b].rowStep;
       for (; x < wide_ && from < to; ++x, ++from) {
         for (int b = 0; b < count_; ++b) {
           __builtin_prefetch(at[b] + kAhead * places_[b].mcuStep);
@@ -157,7 +157,8 @@ std::vector<uint8_t> codeStored(const JpegCoefficients& in, const Frame& frame, 
     forEachPiece(pieces.count(), threads, [&](int i) {
       SymbolCounter counter(scan, kind);
       for (int m = pieces.begin(i); m < pieces.end(i); m = pieces.intervalEnd(m)) {
-        mcus.walk(m, pieces.intervalEnd(m), [&](const int16_t* block, int part) { counter.block(block, part); }, [] {});
+        mcus.walk(
+            m, pieces.intervalEnd(m), [&](const int16_t* block, int part) { counter.block(block, part); }, [] {});
         counter.endInterval();
       }
 #pragma omp critical(zelcodecs_counts)
@@ -179,10 +180,11 @@ std::vector<uint8_t> codeStored(const JpegCoefficients& in, const Frame& frame, 
     }
   }
   segments.scan(frame, scan);
-  codeScan(scan, kind, standard ? standard : fitted, pieces, threads, &out, [&](int from, int to, ScanEncoder* encoder) {
-    mcus.walk(
-        from, to, [&](const int16_t* block, int part) { encoder->block(block, part); }, [&] { encoder->endMcu(); });
-  });
+  codeScan(
+      scan, kind, standard ? standard : fitted, pieces, threads, &out, [&](int from, int to, ScanEncoder* encoder) {
+        mcus.walk(
+            from, to, [&](const int16_t* block, int part) { encoder->block(block, part); }, [&] { encoder->endMcu(); });
+      });
   return out;
 }
 
@@ -208,8 +210,7 @@ Frame frameOf(const JpegCoefficients& in, const JpegWriteOptions& options) {
   frame.process = options.progressive ? kSOF2 : in.precision == 8 && !wideTables ? kSOF0 : kSOF1;
   frame.layOut();
   for (size_t i = 0; i < in.components.size(); ++i) {
-    const size_t stored =
-        64 * static_cast<size_t>(frame.components[i].storedWide) * static_cast<size_t>(frame.components[i].storedHigh);
+    const size_t stored = 64 * size_t(frame.components[i].storedWide) * size_t(frame.components[i].storedHigh);
     if (in.components[i].values.size() != stored || in.components[i].storedWide != frame.components[i].storedWide)
       throw Error(ErrorKind::argument, "the stored blocks do not fit the size of the picture");
   }
@@ -220,24 +221,24 @@ std::vector<JpegScan> plainScript(size_t components, bool interleaved) {
   std::vector<JpegScan> script;
   for (size_t i = 0; i < components; ++i) {
     if (i == 0 || !interleaved) script.emplace_back();
-    script.back().components.push_back(static_cast<int>(i));
+    script.back().components.push_back(int(i));
   }
   return script;
 }
 
 std::vector<uint8_t> writeBlocks(const JpegCoefficients& in, const JpegWriteOptions& options) {
   const Frame frame = frameOf(in, options);
-  const int components = static_cast<int>(in.components.size()), threads = threadCount(options.threads);
+  const int components = int(in.components.size()), threads = threadCount(options.threads);
   const std::vector<int> tableOf = huffmanTables(in.components.size(), in.adobeTransform);
-  const std::vector<JpegScan> script = !options.script.empty()  ? options.script
-                                       : options.progressive ? defaultScanScript(components, components == 3)
-                                                             : plainScript(in.components.size(), options.interleaved);
+  const std::vector<JpegScan> script = !options.script.empty() ? options.script
+                                       : options.progressive   ? defaultScanScript(components, components == 3)
+                                                               : plainScript(in.components.size(), options.interleaved);
   const std::vector<Scan> scans = scansOf(script, frame, options.progressive, tableOf);
 
   std::vector<uint8_t> out;
   SegmentWriter segments(&out);
   const uint16_t* steps[kMaxComponents];
-  for (int i = 0; i < components; ++i) steps[i] = in.components[static_cast<size_t>(i)].quant;
+  for (int i = 0; i < components; ++i) steps[i] = in.components[size_t(i)].quant;
   writeHeader(in.jfif, in.adobeTransform, steps, frame, &segments);
   EncoderTables tables[2];
   const bool fitted = options.optimiseTables || options.progressive || in.precision > 8;
@@ -245,16 +246,16 @@ std::vector<uint8_t> writeBlocks(const JpegCoefficients& in, const JpegWriteOpti
   if (options.restartInterval) segments.restartInterval(options.restartInterval);
 
   // Scans do not depend on each other.
-  const int count = static_cast<int>(scans.size());
+  const int count = int(scans.size());
   std::vector<std::vector<uint8_t>> coded(scans.size());
   int done = 0;
   forEachPiece(count, threads, [&](int i) {
-    const size_t n = static_cast<size_t>(i);
+    const size_t n = size_t(i);
     coded[n] = codeStored(in, frame, scans[n], options.progressive, options.restartInterval, fitted ? nullptr : tables,
                           count == 1 ? threads : 1);
     if (options.progress) {
 #pragma omp critical(zelcodecs_progress)
-      options.progress(static_cast<double>(++done) / count);
+      options.progress(double(++done) / count);
     }
   });
   for (const std::vector<uint8_t>& s : coded) out.insert(out.end(), s.begin(), s.end());
@@ -301,8 +302,7 @@ JpegCoefficients storeBlocks(const Frame& frame, const Layout& layout, const Qua
       int b = 0;
       for (JpegCoefficients::Component& c : store.components)
         for (int k = 0; k < c.h * c.v; ++k, ++b) {
-          const size_t at = static_cast<size_t>(y * c.v + k / c.h) * static_cast<size_t>(c.storedWide) +
-                            static_cast<size_t>(x * c.h + k % c.h);
+          const size_t at = size_t(y * c.v + k / c.h) * size_t(c.storedWide) + size_t(x * c.h + k % c.h);
           std::memcpy(&c.values[64 * at], blocks[b], sizeof(Block));
         }
     }
@@ -325,7 +325,7 @@ std::vector<uint8_t> encodeJpeg(const Image& image, const JpegEncodeOptions& opt
   Image inverted;  // as Adobe's applications store ink, which readers expect behind their marker
   if (image.model() == ColourModel::cmyk) {
     inverted = image.clone();
-    for (size_t i = 0; i < inverted.sizeBytes(); ++i) inverted.data()[i] = static_cast<uint8_t>(~inverted.data()[i]);
+    for (size_t i = 0; i < inverted.sizeBytes(); ++i) inverted.data()[i] = uint8_t(~inverted.data()[i]);
   }
   const Image& pixels = inverted.empty() ? image : inverted;
 
@@ -340,15 +340,14 @@ std::vector<uint8_t> encodeJpeg(const Image& image, const JpegEncodeOptions& opt
   frame.layOut();
   const int64_t interval =
       options.restartInterval ? options.restartInterval : int64_t{options.restartRows} * frame.mcusWide;
-  if (interval < 0 || interval > 65535)
-    throw Error(ErrorKind::argument, "a restart interval is 0 to 65535 MCUs");
+  if (interval < 0 || interval > 65535) throw Error(ErrorKind::argument, "a restart interval is 0 to 65535 MCUs");
   const std::unique_ptr<BlockSource> source = blockSource(pixels, frame, quant, options, threads);
 
   // Blocks are coded as they are made where that takes one pass, and no thread would be idle meanwhile.
   const bool progressive = options.process == JpegProcess::progressive;
   if (progressive || options.optimiseTables || !options.script.empty() || (threads > 1 && !interval)) {
     JpegWriteOptions write;
-    write.restartInterval = static_cast<int>(interval);
+    write.restartInterval = int(interval);
     write.progressive = progressive;
     write.script = options.script;
     write.optimiseTables = options.optimiseTables;
@@ -361,33 +360,33 @@ std::vector<uint8_t> encodeJpeg(const Image& image, const JpegEncodeOptions& opt
     return writeBlocks(storeBlocks(frame, layout, quant, *source, threads, first), write);
   }
 
-  const int count = static_cast<int>(frame.components.size());
+  const int count = int(frame.components.size());
   const std::vector<int> tableOf = huffmanTables(frame.components.size(), layout.adobeTransform);
   std::vector<uint8_t> out;
   out.reserve(image.sizeBytes() / 8 + 4096);
   SegmentWriter segments(&out);
   const uint16_t* steps[kMaxComponents];
-  for (int i = 0; i < count; ++i) steps[i] = quant[frame.components[static_cast<size_t>(i)].quantTable].inverse;
+  for (int i = 0; i < count; ++i) steps[i] = quant[frame.components[size_t(i)].quantTable].inverse;
   writeHeader(layout.adobeTransform < 0, layout.adobeTransform, steps, frame, &segments);
   EncoderTables tables[2];
   standardTables(1 + *std::max_element(tableOf.begin(), tableOf.end()), &segments, tables);
-  if (interval) segments.restartInterval(static_cast<int>(interval));
+  if (interval) segments.restartInterval(int(interval));
   Scan scan;
   scan.count = count;
   int partOf[kMaxBlocksPerMcu], blocksInMcu = 0;
   for (int i = 0; i < count; ++i) {
-    const int table = tableOf[static_cast<size_t>(i)];
+    const int table = tableOf[size_t(i)];
     scan.parts[i] = {i, table, table};
-    const Component& c = frame.components[static_cast<size_t>(i)];
+    const Component& c = frame.components[size_t(i)];
     for (int b = 0; b < c.h * c.v; ++b) partOf[blocksInMcu++] = i;
   }
   segments.scan(frame, scan);
-  const Pieces pieces(frame.mcusWide * frame.mcusHigh, static_cast<int>(interval));
+  const Pieces pieces(frame.mcusWide * frame.mcusHigh, int(interval));
   const int wide = frame.mcusWide;
   codeScan(scan, ScanKind::sequential, tables, pieces, threads, &out, [&](int from, int to, ScanEncoder* encoder) {
     alignas(32) Block blocks[kMaxBlocksPerMcu];
     for (int y = from / wide, x = from % wide; from < to; ++y, x = 0) {
-      if (options.progress && threads == 1 && y % 16 == 0) options.progress(static_cast<double>(y) / frame.mcusHigh);
+      if (options.progress && threads == 1 && y % 16 == 0) options.progress(double(y) / frame.mcusHigh);
       for (; x < wide && from < to; ++x, ++from) {
         source->mcu(x, y, blocks);
         for (int b = 0; b < blocksInMcu; ++b) encoder->block(blocks[b], partOf[b]);

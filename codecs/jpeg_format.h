@@ -1,6 +1,5 @@
 // What the JPEG reader and writer share: marker codes, the frame and its block grid, scans, tables.
-#ifndef ZELCODECS_JPEG_FORMAT_H
-#define ZELCODECS_JPEG_FORMAT_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -102,5 +101,3 @@ extern const uint8_t kChrominanceQuant[64];
 extern const HuffmanTable kLuminanceDc, kChrominanceDc, kLuminanceAc, kChrominanceAc;
 
 }  // namespace zelcodecs::jpeg
-
-#endif

@@ -34,7 +34,7 @@ JpegInfo readJpegInfo(const uint8_t* data, size_t size, const Limits& limits) {
     info.colour = "two components";
   } else {
     static const char* const names[] = {"grey", "YCbCr", "RGB", "CMYK", "YCCK"};
-    info.colour = names[static_cast<int>(codingOf(reader))];
+    info.colour = names[int(codingOf(reader))];
   }
   info.restartInterval = reader.restartInterval();
   info.jfif = reader.jfif();

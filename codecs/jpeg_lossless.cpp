@@ -25,9 +25,8 @@ void differences(const int16_t* row, const int16_t* above, int16_t* to, int widt
     return;
   }
   const auto *x = reinterpret_cast<const uint16_t*>(row), *up = reinterpret_cast<const uint16_t*>(above);
-  to[0] = static_cast<int16_t>(x[0] - up[0]);
-  for (int i = 1; i < width; ++i)
-    to[i] = static_cast<int16_t>(x[i] - widePrediction(predictor, x[i - 1], up[i], up[i - 1]));
+  to[0] = int16_t(x[0] - up[0]);
+  for (int i = 1; i < width; ++i) to[i] = int16_t(x[i] - widePrediction(predictor, x[i - 1], up[i], up[i - 1]));
 }
 
 void reconstruct(const int16_t* diff, const int16_t* above, int16_t* to, int width, int predictor, int bits) {
@@ -37,9 +36,8 @@ void reconstruct(const int16_t* diff, const int16_t* above, int16_t* to, int wid
   }
   auto* x = reinterpret_cast<uint16_t*>(to);
   const auto* up = reinterpret_cast<const uint16_t*>(above);
-  x[0] = static_cast<uint16_t>(diff[0] + up[0]);
-  for (int i = 1; i < width; ++i)
-    x[i] = static_cast<uint16_t>(diff[i] + widePrediction(predictor, x[i - 1], up[i], up[i - 1]));
+  x[0] = uint16_t(diff[0] + up[0]);
+  for (int i = 1; i < width; ++i) x[i] = uint16_t(diff[i] + widePrediction(predictor, x[i - 1], up[i], up[i - 1]));
 }
 
 // ---- Decoding -------------------------------------------------------------------------------------------------------
@@ -48,8 +46,7 @@ void reconstruct(const int16_t* diff, const int16_t* above, int16_t* to, int wid
 class LosslessScan : public ScanDecoder {
  public:
   LosslessScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings, const Planes* planes)
-      : ScanDecoder(reader, scan, keepGoing, warnings, scan.mcusHigh(reader.frame()), 1,
-                    scan.mcusWide(reader.frame())),
+      : ScanDecoder(reader, scan, keepGoing, warnings, scan.mcusHigh(reader.frame()), 1, scan.mcusWide(reader.frame())),
         count_(scan.count),
         mcusWide_(scan.mcusWide(reader.frame())),
         predictor_(scan.ss),
@@ -57,18 +54,17 @@ class LosslessScan : public ScanDecoder {
         shift_(scan.al) {
     for (int i = 0; i < count_; ++i) {
       const Scan::Part& part = scan.parts[i];
-      const Component& c = reader.frame().components[static_cast<size_t>(part.component)];
+      const Component& c = reader.frame().components[size_t(part.component)];
       Target& t = targets_[i];
       table_[i] = reader.dcTable(part.dcTable);
-      if (!table_[i])
-        throw Error(ErrorKind::damaged, "a scan uses a Huffman table that is not there", scan.begin);
+      if (!table_[i]) throw Error(ErrorKind::damaged, "a scan uses a Huffman table that is not there", scan.begin);
       t.plane = &planes->plane(part.component);
       t.h = scan.interleaved() ? c.h : 1;
       t.v = scan.interleaved() ? c.v : 1;
       t.width = mcusWide_ * t.h;
-      t.diff.resize(static_cast<size_t>(t.width * t.v));
-      t.above.resize(static_cast<size_t>(t.width));
-      t.row.resize(static_cast<size_t>(t.width));
+      t.diff.resize(size_t(t.width * t.v));
+      t.above.resize(size_t(t.width));
+      t.row.resize(size_t(t.width));
       subsampled_ |= t.h * t.v > 1;
     }
   }
@@ -97,7 +93,7 @@ class LosslessScan : public ScanDecoder {
     for (int i = 0; i < count_; ++i) {
       Target& t = targets_[i];
       for (int r = 0; r < t.v; ++r) {
-        const int16_t* diff = &t.diff[static_cast<size_t>(r * t.width)];
+        const int16_t* diff = &t.diff[size_t(r * t.width)];
         if (fresh_ && r == 0)
           zeliReconstructPredFirstRow_JPEG_16s_C1(diff, t.row.data(), t.width, precision_, shift_);
         else
@@ -112,7 +108,7 @@ class LosslessScan : public ScanDecoder {
   void loseUnit(int unit) override {
     for (int i = 0; i < count_; ++i) {
       Target& t = targets_[i];
-      std::fill(t.row.begin(), t.row.end(), static_cast<int16_t>(1 << (precision_ - shift_ - 1)));
+      std::fill(t.row.begin(), t.row.end(), int16_t(1 << (precision_ - shift_ - 1)));
       for (int r = 0; r < t.v; ++r) store(t, unit * t.v + r);
     }
   }
@@ -129,9 +125,9 @@ class LosslessScan : public ScanDecoder {
       for (int i = 0; i < count_; ++i) {
         Target& t = targets_[i];
         for (int k = 0; k < t.h * t.v; ++k) {
-          int16_t* const to = &t.diff[static_cast<size_t>(k / t.h * t.width + x * t.h + k % t.h)];
-          const ZelStatus status = zeliDecodeHuffmanOne_JPEG_1u16s_C1(
-              source_.data, source_.length, &source_.position, to, &source_.marker, table_[i], &source_.state);
+          int16_t* const to = &t.diff[size_t(k / t.h * t.width + x * t.h + k % t.h)];
+          const ZelStatus status = zeliDecodeHuffmanOne_JPEG_1u16s_C1(source_.data, source_.length, &source_.position,
+                                                                      to, &source_.marker, table_[i], &source_.state);
           if (status != zelStsNoErr) return status;
         }
       }
@@ -172,7 +168,7 @@ class Differences {
  public:
   Differences(const Image& image, int predictor, int shift)
       : image_(image), channels_(image.channels()), width_(image.width()), predictor_(predictor), shift_(shift) {
-    const size_t n = static_cast<size_t>(width_);
+    const size_t n = size_t(width_);
     for (int c = 0; c < channels_; ++c) above_[c].resize(n), row_[c].resize(n), diff_[c].resize(n);
   }
 
@@ -200,7 +196,7 @@ class Differences {
   void split(const Sample* from) {
     for (int c = 0; c < channels_; ++c) {
       int16_t* const to = row_[c].data();
-      for (int x = 0; x < width_; ++x) to[x] = static_cast<int16_t>(from[x * channels_ + c] >> shift_);
+      for (int x = 0; x < width_; ++x) to[x] = int16_t(from[x * channels_ + c] >> shift_);
     }
   }
 
@@ -231,9 +227,9 @@ HuffmanTable tableFor(const Image& image, const JpegEncodeOptions& o, int interv
 std::vector<uint8_t> codeRows(const Image& image, const JpegEncodeOptions& o, const ZeliEncodeHuffmanSpec& table,
                               int from, int to, const Progress& progress) {
   // A code of 16 bits and 15 more for each sample, every byte stuffed.
-  const size_t most = static_cast<size_t>(image.width()) * static_cast<size_t>(image.channels()) * 8 + 64;
-  const int room = static_cast<int>(std::max<size_t>(most, 1 << 16));
-  const std::unique_ptr<uint8_t[]> buffer(new uint8_t[static_cast<size_t>(room)]);
+  const size_t most = size_t(image.width()) * size_t(image.channels()) * 8 + 64;
+  const int room = int(std::max<size_t>(most, 1 << 16));
+  const std::unique_ptr<uint8_t[]> buffer(new uint8_t[size_t(room)]);
   std::vector<uint8_t> out;
   ZeliEncodeHuffmanState state;
   zeliEncodeHuffmanStateInit_JPEG_8u(&state);
@@ -247,12 +243,12 @@ std::vector<uint8_t> codeRows(const Image& image, const JpegEncodeOptions& o, co
     if (status != zelStsNoErr) throw Error(ErrorKind::argument, "a difference that the Huffman table has no code for");
   };
   for (int y = from; y < to; ++y) {
-    if (static_cast<size_t>(room - position) < most) {
+    if (size_t(room - position) < most) {
       out.insert(out.end(), buffer.get(), buffer.get() + position);
       position = 0;
     }
     code(diff.of(y, y == from), 0);
-    if (progress && y % 64 == 0) progress(static_cast<double>(y) / image.height());
+    if (progress && y % 64 == 0) progress(double(y) / image.height());
   }
   code(nullptr, 1);
   out.insert(out.end(), buffer.get(), buffer.get() + position);
@@ -274,7 +270,7 @@ std::vector<uint8_t> encodeLossless(const Image& image, const JpegEncodeOptions&
   const int64_t mcus = o.restartInterval ? o.restartInterval : int64_t{o.restartRows} * image.width();
   if (mcus < 0 || mcus > 65535 || mcus % image.width())
     throw Error(ErrorKind::argument, "a restart interval in a lossless file is whole rows, of up to 65535 samples");
-  const int interval = static_cast<int>(mcus / image.width()), threads = threadCount(o.threads);
+  const int interval = int(mcus / image.width()), threads = threadCount(o.threads);
 
   Frame frame;
   frame.process = kSOF3;
@@ -302,17 +298,16 @@ std::vector<uint8_t> encodeLossless(const Image& image, const JpegEncodeOptions&
   if (scan.count == 3) segments.adobe(0);
   segments.frame(frame);
   segments.huffmanTable(0, 0, table);
-  if (interval) segments.restartInterval(static_cast<int>(mcus));
+  if (interval) segments.restartInterval(int(mcus));
   segments.scan(frame, scan);
   const int step = interval ? interval : image.height(), pieces = ceilDiv(image.height(), step);
-  std::vector<std::vector<uint8_t>> coded(static_cast<size_t>(pieces));
+  std::vector<std::vector<uint8_t>> coded(size_t(pieces), std::vector<uint8_t>{});
   const Progress progress = pieces == 1 ? o.progress : nullptr;
   forEachPiece(pieces, threads, [&](int i) {
-    coded[static_cast<size_t>(i)] =
-        codeRows(image, o, spec, i * step, std::min(image.height(), (i + 1) * step), progress);
+    coded[size_t(i)] = codeRows(image, o, spec, i * step, std::min(image.height(), (i + 1) * step), progress);
   });
   for (size_t i = 0; i < coded.size(); ++i) {
-    if (i) segments.marker(kRST0 + static_cast<int>((i - 1) & 7));
+    if (i) segments.marker(kRST0 + int((i - 1) & 7));
     out.insert(out.end(), coded[i].begin(), coded[i].end());
   }
   segments.marker(kEOI);

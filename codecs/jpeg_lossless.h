@@ -1,6 +1,5 @@
 // Lossless files (T.81 Annex H): samples predicted from their neighbours, differences coded as DC differences are.
-#ifndef ZELCODECS_JPEG_LOSSLESS_H
-#define ZELCODECS_JPEG_LOSSLESS_H
+#pragma once
 
 #include "jpeg_pixels.h"
 
@@ -13,5 +12,3 @@ std::unique_ptr<ScanDecoder> losslessScan(const Reader& reader, const Scan& scan
 std::vector<uint8_t> encodeLossless(const Image& image, const JpegEncodeOptions& options);
 
 }  // namespace zelcodecs::jpeg
-
-#endif

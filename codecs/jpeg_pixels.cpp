@@ -47,9 +47,9 @@ McuToPixels mcuToPixels(const Frame& frame, Coding coding, bool smooth) {
 // ---- Straight into the picture --------------------------------------------------------------------------------------
 
 DirectSink::DirectSink(const Frame& frame, const QuantSteps& quant, McuToPixels pixels, Image* image)
-    : pixels_(pixels), image_(image), count_(static_cast<int>(frame.components.size())) {
+    : pixels_(pixels), image_(image), count_(int(frame.components.size())) {
   for (int i = 0; i < count_; ++i) {
-    const Component& c = frame.components[static_cast<size_t>(i)];
+    const Component& c = frame.components[size_t(i)];
     offsets_[i] = planned_;
     for (int b = 0; b < c.h * c.v; ++b) quant_[planned_++] = quant.of[i];
   }
@@ -65,28 +65,26 @@ void DirectSink::mcu(int x, int y, const int16_t* const* blocks) const {
             high = std::min(pixels_.height, image_->height() - top);
   uint8_t* to = image_->row(top) + left * channels;
   if (wide == pixels_.width && high == pixels_.height) {
-    pixels_.convert(sources, to, static_cast<int>(image_->rowBytes()));
+    pixels_.convert(sources, to, int(image_->rowBytes()));
     return;
   }
   uint8_t edge[16 * 16 * 4];
   const int step = pixels_.width * channels;
   pixels_.convert(sources, edge, step);
   for (int r = 0; r < high; ++r)
-    std::memcpy(to + image_->rowBytes() * static_cast<size_t>(r), edge + r * step,
-                static_cast<size_t>(wide * channels));
+    std::memcpy(to + image_->rowBytes() * size_t(r), edge + r * step, size_t(wide * channels));
 }
 
 void GreySink::mcu(int x, int y, const int16_t* const* blocks) const {
   const int wide = std::min(8, image_->width() - 8 * x), high = std::min(8, image_->height() - 8 * y);
   uint8_t* to = image_->row(8 * y) + 8 * x;
   if (wide == 8 && high == 8) {
-    zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(blocks[0], to, static_cast<int>(image_->rowBytes()), quant_);
+    zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(blocks[0], to, int(image_->rowBytes()), quant_);
     return;
   }
   uint8_t edge[64];
   zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(blocks[0], edge, 8, quant_);
-  for (int r = 0; r < high; ++r)
-    std::memcpy(to + image_->rowBytes() * static_cast<size_t>(r), edge + 8 * r, static_cast<size_t>(wide));
+  for (int r = 0; r < high; ++r) std::memcpy(to + image_->rowBytes() * size_t(r), edge + 8 * r, size_t(wide));
 }
 
 // ---- Blocks into planes ---------------------------------------------------------------------------------------------
@@ -113,7 +111,7 @@ Planes::Planes(const Frame& frame, Coding coding, int scaleDenominator, bool smo
     if (alone) p.acrossOf = p.across, p.downOf = p.down;
     p.columns = ceilDiv(image->width() * p.acrossOf, p.across);
     p.rows = ceilDiv(image->height() * p.downOf, p.down);
-    p.samples.reset(new uint8_t[p.rowBytes() * static_cast<size_t>(p.height)]);
+    p.samples.reset(new uint8_t[p.rowBytes() * size_t(p.height)]);
     planes_.push_back(std::move(p));
   }
   if (alone) mcuRows_ = outBlock;
@@ -142,15 +140,15 @@ PlaneSink::Transform PlaneSink::transformTo(int blockSize) {
 PlaneSink::PlaneSink(const Frame& frame, const QuantSteps& quant, const Planes& planes)
     : planes_(planes),
       mcusHigh_(frame.components.size() == 1 ? frame.components[0].blocksHigh : frame.mcusHigh),
-      count_(static_cast<int>(frame.components.size())) {
+      count_(int(frame.components.size())) {
   for (int i = 0; i < count_; ++i) {
-    const Component& c = frame.components[static_cast<size_t>(i)];
+    const Component& c = frame.components[size_t(i)];
     const Plane& p = planes.plane(i);
     Target& t = targets_[i];
     t.samples = p.samples.get();
     t.rowBytes = p.rowBytes();
-    t.blockRows = static_cast<size_t>(p.blockSize);
-    t.blockBytes = static_cast<size_t>(p.blockSize * p.bytesPerSample);
+    t.blockRows = size_t(p.blockSize);
+    t.blockBytes = size_t(p.blockSize * p.bytesPerSample);
     t.h = count_ > 1 ? c.h : 1;
     t.v = count_ > 1 ? c.v : 1;
     t.transform = p.bytesPerSample == 1 ? transformTo(p.blockSize) : nullptr;
@@ -162,9 +160,8 @@ PlaneSink::PlaneSink(const Frame& frame, const QuantSteps& quant, const Planes& 
 void PlaneSink::mcu(int x, int y, const int16_t* const* blocks) const {
   for (int i = 0; i < count_; ++i) {
     const Target& t = targets_[i];
-    const int step = static_cast<int>(t.rowBytes);
-    uint8_t* row = t.samples + static_cast<size_t>(y * t.v) * t.blockRows * t.rowBytes +
-                   static_cast<size_t>(x * t.h) * t.blockBytes;
+    const int step = int(t.rowBytes);
+    uint8_t* row = t.samples + size_t(y * t.v) * t.blockRows * t.rowBytes + size_t(x * t.h) * t.blockBytes;
     for (int v = 0; v < t.v; ++v, row += t.blockRows * t.rowBytes) {
       uint8_t* to = row;
       for (int h = 0; h < t.h; ++h, to += t.blockBytes, ++blocks) {
@@ -186,10 +183,9 @@ void PlaneSink::rowDone(int row) {
 
 // 12-bit samples have no reduced transforms: the means of the full one.
 void PlaneSink::storeDeep(const Target& t, const int16_t* block, uint8_t* to) {
-  const int n = static_cast<int>(t.blockRows), group = 8 / n;
+  const int n = int(t.blockRows), group = 8 / n;
   if (n == 8) {
-    zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R(block, reinterpret_cast<uint16_t*>(to), static_cast<int>(t.rowBytes),
-                                         t.quantFloat);
+    zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R(block, reinterpret_cast<uint16_t*>(to), int(t.rowBytes), t.quantFloat);
     return;
   }
   uint16_t full[64];
@@ -198,7 +194,7 @@ void PlaneSink::storeDeep(const Target& t, const int16_t* block, uint8_t* to) {
     for (int c = 0; c < n; ++c) {
       int sum = group * group / 2;
       for (int i = 0; i < group * group; ++i) sum += full[(r * group + i / group) * 8 + c * group + i % group];
-      reinterpret_cast<uint16_t*>(to)[c] = static_cast<uint16_t>(sum / (group * group));
+      reinterpret_cast<uint16_t*>(to)[c] = uint16_t(sum / (group * group));
     }
 }
 
@@ -213,15 +209,15 @@ void smoothRow(const uint8_t* near, const uint8_t* far, int n, uint8_t* to) {
 }
 void smoothRow(const uint16_t* s, int n, uint16_t* to) {
   for (int i = 0; i < n; ++i) {
-    to[2 * i] = static_cast<uint16_t>((3 * s[i] + s[std::max(i - 1, 0)] + 1) >> 2);
-    to[2 * i + 1] = static_cast<uint16_t>((3 * s[i] + s[std::min(i + 1, n - 1)] + 2) >> 2);
+    to[2 * i] = uint16_t((3 * s[i] + s[std::max(i - 1, 0)] + 1) >> 2);
+    to[2 * i + 1] = uint16_t((3 * s[i] + s[std::min(i + 1, n - 1)] + 2) >> 2);
   }
 }
 void smoothRow(const uint16_t* near, const uint16_t* far, int n, uint16_t* to) {
   const auto c = [&](int i) { return 3 * near[i] + far[i]; };
   for (int i = 0; i < n; ++i) {
-    to[2 * i] = static_cast<uint16_t>((3 * c(i) + c(std::max(i - 1, 0)) + 8) >> 4);
-    to[2 * i + 1] = static_cast<uint16_t>((3 * c(i) + c(std::min(i + 1, n - 1)) + 7) >> 4);
+    to[2 * i] = uint16_t((3 * c(i) + c(std::max(i - 1, 0)) + 8) >> 4);
+    to[2 * i + 1] = uint16_t((3 * c(i) + c(std::min(i + 1, n - 1)) + 7) >> 4);
   }
 }
 
@@ -281,9 +277,9 @@ const Sample* Planes::fullRow(const Plane& p, int y, Sample* scratch) const {
 
 template <class Sample>
 void Planes::convertRows(int from, int to) const {
-  const size_t count = planes_.size(), pitch = static_cast<size_t>(image_->width()) + 2;
+  const size_t count = planes_.size(), pitch = size_t(image_->width()) + 2;
   const std::unique_ptr<Sample[]> scratch(new Sample[pitch * count]);
-  const int step = static_cast<int>(image_->rowBytes());
+  const int step = int(image_->rowBytes());
   for (int y = from; y < to; ++y) {
     const Sample* rows[kMaxComponents] = {};
     for (size_t i = 0; i < count; ++i) rows[i] = fullRow(planes_[i], y, scratch.get() + i * pitch);
@@ -299,7 +295,7 @@ void Planes::convertRows(int from, int to) const {
         continue;
       }
     }
-    convertRow(coding_, rows, static_cast<int>(count), image_->width(), image_->maxValue(), out);
+    convertRow(coding_, rows, int(count), image_->width(), image_->maxValue(), out);
   }
 }
 

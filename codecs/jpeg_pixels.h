@@ -1,7 +1,6 @@
-// From coefficients to pixels: MCUs straight into the picture where the primitives serve the sampling, or else by way of
-// a plane of samples for each component.
-#ifndef ZELCODECS_JPEG_PIXELS_H
-#define ZELCODECS_JPEG_PIXELS_H
+// From coefficients to pixels: MCUs straight into the picture where the primitives serve the sampling, or else by way
+// of a plane of samples for each component.
+#pragma once
 
 #include <memory>
 #include <vector>
@@ -70,8 +69,8 @@ struct Plane {
   int columns = 0, rows = 0;  // of samples that the picture shows
   std::unique_ptr<uint8_t[]> samples;
 
-  size_t rowBytes() const { return static_cast<size_t>(width) * static_cast<size_t>(bytesPerSample); }
-  uint8_t* row(int y) const { return samples.get() + rowBytes() * static_cast<size_t>(y); }
+  size_t rowBytes() const { return size_t(width) * size_t(bytesPerSample); }
+  uint8_t* row(int y) const { return samples.get() + rowBytes() * size_t(y); }
 };
 
 class Planes {
@@ -79,7 +78,7 @@ class Planes {
   // Planes of what each component has of a picture of 1 / scaleDenominator of the frame's size.
   Planes(const Frame& frame, Coding coding, int scaleDenominator, bool smooth, Image* image);
 
-  const Plane& plane(int i) const { return planes_[static_cast<size_t>(i)]; }
+  const Plane& plane(int i) const { return planes_[size_t(i)]; }
   int mcuRows() const { return mcuRows_; }  // rows of the picture that an MCU makes
 
   // Samples to pixels, rows [from, to) of the picture.
@@ -130,5 +129,3 @@ class PlaneSink : public McuSink {
 };
 
 }  // namespace zelcodecs::jpeg
-
-#endif

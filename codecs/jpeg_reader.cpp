@@ -20,7 +20,7 @@ bool isFrame(int marker) {
 
 std::string markerName(int code) {
   char name[8];
-  std::snprintf(name, sizeof name, "FF%02X", static_cast<unsigned>(code) & 255);
+  std::snprintf(name, sizeof name, "FF%02X", unsigned(code) & 255);
   return name;
 }
 
@@ -60,7 +60,7 @@ bool Reader::nextScan(Scan* scan) {
       continue;
     }
     if (size_ - at_ < 2) damaged("the file ends in a marker segment", size_);
-    const size_t length = static_cast<size_t>(word(data_ + at_));
+    const size_t length = size_t(word(data_ + at_));
     if (length < 2) damaged("marker segment " + markerName(marker) + " has a length below 2", at_);
     if (length > size_ - at_) damaged("the file ends in marker segment " + markerName(marker), size_);
     const uint8_t* p = data_ + at_ + 2;
@@ -99,7 +99,7 @@ void Reader::readFrame(int marker, const uint8_t* p, size_t length, size_t offse
   f.height = word(p + 1);
   f.width = word(p + 3);
   const int count = p[5];
-  if (length != 6 + 3 * static_cast<size_t>(count)) damaged("a frame header of the wrong length", offset);
+  if (length != 6 + 3 * size_t(count)) damaged("a frame header of the wrong length", offset);
   if (count == 0 || f.width == 0) damaged("a frame without components or columns", offset);
   if (count > kMaxComponents)
     throw Error(ErrorKind::unsupported, "a file with " + std::to_string(count) + " components", offset + 5);
@@ -108,7 +108,7 @@ void Reader::readFrame(int marker, const uint8_t* p, size_t length, size_t offse
     damaged("a precision of " + std::to_string(f.precision) + " bits in a " + processName(marker) + " file", offset);
   for (int i = 0; i < count; ++i) {
     const uint8_t* q = p + 6 + 3 * i;
-    const size_t at = offset + static_cast<size_t>(6 + 3 * i);
+    const size_t at = offset + size_t(6 + 3 * i);
     Component c;
     c.id = q[0];
     c.h = q[1] >> 4;
@@ -132,7 +132,7 @@ void Reader::settleHeight(size_t scanBegin) {
     frame_.height = word(data_ + end + 4);
     if (frame_.height == 0) damaged("a frame without lines", end + 4);
   }
-  checkSize(static_cast<uint64_t>(frame_.width), static_cast<uint64_t>(frame_.height), limits_, frame_.offset);
+  checkSize(uint64_t(frame_.width), uint64_t(frame_.height), limits_, frame_.offset);
   frame_.layOut();
 }
 
@@ -143,24 +143,24 @@ void Reader::readScan(Scan* scan, const uint8_t* p, size_t length, size_t offset
   if (length < 1) damaged("a scan header that is too short", offset);
   Scan s;
   s.count = p[0];
-  if (s.count < 1 || s.count > kMaxComponents || length != 4 + 2 * static_cast<size_t>(s.count))
+  if (s.count < 1 || s.count > kMaxComponents || length != 4 + 2 * size_t(s.count))
     damaged("a scan header of the wrong length", offset);
   settleHeight(offset + length);
   int blocks = 0;
   for (int i = 0; i < s.count; ++i) {
     const uint8_t* q = p + 1 + 2 * i;
-    const size_t at = offset + static_cast<size_t>(1 + 2 * i);
+    const size_t at = offset + size_t(1 + 2 * i);
     Scan::Part& part = s.parts[i];
     part.component = -1;
     for (size_t c = 0; c < frame_.components.size(); ++c)
-      if (frame_.components[c].id == q[0]) part.component = static_cast<int>(c);
+      if (frame_.components[c].id == q[0]) part.component = int(c);
     if (part.component < 0) damaged("a scan of a component that the frame does not have", at);
     for (int k = 0; k < i; ++k)
       if (s.parts[k].component == part.component) damaged("a component twice in a scan", at);
     part.dcTable = q[1] >> 4;
     part.acTable = q[1] & 15;
     if (part.dcTable > 3 || part.acTable > 3) damaged("a Huffman table number above 3", at + 1);
-    const Component& c = frame_.components[static_cast<size_t>(part.component)];
+    const Component& c = frame_.components[size_t(part.component)];
     blocks += c.h * c.v;
   }
   if (s.interleaved() && blocks > kMaxBlocksPerMcu) damaged("more than 10 blocks in an MCU", offset);
@@ -176,7 +176,7 @@ void Reader::readScan(Scan* scan, const uint8_t* p, size_t length, size_t offset
 void Reader::readQuantTables(const uint8_t* p, size_t length, size_t offset) {
   const uint8_t* const end = p + length;
   while (p < end) {
-    const size_t at = offset + length - static_cast<size_t>(end - p);
+    const size_t at = offset + length - size_t(end - p);
     const int number = *p & 15, precision = *p >> 4;
     if (number > 3 || precision > 1) damaged("a quantisation table with a wrong number or precision", at);
     ++p;
@@ -185,7 +185,7 @@ void Reader::readQuantTables(const uint8_t* p, size_t length, size_t offset) {
     t.present = true;
     t.wide = precision != 0;
     if (t.wide) {
-      for (int k = 0; k < 64; ++k) t.inverse[kNaturalOrder[k]] = static_cast<uint16_t>(word(p + 2 * k));
+      for (int k = 0; k < 64; ++k) t.inverse[kNaturalOrder[k]] = uint16_t(word(p + 2 * k));
       p += 128;
     } else {
       zeliQuantInvTableInit_JPEG_8u16u(p, t.inverse);
@@ -202,7 +202,7 @@ void Reader::readQuantTables(const uint8_t* p, size_t length, size_t offset) {
 void Reader::readHuffmanTables(const uint8_t* p, size_t length, size_t offset) {
   const uint8_t* const end = p + length;
   while (p < end) {
-    const size_t at = offset + length - static_cast<size_t>(end - p);
+    const size_t at = offset + length - size_t(end - p);
     const int kind = *p >> 4, number = *p & 15;
     if (kind > 1 || number > 3) damaged("a Huffman table with a wrong class or number", at);
     ++p;
@@ -216,7 +216,7 @@ void Reader::readHuffmanTables(const uint8_t* p, size_t length, size_t offset) {
     int room = 1;
     for (uint8_t n : t.bits)
       if ((room = 2 * room - n) < 0) damaged("a Huffman table with too many short codes", at);
-    std::memcpy(t.values, p, static_cast<size_t>(count));
+    std::memcpy(t.values, p, size_t(count));
     p += count;
     auto table = std::make_unique<ZeliDecodeHuffmanSpec>();
     if (zeliDecodeHuffmanSpecInit_JPEG_8u(t.bits, t.values, table.get()) != zelStsNoErr)
@@ -234,7 +234,7 @@ size_t Reader::endOfScan(size_t from) const {
   for (size_t i = from; i + 1 < size_;) {
     const void* ff = std::memchr(data_ + i, 0xFF, size_ - 1 - i);
     if (!ff) break;
-    i = static_cast<size_t>(static_cast<const uint8_t*>(ff) - data_);
+    i = size_t(static_cast<const uint8_t*>(ff) - data_);
     const int code = data_[i + 1];
     if (code == 0xFF) {
       ++i;  // fill

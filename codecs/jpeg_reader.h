@@ -1,6 +1,5 @@
 // The marker segments of a JPEG file (T.81 Annex B): walks from scan to scan and keeps the tables in force.
-#ifndef ZELCODECS_JPEG_READER_H
-#define ZELCODECS_JPEG_READER_H
+#pragma once
 
 #include <memory>
 #include <string>
@@ -73,5 +72,3 @@ class Reader {
 std::string markerName(int code);
 
 }  // namespace zelcodecs::jpeg
-
-#endif

@@ -30,7 +30,7 @@ ScanDecoder::ScanDecoder(const Reader& reader, const Scan& scan, bool keepGoing,
                          int rowUnits, int unitMcus)
     : base_(scan.begin), keepGoing_(keepGoing), warnings_(warnings), units_(units), rowUnits_(rowUnits) {
   source_.data = reader.data() + scan.begin;
-  source_.length = static_cast<int>(reader.size() - scan.begin);
+  source_.length = int(reader.size() - scan.begin);
   // The half of a marker that a cut file ends with would make the coder miss bits that it has.
   while (source_.length > 0 && source_.data[source_.length - 1] == 0xFF) --source_.length;
   interval_ = reader.restartInterval() / unitMcus;
@@ -71,7 +71,7 @@ size_t ScanDecoder::runInOrder(const Progress& progress) {
       lose(failure.unit, unit + count - failure.unit);
     }
     unit += count;
-    if (progress && (unit / rowUnits_) % 16 == 0) progress(static_cast<double>(unit) / units_);
+    if (progress && (unit / rowUnits_) % 16 == 0) progress(double(unit) / units_);
     if (unit == units_) break;
     int skipped = 0;
     if (interval_) {
@@ -81,14 +81,13 @@ size_t ScanDecoder::runInOrder(const Progress& progress) {
       skipped = -1;
     }
     if (skipped != 0) {  // intervals are lost; all that is left where the number is below 0
-      const int lost =
-          skipped < 0 ? units_ - unit : static_cast<int>(std::min<int64_t>(int64_t{skipped} * step, units_ - unit));
+      const int lost = skipped < 0 ? units_ - unit : int(std::min<int64_t>(int64_t{skipped} * step, units_ - unit));
       lose(unit, lost);
       unit += lost;
     }
   }
   if (source_.marker) return offset() - 2;
-  return seekMarker() ? offset() - 2 : base_ + static_cast<size_t>(source_.length);
+  return seekMarker() ? offset() - 2 : base_ + size_t(source_.length);
 }
 
 // Decodes units up to the first that is damaged.
@@ -108,20 +107,20 @@ bool ScanDecoder::interval(int first, int count, Failure* failure) {
 
 // The first byte of each interval, where the markers between them are all there, in order and no more.
 bool ScanDecoder::findIntervals(std::vector<int>* starts, int* end) const {
-  const size_t count = static_cast<size_t>((units_ - 1) / interval_ + 1);
+  const size_t count = size_t((units_ - 1) / interval_ + 1);
   const uint8_t* const data = source_.data;
   starts->assign(1, 0);
   for (int at = 0; at + 1 < source_.length;) {
-    const void* ff = std::memchr(data + at, 0xFF, static_cast<size_t>(source_.length - 1 - at));
+    const void* ff = std::memchr(data + at, 0xFF, size_t(source_.length - 1 - at));
     if (!ff) break;
-    at = static_cast<int>(static_cast<const uint8_t*>(ff) - data);
+    at = int(static_cast<const uint8_t*>(ff) - data);
     const int code = data[at + 1];
     if (code == 0) {
       at += 2;
     } else if (code == 0xFF) {
       return false;  // a fill byte: rare, and left to the decoder
     } else if (isRestart(code)) {
-      if (starts->size() == count || code != kRST0 + static_cast<int>((starts->size() - 1) & 7)) return false;
+      if (starts->size() == count || code != kRST0 + int((starts->size() - 1) & 7)) return false;
       at += 2;
       starts->push_back(at);
     } else {
@@ -139,9 +138,9 @@ bool ScanDecoder::runSideBySide(int threads, size_t* end) {
   int last = 0;
   if (!findIntervals(&starts, &last)) return false;
   starts.push_back(last + 2);
-  const int count = static_cast<int>(starts.size()) - 1;
-  std::vector<Failure> failures(static_cast<size_t>(count), Failure{-1, 0, nullptr});
-  std::vector<int> spare(static_cast<size_t>(count), -1);  // where bytes stand that no unit needs
+  const int count = int(starts.size()) - 1;
+  std::vector<Failure> failures(size_t(count), Failure{-1, 0, nullptr});
+  std::vector<int> spare(size_t(count), -1);  // where bytes stand that no unit needs
   std::atomic<int> failed{count};
 #pragma omp parallel num_threads(threads)
   {
@@ -149,7 +148,7 @@ bool ScanDecoder::runSideBySide(int threads, size_t* end) {
 #pragma omp for schedule(dynamic)
     for (int i = 0; i < count; ++i) {
       if (i > failed.load()) continue;
-      const size_t n = static_cast<size_t>(i);
+      const size_t n = size_t(i);
       decoder->source_.position = starts[n];
       decoder->source_.length = starts[n + 1];  // up to and with the marker
       decoder->reset();
@@ -164,12 +163,12 @@ bool ScanDecoder::runSideBySide(int threads, size_t* end) {
     }
   }
   if (failed.load() < count) {
-    const Failure& f = failures[static_cast<size_t>(failed.load())];
+    const Failure& f = failures[size_t(failed.load())];
     throw Error(ErrorKind::damaged, f.what, f.offset);
   }
   for (int at : spare)
-    if (at >= 0) warnings_->add(kSpareBytes, base_ + static_cast<size_t>(at));
-  *end = base_ + static_cast<size_t>(last);
+    if (at >= 0) warnings_->add(kSpareBytes, base_ + size_t(at));
+  *end = base_ + size_t(last);
   return true;
 }
 
@@ -178,9 +177,9 @@ bool ScanDecoder::seekMarker() {
   EntropySource& s = source_;
   const int start = s.position;
   while (s.position + 1 < s.length) {
-    const void* ff = std::memchr(s.data + s.position, 0xFF, static_cast<size_t>(s.length - 1 - s.position));
+    const void* ff = std::memchr(s.data + s.position, 0xFF, size_t(s.length - 1 - s.position));
     if (!ff) break;
-    s.position = static_cast<int>(static_cast<const uint8_t*>(ff) - s.data);
+    s.position = int(static_cast<const uint8_t*>(ff) - s.data);
     const int code = s.data[s.position + 1];
     if (code == 0xFF) {
       ++s.position;
@@ -188,8 +187,7 @@ bool ScanDecoder::seekMarker() {
     }
     s.position += 2;
     if (code == 0) continue;
-    if (s.position - 2 - start > 0)
-      warnings_->add(kSpareBytes, base_ + static_cast<size_t>(start));
+    if (s.position - 2 - start > 0) warnings_->add(kSpareBytes, base_ + size_t(start));
     s.marker = code;
     return true;
   }
@@ -239,7 +237,7 @@ class BlockScan : public ScanDecoder {
       ac_[i] = reader.acTable(part.acTable);
       if ((needsDc && !dc_[i]) || (needsAc && !ac_[i]))
         throw Error(ErrorKind::damaged, "a scan uses a Huffman table that is not there", scan.begin);
-      const Component& c = reader.frame().components[static_cast<size_t>(part.component)];
+      const Component& c = reader.frame().components[size_t(part.component)];
       const int blocks = scan.interleaved() ? c.h * c.v : 1;
       for (int b = 0; b < blocks; ++b) partOf_[planned_++] = i;
     }
@@ -284,7 +282,7 @@ class SequentialScan : public BlockScan {
     return zelStsNoErr;
   }
   void loseUnit(int unit) override {
-    std::memset(blocks_[decoded_], 0, sizeof(Block) * static_cast<size_t>(planned_ - decoded_));
+    std::memset(blocks_[decoded_], 0, sizeof(Block) * size_t(planned_ - decoded_));
     decoded_ = 0;
     deliver(unit % mcusWide_, unit / mcusWide_);
   }
@@ -308,12 +306,11 @@ class StoredScan : public BlockScan {
   StoredScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings, JpegCoefficients* store)
       : BlockScan(reader, scan, keepGoing, warnings), scan_(scan), sequential_(reader.frame().process != kSOF2) {
     for (int i = 0, b = 0; i < scan.count; ++i) {
-      JpegCoefficients::Component& c = store->components[static_cast<size_t>(scan.parts[i].component)];
+      JpegCoefficients::Component& c = store->components[size_t(scan.parts[i].component)];
       const int h = scan.interleaved() ? c.h : 1, v = scan.interleaved() ? c.v : 1;
       for (int k = 0; k < h * v; ++k, ++b) {
-        const size_t row = 64 * static_cast<size_t>(c.storedWide);
-        places_[b] = {c.values.data() + static_cast<size_t>(k / h) * row + 64 * static_cast<size_t>(k % h),
-                      64 * static_cast<size_t>(h), static_cast<size_t>(v) * row};
+        const size_t row = 64 * size_t(c.storedWide);
+        places_[b] = {c.values.data() + size_t(k / h) * row + 64 * size_t(k % h), 64 * size_t(h), size_t(v) * row};
       }
     }
   }
@@ -352,7 +349,7 @@ class StoredScan : public BlockScan {
   static constexpr size_t kAhead = 6;
   template <class Decode>
   ZelStatus forEachBlock(int* unit, int end, const Decode& decode) {
-    const size_t x = static_cast<size_t>(*unit % mcusWide_), y = static_cast<size_t>(*unit / mcusWide_);
+    const size_t x = size_t(*unit % mcusWide_), y = size_t(*unit / mcusWide_);
     int16_t* blocks[kMaxBlocksPerMcu];
     for (int b = 0; b < planned_; ++b) blocks[b] = places_[b].first + x * places_[b].mcuStep + y * places_[b].rowStep;
     for (; *unit < end; ++*unit)

@@ -1,7 +1,6 @@
-// The entropy-coded data of a scan: restart interval after restart interval, in sequential (T.81 F.2), progressive (G.2)
-// and lossless (H.2) files.
-#ifndef ZELCODECS_JPEG_SCAN_DECODE_H
-#define ZELCODECS_JPEG_SCAN_DECODE_H
+// The entropy-coded data of a scan: restart interval after restart interval, in sequential (T.81 F.2), progressive
+// (G.2) and lossless (H.2) files.
+#pragma once
 
 #include <memory>
 
@@ -45,7 +44,7 @@ class ScanDecoder {
   // All units of the row are decoded or lost. Not called where intervals are decoded side by side.
   virtual void rowDone(int row) = 0;
 
-  size_t offset() const { return base_ + static_cast<size_t>(source_.position); }
+  size_t offset() const { return base_ + size_t(source_.position); }
 
   EntropySource source_;
 
@@ -90,5 +89,3 @@ std::unique_ptr<ScanDecoder> storedScan(const Reader& reader, const Scan& scan, 
                                         JpegCoefficients* store);
 
 }  // namespace zelcodecs::jpeg
-
-#endif

@@ -39,7 +39,7 @@ class ScriptReader {
     return n;
   }
   [[noreturn]] void fail(const std::string& what) const {
-    const auto line = std::count(text_.begin(), text_.begin() + static_cast<long>(at_), '\n') + 1;
+    const auto line = std::count(text_.begin(), text_.begin() + long(at_), '\n') + 1;
     throw Error(ErrorKind::argument, "scan script, line " + std::to_string(line) + ": " + what);
   }
 
@@ -102,7 +102,7 @@ namespace jpeg {
 
 std::vector<Scan> scansOf(const std::vector<JpegScan>& script, const Frame& frame, bool progressive,
                           const std::vector<int>& tableOf) {
-  const int components = static_cast<int>(frame.components.size());
+  const int components = int(frame.components.size());
   std::vector<std::array<int, 64>> known(frame.components.size());  // the lowest bit coded so far
   for (auto& k : known) k.fill(-1);
   std::vector<Scan> scans;
@@ -111,16 +111,16 @@ std::vector<Scan> scansOf(const std::vector<JpegScan>& script, const Frame& fram
       throw Error(ErrorKind::argument, "scan " + std::to_string(scans.size() + 1) + " of the script: " + what);
     };
     Scan scan;
-    scan.count = static_cast<int>(s.components.size());
+    scan.count = int(s.components.size());
     if (scan.count < 1 || scan.count > kMaxComponents) refuse("a scan has 1 to 4 components");
     int blocks = 0;
     for (int i = 0; i < scan.count; ++i) {
-      const int c = s.components[static_cast<size_t>(i)];
+      const int c = s.components[size_t(i)];
       if (c >= components || c < 0) refuse("the picture has no component " + std::to_string(c));
-      if (i && c <= s.components[static_cast<size_t>(i - 1)]) refuse("components must be in ascending order");
-      const int table = tableOf[static_cast<size_t>(c)];
+      if (i && c <= s.components[size_t(i - 1)]) refuse("components must be in ascending order");
+      const int table = tableOf[size_t(c)];
       scan.parts[i] = {c, table, table};
-      blocks += frame.components[static_cast<size_t>(c)].h * frame.components[static_cast<size_t>(c)].v;
+      blocks += frame.components[size_t(c)].h * frame.components[size_t(c)].v;
     }
     if (scan.interleaved() && blocks > kMaxBlocksPerMcu) refuse("more than 10 blocks in an MCU");
     scan.ss = s.ss;
@@ -133,22 +133,23 @@ std::vector<Scan> scansOf(const std::vector<JpegScan>& script, const Frame& fram
       const bool band = s.ss == 0 ? s.se == 0 : s.ss > 0 && s.ss <= s.se && s.se < 64;
       if (!band) refuse("a scan codes position 0, or positions from 1 to 63");
       if (s.ss > 0 && scan.interleaved()) refuse("a scan of positions above 0 has one component");
-      if (s.al < 0 || s.al > 13 || s.ah < 0 || (s.ah && s.ah != s.al + 1)) refuse("bits are refined one by one, from 13 down");
+      if (s.al < 0 || s.al > 13 || s.ah < 0 || (s.ah && s.ah != s.al + 1))
+        refuse("bits are refined one by one, from 13 down");
     }
     for (int i = 0; i < scan.count; ++i) {
-      auto& k = known[static_cast<size_t>(scan.parts[i].component)];
+      auto& k = known[size_t(scan.parts[i].component)];
       if (scan.ss > 0 && k[0] < 0) refuse("position 0 of a component must come first");
       for (int z = scan.ss; z <= scan.se; ++z) {
-        if (k[static_cast<size_t>(z)] < 0 ? scan.ah != 0 : scan.ah != k[static_cast<size_t>(z)])
+        if (k[size_t(z)] < 0 ? scan.ah != 0 : scan.ah != k[size_t(z)])
           refuse("it does not follow on the scans before it");
-        if (k[static_cast<size_t>(z)] == 0) refuse("it codes something twice");
-        k[static_cast<size_t>(z)] = scan.al;
+        if (k[size_t(z)] == 0) refuse("it codes something twice");
+        k[size_t(z)] = scan.al;
       }
     }
     scans.push_back(scan);
   }
   for (int c = 0; c < components; ++c)
-    if (known[static_cast<size_t>(c)][0] < 0)
+    if (known[size_t(c)][0] < 0)
       throw Error(ErrorKind::argument, "the scan script leaves out component " + std::to_string(c));
   return scans;
 }

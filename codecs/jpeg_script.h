@@ -1,6 +1,5 @@
 // Scan scripts: which scans a file has, and whether they are allowed (T.81 B.2.3, G.1.1.1).
-#ifndef ZELCODECS_JPEG_SCRIPT_H
-#define ZELCODECS_JPEG_SCRIPT_H
+#pragma once
 
 #include "jpeg_format.h"
 
@@ -12,5 +11,3 @@ std::vector<Scan> scansOf(const std::vector<JpegScan>& script, const Frame& fram
                           const std::vector<int>& tableOf);
 
 }  // namespace zelcodecs::jpeg
-
-#endif

@@ -15,7 +15,7 @@ void SegmentWriter::marker(int code) {
 
 void SegmentWriter::begin(int code, size_t payload) {
   marker(code);
-  word(static_cast<int>(payload) + 2);
+  word(int(payload) + 2);
 }
 
 void SegmentWriter::jfif() {
@@ -51,7 +51,7 @@ void SegmentWriter::quantTable(int number, const uint16_t* steps) {
 
 void SegmentWriter::huffmanTable(int tableClass, int number, const HuffmanTable& table) {
   const int count = table.count();
-  begin(kDHT, 17 + static_cast<size_t>(count));
+  begin(kDHT, 17 + size_t(count));
   byte(tableClass << 4 | number);
   out_->insert(out_->end(), table.bits, table.bits + 16);
   out_->insert(out_->end(), table.values, table.values + count);
@@ -67,7 +67,7 @@ void SegmentWriter::frame(const Frame& frame) {
   byte(frame.precision);
   word(frame.height);
   word(frame.width);
-  byte(static_cast<int>(frame.components.size()));
+  byte(int(frame.components.size()));
   for (const Component& c : frame.components) {
     byte(c.id);
     byte(c.h << 4 | c.v);
@@ -76,10 +76,10 @@ void SegmentWriter::frame(const Frame& frame) {
 }
 
 void SegmentWriter::scan(const Frame& frame, const Scan& scan) {
-  begin(kSOS, 4 + 2 * static_cast<size_t>(scan.count));
+  begin(kSOS, 4 + 2 * size_t(scan.count));
   byte(scan.count);
   for (int i = 0; i < scan.count; ++i) {
-    byte(frame.components[static_cast<size_t>(scan.parts[i].component)].id);
+    byte(frame.components[size_t(scan.parts[i].component)].id);
     byte(scan.parts[i].dcTable << 4 | scan.parts[i].acTable);
   }
   byte(scan.ss);
@@ -152,7 +152,7 @@ void ScanEncoder::spill() {
 void ScanEncoder::restart(int number) {
   finish();
   out_->push_back(0xFF);
-  out_->push_back(static_cast<uint8_t>(kRST0 + (number & 7)));
+  out_->push_back(uint8_t(kRST0 + (number & 7)));
   std::fill(lastDc_, lastDc_ + kMaxComponents, int16_t{0});
 }
 

@@ -1,6 +1,5 @@
 // Writing JPEG files: marker segments (T.81 Annex B) and the entropy-coded data of scans (F.1, G.1).
-#ifndef ZELCODECS_JPEG_WRITER_H
-#define ZELCODECS_JPEG_WRITER_H
+#pragma once
 
 #include <memory>
 #include <vector>
@@ -24,7 +23,7 @@ class SegmentWriter {
 
  private:
   void begin(int code, size_t payload);
-  void byte(int v) { out_->push_back(static_cast<uint8_t>(v)); }
+  void byte(int v) { out_->push_back(uint8_t(v)); }
   void word(int v) {
     byte(v >> 8);
     byte(v);
@@ -44,8 +43,8 @@ struct EncoderTables {
   ZeliEncodeHuffmanSpec dc, ac;
 };
 
-// Codes the blocks of restart intervals into a buffer in the cache, which is moved to the end of the file whenever it is
-// nearly full.
+// Codes the blocks of restart intervals into a buffer in the cache, which is moved to the end of the file whenever it
+// is nearly full.
 class ScanEncoder {
  public:
   // tables are found by the numbers in scan.
@@ -64,7 +63,8 @@ class ScanEncoder {
  private:
   // 64 coefficients of a 16-bit code and 15 extra bits each, every byte stuffed, and the rest of the last byte.
   static constexpr int kMaxBlockBytes = 64 * 31 / 8 * 2 + 8;
-  // And the correction bits that AC refinement holds back, and 24 bytes in front of which the coder leaves its fast path.
+  // And the correction bits that AC refinement holds back, and 24 bytes in front of which the coder leaves its fast
+  // path.
   static constexpr int kMaxMcuBytes = kMaxBlocksPerMcu * kMaxBlockBytes + 1024 / 8 * 2 + 24;
   static constexpr int kBuffer = 65536;
   ZelStatus code(const int16_t* coefficients, int part, int flush);
@@ -100,5 +100,3 @@ class SymbolCounter {
 };
 
 }  // namespace zelcodecs::jpeg
-
-#endif

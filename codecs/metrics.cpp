@@ -25,8 +25,7 @@ constexpr int kTaps = 11;
 // Weighted means of values over a window: each row first, into a ring of rows, then the columns.
 class Window {
  public:
-  Window(int width, int taps)
-      : width_(width), taps_(taps), rows_(static_cast<size_t>(taps) * static_cast<size_t>(width)) {
+  Window(int width, int taps) : width_(width), taps_(taps), rows_(size_t(taps) * size_t(width)) {
     double sum = 0;
     for (int i = 0; i < taps; ++i) {
       const double d = i - (taps - 1) / 2.0;
@@ -37,7 +36,7 @@ class Window {
   }
   int outWidth() const { return width_ - taps_ + 1; }
   void push(const double* values) {
-    double* to = &rows_[static_cast<size_t>(count_++ % taps_) * static_cast<size_t>(width_)];
+    double* to = &rows_[size_t(count_++ % taps_) * size_t(width_)];
     for (int x = 0; x < outWidth(); ++x) {
       double sum = 0;
       for (int i = 0; i < taps_; ++i) sum += weights_[i] * values[x + i];
@@ -47,8 +46,7 @@ class Window {
   double at(int x) const {
     double sum = 0;
     for (int i = 0; i < taps_; ++i)
-      sum += weights_[i] *
-             rows_[static_cast<size_t>((count_ + i) % taps_) * static_cast<size_t>(width_) + static_cast<size_t>(x)];
+      sum += weights_[i] * rows_[size_t((count_ + i) % taps_) * size_t(width_) + size_t(x)];
     return sum;
   }
 
@@ -71,13 +69,13 @@ Difference difference(const Image& a, const Image& b) {
     for (int i = 0, c = 0; i < a.width() * channels; ++i) {
       const int64_t e = std::abs(a.sample(y, i) - b.sample(y, i));
       row[c] += e * e;
-      d.largest = std::max(d.largest, static_cast<int>(e));
+      d.largest = std::max(d.largest, int(e));
       d.differing += e != 0;
       if (++c == channels) c = 0;
     }
-    for (int c = 0; c < channels; ++c) squares[c] += static_cast<double>(row[c]);
+    for (int c = 0; c < channels; ++c) squares[c] += double(row[c]);
   }
-  const double pixels = static_cast<double>(a.width()) * a.height();
+  const double pixels = double(a.width()) * a.height();
   double all = 0;
   for (int c = 0; c < channels; ++c) {
     d.channelPsnr.push_back(decibels(squares[c], pixels, a.maxValue()));
@@ -93,12 +91,12 @@ double ssim(const Image& a, const Image& b) {
   const int width = a.width(), taps = std::min({kTaps, width, a.height()});
   const double peak = a.maxValue(), c1 = 0.01 * 0.01 * peak * peak, c2 = 0.03 * 0.03 * peak * peak;
   Window means[2] = {{width, taps}, {width, taps}}, squares(width, taps), products(width, taps);
-  std::vector<double> rows[2], sum(static_cast<size_t>(width)), product(static_cast<size_t>(width));
-  for (auto& r : rows) r.resize(static_cast<size_t>(width));
+  std::vector<double> rows[2], sum(size_t(width), 0.0), product(size_t(width), 0.0);
+  for (auto& r : rows) r.resize(size_t(width));
   double total = 0;
   for (int y = 0; y < a.height(); ++y) {
-    for (size_t x = 0; x < static_cast<size_t>(width); ++x) {
-      for (int i = 0; i < 2; ++i) rows[i][x] = greys[i].sample(y, static_cast<int>(x));
+    for (size_t x = 0; x < size_t(width); ++x) {
+      for (int i = 0; i < 2; ++i) rows[i][x] = greys[i].sample(y, int(x));
       sum[x] = rows[0][x] * rows[0][x] + rows[1][x] * rows[1][x];
       product[x] = rows[0][x] * rows[1][x];
     }
@@ -112,7 +110,7 @@ double ssim(const Image& a, const Image& b) {
       total += (2 * ma * mb + c1) * (2 * covariance + c2) / ((ma * ma + mb * mb + c1) * (variances + c2));
     }
   }
-  return total / (static_cast<double>(squares.outWidth()) * (a.height() - taps + 1));
+  return total / (double(squares.outWidth()) * (a.height() - taps + 1));
 }
 
 Image differencePicture(const Image& a, const Image& b, double gain) {
@@ -124,7 +122,7 @@ Image differencePicture(const Image& a, const Image& b, double gain) {
       for (int c = 0; c < out.channels(); ++c) {
         const int i = x * a.channels() + c;
         const double v = 128 + scale * (b.sample(y, i) - a.sample(y, i));
-        out.setSample(y, x * out.channels() + c, static_cast<int>(std::clamp(v, 0.0, 255.0)));
+        out.setSample(y, x * out.channels() + c, int(std::clamp(v, 0.0, 255.0)));
       }
   return out;
 }

@@ -1,6 +1,5 @@
 // How alike two pictures are.
-#ifndef ZELCODECS_METRICS_H
-#define ZELCODECS_METRICS_H
+#pragma once
 
 #include <vector>
 
@@ -27,5 +26,3 @@ double ssim(const Image& a, const Image& b);
 Image differencePicture(const Image& a, const Image& b, double gain);
 
 }  // namespace zelcodecs
-
-#endif

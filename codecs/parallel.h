@@ -1,6 +1,5 @@
 // Independent pieces of work on OpenMP's threads.
-#ifndef ZELCODECS_PARALLEL_H
-#define ZELCODECS_PARALLEL_H
+#pragma once
 
 #include <omp.h>
 
@@ -28,5 +27,3 @@ void forEachPiece(int count, int threads, const Work& work) {
 }
 
 }  // namespace zelcodecs
-
-#endif

@@ -100,7 +100,7 @@ Image readPng(const uint8_t* data, size_t size, const Limits& limits) {
   const int type = png_get_color_type(r.png, r.info);
   const int bits = png_get_bit_depth(r.png, r.info) == 16 ? 16 : 8;
   // Deflate expands at most 1032 times.
-  const uint64_t pixelBits = static_cast<uint64_t>(png_get_bit_depth(r.png, r.info) * png_get_channels(r.png, r.info));
+  const uint64_t pixelBits = uint64_t(png_get_bit_depth(r.png, r.info) * png_get_channels(r.png, r.info));
   if (uint64_t{width} * height * pixelBits / 8 > 1032 * uint64_t{size})
     throw Error(ErrorKind::limit, "PNG: the file is too short for its size in pixels,", source.at);
 
@@ -118,7 +118,7 @@ Image readPng(const uint8_t* data, size_t size, const Limits& limits) {
   const ColourModel model = opacity                       ? ColourModel::rgba
                             : type & PNG_COLOR_MASK_COLOR ? ColourModel::rgb
                                                           : ColourModel::grey;
-  Image image(static_cast<int>(width), static_cast<int>(height), model, bits);
+  Image image(int(width), int(height), model, bits);
   const auto readRows = [&] {
     for (int pass = 0; pass < passes; ++pass)
       for (int y = 0; y < image.height(); ++y) png_read_row(r.png, image.row(y), nullptr);
@@ -142,7 +142,7 @@ std::vector<uint8_t> writePng(const Image& image, int level) {
   Image line(image.width(), 1, image.model(), bits);
   const int kColourTypes[] = {0, PNG_COLOR_TYPE_GRAY, 0, PNG_COLOR_TYPE_RGB, PNG_COLOR_TYPE_RGB_ALPHA};
   const auto write = [&] {
-    png_set_IHDR(w.png, w.info, static_cast<png_uint_32>(image.width()), static_cast<png_uint_32>(image.height()), bits,
+    png_set_IHDR(w.png, w.info, png_uint_32(image.width()), png_uint_32(image.height()), bits,
                  kColourTypes[image.channels()], PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
                  PNG_FILTER_TYPE_DEFAULT);
     png_write_info(w.png, w.info);
@@ -150,9 +150,8 @@ std::vector<uint8_t> writePng(const Image& image, int level) {
     for (int y = 0; y < image.height(); ++y) {
       if (scaled)
         for (int i = 0; i < image.width() * image.channels(); ++i)
-          line.setSample(0, i,
-                         static_cast<int>((int64_t{image.sample(y, i)} * line.maxValue() + image.maxValue() / 2) /
-                                          image.maxValue()));
+          line.setSample(
+              0, i, int((int64_t{image.sample(y, i)} * line.maxValue() + image.maxValue() / 2) / image.maxValue()));
       png_write_row(w.png, scaled ? line.row(0) : image.row(y));
     }
     png_write_end(w.png, nullptr);

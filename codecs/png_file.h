@@ -1,6 +1,5 @@
 // PNG by libpng: grey, RGB and RGBA, 8 and 16 bits a sample.
-#ifndef ZELCODECS_PNG_FILE_H
-#define ZELCODECS_PNG_FILE_H
+#pragma once
 
 #include <vector>
 
@@ -16,5 +15,3 @@ Image readPng(const uint8_t* data, size_t size, const Limits& limits = {});
 std::vector<uint8_t> writePng(const Image& image, int level = 6);
 
 }  // namespace zelcodecs
-
-#endif

@@ -29,7 +29,7 @@ class Text {
   std::string word() {
     skipSpace();
     std::string out;
-    while (at_ < size_ && !isSpace(data_[at_])) out += static_cast<char>(data_[at_++]);
+    while (at_ < size_ && !isSpace(data_[at_])) out += char(data_[at_++]);
     return out;
   }
 
@@ -121,12 +121,12 @@ Image readPnm(const uint8_t* data, size_t size, const Limits& limits) {
   while ((1u << bits) - 1 < h.maxValue) ++bits;
   const uint32_t top = (1u << bits) - 1;
   // Every sample takes a byte at least, and in plain files a digit and a space but for the last.
-  const uint64_t samples = uint64_t{h.width} * h.height * static_cast<uint64_t>(channelsOf(h.model));
+  const uint64_t samples = uint64_t{h.width} * h.height * uint64_t(channelsOf(h.model));
   const uint64_t need = plain ? 2 * samples - 1 : samples * (bits > 8 ? 2 : 1);
   if (need > size - text.at())
     throw Error(ErrorKind::damaged, "the file ends before its " + std::to_string(samples) + " samples", size);
 
-  Image image(static_cast<int>(h.width), static_cast<int>(h.height), h.model, bits);
+  Image image(int(h.width), int(h.height), h.model, bits);
   const uint8_t* p = data + text.at();
   if (!plain && h.maxValue == 255) {
     std::memcpy(image.data(), p, image.sizeBytes());
@@ -136,17 +136,17 @@ Image readPnm(const uint8_t* data, size_t size, const Limits& limits) {
   for (int y = 0; y < image.height(); ++y)
     for (int i = 0; i < perRow; ++i) {
       uint32_t v;
-      const size_t at = plain ? text.at() : static_cast<size_t>(p - data);
+      const size_t at = plain ? text.at() : size_t(p - data);
       if (plain) {
         v = text.number();
       } else if (bits > 8) {
-        v = static_cast<uint32_t>(p[0] << 8 | p[1]);
+        v = uint32_t(p[0] << 8 | p[1]);
         p += 2;
       } else {
         v = *p++;
       }
       if (v > h.maxValue) throw Error(ErrorKind::damaged, "a sample above the maximum", at);
-      image.setSample(y, i, static_cast<int>(top == h.maxValue ? v : (v * top + h.maxValue / 2) / h.maxValue));
+      image.setSample(y, i, int(top == h.maxValue ? v : (v * top + h.maxValue / 2) / h.maxValue));
     }
   return image;
 }
@@ -170,8 +170,8 @@ std::vector<uint8_t> writePnm(const Image& image) {
   for (int y = 0; y < image.height(); ++y)
     for (int i = 0; i < image.width() * image.channels(); ++i) {
       const uint16_t v = image.row16(y)[i];
-      out.push_back(static_cast<uint8_t>(v >> 8));
-      out.push_back(static_cast<uint8_t>(v));
+      out.push_back(uint8_t(v >> 8));
+      out.push_back(uint8_t(v));
     }
   return out;
 }

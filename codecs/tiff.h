@@ -6,8 +6,7 @@
 // are refused.
 //
 // Strips are divided among threads; files and pictures do not depend on it.
-#ifndef ZELCODECS_TIFF_H
-#define ZELCODECS_TIFF_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -64,5 +63,3 @@ TiffInfo readTiffInfo(const uint8_t* data, size_t size);
 bool isTiff(const uint8_t* data, size_t size);
 
 }  // namespace zelcodecs
-
-#endif

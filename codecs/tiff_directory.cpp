@@ -20,7 +20,7 @@ bool beginsWith(const uint8_t* data, size_t size, int magic) {
 
 int shortNumber(const Directory& d, Tag tag, uint32_t v) {
   if (v > UINT16_MAX) throw Error(ErrorKind::damaged, "a field with a number that is too large", d.where(tag));
-  return static_cast<int>(v);
+  return int(v);
 }
 
 }  // namespace
@@ -51,14 +51,13 @@ int File::word(size_t at) const {
 
 uint32_t File::dword(size_t at) const {
   need(at, 4);
-  const uint32_t first = static_cast<uint32_t>(word(at)), second = static_cast<uint32_t>(word(at + 2));
+  const uint32_t first = uint32_t(word(at)), second = uint32_t(word(at + 2));
   return bigEndian_ ? first << 16 | second : second << 16 | first;
 }
 
 // ---- A directory ----------------------------------------------------------------------------------------------------
 
-Directory::Directory(const File& file, size_t at)
-    : file_(&file), at_(at), entries_(static_cast<uint16_t>(file.word(at))) {
+Directory::Directory(const File& file, size_t at) : file_(&file), at_(at), entries_(uint16_t(file.word(at))) {
   if (entries_ == 0) throw Error(ErrorKind::damaged, "a directory without entries", at);
   if (12 * size_t{entries_} > file.size() - at - 2)
     throw Error(ErrorKind::damaged, "the file ends in a directory of " + std::to_string(entries_) + " entries", at);
@@ -91,7 +90,7 @@ uint32_t Directory::count(Tag tag) const {
   if (!has(tag)) return 0;
   const Field& f = field(tag);
   const size_t room = f.values < file_->size() ? (file_->size() - f.values) / sizeOf(f.type) : 0;
-  return static_cast<uint32_t>(std::min<size_t>(f.count, room));
+  return uint32_t(std::min<size_t>(f.count, room));
 }
 
 size_t Directory::position(Tag tag, uint32_t i) const {
@@ -104,7 +103,7 @@ size_t Directory::position(Tag tag, uint32_t i) const {
 
 uint32_t Directory::value(Tag tag, uint32_t i) const {
   const size_t at = position(tag, i), bytes = sizeOf(field(tag).type);
-  return bytes == 4 ? file_->dword(at) : static_cast<uint32_t>(bytes == 2 ? file_->word(at) : file_->byte(at));
+  return bytes == 4 ? file_->dword(at) : uint32_t(bytes == 2 ? file_->word(at) : file_->byte(at));
 }
 
 TiffPage Directory::page() const {
@@ -124,10 +123,10 @@ TiffPage Directory::page() const {
   if (p.tiled) return p;
   p.rowsPerStrip = std::min(valueOr(kRowsPerStrip, UINT32_MAX), p.height);
   if (p.rowsPerStrip == 0) throw Error(ErrorKind::damaged, "strips without rows", where(kRowsPerStrip));
-  const uint64_t planes = static_cast<uint64_t>(p.planarConfiguration == 2 ? p.samplesPerPixel : 1);
+  const uint64_t planes = uint64_t(p.planarConfiguration == 2 ? p.samplesPerPixel : 1);
   const uint64_t strips = ((p.height - 1) / p.rowsPerStrip + uint64_t{1}) * planes;
   if (strips > INT32_MAX) throw Error(ErrorKind::limit, "a page of more than 2^31 strips", where(kRowsPerStrip));
-  p.strips = static_cast<uint32_t>(strips);
+  p.strips = uint32_t(strips);
   return p;
 }
 
@@ -148,7 +147,7 @@ std::optional<Directory> DirectoryWalk::next() {
 // ---- Samples --------------------------------------------------------------------------------------------------------
 
 void ByteSwap::row(uint16_t* samples, int n) {
-  const size_t count = static_cast<size_t>(n);
+  const size_t count = size_t(n);
   if (planes_.size() < 2 * count) planes_.resize(2 * count);
   uint8_t* const split[2] = {planes_.data(), planes_.data() + count};
   const uint8_t* const exchanged[2] = {split[1], split[0]};

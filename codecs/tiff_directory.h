@@ -1,7 +1,6 @@
 // The structure of TIFF files (TIFF 6.0, section 2): a header, and a chain of directories whose entries are the fields
 // of a page.
-#ifndef ZELCODECS_TIFF_DIRECTORY_H
-#define ZELCODECS_TIFF_DIRECTORY_H
+#pragma once
 
 #include <map>
 #include <optional>
@@ -127,7 +126,7 @@ void forEachStrip(int count, int wantedThreads, size_t imageBytes, const Progres
     work(i);
     if (!progress) return;
 #pragma omp critical(zelcodecs_progress)
-    progress(static_cast<double>(++done) / count);
+    progress(double(++done) / count);
   });
 }
 
@@ -141,5 +140,3 @@ class ByteSwap {
 };
 
 }  // namespace zelcodecs::tiff
-
-#endif

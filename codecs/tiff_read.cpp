@@ -59,9 +59,9 @@ std::string nameOfCompression(int compression) {
 // Values of a field that has one for each sample, but in some files one for all.
 void checkEachSample(const Directory& d, Tag tag, int samples, uint32_t wanted, const char* what) {
   const uint32_t count = d.count(tag);
-  if (count != 1 && count < static_cast<uint32_t>(samples))
+  if (count != 1 && count < uint32_t(samples))
     throw Error(ErrorKind::damaged, "fewer values than samples", d.where(tag));
-  for (uint32_t i = 0; i < std::min(count, static_cast<uint32_t>(samples)); ++i)
+  for (uint32_t i = 0; i < std::min(count, uint32_t(samples)); ++i)
     if (d.value(tag, i) != wanted) unsupported(d, tag, what);
 }
 
@@ -73,7 +73,7 @@ Layout layoutOf(const Directory& d, const TiffPage& p, const Limits& limits) {
       p.bitsPerSample != 16)
     unsupported(d, kBitsPerSample, "samples of " + std::to_string(p.bitsPerSample) + " bits");
   if (d.has(kBitsPerSample))
-    checkEachSample(d, kBitsPerSample, p.samplesPerPixel, static_cast<uint32_t>(p.bitsPerSample),
+    checkEachSample(d, kBitsPerSample, p.samplesPerPixel, uint32_t(p.bitsPerSample),
                     "samples of different numbers of bits");
   if (d.has(kSampleFormat))
     checkEachSample(d, kSampleFormat, p.samplesPerPixel, 1, "samples that are not unsigned whole numbers");
@@ -83,26 +83,26 @@ Layout layoutOf(const Directory& d, const TiffPage& p, const Limits& limits) {
   checkSize(p.width, p.height, limits, d.where(kImageWidth));
 
   Layout l;
-  l.width = static_cast<int>(p.width);
-  l.height = static_cast<int>(p.height);
+  l.width = int(p.width);
+  l.height = int(p.height);
   l.bits = p.bitsPerSample;
   l.samples = p.samplesPerPixel;
   l.planes = p.planarConfiguration == 2 ? l.samples : 1;
-  l.rowSamples = size_t{p.width} * static_cast<size_t>(l.samples / l.planes);
-  l.rowBytes = (l.rowSamples * static_cast<size_t>(l.bits) + 7) / 8;
-  if (l.rowSamples * static_cast<size_t>(l.planes) > kMostRowBytes / 2)
+  l.rowSamples = size_t{p.width} * size_t(l.samples / l.planes);
+  l.rowBytes = (l.rowSamples * size_t(l.bits) + 7) / 8;
+  if (l.rowSamples * size_t(l.planes) > kMostRowBytes / 2)
     throw Error(ErrorKind::limit, "rows of more than 2^29 samples", d.where(kImageWidth));
   l.packed = p.compression != 1;
   l.reversed = p.fillOrder == 2;
   l.swapped = l.bits == 16 && d.file().bigEndian();
-  l.rowsPerStrip = static_cast<int>(p.rowsPerStrip);
-  l.stripsPerPlane = static_cast<int>(p.strips) / l.planes;
+  l.rowsPerStrip = int(p.rowsPerStrip);
+  l.stripsPerPlane = int(p.strips) / l.planes;
   return l;
 }
 
 // Memory and time stay in proportion to the file: PackBits makes 128 bytes of 2 at the most, no compression none.
 void checkLength(const Directory& d, const Layout& l, bool keepGoing) {
-  const uint64_t raw = uint64_t{l.rowBytes} * static_cast<uint64_t>(l.planes) * static_cast<uint64_t>(l.height);
+  const uint64_t raw = uint64_t{l.rowBytes} * uint64_t(l.planes) * uint64_t(l.height);
   // Of a file that is cut short most may be missing, but not nearly all.
   const uint64_t size = d.file().size();
   const uint64_t most = keepGoing ? 1024 * size + (1 << 20) : l.packed ? 64 * size : size;
@@ -118,7 +118,7 @@ std::vector<uint8_t> readPalette(const Directory& d, int bits) {
   if (d.count(kColorMap) < 3 * n) throw Error(ErrorKind::damaged, "a palette that is too short", d.where(kColorMap));
   std::vector<uint8_t> palette;
   for (uint32_t i = 0; i < n; ++i)
-    for (uint32_t c = 0; c < 3; ++c) palette.push_back(static_cast<uint8_t>(d.value(kColorMap, c * n + i) >> 8));
+    for (uint32_t c = 0; c < 3; ++c) palette.push_back(uint8_t(d.value(kColorMap, c * n + i) >> 8));
   return palette;
 }
 
@@ -126,10 +126,10 @@ std::vector<uint8_t> readPalette(const Directory& d, int bits) {
 void findAlpha(const Directory& d, const Layout& l, Meaning* m, Warnings* warnings) {
   const int extra = l.samples - m->colours;
   if (m->model != ColourModel::cmyk)
-    for (uint32_t i = 0; i < d.count(kExtraSamples) && i < static_cast<uint32_t>(extra) && m->alpha < 0; ++i) {
+    for (uint32_t i = 0; i < d.count(kExtraSamples) && i < uint32_t(extra) && m->alpha < 0; ++i) {
       const uint32_t kind = d.value(kExtraSamples, i);
       if (kind != kAssociatedAlpha && kind != kUnassociatedAlpha) continue;
-      m->alpha = m->colours + static_cast<int>(i);
+      m->alpha = m->colours + int(i);
       m->associated = kind == kAssociatedAlpha;
       m->model = ColourModel::rgba;
     }
@@ -179,7 +179,7 @@ struct Strip {
 
 // Where a strip is; one that the file cuts short reaches to its end.
 Strip stripAt(const Directory& d, const Layout& l, uint32_t number, int rows) {
-  const size_t raw = l.rowBytes * static_cast<size_t>(rows), offset = d.value(kStripOffsets, number);
+  const size_t raw = l.rowBytes * size_t(rows), offset = d.value(kStripOffsets, number);
   if (offset >= d.file().size())
     throw Error(ErrorKind::damaged, "strip " + std::to_string(number) + " is named outside of the file",
                 d.position(kStripOffsets, number));
@@ -189,9 +189,9 @@ Strip stripAt(const Directory& d, const Layout& l, uint32_t number, int rows) {
 }
 
 uint8_t reversedBits(uint8_t b) {
-  b = static_cast<uint8_t>(b >> 4 | b << 4);
-  b = static_cast<uint8_t>((b >> 2 & 0x33) | (b & 0x33) << 2);
-  return static_cast<uint8_t>((b >> 1 & 0x55) | (b & 0x55) << 1);
+  b = uint8_t(b >> 4 | b << 4);
+  b = uint8_t((b >> 2 & 0x33) | (b & 0x33) << 2);
+  return uint8_t((b >> 1 & 0x55) | (b & 0x55) << 1);
 }
 
 // The rows of a strip one after the other, each unpacked and in the processor's byte order.
@@ -211,7 +211,7 @@ class StripRows {
     data_ += used;
     left_ -= used;
     offset_ += used;
-    if (layout_.swapped) swap_.row(reinterpret_cast<uint16_t*>(row), static_cast<int>(layout_.rowSamples));
+    if (layout_.swapped) swap_.row(reinterpret_cast<uint16_t*>(row), int(layout_.rowSamples));
   }
 
  private:
@@ -222,12 +222,12 @@ class StripRows {
   }
   size_t unpack(uint8_t* row) const {
     int used = 0;
-    const int most = static_cast<int>(std::min<size_t>(left_, INT32_MAX));
+    const int most = int(std::min<size_t>(left_, INT32_MAX));
     if (most == 0) throw Error(ErrorKind::damaged, "a strip that ends before its last row", offset_);
-    if (zeliUnpackBitsRow_TIFF_8u_C1(data_, &used, most, row, static_cast<int>(layout_.rowBytes)) != zelStsNoErr)
+    if (zeliUnpackBitsRow_TIFF_8u_C1(data_, &used, most, row, int(layout_.rowBytes)) != zelStsNoErr)
       throw Error(ErrorKind::damaged, "a packed row whose data end, or a run in it that leaves the row,",
-                  offset_ + static_cast<size_t>(used));
-    return static_cast<size_t>(used);
+                  offset_ + size_t(used));
+    return size_t(used);
   }
 
   const Layout& layout_;
@@ -243,10 +243,10 @@ class StripRows {
 // Samples of less than a byte, the first in the highest bits, each times scale.
 void widen(const uint8_t* row, int bits, int scale, size_t n, uint8_t* out, size_t step) {
   const int mask = (1 << bits) - 1;
-  const size_t perByte = 8 / static_cast<size_t>(bits);
+  const size_t perByte = 8 / size_t(bits);
   for (size_t i = 0; i < n; ++i) {
-    const int shift = 8 - bits * static_cast<int>(i % perByte + 1);
-    out[i * step] = static_cast<uint8_t>((row[i / perByte] >> shift & mask) * scale);
+    const int shift = 8 - bits * int(i % perByte + 1);
+    out[i * step] = uint8_t((row[i / perByte] >> shift & mask) * scale);
   }
 }
 
@@ -254,17 +254,17 @@ void widen(const uint8_t* row, int bits, int scale, size_t n, uint8_t* out, size
 template <class T>
 T divided(T colour, T alpha, int max) {
   if (alpha == 0) return 0;
-  return static_cast<T>(std::min<int64_t>(max, (int64_t{colour} * max + alpha / 2) / alpha));
+  return T(std::min<int64_t>(max, (int64_t{colour} * max + alpha / 2) / alpha));
 }
 
 template <class T>
 void toPixels(const T* in, size_t width, int samples, const Meaning& m, T* out) {
-  const int max = static_cast<T>(~T{0}), channels = channelsOf(m.model);
-  const T flip = static_cast<T>(m.inverted ? max : 0);
+  const int max = T(~T{0}), channels = channelsOf(m.model);
+  const T flip = T(m.inverted ? max : 0);
   const int colours = m.model == ColourModel::cmyk ? 4 : channels == 1 ? 1 : 3;
   for (size_t x = 0; x < width; ++x, in += samples, out += channels) {
     if (!m.palette.empty())
-      for (int c = 0; c < 3; ++c) out[c] = m.palette[static_cast<size_t>(in[0]) * 3 + static_cast<size_t>(c)];
+      for (int c = 0; c < 3; ++c) out[c] = m.palette[size_t(in[0]) * 3 + size_t(c)];
     else
       for (int c = 0; c < colours; ++c) out[c] = in[m.colours == 1 ? 0 : c] ^ flip;
     if (m.alpha < 0) continue;
@@ -330,7 +330,7 @@ class PageReader {
 
  private:
   void checkStripFields() {
-    const uint64_t all = static_cast<uint64_t>(layout_.stripsPerPlane) * static_cast<uint64_t>(layout_.planes);
+    const uint64_t all = uint64_t(layout_.stripsPerPlane) * uint64_t(layout_.planes);
     if (!d_.has(kStripByteCounts)) {
       if (layout_.packed) throw Error(ErrorKind::damaged, "packed strips without lengths", d_.where(kStripOffsets));
       warnings_->add("strips without lengths", d_.where(kStripOffsets));
@@ -344,9 +344,8 @@ class PageReader {
                   d_.where(kStripOffsets));
     if (!options_.keepGoing) throw e;
     warnings_->add(e);
-    const uint32_t first =
-        there - std::min(there, static_cast<uint32_t>(all) - static_cast<uint32_t>(layout_.stripsPerPlane));
-    strips_ = static_cast<int>(std::min(first, static_cast<uint32_t>(strips_)));
+    const uint32_t first = there - std::min(there, uint32_t(all) - uint32_t(layout_.stripsPerPlane));
+    strips_ = int(std::min(first, uint32_t(strips_)));
   }
 
   // *y is the row at work.
@@ -354,9 +353,9 @@ class PageReader {
   void readStrip(int strip, int* y) {
     const int end = std::min(layout_.height - *y, layout_.rowsPerStrip) + *y;
     std::vector<StripRows> planes;
-    planes.reserve(static_cast<size_t>(layout_.planes));
+    planes.reserve(size_t(layout_.planes));
     for (int p = 0; p < layout_.planes; ++p) {
-      const uint32_t number = static_cast<uint32_t>(p * layout_.stripsPerPlane + strip);
+      const uint32_t number = uint32_t(p * layout_.stripsPerPlane + strip);
       planes.emplace_back(d_.file(), layout_, stripAt(d_, layout_, number, end - *y));
     }
     const bool asItIs = layout_.planes == 1 && layout_.bits >= 8 && meaning_.palette.empty() && !meaning_.inverted &&
@@ -365,15 +364,14 @@ class PageReader {
       for (; *y < end; ++*y) planes[0].next(image_.row(*y));
       return;
     }
-    const size_t samples = static_cast<size_t>(layout_.samples);
-    std::vector<T> row(layout_.rowBytes / sizeof(T)), pixels(static_cast<size_t>(layout_.width) * samples);
+    const size_t samples = size_t(layout_.samples);
+    std::vector<T> row(layout_.rowBytes / sizeof(T)), pixels(size_t(layout_.width) * samples);
     for (; *y < end; ++*y) {
       for (size_t p = 0; p < planes.size(); ++p) {
         planes[p].next(reinterpret_cast<uint8_t*>(row.data()));
         spread(row.data(), pixels.data() + p, planes.size());
       }
-      toPixels(pixels.data(), static_cast<size_t>(layout_.width), layout_.samples, meaning_,
-               reinterpret_cast<T*>(image_.row(*y)));
+      toPixels(pixels.data(), size_t(layout_.width), layout_.samples, meaning_, reinterpret_cast<T*>(image_.row(*y)));
     }
   }
 

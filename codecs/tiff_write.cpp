@@ -29,7 +29,7 @@ class FileRows {
         bytes_(image.rowBytes()) {
     const int top = image.bytesPerSample() == 2 ? 65535 : 255, max = image.maxValue();
     if (top != max)
-      for (int v = 0; v <= max; ++v) scaled_.push_back(static_cast<uint16_t>((int64_t{v} * top + max / 2) / max));
+      for (int v = 0; v <= max; ++v) scaled_.push_back(uint16_t((int64_t{v} * top + max / 2) / max));
     if (swapped_ || !scaled_.empty()) row_.resize((bytes_ + 1) / 2);
   }
   size_t bytes() const { return bytes_; }
@@ -47,11 +47,11 @@ class FileRows {
   void scale(int y) {
     auto* const bytes = reinterpret_cast<uint8_t*>(row_.data());
     for (int i = 0; i < n_; ++i) {
-      const uint16_t v = scaled_[static_cast<size_t>(std::min(image_.sample(y, i), image_.maxValue()))];
+      const uint16_t v = scaled_[size_t(std::min(image_.sample(y, i), image_.maxValue()))];
       if (image_.bytesPerSample() == 2)
-        row_[static_cast<size_t>(i)] = v;
+        row_[size_t(i)] = v;
       else
-        bytes[i] = static_cast<uint8_t>(v);
+        bytes[i] = uint8_t(v);
     }
   }
 
@@ -69,16 +69,15 @@ void packRow(const uint8_t* row, size_t bytes, Bytes* out) {
   const size_t room = bytes + (bytes + 127) / 128, at = out->size();
   out->resize(at + room);
   int packed = 0;
-  if (zeliPackBitsRow_TIFF_8u_C1(row, static_cast<int>(bytes), out->data() + at, &packed, static_cast<int>(room)) !=
-      zelStsNoErr)
+  if (zeliPackBitsRow_TIFF_8u_C1(row, int(bytes), out->data() + at, &packed, int(room)) != zelStsNoErr)
     throw Error(ErrorKind::argument, "a row that PackBits has no room for");
-  out->resize(at + static_cast<size_t>(packed));
+  out->resize(at + size_t(packed));
 }
 
 Bytes codeStrip(const Image& image, int firstRow, int rows, const TiffEncodeOptions& options) {
   FileRows source(image, options.bigEndian);
   Bytes out;
-  if (options.compression == TiffCompression::none) out.reserve(source.bytes() * static_cast<size_t>(rows));
+  if (options.compression == TiffCompression::none) out.reserve(source.bytes() * size_t(rows));
   for (int y = firstRow; y < firstRow + rows; ++y) {
     const uint8_t* row = source.row(y);
     if (options.compression == TiffCompression::none)
@@ -90,8 +89,8 @@ Bytes codeStrip(const Image& image, int firstRow, int rows, const TiffEncodeOpti
 }
 
 int rowsPerStrip(const Image& image, int wanted) {
-  const size_t rows = wanted > 0 ? static_cast<size_t>(wanted) : std::max<size_t>(1, kStripBytes / image.rowBytes());
-  return static_cast<int>(std::min(rows, static_cast<size_t>(image.height())));
+  const size_t rows = wanted > 0 ? size_t(wanted) : std::max<size_t>(1, kStripBytes / image.rowBytes());
+  return int(std::min(rows, size_t(image.height())));
 }
 
 // ---- The file -------------------------------------------------------------------------------------------------------
@@ -111,7 +110,7 @@ class Writer {
     const std::vector<Bytes> strips = codeStrips(image, perStrip, ofPage);
     fields(image, perStrip, number, count);
     std::vector<uint32_t> lengths;
-    for (const Bytes& strip : strips) lengths.push_back(static_cast<uint32_t>(strip.size()));
+    for (const Bytes& strip : strips) lengths.push_back(uint32_t(strip.size()));
     field(kStripByteCounts, kLong, lengths);
     // Offsets are known only where all else is; they take the place of these.
     field(kStripOffsets, kLong, lengths);
@@ -123,13 +122,13 @@ class Writer {
       if (f.values.size() > 4) end += even(f.values.size());
     std::vector<uint32_t> offsets;
     for (const Bytes& strip : strips) {
-      offsets.push_back(static_cast<uint32_t>(end));
+      offsets.push_back(uint32_t(end));
       end += even(strip.size());
       if (end > UINT32_MAX) throw Error(ErrorKind::limit, "a TIFF file must have less than 4 GiB");
     }
     field(kStripOffsets, kLong, offsets);
     out_.reserve(end);
-    putDirectory(static_cast<uint32_t>(directory), static_cast<uint32_t>(values));
+    putDirectory(uint32_t(directory), uint32_t(values));
     for (const Bytes& strip : strips) {
       out_.insert(out_.end(), strip.begin(), strip.end());
       align();
@@ -148,43 +147,42 @@ class Writer {
   static size_t even(size_t n) { return n + n % 2; }
   void align() { out_.resize(even(out_.size())); }
   void append(uint32_t v, int bytes, Bytes* to) const {
-    for (int i = 0; i < bytes; ++i)
-      to->push_back(static_cast<uint8_t>(v >> 8 * (options_.bigEndian ? bytes - 1 - i : i)));
+    for (int i = 0; i < bytes; ++i) to->push_back(uint8_t(v >> 8 * (options_.bigEndian ? bytes - 1 - i : i)));
   }
   void put(uint32_t v, int bytes) { append(v, bytes, &out_); }
 
   std::vector<Bytes> codeStrips(const Image& image, int perStrip, const Progress& progress) const {
-    std::vector<Bytes> strips(static_cast<size_t>((image.height() - 1) / perStrip + 1));
-    const int count = static_cast<int>(strips.size());
+    std::vector<Bytes> strips(size_t((image.height() - 1) / perStrip + 1));
+    const int count = int(strips.size());
     forEachStrip(count, options_.threads, image.sizeBytes(), progress, [&](int i) {
       const int first = i * perStrip;
-      strips[static_cast<size_t>(i)] = codeStrip(image, first, std::min(perStrip, image.height() - first), options_);
+      strips[size_t(i)] = codeStrip(image, first, std::min(perStrip, image.height() - first), options_);
     });
     return strips;
   }
 
   void field(Tag tag, Type type, const std::vector<uint32_t>& values) {
-    Field f = {type, static_cast<uint32_t>(type == kRational ? values.size() / 2 : values.size()), {}};
+    Field f = {type, uint32_t(type == kRational ? values.size() / 2 : values.size()), {}};
     for (uint32_t v : values) append(v, type == kShort ? 2 : 4, &f.values);
     fields_[tag] = std::move(f);
   }
 
   // All but those of the strips.
   void fields(const Image& image, int perStrip, int number, int count) {
-    const uint32_t channels = static_cast<uint32_t>(image.channels());
-    const uint32_t bits = static_cast<uint32_t>(image.bytesPerSample()) * 8;
-    const std::vector<uint32_t> resolution = {static_cast<uint32_t>(options_.dotsPerInch), 1};
+    const uint32_t channels = uint32_t(image.channels());
+    const uint32_t bits = uint32_t(image.bytesPerSample()) * 8;
+    const std::vector<uint32_t> resolution = {uint32_t(options_.dotsPerInch), 1};
     const Photometric meaning = image.model() == ColourModel::grey   ? kBlackIsZero
                                 : image.model() == ColourModel::cmyk ? kSeparated
                                                                      : kRgb;
     fields_.clear();
-    field(kImageWidth, kLong, {static_cast<uint32_t>(image.width())});
-    field(kImageLength, kLong, {static_cast<uint32_t>(image.height())});
+    field(kImageWidth, kLong, {uint32_t(image.width())});
+    field(kImageLength, kLong, {uint32_t(image.height())});
     field(kBitsPerSample, kShort, std::vector<uint32_t>(channels, bits));
-    field(kCompression, kShort, {static_cast<uint32_t>(options_.compression)});
-    field(kPhotometric, kShort, {static_cast<uint32_t>(meaning)});
+    field(kCompression, kShort, {uint32_t(options_.compression)});
+    field(kPhotometric, kShort, {uint32_t(meaning)});
     field(kSamplesPerPixel, kShort, {channels});
-    field(kRowsPerStrip, kLong, {static_cast<uint32_t>(perStrip)});
+    field(kRowsPerStrip, kLong, {uint32_t(perStrip)});
     field(kXResolution, kRational, resolution);
     field(kYResolution, kRational, resolution);
     field(kPlanarConfiguration, kShort, {1});
@@ -192,22 +190,22 @@ class Writer {
     if (image.model() == ColourModel::rgba) field(kExtraSamples, kShort, {kUnassociatedAlpha});
     if (count == 1) return;
     field(kNewSubfileType, kLong, {2});  // one of several pages
-    field(kPageNumber, kShort, {static_cast<uint32_t>(number), static_cast<uint32_t>(count)});
+    field(kPageNumber, kShort, {uint32_t(number), uint32_t(count)});
   }
 
   // Values of up to four bytes stand in the entry, others behind the directory.
   void putDirectory(uint32_t at, uint32_t values) {
     Bytes link;
     append(at, 4, &link);
-    std::copy(link.begin(), link.end(), out_.begin() + static_cast<ptrdiff_t>(link_));
-    put(static_cast<uint32_t>(fields_.size()), 2);
+    std::copy(link.begin(), link.end(), out_.begin() + ptrdiff_t(link_));
+    put(uint32_t(fields_.size()), 2);
     for (const auto& [tag, f] : fields_) {
-      put(static_cast<uint32_t>(tag), 2);
-      put(static_cast<uint32_t>(f.type), 2);
+      put(uint32_t(tag), 2);
+      put(uint32_t(f.type), 2);
       put(f.count, 4);
       if (f.values.size() > 4) {
         put(values, 4);
-        values += static_cast<uint32_t>(even(f.values.size()));
+        values += uint32_t(even(f.values.size()));
       } else {
         out_.insert(out_.end(), f.values.begin(), f.values.end());
         out_.insert(out_.end(), 4 - f.values.size(), 0);
@@ -247,7 +245,7 @@ void check(const std::vector<const Image*>& pages, const TiffEncodeOptions& opti
 std::vector<uint8_t> encodeTiffPages(const std::vector<const Image*>& pages, const TiffEncodeOptions& options) {
   tiff::check(pages, options);
   tiff::Writer writer(options);
-  for (size_t i = 0; i < pages.size(); ++i) writer.page(*pages[i], static_cast<int>(i), static_cast<int>(pages.size()));
+  for (size_t i = 0; i < pages.size(); ++i) writer.page(*pages[i], int(i), int(pages.size()));
   return writer.take();
 }
 

@@ -1,6 +1,5 @@
 // Collects what is odd about a file but does not stop the work.
-#ifndef ZELCODECS_WARNINGS_H
-#define ZELCODECS_WARNINGS_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -24,5 +23,3 @@ class Warnings {
 };
 
 }  // namespace zelcodecs
-
-#endif

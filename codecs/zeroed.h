@@ -1,8 +1,7 @@
 // Large arrays that begin as zeros: straight from the system, which has zeroed the memory already, in large pages where
 // it gives them. Coefficients of a whole picture are walked through once for each scan; small pages cost more than the
 // walk.
-#ifndef ZELCODECS_ZEROED_H
-#define ZELCODECS_ZEROED_H
+#pragma once
 
 #include <sys/mman.h>
 
@@ -16,7 +15,7 @@ namespace zelcodecs {
 
 template <class T>
 struct ZeroedAllocator {
-  typedef T value_type;
+  using value_type = T;
   ZeroedAllocator() = default;
   template <class U>
   ZeroedAllocator(const ZeroedAllocator<U>&) {}
@@ -55,5 +54,3 @@ template <class T>
 using ZeroedVector = std::vector<T, ZeroedAllocator<T>>;
 
 }  // namespace zelcodecs
-
-#endif

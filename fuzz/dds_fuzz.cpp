@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   options.threads = 1;
   try {
     const unsigned choice = std::accumulate(data, data + size, 0u);
-    options.level = static_cast<int>(choice % readDdsInfo(data, size).levels.size());
+    options.level = int(choice % readDdsInfo(data, size).levels.size());
   } catch (const Error&) {
   }
   decodeBothWays(decodeDds, data, size, options);
@@ -33,7 +33,7 @@ std::vector<std::vector<uint8_t>> fuzzSeeds() {
     o.levels = run % 3 == 0 ? 0 : 1;
     o.threads = 1;
     Image image(21 + run, 33 - run, run % 5 ? ColourModel::rgba : ColourModel::grey);
-    for (size_t i = 0; i < image.sizeBytes(); ++i) image.data()[i] = static_cast<uint8_t>(i * i / 7 + (random32() & 7));
+    for (size_t i = 0; i < image.sizeBytes(); ++i) image.data()[i] = uint8_t(i * i / 7 + (random32() & 7));
     files.push_back(encodeDds(image, o));
     std::vector<uint8_t>& file = files.back();
     if (run % 4 == 1 && run % 8 == 1) std::memcpy(&file[84], "DXT2", 4);
@@ -42,7 +42,7 @@ std::vector<std::vector<uint8_t>> fuzzSeeds() {
     // BC7 behind a second header; any blocks decode.
     std::memcpy(&file[84], "DX10", 4);
     const uint8_t second[20] = {98, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0};
-    for (size_t i = 128; i < file.size(); ++i) file[i] = static_cast<uint8_t>(random32());
+    for (size_t i = 128; i < file.size(); ++i) file[i] = uint8_t(random32());
     file.insert(file.begin() + 128, second, second + 20);
   }
   return files;

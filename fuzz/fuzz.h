@@ -1,7 +1,6 @@
 // What a fuzz target offers: libFuzzer's entry point, and for runs without libFuzzer files to start from and what
 // became of the inputs.
-#ifndef ZELJ_FUZZ_FUZZ_H
-#define ZELJ_FUZZ_FUZZ_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -46,5 +45,3 @@ zelcodecs::Image decodeBothWays(zelcodecs::Image decode(const uint8_t*, size_t, 
   }
   return first;
 }
-
-#endif

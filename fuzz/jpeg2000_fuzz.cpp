@@ -14,10 +14,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Jpeg2000DecodeOptions options;
   options.limits.maxPixels = 1 << 18;
   options.threads = 1;
-  options.maxLayers = static_cast<int>(choice & 1);
+  options.maxLayers = int(choice & 1);
   try {
     const Jpeg2000Info info = readJpeg2000Info(data, size, options.limits);
-    options.reduce = static_cast<int>(choice >> 1 & 3) % (info.levels + 1);
+    options.reduce = int(choice >> 1 & 3) % (info.levels + 1);
   } catch (const Error&) {
   }
   decodeBothWays(decodeJpeg2000, data, size, options);

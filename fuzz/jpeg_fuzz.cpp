@@ -19,7 +19,7 @@ void requireSameBlocks(const JpegCoefficients& first, const JpegCoefficients& se
   for (size_t i = 0; i < first.components.size(); ++i) {
     const auto &a = first.components[i], &b = second.components[i];
     for (int y = 0; y < a.blocksHigh; ++y) {
-      const auto row = a.values.begin() + 64 * static_cast<long>(y) * a.storedWide;
+      const auto row = a.values.begin() + 64 * long(y) * a.storedWide;
       if (!std::equal(row, row + 64 * a.blocksWide, b.values.begin() + (row - a.values.begin()))) std::abort();
     }
   }
@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   options.limits.maxPixels = 1 << 20;
   options.limits.maxScans = 30;
   options.smooth = choice & 1;
-  options.threads = 1 + static_cast<int>(choice >> 1 & 1);
+  options.threads = 1 + int(choice >> 1 & 1);
   bool lossless = false;
   try {
     lossless = readJpegInfo(data, size, options.limits).process == "lossless";
@@ -63,8 +63,7 @@ std::vector<std::vector<uint8_t>> fuzzSeeds() {
   std::vector<std::vector<uint8_t>> files;
   for (const ColourModel model : {ColourModel::grey, ColourModel::rgb, ColourModel::cmyk}) {
     Image image(45, 37, model);
-    for (size_t i = 0; i < image.sizeBytes(); ++i)
-      image.data()[i] = static_cast<uint8_t>((i * i >> 7) + (random32() & 15));
+    for (size_t i = 0; i < image.sizeBytes(); ++i) image.data()[i] = uint8_t((i * i >> 7) + (random32() & 15));
     for (const JpegProcess process : {JpegProcess::baseline, JpegProcess::progressive, JpegProcess::lossless})
       for (const Sampling s : {Sampling::s444, Sampling::s422, Sampling::s420})
         for (const int restart : {0, 1}) {
@@ -73,8 +72,8 @@ std::vector<std::vector<uint8_t>> fuzzSeeds() {
           o.sampling = s;
           o.restartRows = restart;
           o.optimiseTables = restart;
-          o.predictor = 1 + static_cast<int>(below(7));
-          o.pointTransform = static_cast<int>(below(2));
+          o.predictor = 1 + int(below(7));
+          o.pointTransform = int(below(2));
           files.push_back(encodeJpeg(image, o));
         }
   }
@@ -87,14 +86,14 @@ std::vector<std::vector<uint8_t>> fuzzSeeds() {
     c.adobeTransform = kind == 1 ? 2 : -1;
     c.components.resize(kind == 1 ? 4 : 3);
     for (size_t i = 0; i < c.components.size(); ++i) {
-      c.components[i].id = static_cast<int>(i) + 1;
-      for (uint16_t& q : c.components[i].quant) q = static_cast<uint16_t>(1 + below(kind == 2 ? 400 : 40));
+      c.components[i].id = int(i) + 1;
+      for (uint16_t& q : c.components[i].quant) q = uint16_t(1 + below(kind == 2 ? 400 : 40));
     }
     c.components[0].h = kind == 0 ? 4 : 2;
     c.components[2].v = kind == 0 ? 2 : 1;
     c.allocate();
     for (JpegCoefficients::Component& k : c.components)
-      for (int16_t& v : k.values) v = below(8) ? int16_t{0} : static_cast<int16_t>(static_cast<int>(below(61)) - 30);
+      for (int16_t& v : k.values) v = below(8) ? int16_t{0} : int16_t(int(below(61)) - 30);
     JpegWriteOptions o;
     o.interleaved = kind != 0;
     o.progressive = kind == 3;

@@ -20,14 +20,14 @@ Bytes mutate(const std::vector<Bytes>& files) {
   Bytes b = files[below(files.size())];
   for (size_t n = 1 + below(4); n > 0 && !b.empty(); --n) {
     const size_t at = below(b.size()), length = 1 + below(16);
-    const auto here = b.begin() + static_cast<long>(at);
-    const auto later = [&](size_t count) { return b.begin() + static_cast<long>(std::min(b.size(), at + count)); };
+    const auto here = b.begin() + long(at);
+    const auto later = [&](size_t count) { return b.begin() + long(std::min(b.size(), at + count)); };
     switch (below(7)) {
       case 0:
-        b[at] = static_cast<uint8_t>(random32());
+        b[at] = uint8_t(random32());
         break;
       case 1:
-        b[at] = static_cast<uint8_t>(b[at] ^ 1u << below(8));
+        b[at] = uint8_t(b[at] ^ 1u << below(8));
         break;
       case 2:
         b.resize(at + 1);
@@ -37,18 +37,18 @@ Bytes mutate(const std::vector<Bytes>& files) {
         break;
       case 4: {
         const Bytes piece(here, later(8 * length));
-        b.insert(b.begin() + static_cast<long>(below(b.size())), piece.begin(), piece.end());
+        b.insert(b.begin() + long(below(b.size())), piece.begin(), piece.end());
         break;
       }
       case 5: {
         const Bytes& other = files[below(files.size())];
         b.resize(at + 1);
-        b.insert(b.end(), other.begin() + static_cast<long>(below(other.size())), other.end());
+        b.insert(b.end(), other.begin() + long(below(other.size())), other.end());
         break;
       }
       default:  // the start of a marker, sooner or later also numbers in headers
-        std::fill(here, later(1 + below(4)), static_cast<uint8_t>(below(2) ? 0xFF : 0));
-        if (at + 1 < b.size()) b[at + 1] = static_cast<uint8_t>(random32());
+        std::fill(here, later(1 + below(4)), uint8_t(below(2) ? 0xFF : 0));
+        if (at + 1 < b.size()) b[at + 1] = uint8_t(random32());
     }
   }
   return b;

@@ -29,7 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   options.threads = 1;
   try {
     const unsigned choice = std::accumulate(data, data + size, 0u);
-    options.page = static_cast<int>(choice % readTiffInfo(data, size).pages.size());
+    options.page = int(choice % readTiffInfo(data, size).pages.size());
   } catch (const Error&) {
   }
   const Image image = decodeBothWays(decodeTiff, data, size, options);
@@ -49,25 +49,25 @@ class RareFile {
     put(0x2A4949, 4);
     put(0, 4);
     for (int p = 0; p < planes; ++p) {
-      offsets.push_back(static_cast<uint32_t>(bytes_.size()));
-      for (int y = 0; y < kHeight; ++y) row(rowBytes, static_cast<uint32_t>(p * 13 + y * 7));
-      lengths.push_back(static_cast<uint32_t>(bytes_.size()) - offsets.back());
+      offsets.push_back(uint32_t(bytes_.size()));
+      for (int y = 0; y < kHeight; ++y) row(rowBytes, uint32_t(p * 13 + y * 7));
+      lengths.push_back(uint32_t(bytes_.size()) - offsets.back());
     }
-    const uint32_t map = static_cast<uint32_t>(bytes_.size());
+    const uint32_t map = uint32_t(bytes_.size());
     for (uint32_t i = 0; i < 3u << bits && photometric == 3; ++i) put(i * 977, 2);
-    const uint32_t where = array(offsets), counts = array(lengths), directory = static_cast<uint32_t>(bytes_.size());
-    for (uint32_t i = 0; i < 4; ++i) bytes_[4 + i] = static_cast<uint8_t>(directory >> 8 * i);
+    const uint32_t where = array(offsets), counts = array(lengths), directory = uint32_t(bytes_.size());
+    for (uint32_t i = 0; i < 4; ++i) bytes_[4 + i] = uint8_t(directory >> 8 * i);
     put(photometric == 3 ? 12 : 11, 2);
     entry(256, kWidth);
     entry(257, kHeight);
-    entry(258, static_cast<uint32_t>(bits));
+    entry(258, uint32_t(bits));
     entry(259, packed ? 32773 : 1);
-    entry(262, static_cast<uint32_t>(photometric));
+    entry(262, uint32_t(photometric));
     entry(266, 2);
     entry(273, planes == 1 ? offsets[0] : where, offsets.size());
-    entry(277, static_cast<uint32_t>(samples));
+    entry(277, uint32_t(samples));
     entry(279, planes == 1 ? lengths[0] : counts, offsets.size());
-    entry(284, static_cast<uint32_t>(planar));
+    entry(284, uint32_t(planar));
     if (photometric == 3) entry(320, map, size_t{3} << bits, 3);
     entry(338, 1);
     put(0, 4);
@@ -76,24 +76,24 @@ class RareFile {
 
  private:
   void put(uint32_t v, int bytes) {
-    for (int i = 0; i < bytes; ++i) bytes_.push_back(static_cast<uint8_t>(v >> 8 * i));
+    for (int i = 0; i < bytes; ++i) bytes_.push_back(uint8_t(v >> 8 * i));
   }
   void row(int n, uint32_t first) {
     // One literal run, whose length stands in reversed bits.
     uint32_t header = 0;
-    for (int b = 0; b < 8; ++b) header |= static_cast<uint32_t>((n - 1) >> b & 1) << (7 - b);
+    for (int b = 0; b < 8; ++b) header |= uint32_t((n - 1) >> b & 1) << (7 - b);
     if (packed_) put(header, 1);
-    for (int i = 0; i < n; ++i) put(first + static_cast<uint32_t>(i) * 5, 1);
+    for (int i = 0; i < n; ++i) put(first + uint32_t(i) * 5, 1);
   }
   uint32_t array(const std::vector<uint32_t>& values) {
-    const uint32_t at = static_cast<uint32_t>(bytes_.size());
+    const uint32_t at = uint32_t(bytes_.size());
     for (uint32_t v : values) put(v, 4);
     return at;
   }
   void entry(uint32_t tag, uint32_t value, size_t count = 1, uint32_t type = 4) {
     put(tag, 2);
     put(type, 2);
-    put(static_cast<uint32_t>(count), 4);
+    put(uint32_t(count), 4);
     put(value, 4);
   }
 

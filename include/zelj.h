@@ -1,4 +1,5 @@
-/* zelj.h - image-codec primitives for x86-64: the public interface of libzeljy8.so.6.1
+/** @file zelj.h
+ * Image-codec primitives for x86-64: the public interface of libzeljy8.so.6.1
  *
  * Plain C functions over caller-owned memory. C99 and C++.
  *
@@ -51,28 +52,31 @@ extern "C" {
 
 /* ==== 1  Status values, types, records, version =================================================================== */
 
+/** @defgroup zelj_frame Status values, types, records, version
+ * @{ */
+
 typedef enum ZelStatus {
-  zelStsDivByZeroWrn = 6,             /* warning: a divisor was zero; the output is complete, with a substitute there */
-  zelStsNoErr = 0,                    /* success */
-  zelStsErr = -2,                     /* a decoded run would place a coefficient outside the 8x8 block */
-  zelStsBadArgErr = -5,               /* an argument value outside its allowed set */
-  zelStsSizeErr = -6,                 /* a width, height or length below 1, or above a stated limit */
-  zelStsOutOfRangeErr = -7,           /* a magnitude category that the coding mode cannot carry */
-  zelStsNullPtrErr = -8,              /* a required pointer is null; a JPEG Huffman record could not be allocated */
-  zelStsMemAllocErr = -9,             /* a JPEG 2000 record could not be allocated */
-  zelStsStepErr = -14,                /* a row step below 1 */
-  zelStsContextMatchErr = -17,        /* a state record does not carry the identity tag of its functions */
-  zelStsJPEGOutOfBufErr = -62,        /* JPEG bit stream: the source is exhausted, or the destination is full */
-  zelStsJPEGCodeRangeErr = -63,       /* JPEG: no code matches, a marker ended the data, or a category is too large */
-  zelStsJPEGHuffTableErr = -64,       /* JPEG: an invalid table description, or a symbol without a code */
-  zelStsJPEG2KDamagedCBErr = -112,    /* JPEG 2000: a code block's data did not end as expected */
+  zelStsDivByZeroWrn = 6,          /* warning: a divisor was zero; the output is complete, with a substitute there */
+  zelStsNoErr = 0,                 /* success */
+  zelStsErr = -2,                  /* a decoded run would place a coefficient outside the 8x8 block */
+  zelStsBadArgErr = -5,            /* an argument value outside its allowed set */
+  zelStsSizeErr = -6,              /* a width, height or length below 1, or above a stated limit */
+  zelStsOutOfRangeErr = -7,        /* a magnitude category that the coding mode cannot carry */
+  zelStsNullPtrErr = -8,           /* a required pointer is null; a JPEG Huffman record could not be allocated */
+  zelStsMemAllocErr = -9,          /* a JPEG 2000 record could not be allocated */
+  zelStsStepErr = -14,             /* a row step below 1 */
+  zelStsContextMatchErr = -17,     /* a state record does not carry the identity tag of its functions */
+  zelStsJPEGOutOfBufErr = -62,     /* JPEG bit stream: the source is exhausted, or the destination is full */
+  zelStsJPEGCodeRangeErr = -63,    /* JPEG: no code matches, a marker ended the data, or a category is too large */
+  zelStsJPEGHuffTableErr = -64,    /* JPEG: an invalid table description, or a symbol without a code */
+  zelStsJPEG2KDamagedCBErr = -112, /* JPEG 2000: a code block's data did not end as expected */
   zelStsJPEG2KBadPassNumberErr = -113, /* JPEG 2000: a coding-pass index that the encoder state does not hold */
-  zelStsTIFFOutOfBufErr = -124,       /* PackBits: past the end of the source or of the destination row */
-  zelStsJPEG2KNotAttachedErr = -180   /* JPEG 2000: the progressive decoder state is not ready for a step */
+  zelStsTIFFOutOfBufErr = -124,        /* PackBits: past the end of the source or of the destination row */
+  zelStsJPEG2KNotAttachedErr = -180    /* JPEG 2000: the progressive decoder state is not ready for a step */
 } ZelStatus;
 
 typedef struct ZeliSize {
-  int width;  /* in elements */
+  int width; /* in elements */
   int height;
 } ZeliSize;
 
@@ -98,23 +102,28 @@ typedef struct ZelLibraryVersion {
  * runs the AVX2 build of the kernels. Never null. */
 ZEL_API const ZelLibraryVersion* zeljGetLibVersion(void);
 
-/* ==== 2  JPEG entropy coding ========================================================================================
+/** @} */
+
+/* ==== 2  JPEG entropy coding ====================================================================================== */
+
+/** @defgroup zelj_huffman JPEG entropy coding
  *
  * Records. A record is obtained in one of two ways and then used alike: GetBufSize gives the bytes that a record needs,
  * and Init fills caller memory of that size and the alignment of the record; or InitAlloc allocates and fills one,
  * which the matching Free releases (zelStsNullPtrErr where the allocation fails). Init on a used record resets it.
  *
  * Coefficient blocks are 64 signed 16-bit values in natural (row-major) order, DC first: entry 8 * v + u holds
- * horizontal frequency u of vertical frequency v. The coders walk them in zigzag order (ITU-T T.81, Figure A.6). */
+ * horizontal frequency u of vertical frequency v. The coders walk them in zigzag order (ITU-T T.81, Figure A.6).
+ * @{ */
 
 /* ---- Huffman tables (ITU-T T.81, Annexes B.2.4.2 and C) ---- */
 
 /* Decoder table: 1644 bytes. */
 typedef struct ZeliDecodeHuffmanSpec {
-  uint16_t values[256];   /* the symbols in code order */
-  uint32_t lookup[256];   /* by the next 8 bits: symbol | code length << 16; 0 where the code is longer than 8 bits */
-  uint16_t firstCode[18]; /* by length 1..16 */
-  uint16_t lastCode[18];  /* by length 1..16: the largest code, 0xFFFF where there is none; [17] is 0xFFFF */
+  uint16_t values[256];    /* the symbols in code order */
+  uint32_t lookup[256];    /* by the next 8 bits: symbol | code length << 16; 0 where the code is longer than 8 bits */
+  uint16_t firstCode[18];  /* by length 1..16 */
+  uint16_t lastCode[18];   /* by length 1..16: the largest code, 0xFFFF where there is none; [17] is 0xFFFF */
   uint16_t firstIndex[18]; /* by length 1..16: position in values of the first symbol */
 } ZeliDecodeHuffmanSpec;
 
@@ -159,10 +168,10 @@ typedef struct ZeliDecodeHuffmanState {
 
 /* Encoder state, 1048 bytes. */
 typedef struct ZeliEncodeHuffmanState {
-  uint64_t bits;               /* pending bits; the first is bit 23 */
-  int32_t bitCount;            /* 0..7 between calls */
-  int32_t eobRun;              /* pending progressive end-of-band run */
-  int32_t correctionBitCount;  /* buffered correction bits of progressive AC refinement */
+  uint64_t bits;                /* pending bits; the first is bit 23 */
+  int32_t bitCount;             /* 0..7 between calls */
+  int32_t eobRun;               /* pending progressive end-of-band run */
+  int32_t correctionBitCount;   /* buffered correction bits of progressive AC refinement */
   uint8_t correctionBits[1024]; /* one bit a byte */
 } ZeliEncodeHuffmanState;
 
@@ -310,10 +319,15 @@ ZEL_API ZelStatus zeliGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(const int16_t
                                                                    int Se, int Al,
                                                                    ZeliEncodeHuffmanState* pEncHuffState, int bFlush);
 
-/* ==== 3  JPEG transform and quantisation ===========================================================================
+/** @} */
+
+/* ==== 3  JPEG transform and quantisation ========================================================================== */
+
+/** @defgroup zelj_transform JPEG transform and quantisation
  *
  * Quantisation tables. Raw tables are 64 unsigned 8-bit steps q in zigzag order, as in a stream; forward tables are 64
- * reciprocals 32768 / q and inverse tables 64 steps q, both unsigned 16-bit in natural order. */
+ * reciprocals 32768 / q and inverse tables 64 steps q, both unsigned 16-bit in natural order.
+ * @{ */
 
 /* Scale a raw table in place by a quality of 1 to 100: t becomes (t * S + 50) / 100 clamped to 1..255, S = 5000 /
  * quality below 50, else 200 - 2 * quality. Above 100 acts as 100 (all ones); below 1 gives zelStsBadArgErr. */
@@ -376,6 +390,17 @@ ZEL_API ZelStatus zeliSub128_JPEG_8u16s_C1R(const uint8_t* pSrc, int srcStep, in
 ZEL_API ZelStatus zeliAdd128_JPEG_16s8u_C1R(const int16_t* pSrc, int srcStep, uint8_t* pDst, int dstStep,
                                             ZeliSize roiSize);
 
+/** Predictors of lossless JPEG (T.81, Table H.1): Ra is the left, Rb the upper, Rc the upper left neighbour. */
+typedef enum ZeliPredictor {
+  zeliPredictorRa = 1,
+  zeliPredictorRb = 2,
+  zeliPredictorRc = 3,
+  zeliPredictorRaRbRc = 4,     /**< Ra + Rb - Rc */
+  zeliPredictorRaHalfRbRc = 5, /**< Ra + ((Rb - Rc) >> 1) */
+  zeliPredictorRbHalfRaRc = 6, /**< Rb + ((Ra - Rc) >> 1) */
+  zeliPredictorHalfRaRb = 7    /**< (Ra + Rb) >> 1 */
+} ZeliPredictor;
+
 /* ---- Lossless prediction (T.81, Annex H.1.2 and H.2) ----
  * One row of one component: samples to differences, and back. Rows are width 16-bit samples, already point-transformed.
  * With Ra the left, Rb the upper and Rc the upper left neighbour, predictors 1 to 7 are Ra, Rb, Rc, Ra + Rb - Rc,
@@ -391,7 +416,12 @@ ZEL_API ZelStatus zeliReconstructPredFirstRow_JPEG_16s_C1(const int16_t* pSrc, i
 ZEL_API ZelStatus zeliReconstructPredRow_JPEG_16s_C1(const int16_t* pSrc, const int16_t* pPrevRow, int16_t* pDst,
                                                      int width, int predictor);
 
+/** @} */
+
 /* ==== 4  JPEG colour conversion and resampling ==================================================================== */
+
+/** @defgroup zelj_colour JPEG colour conversion and resampling
+ * @{ */
 
 /* ---- Colour conversion of planes ----
  * RGB and YCbCr as JFIF defines them (full range, chroma centred on 128); CMYK and YCCK: R = 255 - C, G = 255 - M, B =
@@ -531,7 +561,12 @@ ZEL_API ZelStatus zeliSampleUp422LS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3]
 ZEL_API ZelStatus zeliSampleUp411LS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
 ZEL_API ZelStatus zeliJoin422LS_MCU_16s8u_P3C2R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
 
+/** @} */
+
 /* ==== 5a  JPEG 2000: component transforms ========================================================================= */
+
+/** @defgroup zelj_components JPEG 2000: component transforms
+ * @{ */
 
 /* ---- Multiple component transformations (ITU-T T.800, Annex G) ----
  * Forward from R, G, B (components 0, 1, 2) to Y, Cb, Cr; inverse back. C3 has the three samples of a pixel side by
@@ -575,7 +610,11 @@ ZEL_API ZelStatus zeliICTInv_JPEG2K_16s_P3IR(int16_t* const pSrcDst[3], int srcD
 ZEL_API ZelStatus zeliICTFwd_JPEG2K_32s_P3IR(int32_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
 ZEL_API ZelStatus zeliICTInv_JPEG2K_32s_P3IR(int32_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
 
-/* ==== 5b  JPEG 2000: wavelets =====================================================================================
+/** @} */
+
+/* ==== 5b  JPEG 2000: wavelets ===================================================================================== */
+
+/** @defgroup zelj_wavelets JPEG 2000: wavelets
  *
  * One level of the wavelet transformations (ITU-T T.800, Annex F), forward and inverse: reversible 5/3 (B53) and
  * irreversible 9/7 (D97).
@@ -609,7 +648,22 @@ ZEL_API ZelStatus zeliICTInv_JPEG2K_32s_P3IR(int32_t* const pSrcDst[3], int srcD
  *
  * Lifting steps (ColLift). One step of a vertical transform on rows of width samples, for pipelines over rows; the
  * caller passes, at the ends of a column, the rows that the symmetric extension names.
- *   Checks: the pointers in order, the width. */
+ *   Checks: the pointers in order, the width.
+ * @{ */
+
+/** The sub-bands of one level, in the order in which band arrays hold them. */
+typedef enum ZeliSubband {
+  zeliSubbandLL = 0, /**< low-pass in both directions */
+  zeliSubbandLH = 1, /**< low-pass horizontally, high-pass vertically */
+  zeliSubbandHL = 2, /**< high-pass horizontally, low-pass vertically */
+  zeliSubbandHH = 3  /**< high-pass in both directions */
+} ZeliSubband;
+
+/** Which coefficient comes first in a line. */
+typedef enum ZeliPhase {
+  zeliPhaseLow = 0, /**< the line starts at an even place of the reference grid, with a low-pass coefficient */
+  zeliPhaseHigh = 1 /**< the line starts at an odd place, with a high-pass coefficient */
+} ZeliPhase;
 
 /* ---- Reversible 5/3 (F.3.8.1, F.4.8.1) ----
  * With >> an arithmetic shift:
@@ -759,7 +813,11 @@ ZEL_API ZelStatus zeliWTInvColLift_D97_JPEG2K_32f_C1(const float* pSrcLow, const
                                                      const float* pSrcHigh, const float* pEvenPrev2, float* pOddPrev2,
                                                      float* pEvenPrev, float* pOdd, float* pEven, int width);
 
-/* ==== 5c  JPEG 2000: the tier-1 coder ===============================================================================
+/** @} */
+
+/* ==== 5c  JPEG 2000: the tier-1 coder ============================================================================= */
+
+/** @defgroup zelj_tier1 JPEG 2000: the tier-1 coder
  *
  * Embedded block coding of code blocks (ITU-T T.800, Annexes C and D). Coefficients are 32-bit words in sign-magnitude
  * form: bit 31 the sign (1 is negative), bits 30 to 0 the magnitude. A block of sfBits significant bit planes has up to
@@ -776,7 +834,33 @@ ZEL_API ZelStatus zeliWTInvColLift_D97_JPEG2K_32f_C1(const float* pSrcLow, const
  *   16  a segmentation symbol ends every cleanup pass (D.5)
  *
  * States are tagged by the function that makes them: another record gives zelStsContextMatchErr. A block must not be
- * larger than the size that its state was made for; this is not checked. */
+ * larger than the size that its state was made for; this is not checked.
+ * @{ */
+
+/** Code-block styles and controls: the bits of codeStyleFlags. */
+typedef enum ZeliCodeBlockFlags {
+  /* styles, of both directions */
+  zeliCodeBlockVerticallyCausal = 1,     /**< contexts take the next stripe as insignificant (T.800, D.7) */
+  zeliCodeBlockBypass = 2,               /**< propagation and refinement are raw bits from the fifth plane on (D.6) */
+  zeliCodeBlockTerminateAll = 4,         /**< every pass is a codeword segment of its own */
+  zeliCodeBlockResetContexts = 8,        /**< contexts are reset after every pass */
+  zeliCodeBlockSegmentationSymbols = 16, /**< a segmentation symbol ends every cleanup pass (D.5) */
+  /* of the encoder */
+  zeliEncodeLowestPlaneIsLast = 32, /**< distortion: nothing lies below the lowest plane */
+  /* of the decoders */
+  zeliDecodeMidpointsAfterDamage = 0x10000, /**< after damage, magnitudes go to the middle of the current plane */
+  zeliDecodeKeepOutput = 0x20000,           /**< the output is not cleared first */
+  zeliDecodeKeepHalfBits = 0x40000,         /**< half bits below the current plane stay */
+  zeliDecodeKeepSignificance = 0x80000,     /**< the state's memory of significance is not cleared first */
+  zeliDecodeCheckTermination = 0x100000     /**< MQ segments are checked for their predictable end (D.4.2) */
+} ZeliCodeBlockFlags;
+
+/** How the encoder ends an MQ codeword segment. */
+typedef enum ZeliTermination {
+  zeliTerminationFlush = 0,      /**< the flush of T.800, C.2.9 */
+  zeliTerminationShortest = 1,   /**< with the fewest bytes that still decode */
+  zeliTerminationPredictable = 2 /**< so that a decoder can check it (D.4.2) */
+} ZeliTermination;
 
 /* ---- Encoder ---- */
 
@@ -850,8 +934,7 @@ ZEL_API ZelStatus zeliDecodeCodeBlock_JPEG2K_1u32s_C1R(const uint8_t* pSrc, int3
  * pState, but Step and GetPassCounter test both pointers first; then Attach pDst, dstStep, codeBlockSize. */
 ZEL_API ZelStatus zeliDecodeCBProgrGetStateSize_JPEG2K(ZeliSize codeBlockMaxSize, int* pStateSize);
 ZEL_API ZelStatus zeliDecodeCBProgrInit_JPEG2K(ZeliDecodeCBProgrState_JPEG2K* pState);
-ZEL_API ZelStatus zeliDecodeCBProgrInitAlloc_JPEG2K(ZeliDecodeCBProgrState_JPEG2K** ppState,
-                                                    ZeliSize codeBlockMaxSize);
+ZEL_API ZelStatus zeliDecodeCBProgrInitAlloc_JPEG2K(ZeliDecodeCBProgrState_JPEG2K** ppState, ZeliSize codeBlockMaxSize);
 ZEL_API ZelStatus zeliDecodeCBProgrFree_JPEG2K(ZeliDecodeCBProgrState_JPEG2K* pState);
 ZEL_API ZelStatus zeliDecodeCBProgrAttach_JPEG2K_32s_C1R(int32_t* pDst, int dstStep, ZeliSize codeBlockSize,
                                                          ZeliDecodeCBProgrState_JPEG2K* pState, int subband, int sfBits,
@@ -869,7 +952,12 @@ ZEL_API ZelStatus zeliDecodeCBProgrGetCurBitPlaneNum_JPEG2K(const ZeliDecodeCBPr
  * what was decoded stays. */
 ZEL_API ZelStatus zeliDecodeCBProgrStep_JPEG2K(const uint8_t* pSrc, int srcLen, ZeliDecodeCBProgrState_JPEG2K* pState);
 
+/** @} */
+
 /* ==== 6  HD Photo: the core transform ============================================================================= */
+
+/** @defgroup zelj_photo HD Photo: the core transform
+ * @{ */
 
 /* The photo core transform (ITU-T T.832) of every 4x4 block of a region, in place: each block by itself, without
  * overlap filter and without the second stage of the DC coefficients. Coefficients keep their raster positions, the DC
@@ -887,12 +975,17 @@ ZEL_API ZelStatus zeliPCTInv16x16_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step);
 ZEL_API ZelStatus zeliPCTInv8x16_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step);
 ZEL_API ZelStatus zeliPCTInv8x8_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step);
 
-/* ==== 7  Textures: DXT and BC7 blocks =============================================================================
+/** @} */
+
+/* ==== 7  Textures: DXT and BC7 blocks ============================================================================= */
+
+/** @defgroup zelj_textures Textures: DXT and BC7 blocks
  *
  * Images of any size as blocks of 4x4 pixels, which lie one after another: block rows from the top, blocks from the
  * left, (width + 3) / 4 of them in a row and (height + 3) / 4 rows. A DXT1 block has 8 bytes, any other 16. Sizes are
  * those of the image in pixels; steps are those of the image, in bytes and unsigned.
- * Checks: pSrc, pDst, step (zero: zelStsStepErr), size. */
+ * Checks: pSrc, pDst, step (zero: zelStsStepErr), size.
+ * @{ */
 
 /* ---- Decoders: DXT1, DXT3, DXT5 (S3TC; BC1, BC2, BC3), BC7 (BPTC) ----
  * Pixels are R, G, B, A bytes; nothing outside the image is written. Every bit pattern decodes.
@@ -912,12 +1005,11 @@ ZEL_API ZelStatus zeliTextureDecodeBlockToRGBA_BC7_8u_C1C4R(const uint8_t* pSrc,
 
 /* ---- Encoders: DXT1, DXT3, DXT5 ----
  * Fast, in a single pass: the endpoints of a block are the corners of its bounding box, drawn in by a sixteenth on each
- * side and quantised; the indices follow from distances to the four colours (sums of absolute differences), ties towards
- * the first. A partial block is filled up with its last column and then its last row.
- * RGBA: colours do not depend on alpha, DXT1 drops it and never has transparent pixels. Alpha of DXT3 is cut to 4 bits,
- * alpha of DXT5 drawn in like the colours.
- * YCoCg: 3 bytes a pixel, chroma centred on 128. Y is coded as alpha, Co and Cg as red and green, scaled by 4, 2 or 1 as
- * the block's chroma permits; blue holds the scale - 1. */
+ * side and quantised; the indices follow from distances to the four colours (sums of absolute differences), ties
+ * towards the first. A partial block is filled up with its last column and then its last row. RGBA: colours do not
+ * depend on alpha, DXT1 drops it and never has transparent pixels. Alpha of DXT3 is cut to 4 bits, alpha of DXT5 drawn
+ * in like the colours. YCoCg: 3 bytes a pixel, chroma centred on 128. Y is coded as alpha, Co and Cg as red and green,
+ * scaled by 4, 2 or 1 as the block's chroma permits; blue holds the scale - 1. */
 ZEL_API ZelStatus zeliTextureEncodeBlockFromRGBA_DXT1_8u_C4C1R(const uint8_t* pSrc, uint32_t srcStep, ZeliSize srcSize,
                                                                uint8_t* pDst);
 ZEL_API ZelStatus zeliTextureEncodeBlockFromRGBA_DXT3_8u_C4C1R(const uint8_t* pSrc, uint32_t srcStep, ZeliSize srcSize,
@@ -927,16 +1019,20 @@ ZEL_API ZelStatus zeliTextureEncodeBlockFromRGBA_DXT5_8u_C4C1R(const uint8_t* pS
 ZEL_API ZelStatus zeliTextureEncodeBlockFromYCoCg_DXT5_8u_C3C1R(const uint8_t* pSrc, uint32_t srcStep, ZeliSize srcSize,
                                                                 uint8_t* pDst);
 
+/** @} */
+
 /* ==== 8  TIFF rows ================================================================================================ */
 
-/* PackBits (TIFF 6.0, section 9). Positions and lengths are in bytes; *pDstCurrPos and *pSrcCurrPos are positions in the
- * compressed buffer, read and advanced, so that rows can follow one another in it.
- * Pack: runs of 2 to 128 equal bytes, and literals of 1 to 128. A literal ends before three equal bytes, before a pair
- * that ends the row, before a pair when it has 126 bytes, and at 128 bytes. dstRoom counts from the position on.
- * zelStsTIFFOutOfBufErr: the next run does not fit; the position is after the last one that did.
- * Unpack: exactly dstLen bytes; srcLen counts from the start of the buffer. zelStsTIFFOutOfBufErr: the source ends early,
- * or a run passes the end of the row; the position is after that run's header.
- * Checks: the pointers, then the lengths. */
+/** @defgroup zelj_tiff TIFF rows
+ * @{ */
+
+/* PackBits (TIFF 6.0, section 9). Positions and lengths are in bytes; *pDstCurrPos and *pSrcCurrPos are positions in
+ * the compressed buffer, read and advanced, so that rows can follow one another in it. Pack: runs of 2 to 128 equal
+ * bytes, and literals of 1 to 128. A literal ends before three equal bytes, before a pair that ends the row, before a
+ * pair when it has 126 bytes, and at 128 bytes. dstRoom counts from the position on. zelStsTIFFOutOfBufErr: the next
+ * run does not fit; the position is after the last one that did. Unpack: exactly dstLen bytes; srcLen counts from the
+ * start of the buffer. zelStsTIFFOutOfBufErr: the source ends early, or a run passes the end of the row; the position
+ * is after that run's header. Checks: the pointers, then the lengths. */
 ZEL_API ZelStatus zeliPackBitsRow_TIFF_8u_C1(const uint8_t* pSrc, int srcLen, uint8_t* pDst, int* pDstCurrPos,
                                              int dstRoom);
 ZEL_API ZelStatus zeliUnpackBitsRow_TIFF_8u_C1(const uint8_t* pSrc, int* pSrcCurrPos, int srcLen, uint8_t* pDst,
@@ -946,6 +1042,8 @@ ZEL_API ZelStatus zeliUnpackBitsRow_TIFF_8u_C1(const uint8_t* pSrc, int* pSrcCur
  * Checks: pSrc and pDst (the planes themselves are not checked), then len, whose error is zelStsStepErr. */
 ZEL_API ZelStatus zeliJoinRow_TIFF_8u16u_C1(const uint8_t* const pSrc[2], uint16_t* pDst, int len);
 ZEL_API ZelStatus zeliSplitRow_TIFF_16u8u_C1(const uint16_t* pSrc, uint8_t* const pDst[2], int len);
+
+/** @} */
 
 #ifdef __cplusplus
 }

@@ -29,10 +29,10 @@ namespace {
 
 // Resolvers have external names, hidden: clang does not find one that is static.
 extern "C" {
-#define ZEL_EXPORT(name)                                                          \
+#define ZEL_EXPORT(name)                                                            \
   __attribute__((visibility("hidden"))) decltype(&::name) zelResolve_##name(void) { \
-    return hasAvx2Variant() ? &avx2::name : &sse41::name;                          \
-  }                                                                               \
+    return hasAvx2Variant() ? &avx2::name : &sse41::name;                           \
+  }                                                                                 \
   ZEL_API decltype(::name) name __attribute__((ifunc("zelResolve_" #name)));
 #include "exports.inc"
 #undef ZEL_EXPORT

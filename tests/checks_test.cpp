@@ -8,45 +8,13 @@
 #include "support/api.h"
 
 namespace {
-
 using zeltest::bad;
+using zeltest::Checks;
 using zeltest::expectChecks;
 using zeltest::length;
 using zeltest::null;
 using zeltest::size;
 using zeltest::step;
-
-// Arguments of every type. What they point to holds sevens, and must hold them at the end.
-class Checks : public testing::Test {
- protected:
-  Checks() {
-    std::memset(bytes_, 7, sizeof bytes_);
-    planes.fill(bytes), sources.fill(bytes), blocks.fill(words), constBlocks.fill(words);
-    for (size_t i = 0; i < 4; ++i) {
-      planesWithout[i] = planes, sourcesWithout[i] = sources, blocksWithout[i] = blocks, constBlocksWithout[i] = constBlocks;
-      planesWithout[i][i] = nullptr, sourcesWithout[i][i] = nullptr, blocksWithout[i][i] = nullptr;
-      constBlocksWithout[i][i] = nullptr;
-    }
-  }
-  ~Checks() override {
-    for (const uint8_t b : bytes_) EXPECT_EQ(7, b);
-  }
-
-  template <class T>
-  T as() const {
-    return reinterpret_cast<T>(const_cast<uint8_t*>(bytes_));
-  }
-  alignas(64) uint8_t bytes_[2048];
-  uint8_t* const bytes = bytes_;
-  int16_t* const words = as<int16_t*>();
-  uint16_t* const table = as<uint16_t*>();
-  std::array<uint8_t*, 4> planes, planesWithout[4];
-  std::array<const uint8_t*, 4> sources, sourcesWithout[4];
-  std::array<int16_t*, 4> blocks, blocksWithout[4];
-  std::array<const int16_t*, 4> constBlocks, constBlocksWithout[4];
-  const ZeliSize one = {1, 1};
-  const zeltest::Api& z = zel();
-};
 
 }  // namespace
 
@@ -55,8 +23,8 @@ TEST_F(Checks, Quantisation) {
   expectChecks(z.zeliQuantFwdRawTableInit_JPEG_8u, std::tuple(bytes, 1), null<0>(), bad<1>(0));
   for (const auto f : {z.zeliQuantFwdTableInit_JPEG_8u16u, z.zeliQuantInvTableInit_JPEG_8u16u})
     expectChecks(f, std::tuple(bytes, table), null<0>(), null<1>());
-  for (const auto f : {z.zeliQuantFwd8x8_JPEG_16s_C1I, z.zeliQuantInv8x8_JPEG_16s_C1I, z.zeliDCTQuantFwd8x8_JPEG_16s_C1I,
-                       z.zeliDCTQuantInv8x8_JPEG_16s_C1I})
+  for (const auto f : {z.zeliQuantFwd8x8_JPEG_16s_C1I, z.zeliQuantInv8x8_JPEG_16s_C1I,
+                       z.zeliDCTQuantFwd8x8_JPEG_16s_C1I, z.zeliDCTQuantInv8x8_JPEG_16s_C1I})
     expectChecks(f, std::tuple(words, table), null<0>(), null<1>());
 }
 
@@ -87,18 +55,20 @@ TEST_F(Checks, LevelShiftAndPrediction) {
   }
   for (const int predictor : {0, 8, -1})
     for (const auto f : {z.zeliDiffPredRow_JPEG_16s_C1, z.zeliReconstructPredRow_JPEG_16s_C1})
-      expectChecks(f, std::tuple(words, words, words, 1, 1), null<0>(), null<1>(), null<2>(), length<3>(), bad<4>(predictor));
+      expectChecks(f, std::tuple(words, words, words, 1, 1), null<0>(), null<1>(), null<2>(), length<3>(),
+                   bad<4>(predictor));
   for (const int precision : {1, 17})
     for (const auto f : {z.zeliDiffPredFirstRow_JPEG_16s_C1, z.zeliReconstructPredFirstRow_JPEG_16s_C1})
-      expectChecks(f, std::tuple(words, words, 1, 8, 0), null<0>(), null<1>(), length<2>(), bad<3>(precision), bad<4>(-1));
+      expectChecks(f, std::tuple(words, words, 1, 8, 0), null<0>(), null<1>(), length<2>(), bad<3>(precision),
+                   bad<4>(-1));
 }
 
 TEST_F(Checks, Resampling) {
   for (const ZeliSize s : {ZeliSize{0, 1}, ZeliSize{1, 0}})
-    for (const auto f : {z.zeliSampleDownH2V1_JPEG_8u_C1R, z.zeliSampleDownH2V2_JPEG_8u_C1R, z.zeliSampleUpH2V1_JPEG_8u_C1R,
-                         z.zeliSampleUpH2V2_JPEG_8u_C1R})
-      expectChecks(f, std::tuple(bytes, 8, one, bytes, 8, one), null<0>(), step<1>(), size<2>(s.width, s.height), null<3>(),
-                   step<4>(), size<5>(s.width, s.height));
+    for (const auto f : {z.zeliSampleDownH2V1_JPEG_8u_C1R, z.zeliSampleDownH2V2_JPEG_8u_C1R,
+                         z.zeliSampleUpH2V1_JPEG_8u_C1R, z.zeliSampleUpH2V2_JPEG_8u_C1R})
+      expectChecks(f, std::tuple(bytes, 8, one, bytes, 8, one), null<0>(), step<1>(), size<2>(s.width, s.height),
+                   null<3>(), step<4>(), size<5>(s.width, s.height));
   for (const auto f : {z.zeliSampleDownRowH2V1_Box_JPEG_8u_C1, z.zeliSampleUpRowH2V1_Triangle_JPEG_8u_C1})
     expectChecks(f, std::tuple(bytes, 1, bytes), null<0>(), null<2>(), length<1>());
   for (const auto f : {z.zeliSampleDownRowH2V2_Box_JPEG_8u_C1, z.zeliSampleUpRowH2V2_Triangle_JPEG_8u_C1})
@@ -177,17 +147,20 @@ TEST_F(Checks, HuffmanCoding) {
   auto* const enc = as<ZeliEncodeHuffmanSpec*>();
   auto* const reading = as<ZeliDecodeHuffmanState*>();
   auto* const writing = as<ZeliEncodeHuffmanState*>();
-  expectChecks(z.zeliEncodeHuffmanRawTableInit_JPEG_8u, std::tuple(number, bytes, bytes), null<0>(), null<1>(), null<2>());
+  expectChecks(z.zeliEncodeHuffmanRawTableInit_JPEG_8u, std::tuple(number, bytes, bytes), null<0>(), null<1>(),
+               null<2>());
 
-  expectChecks(z.zeliDecodeHuffman8x8_JPEG_1u16s_C1, std::tuple(bytes, 9, number, words, words, number, dec, dec, reading),
-               null<0>(), bad<1>(-1), null<2>(), null<3>(), null<4>(), null<5>(), null<6>(), null<7>(), null<8>());
+  expectChecks(z.zeliDecodeHuffman8x8_JPEG_1u16s_C1,
+               std::tuple(bytes, 9, number, words, words, number, dec, dec, reading), null<0>(), bad<1>(-1), null<2>(),
+               null<3>(), null<4>(), null<5>(), null<6>(), null<7>(), null<8>());
   expectChecks(z.zeliEncodeHuffman8x8_JPEG_16s1u_C1, std::tuple(words, bytes, 9, number, words, enc, enc, writing, 0),
                null<1>(), length<2>(), null<3>(), null<7>(), null<0>(), null<4>(), null<5>(), null<6>());
   expectChecks(z.zeliDecodeHuffman8x8_Direct_JPEG_1u16s_C1,
                std::tuple(bytes, &zero, words, words, number, as<uint32_t*>(), &zero, dec, dec), null<0>(), null<1>(),
-               bad<1>(&minus), null<2>(), null<3>(), null<4>(), null<5>(), null<6>(), bad<6>(&minus), null<7>(), null<8>());
-  expectChecks(z.zeliEncodeHuffman8x8_Direct_JPEG_16s1u_C1, std::tuple(words, bytes, number, words, enc, enc), null<0>(),
-               null<1>(), null<2>(), null<3>(), null<4>(), null<5>());
+               bad<1>(&minus), null<2>(), null<3>(), null<4>(), null<5>(), null<6>(), bad<6>(&minus), null<7>(),
+               null<8>());
+  expectChecks(z.zeliEncodeHuffman8x8_Direct_JPEG_16s1u_C1, std::tuple(words, bytes, number, words, enc, enc),
+               null<0>(), null<1>(), null<2>(), null<3>(), null<4>(), null<5>());
 
   expectChecks(z.zeliDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1,
                std::tuple(bytes, 9, number, words, words, number, 0, dec, reading), null<0>(), length<1>(), null<2>(),
@@ -195,11 +168,11 @@ TEST_F(Checks, HuffmanCoding) {
   expectChecks(z.zeliDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1, std::tuple(bytes, 9, number, words, number, 0, reading),
                null<0>(), length<1>(), null<2>(), null<3>(), null<4>(), bad<5>(-1), null<6>());
   for (const auto f : {z.zeliDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1, z.zeliDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1})
-    expectChecks(f, std::tuple(bytes, 9, number, words, number, 1, 63, 0, dec, reading), null<0>(), length<1>(), null<2>(),
-                 null<3>(), null<4>(), bad<5>(0), bad<6>(64), bad<7>(14), null<8>(), null<9>());
+    expectChecks(f, std::tuple(bytes, 9, number, words, number, 1, 63, 0, dec, reading), null<0>(), length<1>(),
+                 null<2>(), null<3>(), null<4>(), bad<5>(0), bad<6>(64), bad<7>(14), null<8>(), null<9>());
   expectChecks(z.zeliEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1,
-               std::tuple(words, bytes, 9, number, words, 0, enc, writing, 0), null<1>(), length<2>(), null<3>(), null<7>(),
-               null<0>(), null<4>(), bad<5>(14), null<6>());
+               std::tuple(words, bytes, 9, number, words, 0, enc, writing, 0), null<1>(), length<2>(), null<3>(),
+               null<7>(), null<0>(), null<4>(), bad<5>(14), null<6>());
   expectChecks(z.zeliEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1, std::tuple(words, bytes, 9, number, 0, writing, 0),
                null<1>(), length<2>(), null<3>(), null<5>(), null<0>(), bad<4>(-1));
   for (const auto f : {z.zeliEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1, z.zeliEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1})
@@ -212,26 +185,27 @@ TEST_F(Checks, HuffmanCoding) {
   expectChecks(z.zeliEncodeHuffmanOne_JPEG_16s1u_C1, std::tuple(words, bytes, 9, number, enc, writing, 0), null<1>(),
                length<2>(), null<3>(), null<5>(), null<0>(), null<4>());
   expectChecks(z.zeliEncodeHuffmanRow_JPEG_16s1u_P4C1,
-               std::tuple(rows, 1, 3, bytes, 9, number, encTables.data(), writing, 0), null<3>(), length<4>(), null<5>(),
-               null<7>(), null<0>(), length<1>(), length<2>(), null<6>(),
+               std::tuple(rows, 1, 3, bytes, 9, number, encTables.data(), writing, 0), null<3>(), length<4>(),
+               null<5>(), null<7>(), null<0>(), length<1>(), length<2>(), null<6>(),
                bad<0>(constBlocksWithout[2].data(), zelStsNullPtrErr), bad<2>(4, zelStsNullPtrErr));
-  expectChecks(z.zeliDecodeHuffmanOne_JPEG_1u16s_C1, std::tuple(bytes, 9, number, words, number, dec, reading), null<0>(),
-               length<1>(), null<2>(), null<3>(), null<4>(), null<5>(), null<6>());
+  expectChecks(z.zeliDecodeHuffmanOne_JPEG_1u16s_C1, std::tuple(bytes, 9, number, words, number, dec, reading),
+               null<0>(), length<1>(), null<2>(), null<3>(), null<4>(), null<5>(), null<6>());
   expectChecks(z.zeliDecodeHuffmanRow_JPEG_1u16s_C1P4,
-               std::tuple(bytes, 9, number, blocks.data(), 1, 3, number, decTables.data(), reading), null<0>(), length<1>(),
-               null<2>(), null<3>(), length<4>(), length<5>(), null<6>(), null<7>(), null<8>(),
+               std::tuple(bytes, 9, number, blocks.data(), 1, 3, number, decTables.data(), reading), null<0>(),
+               length<1>(), null<2>(), null<3>(), length<4>(), length<5>(), null<6>(), null<7>(), null<8>(),
                bad<3>(blocksWithout[2].data(), zelStsNullPtrErr), bad<5>(4, zelStsNullPtrErr));
 }
 
 TEST_F(Checks, HuffmanStatistics) {
   int32_t* const counts = as<int32_t*>();
   auto* const state = as<ZeliEncodeHuffmanState*>();
-  expectChecks(z.zeliGetHuffmanStatistics8x8_JPEG_16s_C1, std::tuple(words, counts, counts, words), null<0>(), null<1>(),
-               null<2>(), null<3>());
+  expectChecks(z.zeliGetHuffmanStatistics8x8_JPEG_16s_C1, std::tuple(words, counts, counts, words), null<0>(),
+               null<1>(), null<2>(), null<3>());
   expectChecks(z.zeliGetHuffmanStatisticsOne_JPEG_16s_C1, std::tuple(words, counts), null<0>(), null<1>());
   expectChecks(z.zeliGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1, std::tuple(words, counts, words, 0), null<0>(),
                null<1>(), null<2>(), bad<3>(14));
-  for (const auto f : {z.zeliGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1, z.zeliGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1})
-    expectChecks(f, std::tuple(words, counts, 1, 63, 0, state, 0), null<1>(), null<5>(), null<0>(), bad<2>(0), bad<3>(64),
-                 bad<4>(-1));
+  for (const auto f :
+       {z.zeliGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1, z.zeliGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1})
+    expectChecks(f, std::tuple(words, counts, 1, 63, 0, state, 0), null<1>(), null<5>(), null<0>(), bad<2>(0),
+                 bad<3>(64), bad<4>(-1));
 }

@@ -10,7 +10,7 @@ namespace {
 using zeltest::Guarded;
 using zeltest::Random;
 using Table = zeltest::FittedTable;
-typedef std::vector<int16_t> Blocks;  // 64 coefficients each, natural order
+using Blocks = std::vector<int16_t>;  // 64 coefficients each, natural order
 
 struct Scan {
   int ss, se, ah, al;

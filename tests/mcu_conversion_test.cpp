@@ -29,14 +29,14 @@ struct Shape {
 
 template <class P>
 struct Encoder {
-  typedef P Sample;
+  using Sample = P;
   const char* name;
   Shape shape;
   ZelStatus (*Api::*function)(const P*, int, int16_t* const*);
 };
 template <class P>
 struct Decoder {
-  typedef P Sample;
+  using Sample = P;
   const char* name;
   Shape shape;
   ZelStatus (*Api::*function)(const int16_t* const*, P*, int);

@@ -52,7 +52,7 @@ void forward(char* corner, size_t step) {
   for (size_t r = 0; r < 4; ++r) std::memcpy(corner + r * step, x[r], 16);
 }
 
-typedef decltype(&zeliPCTFwd8x8_HDP_32s_C1IR) Fixed;
+using Fixed = decltype(&zeliPCTFwd8x8_HDP_32s_C1IR);
 
 // A null pair of functions: the plane functions.
 void check(Random& rng, ZeliSize size, size_t extraStep, size_t slack, Fixed fwd, Fixed inv) {

@@ -15,7 +15,7 @@ using zeltest::Guarded;
 using zeltest::Random;
 
 uint8_t clamp8(int x) { return uint8_t(x < 0 ? 0 : x > 255 ? 255 : x); }
-typedef std::array<uint8_t, 4> Pixel;  // R G B -, C M Y K, or Y Cb Cr K
+using Pixel = std::array<uint8_t, 4>;  // R G B -, C M Y K, or Y Cb Cr K
 
 int fix(double x) { return int(std::floor(x * 65536 + 0.5)); }
 

@@ -6,7 +6,7 @@
 namespace {
 
 using namespace zeltest;
-typedef uint8_t Pixel[4];
+using Pixel = uint8_t[4];
 
 int word(const uint8_t* p) { return p[0] | p[1] << 8; }
 

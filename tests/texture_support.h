@@ -9,7 +9,7 @@
 
 namespace zeltest {
 
-typedef std::vector<uint8_t> Bytes;
+using Bytes = std::vector<uint8_t>;
 
 // Bytes up against the page behind them, or against the one before.
 struct Fenced : Guarded<uint8_t> {
@@ -26,8 +26,8 @@ void forAllSizes(PerSize perSize) {
     for (int h = 3; h <= 9; ++h) perSize(ZeliSize{w, h});
 }
 
-typedef decltype(&zeliTextureDecodeBlockToRGBA_BC7_8u_C1C4R) Decoder;
-typedef void BlockDecoder(const uint8_t* block, uint8_t (*rgba)[4]);
+using Decoder = decltype(&zeliTextureDecodeBlockToRGBA_BC7_8u_C1C4R);
+using BlockDecoder = void(const uint8_t* block, uint8_t (*rgba)[4]);
 
 inline void checkDecoder(Decoder decode, BlockDecoder* definition, int blockBytes, ZeliSize size, const Bytes& blocks,
                          int extraStep, bool front) {

@@ -316,7 +316,7 @@ Decoded referenceDecode(const Encoded& e, int passes, int flags) {
 }
 
 Samples block(Random& rng, int n, int planes) {
-  Samples s(static_cast<size_t>(n));
+  Samples s(size_t(n), 0);
   const int quiet = rng.below(4), sparse = 1 << 2 * rng.below(3);
   for (int32_t& v : s) {
     int bits = rng.below(sparse) ? rng.below(2) : planes;

@@ -10,7 +10,7 @@ namespace {
 
 using zeltest::Guarded;
 using zeltest::Random;
-typedef std::vector<uint8_t> Bytes;
+using Bytes = std::vector<uint8_t>;
 
 // The runs of a row, each with its header.
 std::vector<Bytes> runsOf(const Bytes& s) {
@@ -131,7 +131,7 @@ TEST(PackBits, PairsAtEveryPlace) {
   for (const int n : {2, 3, 4, 126, 127, 128, 129, 130, 131, 132, 190, 255, 256, 257, 258})
     for (int at = 0; at + 1 < n; ++at)
       for (int extra = 0; extra < 3; ++extra) {
-        Bytes s(static_cast<size_t>(n));
+        Bytes s(size_t(n), 0);
         for (int i = 0; i < n; ++i) s[size_t(i)] = uint8_t(i);
         s[size_t(at + 1)] = s[size_t(at)];
         if (extra == 1 && at + 2 < n) s[size_t(at + 2)] = s[size_t(at)];

@@ -18,12 +18,13 @@ using zeltest::Random;
 
 template <class T_>
 struct B53 {
-  typedef T_ T;
+  using T = T_;
   static T mean(T a, T b) { return T(T(int64_t(a) + b) >> 1); }
   static T quarter(T a, T b) { return T(T(int64_t(a) + b + 2) >> 2); }
 };
 struct Float {
-  typedef float T, W;
+  using T = float;
+  using W = float;
   static constexpr float c[4] = {-1.5861343f, -0.052980117f, 0.8829111f, 0.44350687f}, kl = 0.8128931f, kh = 1.2301741f;
   static W add(int i, W x, W a, W b, bool) { return x + c[i] * (a + b); }
   static W sub(int i, W x, W a, W b, bool) { return x - c[i] * (a + b); }
@@ -40,7 +41,7 @@ struct Folded : Float {  // lifting steps on rows
   static W unhigh(W h, W s0, W s1, bool) { return sub(2, kl * h, s0, s1, false); }
 };
 struct Mixed : Float {
-  typedef int32_t T;
+  using T = int32_t;
   static T result(W x) { return x >= 2147483648.0f ? INT32_MAX : x < -2147483648.0f ? INT32_MIN : T(x); }
   using Float::add;
   static W add(int i, T x, T a, T b, bool) { return W(x) + c[i] * W(T(int64_t(a) + b)); }
@@ -52,7 +53,8 @@ struct Mixed : Float {
 };
 template <class T_, int kShift, class Sum, Sum... weights>  // sums of two samples are of type Sum
 struct Fixed {
-  typedef T_ T, W;
+  using T = T_;
+  using W = T_;
   static constexpr int64_t c[6] = {weights...}, kl = c[4], kh = c[5];
   static int64_t sum(W a, W b) { return Sum(int64_t(a) + b); }
   static int64_t rounded(int64_t x) { return (x + (int64_t(1) << (kShift - 1))) >> kShift; }
@@ -75,7 +77,8 @@ struct Q16 : Fixed<int32_t, 16, int32_t, -103949, -3472, 57862, 23627, 53274, 80
 };
 template <bool kSaturate>  // the second subtraction of the inverse: in lifting steps, but not in rows
 struct Packed {
-  typedef int16_t T, W;
+  using T = int16_t;
+  using W = int16_t;
   static W sat(int64_t x) { return W(std::clamp<int64_t>(x, -32768, 32767)); }
   static int mulr(int x, int weight) { return (x * weight + 16384) >> 15; }
   static int part(int i, int sign, int sum) {
@@ -140,7 +143,7 @@ int mirror(int q, int n) { return q < 0 ? mirror(-q, n) : q >= n ? mirror(2 * (n
 template <class L, class T>
 void tileLine(T* line, size_t stride, int n, int p, bool inverse) {
   if (n == 1) return void(line[0] = !p ? line[0] : inverse ? T(line[0] / 2) : T(int64_t(line[0]) * 2));
-  std::vector<T> places(static_cast<size_t>(n));
+  std::vector<T> places(size_t(n), T{});
   for (int i = 0; i < n; ++i) places[size_t(inverse ? placeOf(i, n, p) : i)] = line[size_t(i) * stride];
   const auto l = lineOf<L>([&](int q) { return places[size_t(mirror(q, n))]; }, p, n);
   for (int i = 0; i < n; ++i) line[size_t(i) * stride] = inverse ? l.inverse(i) : l.forward(placeOf(i, n, p));
@@ -166,7 +169,7 @@ void tile(std::vector<T>& plane, ZeliRect r, bool inverse) {
 template <class L, class InPlace, class To, class From, class Bytes>
 void tiles(InPlace forward, InPlace inverse, To toBands, From fromBands, Bytes lineBytes, Bytes planeBytes, int border,
            int least) {
-  typedef typename L::T T;
+  using T = typename L::T;
   Random rng(1);
   const auto oneTile = [&](ZeliRect r) {
     SCOPED_TRACE(testing::Message() << r.width << " x " << r.height << " at " << r.x << ", " << r.y);

@@ -13,9 +13,9 @@ namespace ZEL_VARIANT {
 
 // Constants as wide as a vector: see InterleaveTables.
 struct alignas(kVecBytes) McuTables {
-  typedef uint8_t Bytes[kVecBytes];
-  typedef int16_t Words[kVecBytes / 2];
-  typedef int32_t Dwords[kVecBytes / 4];
+  using Bytes = uint8_t[kVecBytes];
+  using Words = int16_t[kVecBytes / 2];
+  using Dwords = int32_t[kVecBytes / 4];
 
   Words centre;  // 128
   Bytes centreByte;

@@ -27,7 +27,7 @@ struct InterleavedForm {
 // (cb * fcb + cr * fcr + offset) >> 14
 template <class V>
 ZEL_INLINE V chromaTerm(V cb, V cr, int fcb, int fcr, int offset) {
-  typedef Vec<int32_t, int(sizeof(V))> Wide;
+  using Wide = Vec<int32_t, int(sizeof(V))>;
   const V factors = as<V>(splat<Wide>(int32_t(uint32_t(uint16_t(fcb)) | uint32_t(fcr) << 16)));
   const Wide add = splat<Wide>(offset);
   return packI16x128((maddPairs(unpackLow128(cb, cr), factors) + add) >> 14,
@@ -52,7 +52,7 @@ Rgb<uint8_t> toRgbByTables(int y, int cb, int cr) {
 // -------------------------------------------------------
 
 struct ToPlanes {
-  typedef PlanarForm Form;
+  using Form = PlanarForm;
   uint8_t *r, *g, *b;
   template <class S>
   ZEL_INLINE void put(int i, const Rgb<typename S::V>& c) const {
@@ -63,7 +63,7 @@ struct ToPlanes {
 
 template <bool kRedFirst>
 struct ToChannels {
-  typedef InterleavedForm Form;
+  using Form = InterleavedForm;
   uint8_t* dst;
   template <class S>
   ZEL_INLINE void put(int i, const Rgb<typename S::V>& c) const {
@@ -80,7 +80,7 @@ struct ToChannels {
 // 16-bit pixels, channels truncated to their fields: the first one, red or blue, in the lowest bits.
 template <bool kRedFirst, int kGreenBits>
 struct ToPacked {
-  typedef PlanarForm Form;
+  using Form = PlanarForm;
   uint16_t* dst;
   template <class V>
   ZEL_INLINE static V field(V x, int bits, int at) {
@@ -103,12 +103,12 @@ struct ToPacked {
 
 // C = 255 - R and so on; K is copied from its plane.
 struct ToCmykPlanes {
-  typedef PlanarForm Form;
+  using Form = PlanarForm;
   uint8_t *c, *m, *y, *k;
   const uint8_t* key;
   template <class S>
   ZEL_INLINE void put(int i, const Rgb<typename S::V>& x) const {
-    typedef typename S::V V;
+    using V = typename S::V;
     const V full = splat<V>(255);
     storeSamples<S>(c + i, full - x.r), storeSamples<S>(m + i, full - x.g), storeSamples<S>(y + i, full - x.b);
     storeSamples<S>(k + i, loadSamples<S>(key + i));
@@ -119,7 +119,7 @@ struct ToCmykPlanes {
 };
 
 struct ToCmykChannels {
-  typedef PlanarForm Form;
+  using Form = PlanarForm;
   uint8_t* dst;
   const uint8_t* key;
   template <class S>
@@ -137,7 +137,7 @@ struct ToCmykChannels {
 template <class Target>
 void decodeRow(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, Target to, int width) {
   int i = inSteps<kVectorPixels>(width, [&](auto step, int at) {
-    typedef decltype(step) S;
+    using S = decltype(step);
     to.template put<S>(
         at, toRgb<typename Target::Form>(loadSamples<S>(y + at), loadSamples<S>(cb + at), loadSamples<S>(cr + at)));
   });

@@ -134,7 +134,7 @@ ZEL_INLINE void writeHalves(const u8v (&v)[kVectors], const Rows<Sample, kWidth>
 // The planes as bytes, the one of index kFirst first.
 template <int kFirst>
 struct Bytes3 {
-  typedef uint8_t Sample;
+  using Sample = uint8_t;
   static constexpr int kBlocks = 3;
   template <int kWidth>
   ZEL_INLINE static void write(const Planes& p, u8v, const Rows<Sample, kWidth>& rows) {
@@ -146,7 +146,7 @@ struct Bytes3 {
 
 // The complements of R, G and B, and K.
 struct Cmyk {
-  typedef uint8_t Sample;
+  using Sample = uint8_t;
   static constexpr int kBlocks = 4;
   template <int kWidth>
   ZEL_INLINE static void write(const Planes& p, u8v key, const Rows<Sample, kWidth>& rows) {
@@ -159,7 +159,7 @@ struct Cmyk {
 // 16-bit pixels; a channel is cut to its field by a shift.
 template <class Fields>
 struct Packed {
-  typedef uint16_t Sample;
+  using Sample = uint16_t;
   static constexpr int kBlocks = 3;
   static constexpr int kGreenAt = Fields::kBits[0], kRedAt = kGreenAt + Fields::kBits[1];
 

@@ -27,7 +27,7 @@ struct OneRow {
   // Three parts of sample k and one of its left or right neighbour.
   template <bool kHigh, int B>
   ZEL_INLINE Sides<B> sides(int k) const {
-    typedef Vec<uint8_t, B> V;
+    using V = Vec<uint8_t, B>;
     const V own = load<V>(row + k);
     return {threeToOne<kHigh>(own, load<V>(row + k - 1)), threeToOne<kHigh>(own, load<V>(row + k + 1))};
   }
@@ -40,7 +40,7 @@ struct TwoRows {
   int at(int k) const { return 3 * near[k] + far[k]; }
   template <bool kHigh, int B>
   ZEL_INLINE Vec<int16_t, B> columns(int k) const {
-    typedef Vec<uint8_t, B> V;
+    using V = Vec<uint8_t, B>;
     return threeToOne<kHigh>(load<V>(near + k), load<V>(far + k));
   }
   template <bool kHigh, int B>
@@ -62,7 +62,7 @@ uint8_t rightOf(Source src, int k) {
 // The outputs of half the samples from k on, left and right by turns.
 template <bool kHigh, int B, class Source>
 ZEL_INLINE Vec<uint8_t, B> doubledHalf(Source src, int k) {
-  typedef Vec<int16_t, B> W;
+  using W = Vec<int16_t, B>;
   const Sides<B> s = src.template sides<kHigh, B>(k);
   const W left = (s.left + splat<W>(Source::kLeftBias)) >> Source::kShift;
   const W right = (s.right + splat<W>(Source::kRightBias)) >> Source::kShift;

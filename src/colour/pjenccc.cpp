@@ -98,7 +98,7 @@ Ycc<uint8_t> matrix14(int r, int g, int b) {
 
 template <class S>
 ZEL_INLINE Rgb<typename S::V> widened(u8x16 r, u8x16 g, u8x16 b) {
-  typedef typename S::V V;
+  using V = typename S::V;
 #ifdef __AVX2__
   if constexpr (sizeof(V) == 32) {
     const auto wide = [](u8x16 x) { return V{(typename V::Raw)_mm256_cvtepu8_epi16((__m128i)x.v)}; };
@@ -137,7 +137,7 @@ struct FromChannels {
   template <class S>
   ZEL_INLINE Rgb<typename S::V> get(int i) const {
     static_assert(S::kCount >= 8);
-    typedef Vec<uint8_t, int(sizeof(typename S::V))> Bytes;
+    using Bytes = Vec<uint8_t, int(sizeof(typename S::V))>;
     const uint8_t* p = src + 3 * int64_t(i);
     const Rgb24<Bytes> pixels = loadRgb24<Bytes>(p, p + 24);
     const auto first = channelOf3<0>(pixels), last = channelOf3<2>(pixels);
@@ -154,8 +154,8 @@ struct FromCmykChannels {
   template <class S>
   ZEL_INLINE Rgb<typename S::V> get(int i) const {
     static_assert(S::kCount >= 8);
-    typedef typename S::V V;
-    typedef Vec<uint8_t, int(sizeof(V))> Bytes;
+    using V = typename S::V;
+    using Bytes = Vec<uint8_t, int(sizeof(V))>;
     static constexpr uint8_t _ = kZeroByte;
     static constexpr ShuffleBytes kCyan = {{0, _, 4, _, 8, _, 12, _, 2, _, 6, _, 10, _, 14, _}};  // then yellow
     static constexpr ShuffleBytes kMagenta = {{1, _, 5, _, 9, _, 13, _, _, _, _, _, _, _, _, _}};
@@ -210,7 +210,7 @@ void storeYcc(YccRow to, int i, Ycc<uint8_t> c) { to.y[i] = c.y, to.cb[i] = c.cb
 template <class Source>
 void planarRow(Source from, YccRow to, int width) {
   int i = inSteps<4>(width, [&](auto step, int at) {
-    typedef decltype(step) S;
+    using S = decltype(step);
     storeYcc<S>(to, at, planarForm(from.template get<S>(at)));
   });
   for (; i < width; ++i) {
@@ -223,7 +223,7 @@ void planarRow(Source from, YccRow to, int width) {
 template <bool k15Bit, class Source>
 void interleavedRow(Source from, YccRow to, int width) {
   int i = inSteps<8>(width, [&](auto step, int at) {
-    typedef decltype(step) S;
+    using S = decltype(step);
     const auto c = from.template get<S>(at);
     if constexpr (k15Bit)
       storeYcc<S>(to, at, matrix15(c));
@@ -239,7 +239,7 @@ void interleavedRow(Source from, YccRow to, int width) {
 template <bool kRedFirst>
 void lumaRow(FromChannels<kRedFirst> from, uint8_t* y, int width) {
   int i = inSteps<8>(width, [&](auto step, int at) {
-    typedef decltype(step) S;
+    using S = decltype(step);
     storeSamples<S>(y + at, luma15(from.template get<S>(at)));
   });
   for (; i < width; ++i) {

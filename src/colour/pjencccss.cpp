@@ -34,7 +34,7 @@ struct Group {
 };
 
 struct ColourFormat {
-  typedef Differences Chroma;
+  using Chroma = Differences;
 
   ZEL_INLINE static i16v lumaOf(Differences d, i16v green) {
     return packI16x128(weigh<kFractionBits>(d.low, kMcu.toY, kMcu.toYAdd),
@@ -71,7 +71,7 @@ ZEL_INLINE i16v differences(u8v pixels, const McuTables::Bytes& greenTwice, cons
 // Interleaved bytes.
 template <bool kRedFirst>
 struct Rgb : ColourFormat {
-  typedef uint8_t Sample;
+  using Sample = uint8_t;
   static constexpr int kSamples = 3;
   static constexpr bool kKey = false;
 
@@ -86,7 +86,7 @@ struct Rgb : ColourFormat {
 
 // Interleaved C, M, Y, K: the complements of R, G and B, whose differences have the opposite sign.
 struct Cmyk : ColourFormat {
-  typedef uint8_t Sample;
+  using Sample = uint8_t;
   static constexpr int kSamples = 4;
   static constexpr bool kKey = true;
 
@@ -107,7 +107,7 @@ struct Cmyk : ColourFormat {
 // 16-bit pixels; a field is widened to 8 bits by a shift.
 template <class Fields>
 struct Packed : ColourFormat {
-  typedef uint16_t Sample;
+  using Sample = uint16_t;
   static constexpr int kSamples = 1;
   static constexpr bool kKey = false;
 
@@ -126,10 +126,10 @@ struct Packed : ColourFormat {
 
 // Interleaved Y, Cb, Cr: no matrix, and averages are rounded down.
 struct Ycc {
-  typedef uint8_t Sample;
+  using Sample = uint8_t;
   static constexpr int kSamples = 3;
   static constexpr bool kKey = false;
-  typedef Rgb24<u8v> Chroma;
+  using Chroma = Rgb24<u8v>;
 
   ZEL_INLINE static Group<Chroma> read(const uint8_t* p, const uint8_t* q) {
     const Rgb24<u8v> pixels = loadRgb24<u8v>(p, q);

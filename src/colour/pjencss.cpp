@@ -30,7 +30,7 @@ template <bool kTwoRows>
 void downRow(const uint8_t* upper, const uint8_t* lower, uint8_t* dst, int n, Bias bias) {
   constexpr int kShift = kTwoRows ? 2 : 1;
   const auto sums = [&](auto lanes, int i) {
-    typedef decltype(lanes) V;
+    using V = decltype(lanes);
     V s = pairSums<sizeof(V)>(upper + 2 * i);
     if constexpr (kTwoRows) s = s + pairSums<sizeof(V)>(lower + 2 * i);
     return (s + alternating<V>(bias)) >> kShift;

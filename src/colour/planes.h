@@ -17,7 +17,7 @@ inline ZelStatus checkResampling(const void* pSrc, int srcStep, ZeliSize srcSize
 // How many pixels one step of a row kernel takes, in which lanes.
 template <class Lanes, int kPixels>
 struct Step {
-  typedef Lanes V;
+  using V = Lanes;
   static constexpr int kCount = kPixels;
 };
 

@@ -25,7 +25,7 @@ constexpr uint8_t kZeroByte = 0x80;  // as a shuffle index
 
 template <class V>
 ZEL_INLINE V shuffleBy(V a, const ShuffleBytes& index) {
-  typedef Vec<uint8_t, int(sizeof(V))> Bytes;
+  using Bytes = Vec<uint8_t, int(sizeof(V))>;
   return as<V>(shuffle128(as<Bytes>(a), repeat128<Bytes>(load<u8x16>(index.at))));
 }
 
@@ -50,12 +50,12 @@ ZEL_INLINE Vec<T, 16> halfOf(Vec<T, B> a) {
 
 template <class V>
 ZEL_INLINE V unpackLow64x128(V a, V b) {
-  typedef Vec<int64_t, int(sizeof(V))> Wide;
+  using Wide = Vec<int64_t, int(sizeof(V))>;
   return as<V>(unpackLow128(as<Wide>(a), as<Wide>(b)));
 }
 template <class V>
 ZEL_INLINE V unpackHigh64x128(V a, V b) {
-  typedef Vec<int64_t, int(sizeof(V))> Wide;
+  using Wide = Vec<int64_t, int(sizeof(V))>;
   return as<V>(unpackHigh128(as<Wide>(a), as<Wide>(b)));
 }
 
@@ -108,7 +108,7 @@ ZEL_INLINE void interleave2(V a, V b, V (&out)[2]) {
 
 template <class V>
 ZEL_INLINE void interleave4(V a, V b, V c, V d, V (&out)[4]) {
-  typedef Vec<uint16_t, int(sizeof(V))> Pairs;
+  using Pairs = Vec<uint16_t, int(sizeof(V))>;
   const Pairs ab0 = as<Pairs>(unpackLow128(a, b)), ab1 = as<Pairs>(unpackHigh128(a, b));
   const Pairs cd0 = as<Pairs>(unpackLow128(c, d)), cd1 = as<Pairs>(unpackHigh128(c, d));
   out[0] = as<V>(unpackLow128(ab0, cd0));

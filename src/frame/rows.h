@@ -12,17 +12,17 @@ namespace {
 // char, as const as T.
 template <class T>
 struct ByteLike {
-  typedef char Type;
+  using Type = char;
 };
 template <class T>
 struct ByteLike<const T> {
-  typedef const char Type;
+  using Type = const char;
 };
 
 // Row r of a plane; the offset is formed in 64 bits.
 template <class T>
 inline T* rowAt(T* base, int step, int r) {
-  typedef typename ByteLike<T>::Type Byte;
+  using Byte = typename ByteLike<T>::Type;
   return reinterpret_cast<T*>(reinterpret_cast<Byte*>(base) + int64_t(step) * r);
 }
 

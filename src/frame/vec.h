@@ -23,8 +23,8 @@ constexpr int kVecBytes = 16;
 template <class T, int Bytes = kVecBytes>
 struct Vec {
   static constexpr int N = Bytes / int(sizeof(T));
-  typedef T Lane;
-  typedef T Raw __attribute__((vector_size(Bytes)));
+  using Lane = T;
+  using Raw __attribute__((vector_size(Bytes))) = T;
   Raw v;
 };
 
@@ -54,23 +54,23 @@ using f32x8 = Vec<float, 32>;
 // The lane type in which + - * << of a lane type are computed: unsigned, so that they wrap.
 template <class T>
 struct WrapLane {
-  typedef T Type;
+  using Type = T;
 };
 template <>
 struct WrapLane<int8_t> {
-  typedef uint8_t Type;
+  using Type = uint8_t;
 };
 template <>
 struct WrapLane<int16_t> {
-  typedef uint16_t Type;
+  using Type = uint16_t;
 };
 template <>
 struct WrapLane<int32_t> {
-  typedef uint32_t Type;
+  using Type = uint32_t;
 };
 template <>
 struct WrapLane<int64_t> {
-  typedef uint64_t Type;
+  using Type = uint64_t;
 };
 
 template <class T, int B>
@@ -94,10 +94,12 @@ ZEL_INLINE void store(P* p, Vec<T, B> a) {
 }
 
 // A vector at an address that is a multiple of its size: a constant in a table, to be an operand in memory.
-template <class V> struct __attribute__((may_alias)) AlignedInMemory {
+template <class V>
+struct __attribute__((may_alias)) AlignedInMemory {
   typename V::Raw v;
 };
-template <class V, class P> ZEL_INLINE V loadAligned(const P* p) {
+template <class V, class P>
+ZEL_INLINE V loadAligned(const P* p) {
   return {reinterpret_cast<const AlignedInMemory<V>*>(p)->v};
 }
 
@@ -267,8 +269,8 @@ ZEL_INLINE Vec<int16_t, B> maddBytes(Vec<uint8_t, B> a, Vec<int8_t, B> b) {
   if constexpr (B == 16) return {(Vec<int16_t, 16>::Raw)_mm_maddubs_epi16((__m128i)a.v, (__m128i)b.v)};
 }
 
-// (a * b + 2^14) >> 15. Without VEX instructions GCC 12 stops at an operand that it takes from unaligned memory, so both
-// go through registers.
+// (a * b + 2^14) >> 15. Without VEX instructions GCC 12 stops at an operand that it takes from unaligned memory, so
+// both go through registers.
 template <int B>
 ZEL_INLINE Vec<int16_t, B> mulHiRound(Vec<int16_t, B> a, Vec<int16_t, B> b) {
 #ifdef __AVX2__
@@ -328,7 +330,7 @@ ZEL_INLINE bool isZero(Vec<T, B> a) {
 #define ZEL_UNPACK(name, op)                                                                  \
   template <class T, int B>                                                                   \
   ZEL_INLINE Vec<T, B> name(Vec<T, B> a, Vec<T, B> b) {                                       \
-    typedef typename Vec<T, B>::Raw R;                                                        \
+    using R = typename Vec<T, B>::Raw;                                                        \
     if constexpr (B == 16) {                                                                  \
       if constexpr (sizeof(T) == 1) return {(R)_mm_##op##_epi8((__m128i)a.v, (__m128i)b.v)};  \
       if constexpr (sizeof(T) == 2) return {(R)_mm_##op##_epi16((__m128i)a.v, (__m128i)b.v)}; \
@@ -416,13 +418,13 @@ struct EvenOdd {
 };
 template <class T, int B>
 ZEL_INLINE EvenOdd<Vec<T, B>> deinterleave(Vec<T, B> a, Vec<T, B> b) {
-  typedef Vec<T, B> V;
+  using V = Vec<T, B>;
   EvenOdd<V> r;
   if constexpr (sizeof(T) == 4) {
     r = {evenLanes32x128(a, b), oddLanes32x128(a, b)};
   } else {
-    typedef Vec<uint8_t, B> Bytes;
-    typedef Vec<int64_t, B> Wide;
+    using Bytes = Vec<uint8_t, B>;
+    using Wide = Vec<int64_t, B>;
     constexpr int64_t kEven = 0x0D0C090805040100, kOdd = 0x0F0E0B0A07060302;  // 16-bit lanes of each 8 bytes
     const Bytes index = repeat128<Bytes>(Vec<int64_t, 16>{{kEven, kOdd}});
     const Wide p = as<Wide>(shuffle128(as<Bytes>(a), index)), q = as<Wide>(shuffle128(as<Bytes>(b), index));
@@ -438,7 +440,7 @@ ZEL_INLINE void storeInterleaved(P* p, Vec<T, B> even, Vec<T, B> odd) {
   const Vec<T, B> low = unpackLow128(even, odd), high = unpackHigh128(even, odd);
 #ifdef __AVX2__
   if constexpr (B == 32) {
-    typedef typename Vec<T, B>::Raw R;
+    using R = typename Vec<T, B>::Raw;
     store(p, Vec<T, B>{(R)_mm256_permute2x128_si256((__m256i)low.v, (__m256i)high.v, 0x20)});
     store(p + Vec<T, B>::N, Vec<T, B>{(R)_mm256_permute2x128_si256((__m256i)low.v, (__m256i)high.v, 0x31)});
     return;

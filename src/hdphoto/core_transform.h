@@ -112,7 +112,7 @@ ZEL_INLINE void foldCentre(Blocks& b) {
 
 // Row of four coefficients of each half's block k, to lanes and back.
 ZEL_INLINE void transpose(i32v (&r)[kSide]) {
-  typedef Vec<int64_t> i64v;
+  using i64v = Vec<int64_t>;
   const i64v low01 = as<i64v>(unpackLow128(r[0], r[1])), low23 = as<i64v>(unpackLow128(r[2], r[3]));
   const i64v high01 = as<i64v>(unpackHigh128(r[0], r[1])), high23 = as<i64v>(unpackHigh128(r[2], r[3]));
   r[0] = as<i32v>(unpackLow128(low01, low23));

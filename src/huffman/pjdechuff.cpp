@@ -71,7 +71,7 @@ ZelStatus decodeBaseline(const uint8_t* src, int length, int* pos, int16_t* dst,
 // No length: the data end with a marker, before which the careful reader stops by itself, having read no byte beyond.
 ZelStatus decodeDirect(const uint8_t* src, int* bitPos, int16_t* dst, int16_t* lastDC, int* marker, uint32_t* bits,
                        int* count, const ZeliDecodeHuffmanSpec& dc, const ZeliDecodeHuffmanSpec& ac) {
-  typedef BitReader<Path::careful> Reader;
+  using Reader = BitReader<Path::careful>;
   Reader reader(src, INT32_MAX, *bitPos >> 3, *bits, *count < kStateBits ? *count : kStateBits, *marker);
   int accounted;
   const ZelStatus s = decodeBlock(reader, dst, lastDC, dc, ac, &accounted);

@@ -109,8 +109,8 @@ struct Planes {
 
 template <class Transform, class T, class Source, class Target>
 void transformRow(Source src, Target dst, int n) {
-  typedef Vec<T> V;
-  typedef Vec<T, 16> Half;
+  using V = Vec<T>;
+  using Half = Vec<T, 16>;
   int i = 0;
   for (; i + V::N <= n; i += V::N) dst.put(i, Transform::apply(src.template get<V>(i)));
   if constexpr (V::N != Half::N)

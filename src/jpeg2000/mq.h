@@ -12,7 +12,7 @@ constexpr int kProbabilityStates = 47;
 
 // A context is one word: the Qe of its state in the upper half; below it the index of the state times two, plus the
 // more probable symbol. So a coder's usual step reads one word and nothing else.
-typedef uint32_t MqContext;
+using MqContext = uint32_t;
 
 struct MqEstimate {
   uint32_t qe, nextMps, nextLps, exchange;
@@ -37,13 +37,7 @@ enum Context : uint32_t {
 };
 
 // Code-block styles, with the same bits for both directions (T.800, Table A.19, has other ones).
-enum Style : uint32_t {
-  kCausal = 1,
-  kBypass = 2,
-  kTerminateAll = 4,
-  kResetContexts = 8,
-  kSegmentationSymbols = 16
-};
+enum Style : uint32_t { kCausal = 1, kBypass = 2, kTerminateAll = 4, kResetContexts = 8, kSegmentationSymbols = 16 };
 
 ZEL_INLINE uint32_t qeOf(MqContext s) { return s >> 16; }
 ZEL_INLINE int shiftOf(MqContext s) { return s >> 8 & 0xFF; }

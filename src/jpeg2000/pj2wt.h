@@ -148,7 +148,7 @@ struct Bands {
 // A line of samples to nLow and nHigh coefficients.
 template <class Filter, class T>
 void forwardLine(const T* src, Readable readable, Bands bands, T* low, T* high) {
-  typedef Vec<T> V;
+  using V = Vec<T>;
   constexpr int kBorder = Filter::kBorder;
   Chunk<T> chunk;
   T *const even = chunk.even(), *const odd = chunk.odd();
@@ -179,7 +179,7 @@ void forwardLine(const T* src, Readable readable, Bands bands, T* low, T* high) 
 // Coefficients back to samples. readableLow and readableHigh are in coefficients; mirror is the length of the line.
 template <class Filter, class T>
 void inverseLine(const T* low, Readable readableLow, const T* high, Readable readableHigh, Bands bands, T* dst) {
-  typedef Vec<T> V;
+  using V = Vec<T>;
   constexpr int kBorder = Filter::kBorder;
   Chunk<T> chunk;
   T *const even = chunk.even(), *const odd = chunk.odd();

@@ -19,7 +19,7 @@ ZEL_INLINE V quarterOf(V a, V b) {
 template <class T>
 void liftRows53(const T* x0, const T* x1, const T* x2, const T* dPrev, T* d, T* s, int width) {
   forLanes<T>(width, [=](auto lanes, int i) {
-    typedef Vec<T, lanes.kBytes> V;
+    using V = Vec<T, lanes.kBytes>;
     const V even = lanes.template get<V>(x0 + i);
     const V high = lanes.template get<V>(x1 + i) - meanOf(even, lanes.template get<V>(x2 + i));
     lanes.put(d + i, high);
@@ -32,7 +32,7 @@ void liftRows53(const T* x0, const T* x1, const T* x2, const T* dPrev, T* d, T* 
 template <class T>
 void unliftRows53(const T* s, const T* dPrev, const T* d, const T* evenPrev, T* odd, T* even, int width) {
   forLanes<T>(width, [=](auto lanes, int i) {
-    typedef Vec<T, lanes.kBytes> V;
+    using V = Vec<T, lanes.kBytes>;
     const V high = lanes.template get<V>(dPrev + i);
     const V x = lanes.template get<V>(s + i) - quarterOf(high, lanes.template get<V>(d + i));
     lanes.put(even + i, x);
@@ -46,14 +46,14 @@ struct Filter53 {
 
   // Pairs 0 to count - 1, from pairs -1 to count.
   static void lift(T* even, T* odd, int count, Inside) {
-    typedef Vec<T> V;
+    using V = Vec<T>;
     for (int k = -1; k < count; k += V::N)
       store(odd + k, load<V>(odd + k) - meanOf(load<V>(even + k), load<V>(even + k + 1)));
     for (int k = 0; k < count; k += V::N)
       store(even + k, load<V>(even + k) + quarterOf(load<V>(odd + k - 1), load<V>(odd + k)));
   }
   static void unlift(T* even, T* odd, int count, Inside) {
-    typedef Vec<T> V;
+    using V = Vec<T>;
     for (int k = 0; k <= count; k += V::N)
       store(even + k, load<V>(even + k) - quarterOf(load<V>(odd + k - 1), load<V>(odd + k)));
     for (int k = 0; k < count; k += V::N)
@@ -62,8 +62,8 @@ struct Filter53 {
 
   // Lines of a tile. With two samples the one neighbour stands for the mean, whose sum could wrap.
   static void forwardRow(const T* src, int n, int p, T* low, T* high) {
-    typedef Vec<T, 16> V;
-    typedef OneSample One;
+    using V = Vec<T, 16>;
+    using One = OneSample;
     if (n == 1) return One::put(p ? high : low, One::get<V>(src) << p);
     if (n > 2)
       return forwardLine<Filter53>(src, Readable{0, n, n}, Bands{lowCount(n, p), n - lowCount(n, p), p}, low, high);
@@ -72,8 +72,8 @@ struct Filter53 {
     One::put(high, d);
   }
   static void inverseRow(const T* low, const T* high, int n, int p, T* dst) {
-    typedef Vec<T, 16> V;
-    typedef OneSample One;
+    using V = Vec<T, 16>;
+    using One = OneSample;
     if (n == 1) return storeOne(dst, p ? T(loadOne(high) / 2) : loadOne(low));
     const int lows = lowCount(n, p), highs = n - lows;
     if (n > 2)
@@ -95,13 +95,13 @@ struct Filter53 {
           liftRows53(from(k - 1), from(k), from(k + 1), to(k - 2), to(k), to(k - 1), w);
         } else if (k == 0) {
           forLanes<T>(w, [=, a = from(1), b = from(0), d = to(0)](auto lanes, int i) {
-            typedef Vec<T, lanes.kBytes> V;
+            using V = Vec<T, lanes.kBytes>;
             const V even = lanes.template get<V>(a + i);
             lanes.put(d + i, lanes.template get<V>(b + i) - meanOf(even, even));
           });
         } else {
           forLanes<T>(w, [=, a = from(n - 1), d = to(n - 2), s = to(n - 1)](auto lanes, int i) {
-            typedef Vec<T, lanes.kBytes> V;
+            using V = Vec<T, lanes.kBytes>;
             const V high = lanes.template get<V>(d + i);
             lanes.put(s + i, lanes.template get<V>(a + i) + quarterOf(high, high));
           });
@@ -119,13 +119,13 @@ struct Filter53 {
           unliftRows53(from(k), from(k - 1), from(k + 1), to(k - 2), to(k - 1), to(k), w);
         } else if (k == 0) {
           forLanes<T>(w, [=, s = from(0), d = from(1), even = to(0)](auto lanes, int i) {
-            typedef Vec<T, lanes.kBytes> V;
+            using V = Vec<T, lanes.kBytes>;
             const V high = lanes.template get<V>(d + i);
             lanes.put(even + i, lanes.template get<V>(s + i) - quarterOf(high, high));
           });
         } else {
           forLanes<T>(w, [=, d = from(n - 1), even = to(n - 2), odd = to(n - 1)](auto lanes, int i) {
-            typedef Vec<T, lanes.kBytes> V;
+            using V = Vec<T, lanes.kBytes>;
             const V x0 = lanes.template get<V>(even + i);
             lanes.put(odd + i, lanes.template get<V>(d + i) + meanOf(x0, x0));
           });
@@ -148,7 +148,7 @@ struct Filter53 {
     const T *const a = src.row(p), *const b = src.row(1 - p);
     T *const even = dst.row(p), *const odd = dst.row(1 - p);
     forLanes<T>(width, [=](auto lanes, int i) {
-      typedef Vec<T, lanes.kBytes> V;
+      using V = Vec<T, lanes.kBytes>;
       const V x = lanes.template get<V>(a + i), y = lanes.template get<V>(b + i);
       const V d = kForward ? y - x : y, half = (d + splat<V>(1)) >> 1, s = kForward ? x + half : x - half;
       lanes.put(even + i, s);

@@ -55,14 +55,14 @@ ZelStatus forwardColumns(const T* pSrc, int srcStep, T* pDstLow, int dstLowStep,
       liftRows53<T>(x(place), x(place + 1), x(place + 2), rowAt(pDstHigh, dstHighStep, k - 1), d, s, width);
     } else if (p == 0) {
       forLanes<T>(width, [=, own = border(1), before = border(-1), even = x(0)](auto lanes, int i) {
-        typedef Vec<T, lanes.kBytes> V;
+        using V = Vec<T, lanes.kBytes>;
         const V high = own.template high<V>(lanes, i);
         lanes.put(d + i, high);
         lanes.put(s + i, lanes.template get<V>(even + i) + quarterOf(before.template high<V>(lanes, i), high));
       });
     } else {  // each low row takes the high row behind it, which the next turn stores
       forLanes<T>(width, [=, own = border(place), behind = border(place + 2), even = x(place + 1)](auto lanes, int i) {
-        typedef Vec<T, lanes.kBytes> V;
+        using V = Vec<T, lanes.kBytes>;
         const V high = own.template high<V>(lanes, i);
         lanes.put(d + i, high);
         lanes.put(s + i, lanes.template get<V>(even + i) + quarterOf(high, behind.template high<V>(lanes, i)));
@@ -96,7 +96,7 @@ ZelStatus inverseColumns(const T* pSrcLow, int srcLowStep, const T* pSrcHigh, in
   const auto out = [=](int64_t place) { return reinterpret_cast<T*>(reinterpret_cast<char*>(pDst) + place * dstStep); };
   if (p == 0)
     forLanes<T>(width, [=, first = evenRow(0)](auto lanes, int i) {
-      typedef Vec<T, lanes.kBytes> V;
+      using V = Vec<T, lanes.kBytes>;
       lanes.put(pDst + i, first.template at<V>(lanes, i));
     });
   for (int k = 1; k <= n; ++k) {  // odd row k - 1 and, inside the region, even row k
@@ -107,14 +107,14 @@ ZelStatus inverseColumns(const T* pSrcLow, int srcLowStep, const T* pSrcHigh, in
     } else if (p == 0) {
       const T* const evenPrev = out(2 * int64_t(k) - 2);
       forLanes<T>(width, [=](auto lanes, int i) {
-        typedef Vec<T, lanes.kBytes> V;
+        using V = Vec<T, lanes.kBytes>;
         const V next = row.template at<V>(lanes, i);
         lanes.put(odd + i, lanes.template get<V>(row.dPrev + i) + meanOf(lanes.template get<V>(evenPrev + i), next));
       });
     } else {
       T* const even = out(1);
       forLanes<T>(width, [=, before = evenRow(0)](auto lanes, int i) {
-        typedef Vec<T, lanes.kBytes> V;
+        using V = Vec<T, lanes.kBytes>;
         const V x = row.template at<V>(lanes, i);
         lanes.put(even + i, x);
         lanes.put(odd + i, lanes.template get<V>(row.dPrev + i) + meanOf(before.template at<V>(lanes, i), x));

@@ -73,7 +73,7 @@ struct Filter97 {
   template <Step kStep>
   static void liftRow(T* out, const T* a, const T* b, const T* c, int width) {
     forLanes<T>(width, [=](auto lanes, int i) {
-      typedef Arithmetic<decltype(lanes)::kBytes> A;
+      using A = Arithmetic<decltype(lanes)::kBytes>;
       const auto r = [=](const T* row) { return lanes.template get<typename A::R>(row + i); };
       const auto w = [=](const T* row) { return lanes.template get<typename A::W>(row + i); };
       if constexpr (kStep == kLift1) lanes.put(out + i, A::lift1(r(a), r(b), r(c)));
@@ -95,9 +95,9 @@ struct Filter97 {
                           int width) {
     forLanes<T>(
         width, [=](auto lanes, int i) __attribute__((always_inline)) {
-          typedef Arithmetic<decltype(lanes)::kBytes> A;
-          typedef typename A::R R;
-          typedef typename A::W W;
+          using A = Arithmetic<decltype(lanes)::kBytes>;
+          using R = typename A::R;
+          using W = typename A::W;
           const R even = lanes.template get<R>(even1 + i);
           const W d0 = A::lift1(lanes.template get<R>(odd0 + i), even, lanes.template get<R>(even0 + i));
           const W d2 = lanes.template get<W>(to2 + i), s3 = lanes.template get<W>(to3 + i),
@@ -113,9 +113,9 @@ struct Filter97 {
   static void inverseStep(const T* low, const T* high, T* toNext, T* to0, T* to1, T* to2, T* to3, T* to4, int width) {
     forLanes<T>(
         width, [=](auto lanes, int i) __attribute__((always_inline)) {
-          typedef Arithmetic<decltype(lanes)::kBytes> A;
-          typedef typename A::R R;
-          typedef typename A::W W;
+          using A = Arithmetic<decltype(lanes)::kBytes>;
+          using R = typename A::R;
+          using W = typename A::W;
           const W next = A::scaleHigh(lanes.template get<R>(high + i)), d1 = lanes.template get<W>(to1 + i);
           const W s0 = A::unlift4(lanes.template get<R>(low + i), d1, next);
           const W s2 = lanes.template get<W>(to2 + i), d3 = lanes.template get<W>(to3 + i),
@@ -135,8 +135,8 @@ struct Filter97 {
   }
 };
 
-typedef Filter97<Q14, int16_t> Tile16;
-typedef Filter97<Mixed, int32_t> Tile32;
+using Tile16 = Filter97<Q14, int16_t>;
+using Tile32 = Filter97<Mixed, int32_t>;
 
 }  // namespace
 

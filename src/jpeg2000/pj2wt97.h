@@ -21,7 +21,9 @@ constexpr float kAlpha = -1.5861343f, kBeta = -0.052980117f, kGamma = 0.8829111f
 
 template <int B>
 struct Float {
-  typedef Vec<float, B> R, W, S;
+  using R = Vec<float, B>;
+  using W = Vec<float, B>;
+  using S = Vec<float, B>;
   static constexpr bool kScales = true, kConverts = false;
   ZEL_INLINE static W of(float x) { return splat<W>(x); }
   ZEL_INLINE static W lift1(R odd, R e0, R e1) { return odd + of(kAlpha) * (e0 + e1); }
@@ -40,7 +42,7 @@ struct Float {
 // The fourth step and the scaling in one: for single steps on rows.
 template <int B>
 struct FoldedFloat : Float<B> {
-  typedef Vec<float, B> R;
+  using R = Vec<float, B>;
   static constexpr bool kScales = false, kConverts = false;
   ZEL_INLINE static R low(R even, R d0, R d1) { return splat<R>(kLow) * even + splat<R>(kDeltaLow) * (d0 + d1); }
   ZEL_INLINE static R scaleHigh(R h) { return h; }
@@ -51,8 +53,9 @@ struct FoldedFloat : Float<B> {
 // 32-bit samples lifted in single precision. The sum of two samples is one of 32 bits.
 template <int B>
 struct Mixed {
-  typedef Vec<int32_t, B> R;
-  typedef Vec<float, B> W, S;
+  using R = Vec<int32_t, B>;
+  using W = Vec<float, B>;
+  using S = Vec<float, B>;
   static constexpr bool kScales = true, kConverts = true;
   // Truncated and clamped. The processor gives the minimum for all that does not fit: right below, inverted above.
   ZEL_INLINE static R toInt(W x) { return truncToInt(x) ^ ~as<R>(splat<W>(2147483648.0f) > x); }
@@ -73,12 +76,14 @@ struct Mixed {
 
 template <int B>
 struct Q14 {
-  typedef Vec<int16_t, B> R, W, S;
+  using R = Vec<int16_t, B>;
+  using W = Vec<int16_t, B>;
+  using S = Vec<int16_t, B>;
   static constexpr bool kScales = true, kConverts = false;
   static constexpr int kAlphaQ = -25987, kBetaQ = -868, kGammaQ = 14466, kDeltaQ = 7266, kLowQ = 13318, kHighQ = 20155;
   // The low 16 bits of ((a + b) weight + 8192) >> 14: bits 14 to 29 of sums that fit 32 bits.
   ZEL_INLINE static R product(int weight, R a, R b) {
-    typedef Vec<int32_t, B> Wide;
+    using Wide = Vec<int32_t, B>;
     const R weights = splat<R>(int16_t(weight));
     const Wide half = splat<Wide>(1 << 13);
     return packI16x128((maddPairs(unpackLow128(a, b), weights) + half) << 2 >> 16,
@@ -105,7 +110,9 @@ struct Q14 {
 
 template <int B>
 struct Q16 {
-  typedef Vec<int32_t, B> R, W, S;
+  using R = Vec<int32_t, B>;
+  using W = Vec<int32_t, B>;
+  using S = Vec<int32_t, B>;
   static constexpr bool kScales = false, kConverts = false;
   static constexpr int kAlphaQ = -103949, kBetaQ = -3472, kGammaQ = 57862, kLowQ = 53274, kHighQ = 80621,
                        kDeltaLowQ = 23627;
@@ -115,12 +122,12 @@ struct Q16 {
     ZEL_INLINE friend Product operator-(Product a, Product b) { return {a.even - b.even, a.odd - b.odd}; }
   };
   ZEL_INLINE static Product times(int weight, R x) {
-    typedef Vec<uint64_t, B> Bits;
+    using Bits = Vec<uint64_t, B>;
     return {mulEven(x, splat<R>(weight)), mulEven(as<R>(as<Bits>(x) >> 32), splat<R>(weight))};
   }
   // The low 32 bits of (p + 2^15) >> 16.
   ZEL_INLINE static R rounded(Product p) {
-    typedef Vec<int64_t, B> Long;
+    using Long = Vec<int64_t, B>;
     const Long half = splat<Long>(1 << 15);
     return blend16x128<0xCC>(as<R>(as<Vec<uint64_t, B>>(p.even + half) >> 16), as<R>((p.odd + half) << 16));
   }
@@ -143,7 +150,9 @@ struct Q16 {
 
 template <int B>
 struct Packed {
-  typedef Vec<int16_t, B> R, W, S;
+  using R = Vec<int16_t, B>;
+  using W = Vec<int16_t, B>;
+  using S = Vec<int16_t, B>;
   static constexpr bool kScales = false, kConverts = false;
   ZEL_INLINE static R times(int weight, R x) { return mulHiRound(x, splat<R>(int16_t(weight))); }
   ZEL_INLINE static R twice(R x) { return addSat(x, x); }
@@ -188,10 +197,10 @@ ZEL_INLINE void liftPass(T* x, int begin, int end, [[maybe_unused]] int insideBe
 template <template <int> class Arithmetic, class Ends = NoEnds>
 struct Lift97 {
   static constexpr int kBorder = 2;
-  typedef Arithmetic<kVecBytes> A;
-  typedef typename A::R R;
-  typedef typename A::W W;
-  typedef typename A::S S;
+  using A = Arithmetic<kVecBytes>;
+  using R = typename A::R;
+  using W = typename A::W;
+  using S = typename A::S;
 
   // Pairs 0 to count - 1, from pairs -2 to count + 1.
   template <class T>

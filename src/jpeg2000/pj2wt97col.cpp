@@ -11,7 +11,7 @@ constexpr int kColumns = 256;  // of a strip
 
 template <class T>
 T* rowOf(T* base, int step, int64_t r) {
-  typedef typename ByteLike<T>::Type Byte;
+  using Byte = typename ByteLike<T>::Type;
   return reinterpret_cast<T*>(reinterpret_cast<Byte*>(base) + r * step);
 }
 
@@ -29,8 +29,8 @@ struct ForwardRows {
 void forwardPairRows(ForwardState& state, ForwardRows rows, int width) {
   float *const odd1 = state.odd1, *const even2 = state.even2, *const odd3 = state.odd3;
   forLanes<float>(width, [=](auto lanes, int i) {
-    typedef Float<decltype(lanes)::kBytes> A;
-    typedef typename A::W W;
+    using A = Float<decltype(lanes)::kBytes>;
+    using W = typename A::W;
     const auto at = [=](const float* row) { return lanes.template get<W>(row + i); };
     const W x0 = at(rows.even), d = A::lift1(at(rows.odd), x0, at(rows.nextEven)), before = at(odd1);
     const W s = A::lift2(x0, before, d), sBefore = at(even2), lifted = A::lift3(before, sBefore, s);
@@ -56,8 +56,8 @@ struct InverseRows {
 void inversePairRows(InverseState& state, InverseRows rows, int width) {
   float *const odd = state.odd, *const even1 = state.even1, *const odd2 = state.odd2, *const even3 = state.even3;
   forLanes<float>(width, [=](auto lanes, int i) {
-    typedef Float<decltype(lanes)::kBytes> A;
-    typedef typename A::W W;
+    using A = Float<decltype(lanes)::kBytes>;
+    using W = typename A::W;
     const auto at = [=](const float* row) { return lanes.template get<W>(row + i); };
     const W d = A::scaleHigh(at(rows.high)), dBefore = at(odd), s = A::unlift4(at(rows.low), dBefore, d);
     const W sBefore = at(even1), lifted2 = A::unlift3(dBefore, sBefore, s), d2 = at(odd2);
@@ -84,7 +84,7 @@ ZelStatus zeliWTFwdCol_D97_JPEG2K_32f_C1R(const float* pSrc, int srcStep, float*
   const int p = phaseOf(phase), n = dstRoiSize.height;
   if (n == 1) {
     forLanes<float>(dstRoiSize.width, [=](auto lanes, int i) {
-      typedef Vec<float, lanes.kBytes> V;
+      using V = Vec<float, lanes.kBytes>;
       const auto pair =
           forwardPair<V>(kTapsFloat, p, [=](int r) { return lanes.template get<V>(rowOf(pSrc, srcStep, r) + i); });
       lanes.put(pDstLow + i, pair.first);
@@ -115,7 +115,7 @@ ZelStatus zeliWTInvCol_D97_JPEG2K_32f_C1R(const float* pSrcLow, int srcLowStep, 
   const int p = phaseOf(phase), n = srcRoiSize.height;
   if (n == 1) {
     forLanes<float>(srcRoiSize.width, [=](auto lanes, int i) {
-      typedef Vec<float, lanes.kBytes> V;
+      using V = Vec<float, lanes.kBytes>;
       const auto pair = inversePair<V>(
           kTapsFloat, p, [=](int r) { return lanes.template get<V>(rowOf(pSrcLow, srcLowStep, r) + i); },
           [=](int r) { return lanes.template get<V>(rowOf(pSrcHigh, srcHighStep, r) + i); });

@@ -10,7 +10,7 @@ namespace {
 struct Ends16 {
   static constexpr bool kNone = false;
   static constexpr int kFront = 2, kBack = 2;
-  typedef Q16<16> Q;
+  using Q = Q16<16>;
   static Q::R of(int16_t x) { return splat<Q::R>(x); }
   static int16_t cut(Q::R x) { return packI16x128(x, x).v[0]; }
   static int16_t lift1(int16_t odd, int16_t e0, int16_t e1) { return cut(Q::lift1(of(odd), of(e0), of(e1))); }

@@ -14,7 +14,7 @@ ZelStatus checkRows(int width, Rows*... rows) {
 // 16 bits: here the undoing of the third step saturates too.
 template <int B>
 struct PackedSaturating : Packed<B> {
-  typedef Vec<int16_t, B> R;
+  using R = Vec<int16_t, B>;
   ZEL_INLINE static R unlift3(R h, R s0, R s1) {
     return subSat(Packed<B>::times(26637, h), Packed<B>::times(28931, addSat(s0, s1)));
   }
@@ -25,8 +25,8 @@ ZelStatus forward97(const T* src0, const T* src1, const T* src2, T* low, T* even
                     int width) {
   if (const ZelStatus s = checkRows(width, src0, src1, src2, low, even, high, oddPrev, odd)) return s;
   forLanes<T>(width, [=](auto lanes, int i) {
-    typedef Arithmetic<decltype(lanes)::kBytes> A;
-    typedef typename A::R R;
+    using A = Arithmetic<decltype(lanes)::kBytes>;
+    using R = typename A::R;
     const auto at = [=](const T* row) { return lanes.template get<R>(row + i); };
     const R x0 = at(src0), d = A::lift1(at(src1), x0, at(src2));
     lanes.put(odd + i, d);
@@ -46,8 +46,8 @@ ZelStatus inverse97(const T* low, const T* highPrev, const T* high, const T* eve
                     T* odd, T* even, int width) {
   if (const ZelStatus s = checkRows(width, low, highPrev, high, evenPrev2, oddPrev2, evenPrev, odd, even)) return s;
   forLanes<T>(width, [=](auto lanes, int i) {
-    typedef Arithmetic<decltype(lanes)::kBytes> A;
-    typedef typename A::R R;
+    using A = Arithmetic<decltype(lanes)::kBytes>;
+    using R = typename A::R;
     const auto at = [=](const T* row) { return lanes.template get<R>(row + i); };
     const R h = at(highPrev), x0 = A::unlift4(at(low), h, at(high));
     lanes.put(even + i, x0);

@@ -90,7 +90,7 @@ ZEL_INLINE void makePalettes(u16v ends, u8v (&palette)[kVectors]) {
     rgInner = select(three, (r.middle() | g.middle() << 8) & third, rgInner);
     baInner = select(three, (b.middle() | alpha) & third, baInner);
   }
-  typedef Vec<uint64_t> u64v;
+  using u64v = Vec<uint64_t>;
   const u64v ends01 = as<u64v>(unpackLow128(rgEnds, baEnds)), ends23 = as<u64v>(unpackHigh128(rgEnds, baEnds));
   const u64v inner01 = as<u64v>(unpackLow128(rgInner, baInner)), inner23 = as<u64v>(unpackHigh128(rgInner, baInner));
   palette[0] = as<u8v>(unpackLow128(ends01, inner01));
@@ -174,7 +174,7 @@ struct Dxt3 {
   u32v indices;
   ZEL_INLINE explicit Dxt3(const uint8_t* src) {
     for (int k = 0; k < kVectors; ++k) blocks[k] = load<u8v>(src + k * kVecBytes);
-    typedef Vec<uint64_t> u64v;
+    using u64v = Vec<uint64_t>;
     const u64v a = as<u64v>(unpackHigh128(as<u32v>(blocks[0]), as<u32v>(blocks[1])));
     const u64v b = as<u64v>(unpackHigh128(as<u32v>(blocks[2]), as<u32v>(blocks[3])));
     ends = as<u16v>(unpackLow128(a, b));

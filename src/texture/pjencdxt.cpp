@@ -111,7 +111,7 @@ struct Planes {
 ZEL_INLINE Planes planesOf(const Rows& p) {
   u32v r[kSide];
   for (int i = 0; i < kSide; ++i) r[i] = as<u32v>(reordered(p.row[i], kC.planar));
-  typedef Vec<uint64_t> u64v;
+  using u64v = Vec<uint64_t>;
   const u64v low01 = as<u64v>(unpackLow128(r[0], r[1])), low23 = as<u64v>(unpackLow128(r[2], r[3]));
   const u64v high01 = as<u64v>(unpackHigh128(r[0], r[1])), high23 = as<u64v>(unpackHigh128(r[2], r[3]));
   return {as<u8v>(unpackLow128(low01, low23)), as<u8v>(unpackHigh128(low01, low23)),
@@ -222,7 +222,7 @@ ZEL_INLINE u8v interpolatedAlphaPart(u8v alphas, u8v ends) {
 #pragma GCC unroll 7
   for (int k = 0; k < 7; ++k) notAbove = notAbove - atLeast(everywhere(threshold, k), alphas);
   const u8v code = shuffle128(constant<u8v>(kC.alphaCode), notAbove);
-  typedef Vec<uint64_t> u64v;
+  using u64v = Vec<uint64_t>;
   const u64v quads = as<u64v>(
       maddPairs(maddBytes(code, constant<i8v>(kC.pairOf3Bits)), constant<i16v>(kC.quadOf3Bits)));  // 12 bits a lane
   const u8v bits = reordered(as<u8v>(quads | quads >> 20), kC.alphaBytes);

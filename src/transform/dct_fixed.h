@@ -142,7 +142,8 @@ ZEL_INLINE i16v shuffleBytes(i16v a, const uint8_t (&order)[32]) {
 // An exported inverse with samples as destination: its checks, then the kernel.
 template <void (*kKernel)(const int16_t*, uint8_t*, int, const uint16_t*)>
 ZEL_INLINE ZelStatus inverseToSamples(const int16_t* pSrc, uint8_t* pDst, int dstStep, const uint16_t* pQuantInvTable) {
-  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), stepOk(dstStep), present(pQuantInvTable))) return s;
+  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), stepOk(dstStep), present(pQuantInvTable)))
+    return s;
   kKernel(pSrc, pDst, dstStep, pQuantInvTable);
   return zelStsNoErr;
 }

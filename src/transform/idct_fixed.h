@@ -51,7 +51,7 @@ constexpr RowWeights<2> kInverseCorner = inverseCornerWeights();
 
 // Row samples from a0 a1 b0 b1 and a2 a3 b2 b3: sample n is a + b, its mirror 7 - n is a - b.
 ZEL_INLINE i16v rowSamples(i32v left, i32v right, i32v round) {
-  typedef Vec<int64_t> Pairs;
+  using Pairs = Vec<int64_t>;
   const i32v a = as<i32v>(unpackLow128(as<Pairs>(left), as<Pairs>(right))) + round;
   const i32v b = as<i32v>(unpackHigh128(as<Pairs>(left), as<Pairs>(right)));
   return packI16x128((a + b) >> 11, permute32x128<0x1B>((a - b) >> 11));

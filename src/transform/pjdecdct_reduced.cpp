@@ -76,7 +76,7 @@ ZEL_INLINE i32v rowSums4(const int16_t* src, const uint16_t* table, int i) {
 
 // Outputs 0..3 of the rows of x, then of y: output n is even + odd, its mirror 3 - n is even - odd.
 ZEL_INLINE i16v twoRows4(i32v x, i32v y, const int32_t (&round)[i32v::N]) {
-  typedef Vec<int64_t> Halves;
+  using Halves = Vec<int64_t>;
   const i32v even = as<i32v>(unpackLow128(as<Halves>(x), as<Halves>(y))) + load<i32v>(round);
   const i32v odd = as<i32v>(unpackHigh128(as<Halves>(x), as<Halves>(y)));
   return shuffleBytes(packI16x128((even + odd) >> 12, (even - odd) >> 12), kDctRow.mirrorPairs);
@@ -117,7 +117,7 @@ void dct_quant_inv8x8To4x4_ls(const int16_t* src, uint8_t* dst, int dstStep, con
   const i16x8 z = addSat(R0, R0), hg = addSat(h, g);
   const i16x8 q = addSat(hg, z), r = subSat(z, hg);
 
-  typedef Vec<int64_t, 16> Halves;
+  using Halves = Vec<int64_t, 16>;
   const auto twoRows = [](i16x8 first, i16x8 second) {
     const i16x8 both = as<i16x8>(unpackLow128(as<Halves>(first), as<Halves>(second)));
     return addSat(both >> 6, load<i16x8>(kDct.level));

@@ -65,7 +65,7 @@ void ownpj_ReconstructPredFirstRow_JPEG_16s_C1(const int16_t* src, int16_t* dst,
   reconstructColumns<1>(src, src, dst, width);
 }
 
-typedef void (*Columns)(const int16_t*, const int16_t*, int16_t*, int);
+using Columns = void (*)(const int16_t*, const int16_t*, int16_t*, int);
 constexpr Columns kColumns[7] = {reconstructColumns<1>, reconstructColumns<2>, reconstructColumns<3>,
                                  reconstructColumns<4>, reconstructColumns<5>, reconstructColumns<6>,
                                  reconstructColumns<7>};

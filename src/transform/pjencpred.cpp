@@ -34,7 +34,7 @@ void ownpj_DiffPredFirstRow_JPEG_16s_C1(const int16_t* src, int16_t* dst, int wi
   differenceColumns<1>(src, src, dst, width);
 }
 
-typedef void (*Columns)(const int16_t*, const int16_t*, int16_t*, int);
+using Columns = void (*)(const int16_t*, const int16_t*, int16_t*, int);
 constexpr Columns kColumns[7] = {differenceColumns<1>, differenceColumns<2>, differenceColumns<3>, differenceColumns<4>,
                                  differenceColumns<5>, differenceColumns<6>, differenceColumns<7>};
 

@@ -21,8 +21,8 @@ const TextureFormat kFormats[] = {TextureFormat::dxt1, TextureFormat::dxt3, Text
 
 Image picture(int width, int height, ColourModel model) {
   Image image(width, height, model);
-  std::mt19937 random32(static_cast<unsigned>(width * 100 + height));
-  for (size_t i = 0; i < image.sizeBytes(); ++i) image.data()[i] = static_cast<uint8_t>(i / 7 * 5 + random32() % 40);
+  std::mt19937 random32(unsigned(width * 100 + height));
+  for (size_t i = 0; i < image.sizeBytes(); ++i) image.data()[i] = uint8_t(i / 7 * 5 + random32() % 40);
   return image;
 }
 
@@ -50,7 +50,7 @@ bool same(const Image& a, const Image& b) {
 }
 
 void put(Bytes* file, size_t at, uint32_t v) {
-  for (size_t i = 0; i < 4; ++i) (*file)[at + i] = static_cast<uint8_t>(v >> 8 * i);
+  for (size_t i = 0; i < 4; ++i) (*file)[at + i] = uint8_t(v >> 8 * i);
 }
 void rename(Bytes* file, const char* fourCC) { std::memcpy(file->data() + kFourCC, fourCC, 4); }
 
@@ -91,23 +91,23 @@ TEST(Dds, LevelsAndBlocksOfAllSizes) {
                   sum += share * before.sample(v, 4 * u + i % 4);
                   weights += share;
                 }
-              level.data()[i] = static_cast<uint8_t>(std::floor(sum / weights + 0.5 + 1e-9));
+              level.data()[i] = uint8_t(std::floor(sum / weights + 0.5 + 1e-9));
             }
           }
-          Bytes blocks(static_cast<size_t>((level.width() + 3) / 4 * ((level.height() + 3) / 4)) * blockBytes);
+          Bytes blocks(size_t((level.width() + 3) / 4 * ((level.height() + 3) / 4)) * blockBytes);
           ASSERT_TRUE(info.levels[l].width == level.width() && info.levels[l].height == level.height() &&
                       info.levels[l].offset == at && info.levels[l].bytes == blocks.size());
           const ZeliSize size = {level.width(), level.height()};
-          const uint32_t step = static_cast<uint32_t>(level.rowBytes());
+          const uint32_t step = uint32_t(level.rowBytes());
           (blockBytes == 8 ? zeliTextureEncodeBlockFromRGBA_DXT1_8u_C4C1R
                            : zeliTextureEncodeBlockFromRGBA_DXT5_8u_C4C1R)(level.data(), step, size, blocks.data());
-          ASSERT_TRUE(std::equal(blocks.begin(), blocks.end(), file.begin() + static_cast<ptrdiff_t>(at)))
+          ASSERT_TRUE(std::equal(blocks.begin(), blocks.end(), file.begin() + ptrdiff_t(at)))
               << w << " x " << h << " level " << l;
           at += blocks.size();
           Image back(level.width(), level.height(), ColourModel::rgba);
           (blockBytes == 8 ? zeliTextureDecodeBlockToRGBA_DXT1_8u_C1C4R : zeliTextureDecodeBlockToRGBA_DXT5_8u_C1C4R)(
               blocks.data(), back.data(), step, size);
-          ASSERT_TRUE(same(back, decode(file, static_cast<int>(l))));
+          ASSERT_TRUE(same(back, decode(file, int(l))));
         }
         ASSERT_EQ(at, file.size());
         ASSERT_TRUE(level.width() == 1 && level.height() == 1);
@@ -124,7 +124,7 @@ TEST(Dds, BlocksBesideThePeer) {
       Bytes file = encode(picture(w, h, ColourModel::rgba), kFormats[kind]);
       Bytes theirs(4 * w * h);
       if (round % 2) {  // any blocks
-        std::generate(file.begin() + kHeaderEnd, file.end(), [&] { return static_cast<uint8_t>(random32()); });
+        std::generate(file.begin() + kHeaderEnd, file.end(), [&] { return uint8_t(random32()); });
       } else if (round % 4) {  // the peer's
         squish::CompressImage(picture(w, h, ColourModel::rgba).data(), w, h, &file[kHeaderEnd],
                               flag | squish::kColourRangeFit);
@@ -197,9 +197,9 @@ TEST(Dds, YCoCgComesBack) {
     for (int y = 0; y < 40; ++y)
       for (int x = 0; x < 40; ++x) {
         const int luma = 64 + 3 * y, tint = std::min(range, 60 + x) * (x / 4 % 2 ? 1 : -1);
-        image.row(y)[3 * x] = static_cast<uint8_t>(std::clamp(luma + tint, 0, 255));
-        image.row(y)[3 * x + 1] = static_cast<uint8_t>(luma);
-        image.row(y)[3 * x + 2] = static_cast<uint8_t>(std::clamp(luma - tint, 0, 255));
+        image.row(y)[3 * x] = uint8_t(std::clamp(luma + tint, 0, 255));
+        image.row(y)[3 * x + 1] = uint8_t(luma);
+        image.row(y)[3 * x + 2] = uint8_t(std::clamp(luma - tint, 0, 255));
       }
     Bytes file = encode(image, TextureFormat::ycocg);
     const Image back = decode(file);
@@ -217,13 +217,13 @@ TEST(Dds, CutShortAtEveryByte) {
     const DdsInfo info = readDdsInfo(file.data(), file.size());
     const Image whole = decode(file);
     for (size_t n = 0; n < file.size(); ++n) {
-      const Bytes part(file.begin(), file.begin() + static_cast<ptrdiff_t>(n));
+      const Bytes part(file.begin(), file.begin() + ptrdiff_t(n));
       const bool complete = n >= info.levels[1].offset;
       if (complete)
         ASSERT_TRUE(same(decode(part), whole));
       else
         ASSERT_THROW(decode(part), Error);
-      ASSERT_THROW(decode(part, static_cast<int>(info.levels.size()) - 1), Error);
+      ASSERT_THROW(decode(part, int(info.levels.size()) - 1), Error);
       if (n < kHeaderEnd) {
         ASSERT_THROW(decode(part, 0, true), Error);
         continue;

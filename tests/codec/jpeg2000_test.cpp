@@ -19,12 +19,12 @@ namespace {
 int sampleAt(int x, int y, int c, int top, std::mt19937* r) {
   if (x > 90 && y > 70) return top / 3;
   const int v = (x * (3 + c) + y * 2 + (x / 9 + y / 7) % 2 * 60) % 256;
-  return static_cast<int>((int64_t{v} * top / 255 + static_cast<int64_t>((*r)() % 9) * (top + 1) / 512) % (top + 1));
+  return int((int64_t{v} * top / 255 + int64_t((*r)() % 9) * (top + 1) / 512) % (top + 1));
 }
 
 Image picture(int width, int height, ColourModel model, int bits) {
   Image image(width, height, model, bits);
-  std::mt19937 r(static_cast<unsigned>(width * 3 + height));
+  std::mt19937 r(unsigned(width * 3 + height));
   for (int y = 0; y < height; ++y)
     for (int i = 0; i < width * image.channels(); ++i)
       image.setSample(y, i, sampleAt(i / image.channels(), y, i % image.channels(), image.maxValue(), &r));
@@ -120,7 +120,7 @@ TEST(Jpeg2000, WhatThePeerWrites) {
     in.y1 = in.y0 + 75 + run % 5;
     const bool halved = run % 4 == 1, isSigned = run % 5 == 2;
     const int count = run % 3 == 2 ? 1 : 3, precision = run % 7 == 3 ? 12 : run % 7 == 5 ? 16 : 8;
-    std::mt19937 r(static_cast<unsigned>(run));
+    std::mt19937 r{unsigned(run)};
     for (int c = 0; c < count; ++c) {
       Jpeg2000Components::Component k;
       k.dx = k.dy = halved && c ? 2 : 1;
@@ -212,7 +212,8 @@ TEST(Jpeg2000, PackedPacketHeaders) {
       at = next;
     }
     if (main) headers.insert(headers.begin(), {0, 0, uint8_t(headers.size() >> 8), uint8_t(headers.size())});
-    Bytes segment = {0xFF, uint8_t(main ? 0x60 : 0x61), uint8_t((headers.size() + 3) >> 8), uint8_t(headers.size() + 3), 0};
+    Bytes segment = {0xFF, uint8_t(main ? 0x60 : 0x61), uint8_t((headers.size() + 3) >> 8), uint8_t(headers.size() + 3),
+                     0};
     segment.insert(segment.end(), headers.begin(), headers.end());
     Bytes packed(file.begin(), file.begin() + long(sot));
     if (main) packed.insert(packed.end(), segment.begin(), segment.end());
@@ -239,7 +240,7 @@ TEST(Jpeg2000, RatesAndQualitiesAreKept) {
     o.rate = rate;
     o.layers = 3;
     const Bytes file = encodeJpeg2000(image, o);
-    const double bits = 8 * static_cast<double>(file.size()) / pixels;
+    const double bits = 8 * double(file.size()) / pixels;
     EXPECT_TRUE(bits <= rate && bits > 0.97 * rate) << bits;
     const double psnr = difference(image, decoded(file)).psnr;
     EXPECT_GT(psnr, before + 2);
@@ -253,7 +254,7 @@ TEST(Jpeg2000, RatesAndQualitiesAreKept) {
     const Bytes all = encodeJpeg2000(image);
     const Bytes theirs = peer::encode(decodeJpeg2000Components(all.data(), all.size()), [&](opj_cparameters_t* p) {
       p->irreversible = 1;
-      p->tcp_rates[0] = static_cast<float>(24 / bits);
+      p->tcp_rates[0] = float(24 / bits);
     });
     EXPECT_GT(psnr, difference(image, decoded(theirs)).psnr - 0.3) << rate;
   }

@@ -47,7 +47,7 @@ TEST(JpegDamage, EveryTruncationIsAnErrorAndKeepGoingRescuesIt) {
     const size_t scan = find(file, 0xDA) + 14;
     size_t before = 0;
     for (size_t n = 0; n < file.size(); ++n) {
-      const Bytes part(file.begin(), file.begin() + static_cast<long>(n));
+      const Bytes part(file.begin(), file.begin() + long(n));
       const Error e = errorOf(part);
       ASSERT_NE(e.kind(), ErrorKind::argument) << n << " bytes decode";
       ASSERT_TRUE(e.offset() <= n && std::string(e.what()).find(" at byte ") != std::string::npos) << e.what();
@@ -83,7 +83,7 @@ TEST(JpegDamage, DecodingTakesUpAtRestartMarkers) {
     for (int mcu = 0; mcu < 256; ++mcu) {
       bool same = true;
       for (int r = 0; r < 8; ++r) {
-        const size_t at = static_cast<size_t>(mcu % 16 * 24);
+        const size_t at = size_t(mcu % 16 * 24);
         same &= std::equal(whole.row(mcu / 16 * 8 + r) + at, whole.row(mcu / 16 * 8 + r) + at + 24,
                            rescued.row(mcu / 16 * 8 + r) + at);
       }
@@ -93,7 +93,7 @@ TEST(JpegDamage, DecodingTakesUpAtRestartMarkers) {
   };
   const size_t third = find(file, 0xD2), fourth = find(file, 0xD3);  // interval 3 is between them: MCUs 12 to 15
   Bytes cut = file;
-  cut.erase(cut.begin() + static_cast<long>(third) + 6, cut.begin() + static_cast<long>(fourth));
+  cut.erase(cut.begin() + long(third) + 6, cut.begin() + long(fourth));
   EXPECT_EQ(errorOf(cut).kind(), ErrorKind::damaged);
   std::vector<int> lost = damagedMcus(cut);
   ASSERT_FALSE(lost.empty());
@@ -101,7 +101,7 @@ TEST(JpegDamage, DecodingTakesUpAtRestartMarkers) {
 
   // Two whole intervals and the markers before them are missing: 3 and 4, MCUs 12 to 19.
   cut = file;
-  cut.erase(cut.begin() + static_cast<long>(third), cut.begin() + static_cast<long>(find(file, 0xD4)));
+  cut.erase(cut.begin() + long(third), cut.begin() + long(find(file, 0xD4)));
   lost = damagedMcus(cut);
   ASSERT_EQ(lost.size(), 8u);
   EXPECT_TRUE(lost.front() == 12 && lost.back() == 19);
@@ -123,21 +123,21 @@ TEST(JpegDamage, HeadersThatCannotBe) {
     const char* text;
   };
   const Case cases[] = {
-      {0, 0, ErrorKind::unsupported, "not a JPEG"},        {sof + 1, 0xC2, ErrorKind::damaged, "impossible band"},
-      {sof + 1, 0xC3, ErrorKind::damaged, "predictor"}, {sof + 1, 0xC9, ErrorKind::unsupported, "arithmetic"},
-      {sof + 4, 12, ErrorKind::damaged, "precision"},      {sof + 8, 0, ErrorKind::damaged, "columns"},
-      {sof + 9, 2, ErrorKind::damaged, "length"},          {sof + 11, 0x52, ErrorKind::damaged, "sampling"},
-      {sof + 11, 0x44, ErrorKind::damaged, "10 blocks"},   {sof + 13, 1, ErrorKind::damaged, "same number"},
-      {sof + 5, 0xFF, ErrorKind::limit, "too short"},      {dqt + 4, 7, ErrorKind::damaged, "quantisation"},
-      {dqt + 4, 3, ErrorKind::damaged, "not there"},       {dht + 4, 0x25, ErrorKind::damaged, "Huffman"},
-      {dht + 5, 3, ErrorKind::damaged, "Huffman"},         {dht + 4, 3, ErrorKind::damaged, "not there"},
-      {sos + 4, 9, ErrorKind::damaged, "length"},          {sos + 5, 9, ErrorKind::damaged, "frame does not have"},
-      {sos + 7, 1, ErrorKind::damaged, "twice"},           {sos + 11, 1, ErrorKind::damaged, "whole blocks"},
+      {0, 0, ErrorKind::unsupported, "not a JPEG"},      {sof + 1, 0xC2, ErrorKind::damaged, "impossible band"},
+      {sof + 1, 0xC3, ErrorKind::damaged, "predictor"},  {sof + 1, 0xC9, ErrorKind::unsupported, "arithmetic"},
+      {sof + 4, 12, ErrorKind::damaged, "precision"},    {sof + 8, 0, ErrorKind::damaged, "columns"},
+      {sof + 9, 2, ErrorKind::damaged, "length"},        {sof + 11, 0x52, ErrorKind::damaged, "sampling"},
+      {sof + 11, 0x44, ErrorKind::damaged, "10 blocks"}, {sof + 13, 1, ErrorKind::damaged, "same number"},
+      {sof + 5, 0xFF, ErrorKind::limit, "too short"},    {dqt + 4, 7, ErrorKind::damaged, "quantisation"},
+      {dqt + 4, 3, ErrorKind::damaged, "not there"},     {dht + 4, 0x25, ErrorKind::damaged, "Huffman"},
+      {dht + 5, 3, ErrorKind::damaged, "Huffman"},       {dht + 4, 3, ErrorKind::damaged, "not there"},
+      {sos + 4, 9, ErrorKind::damaged, "length"},        {sos + 5, 9, ErrorKind::damaged, "frame does not have"},
+      {sos + 7, 1, ErrorKind::damaged, "twice"},         {sos + 11, 1, ErrorKind::damaged, "whole blocks"},
       {sos + 6, 0x30, ErrorKind::damaged, "not there"},
   };
   for (const Case& c : cases) {
     Bytes b = file;
-    b[c.at] = static_cast<uint8_t>(c.value);
+    b[c.at] = uint8_t(c.value);
     const Error e = errorOf(b);
     EXPECT_EQ(e.kind(), c.kind) << e.what();
     EXPECT_NE(std::string(e.what()).find(c.text), std::string::npos) << e.what() << ", not: " << c.text;
@@ -171,7 +171,7 @@ TEST(JpegDamage, HarmlessOddities) {
   odd.insert(odd.end(), {1, 2, 3, 0xFF, 0xD8, 0xFF});
   for (const int code : {0xD0, 0xD2, 0xC0, 0xDA, 0xDB}) {
     const size_t at = find(odd, code);
-    odd.insert(odd.begin() + static_cast<long>(at), 3, 0xFF);
+    odd.insert(odd.begin() + long(at), 3, 0xFF);
   }
   odd.insert(odd.begin() + 2, {0xFF, 0xE7, 0, 4, 0xFF, 0xD9});
   const Image same = decode(odd);

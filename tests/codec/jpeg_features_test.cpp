@@ -25,7 +25,7 @@ Image decode(const Bytes& file, int denominator = 1) {
 TEST(JpegFeatures, ReducedSizesAreMeans) {
   for (const auto& [w, h] : std::vector<std::pair<int, int>>{{64, 48}, {33, 17}, {1, 1}, {9, 40}}) {
     Image image = peer::picture(w, h, ColourModel::grey);
-    for (size_t i = 0; i < image.sizeBytes(); ++i) image.data()[i] = static_cast<uint8_t>(40 + image.data()[i] / 2);
+    for (size_t i = 0; i < image.sizeBytes(); ++i) image.data()[i] = uint8_t(40 + image.data()[i] / 2);
     JpegEncodeOptions e;
     e.quality = 95;
     const Bytes file = encodeJpeg(image, e);
@@ -37,7 +37,7 @@ TEST(JpegFeatures, ReducedSizesAreMeans) {
         for (int x = 0; x < w / d; ++x) {
           int sum = 0;
           for (int i = 0; i < d * d; ++i) sum += full.row(y * d + i / d)[x * d + i % d];
-          ASSERT_NEAR(small.row(y)[x], static_cast<double>(sum) / (d * d), 2) << "1/" << d << " at " << x << ", " << y;
+          ASSERT_NEAR(small.row(y)[x], double(sum) / (d * d), 2) << "1/" << d << " at " << x << ", " << y;
         }
     }
   }
@@ -49,7 +49,7 @@ TEST(JpegFeatures, ReducedColour) {
        {std::vector<std::pair<int, int>>{}, {{2, 1}}, {{2, 2}}, {{1, 2}}, {{4, 1}}}) {
     Image image(50, 70, ColourModel::rgb);
     for (int y = 0; y < 70; ++y)
-      for (int i = 0; i < 150; ++i) image.row(y)[i] = static_cast<uint8_t>((y < 32 ? 220 : 60) - 40 * (i % 3));
+      for (int i = 0; i < 150; ++i) image.row(y)[i] = uint8_t((y < 32 ? 220 : 60) - 40 * (i % 3));
     peer::WriteOptions o;
     o.factors = f;
     o.quality = 100;
@@ -73,21 +73,21 @@ TEST(JpegFeatures, TwelveBits) {
   c.components.resize(3);
   float forward[64];
   for (size_t i = 0; i < 3; ++i) {
-    c.components[i].id = static_cast<int>(i) + 1;
+    c.components[i].id = int(i) + 1;
     for (uint16_t& q : c.components[i].quant) q = 4;
   }
   for (float& f : forward) f = 0.25f;
   c.components[0].h = 2;
   c.allocate();
   const auto sample = [](size_t i, int x, int y) {
-    return static_cast<uint16_t>(i == 0 ? 300 + 60 * x + 20 * y : 1800 + 300 * static_cast<int>(i));
+    return uint16_t(i == 0 ? 300 + 60 * x + 20 * y : 1800 + 300 * int(i));
   };
   for (size_t i = 0; i < 3; ++i) {
     JpegCoefficients::Component& k = c.components[i];
     for (int b = 0; b < k.storedWide * k.storedHigh; ++b) {
       uint16_t samples[64];
       for (int p = 0; p < 64; ++p) samples[p] = sample(i, b % k.storedWide * 8 + p % 8, b / k.storedWide * 8 + p / 8);
-      zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(samples, 16, &k.values[64 * static_cast<size_t>(b)], forward);
+      zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(samples, 16, &k.values[64 * size_t(b)], forward);
     }
   }
   const Bytes file = writeJpegCoefficients(c);
@@ -110,7 +110,7 @@ TEST(JpegFeatures, SixteenBitTables) {
   const Bytes file = encodeJpeg(peer::picture(24, 24, ColourModel::grey));
   JpegCoefficients c = readJpegCoefficients(file.data(), file.size());
   c.components[0].quant[63] = 300;
-  for (size_t b = 0; b < 9; ++b) c.components[0].values[64 * b + 63] = static_cast<int16_t>(b % 2);
+  for (size_t b = 0; b < 9; ++b) c.components[0].values[64 * b + 63] = int16_t(b % 2);
   const Bytes wide = writeJpegCoefficients(c);
   const JpegCoefficients back = readJpegCoefficients(wide.data(), wide.size());
   EXPECT_TRUE(std::equal(c.components[0].quant, c.components[0].quant + 64, back.components[0].quant));

@@ -24,8 +24,8 @@ void expectSameCoefficients(const JpegCoefficients& a, const JpegCoefficients& b
     ASSERT_TRUE(p.id == q.id && p.h == q.h && p.v == q.v && p.storedWide == q.storedWide) << what;
     ASSERT_TRUE(std::equal(p.quant, p.quant + 64, q.quant)) << what << ", table of component " << i;
     for (int y = 0; y < p.blocksHigh; ++y) {  // stored blocks outside the picture are the encoder's own affair
-      const size_t row = 64 * static_cast<size_t>(y * p.storedWide);
-      for (size_t k = row; k < row + 64 * static_cast<size_t>(p.blocksWide); ++k)
+      const size_t row = 64 * size_t(y * p.storedWide);
+      for (size_t k = row; k < row + 64 * size_t(p.blocksWide); ++k)
         ASSERT_EQ(p.values[k], q.values[k])
             << what << ", component " << i << ", block row " << y << ", value " << k - row;
     }
@@ -58,7 +58,7 @@ void expectSamePixels(const Bytes& file, bool smooth, const std::string& what) {
         ASSERT_NEAR(ours.row(y)[i + c], expected, bound) << what << " at " << x << ", " << y << ", channel " << c;
       }
     }
-  ASSERT_LE(clamped, static_cast<size_t>(ours.width()) * static_cast<size_t>(ours.height()) / 4) << what;
+  ASSERT_LE(clamped, size_t(ours.width()) * size_t(ours.height()) / 4) << what;
 }
 
 JpegCoefficients coefficients(const Bytes& file) { return readJpegCoefficients(file.data(), file.size()); }
@@ -107,7 +107,8 @@ TEST(JpegInterop, ChromaByPlaneIsThePeersOwn) {
     peer::WriteOptions p;
     p.factors = {{2, s == Sampling::s420 ? 2 : 1}};
     p.quality = 100;
-    const JpegCoefficients ours = coefficients(encodeJpeg(image, o)), theirs = peer::coefficients(peer::write(image, p));
+    const JpegCoefficients ours = coefficients(encodeJpeg(image, o)),
+                           theirs = peer::coefficients(peer::write(image, p));
     for (size_t c = 0; c < 3; ++c)
       for (size_t k = 0; k < ours.components[c].values.size(); ++k)
         ASSERT_NEAR(ours.components[c].values[k], theirs.components[c].values[k], 5) << "component " << c << ", " << k;
@@ -213,10 +214,11 @@ const char* const kScripts[] = {
     "0,1,2: 0-0, 0, 0; 0: 1-2, 0, 0; 0: 3-5, 0, 0; 1: 1-63, 0, 0; 2: 1-63, 0, 0; 0: 6-9, 0, 0; 0: 10-63, 0, 0;",
     "0,1,2: 0-0, 0, 1; 0: 1-5, 0, 2; 2: 1-63, 0, 1; 1: 1-63, 0, 1; 0: 6-63, 0, 2; 0: 1-63, 2, 1; 0,1,2: 0-0, 1, 0;"
     "2: 1-63, 1, 0; 1: 1-63, 1, 0; 0: 1-63, 1, 0",
-    "0 2: 0 0 0 3; # cyan is late\n 1: 0-0,0,0; 0 2: 0-0, 3, 2; 0 2: 0-0 2 1; 1: 63-63, 0, 5; 1: 63-63, 5, 4; 0: 0-0, 1, 0"};
+    "0 2: 0 0 0 3; # cyan is late\n 1: 0-0,0,0; 0 2: 0-0, 3, 2; 0 2: 0-0 2 1; 1: 63-63, 0, 5; 1: 63-63, 5, 4; 0: 0-0, "
+    "1, 0"};
 
 std::vector<JpegScan> randomScript(std::mt19937* r) {
-  const auto below = [&](int n) { return static_cast<int>((*r)() % static_cast<unsigned>(n)); };
+  const auto below = [&](int n) { return int((*r)() % unsigned(n)); };
   std::vector<JpegScan> dc, ac;
   const int dcBits = below(4);
   const bool together = below(2);
@@ -249,19 +251,19 @@ TEST(JpegInterop, EveryScanScriptBothWays) {
   while (scripts.size() < 60) scripts.push_back(randomScript(&r));
   for (size_t i = 0; i < scripts.size(); ++i) {
     const std::string what = "script " + std::to_string(i);
-    const Image image = peer::picture(40 + static_cast<int>(r() % 60), 20 + static_cast<int>(r() % 40), ColourModel::rgb, 9);
+    const Image image = peer::picture(40 + int(r() % 60), 20 + int(r() % 40), ColourModel::rgb, 9);
     JpegEncodeOptions o;
     o.process = i ? JpegProcess::progressive : JpegProcess::baseline;
-    o.quality = 50 + static_cast<int>(r() % 51);
+    o.quality = 50 + int(r() % 51);
     o.script = scripts[i];
-    o.restartInterval = r() % 2 ? static_cast<int>(r() % 9) : 0;
+    o.restartInterval = r() % 2 ? int(r() % 9) : 0;
     const Bytes ours = encodeJpeg(image, o);
     expectSameCoefficients(peer::coefficients(ours), coefficients(ours), what + ", ours");
     peer::WriteOptions p;
     p.script = scripts[i];
     p.quality = o.quality;
     p.restart = o.restartInterval;
-    p.factors = {{1 + static_cast<int>(r() % 2), 1 + static_cast<int>(r() % 2)}};
+    p.factors = {{1 + int(r() % 2), 1 + int(r() % 2)}};
     expectSameReading(peer::write(image, p), what + ", the peer's");
     // The picture from the scans that are there, where a file ends early.
     const JpegInfo info = readJpegInfo(ours.data(), ours.size());
@@ -269,7 +271,7 @@ TEST(JpegInterop, EveryScanScriptBothWays) {
     for (; left > 0; ++dc)
       if (info.scans[dc].ss == 0 && info.scans[dc].ah == 0) left -= info.scans[dc].components.size();
     const JpegInfo::Scan& last = info.scans[dc - 1 + r() % (info.scans.size() - dc + 1)];
-    Bytes part(ours.begin(), ours.begin() + static_cast<long>(last.offset + last.bytes));
+    Bytes part(ours.begin(), ours.begin() + long(last.offset + last.bytes));
     part.insert(part.end(), {0xFF, 0xD9});
     expectSameCoefficients(peer::coefficients(part), coefficients(part), what + ", in part");
     if (i) expectSamePixels(part, true, what + ", in part");
@@ -278,10 +280,10 @@ TEST(JpegInterop, EveryScanScriptBothWays) {
 
 TEST(JpegInterop, ScriptsThatCannotBeAreRefused) {
   const Image image = peer::picture(8, 8, ColourModel::rgb);
-  for (const char* s : {"", "0;1", "0,1,2: 0-0,0,0; 0: 1-63", "0,1,2: 0-5,0,0", "0,1,2: 0-0,0,1; 0,1: 1-63,0,0",
-                        "0: 1-63,0,0; 0,1,2: 0-0,0,0", "0,1,2: 0-0,0,2; 0: 0-0,2,0", "0,1,2: 0-0,0,0; 0,1,2: 0-0,0,0",
-                        "0,1,2: 0-0,1,0", "0,1,2: 0-0,0,14", "0,1,3: 0-0,0,0", "1,0,2: 0-0,0,0", "0,1,2: 0-0,0,0 0",
-                        "0,1,2: 0-0,0,999", "x"}) {
+  for (const char* s :
+       {"", "0;1", "0,1,2: 0-0,0,0; 0: 1-63", "0,1,2: 0-5,0,0", "0,1,2: 0-0,0,1; 0,1: 1-63,0,0",
+        "0: 1-63,0,0; 0,1,2: 0-0,0,0", "0,1,2: 0-0,0,2; 0: 0-0,2,0", "0,1,2: 0-0,0,0; 0,1,2: 0-0,0,0", "0,1,2: 0-0,1,0",
+        "0,1,2: 0-0,0,14", "0,1,3: 0-0,0,0", "1,0,2: 0-0,0,0", "0,1,2: 0-0,0,0 0", "0,1,2: 0-0,0,999", "x"}) {
     JpegEncodeOptions o;
     o.process = JpegProcess::progressive;
     EXPECT_THROW(
@@ -318,7 +320,9 @@ TEST(JpegInterop, ThreadsChangeNothing) {
   const Image image = peer::picture(150, 130, ColourModel::rgb);
   for (int kind = 0; kind < 12; ++kind) {
     JpegEncodeOptions o;
-    o.process = kind % 3 == 0 ? JpegProcess::baseline : kind % 3 == 1 ? JpegProcess::progressive : JpegProcess::lossless;
+    o.process = kind % 3 == 0   ? JpegProcess::baseline
+                : kind % 3 == 1 ? JpegProcess::progressive
+                                : JpegProcess::lossless;
     o.restartRows = kind / 3 % 2 * 2;
     o.optimiseTables = kind >= 6;
     o.sampling = kind < 6 ? Sampling::s420 : Sampling::s444;

@@ -16,11 +16,11 @@ namespace {
 // Slopes, noise and, with full, every value that a sample can have next to any other.
 Image picture(int width, int height, ColourModel model, int bits, bool full) {
   Image image(width, height, model, bits);
-  std::mt19937 r(static_cast<unsigned>(width + bits));
+  std::mt19937 r(unsigned(width + bits));
   for (int y = 0; y < height; ++y)
     for (int i = 0; i < width * image.channels(); ++i) {
-      const int slope = ((i * 3 + y * 5 + static_cast<int>(r() % 8)) << bits >> 9) & image.maxValue();
-      const int extreme = r() % 2 ? static_cast<int>(r()) & image.maxValue() : r() % 2 ? image.maxValue() : 0;
+      const int slope = ((i * 3 + y * 5 + int(r() % 8)) << bits >> 9) & image.maxValue();
+      const int extreme = r() % 2 ? int(r()) & image.maxValue() : r() % 2 ? image.maxValue() : 0;
       image.setSample(y, i, full ? extreme : slope);
     }
   return image;
@@ -85,7 +85,7 @@ TEST(JpegLossless, WhatThePeerWritesIsRead) {
         for (int c = 0; c < 3; ++c)
           for (int y = 0; y < (c ? (h + down - 1) / down : h); ++y)
             for (int x = 0; x < (c ? (w + across - 1) / across : w); ++x)
-              f->data[c][y * f->linesize[c] + x] = static_cast<uint8_t>(x * (c + 3) + y * 7 + (x * y % 5) * 40);
+              f->data[c][y * f->linesize[c] + x] = uint8_t(x * (c + 3) + y * 7 + (x * y % 5) * 40);
         const Bytes file = encoder.encode();
         JpegDecodeOptions o;
         o.smooth = o.convertColour = false;

@@ -1,6 +1,5 @@
 // An independent implementation of lossless JPEG, frame by frame.
-#ifndef ZELJ_TESTS_CODEC_LOSSLESS_PEER_H
-#define ZELJ_TESTS_CODEC_LOSSLESS_PEER_H
+#pragma once
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -45,7 +44,7 @@ class LosslessDecoder {
     require(avcodec_open2(context_.get(), context_->codec, nullptr));
   }
   Freed<AVFrame> decode(const std::vector<uint8_t>& file) {
-    require(av_new_packet(packet_.get(), static_cast<int>(file.size())));
+    require(av_new_packet(packet_.get(), int(file.size())));
     std::copy(file.begin(), file.end(), packet_->data);
     require(avcodec_send_packet(context_.get(), packet_.get()));
     av_packet_unref(packet_.get());
@@ -91,5 +90,3 @@ class LosslessEncoder {
 };
 
 }  // namespace peer
-
-#endif

@@ -1,6 +1,5 @@
 // An independent JPEG 2000 implementation beside ours.
-#ifndef ZELJ_TESTS_CODEC_OPJ_PEER_H
-#define ZELJ_TESTS_CODEC_OPJ_PEER_H
+#pragma once
 
 #include <openjpeg.h>
 
@@ -41,11 +40,11 @@ inline std::unique_ptr<opj_stream_t, void (*)(void*)> streamOn(Memory* memory, b
     return n;
   });
   opj_stream_set_skip_function(s, [](OPJ_OFF_T n, void* m) -> OPJ_OFF_T {
-    static_cast<Memory*>(m)->at += static_cast<size_t>(n);
+    static_cast<Memory*>(m)->at += size_t(n);
     return n;
   });
   opj_stream_set_seek_function(s, [](OPJ_OFF_T n, void* m) -> OPJ_BOOL {
-    static_cast<Memory*>(m)->at = static_cast<size_t>(n);
+    static_cast<Memory*>(m)->at = size_t(n);
     return OPJ_TRUE;
   });
   return {s, [](void* p) { opj_stream_destroy(static_cast<opj_stream_t*>(p)); }};
@@ -55,7 +54,8 @@ inline std::unique_ptr<opj_stream_t, void (*)(void*)> streamOn(Memory* memory, b
 using Codec = std::unique_ptr<opj_codec_t, void (*)(void*)>;
 inline Codec quiet(opj_codec_t* c) {
   for (const auto set : {opj_set_error_handler, opj_set_warning_handler, opj_set_info_handler})
-    set(c, [](const char*, void*) {}, nullptr);
+    set(
+        c, [](const char*, void*) {}, nullptr);
   return {c, [](void* p) { opj_destroy_codec(static_cast<opj_codec_t*>(p)); }};
 }
 
@@ -122,9 +122,9 @@ inline zelcodecs::Jpeg2000Components decode(const Bytes& file, int reduce = 0) {
   for (OPJ_UINT32 c = 0; c < raw->numcomps; ++c) {
     zelcodecs::Jpeg2000Components::Component k;
     const opj_image_comp_t& from = raw->comps[c];
-    k.width = static_cast<int>(from.w);
-    k.height = static_cast<int>(from.h);
-    k.precision = static_cast<int>(from.prec);
+    k.width = int(from.w);
+    k.height = int(from.h);
+    k.precision = int(from.prec);
     k.isSigned = from.sgnd;
     k.samples.assign(from.data, from.data + size_t{from.w} * from.h);
     out.components.push_back(std::move(k));
@@ -133,5 +133,3 @@ inline zelcodecs::Jpeg2000Components decode(const Bytes& file, int reduce = 0) {
 }
 
 }  // namespace peer
-
-#endif

@@ -1,6 +1,5 @@
 // An independent JPEG library beside ours: files that it writes, coefficients and pixels that it reads.
-#ifndef ZELJ_TESTS_CODEC_PEER_H
-#define ZELJ_TESTS_CODEC_PEER_H
+#pragma once
 
 #include <jpeglib.h>
 
@@ -49,33 +48,34 @@ inline Bytes write(const zelcodecs::Image& image, const WriteOptions& o) {
   unsigned char* out = nullptr;
   unsigned long size = 0;
   jpeg_mem_dest(&c, &out, &size);
-  c.image_width = static_cast<unsigned>(image.width());
-  c.image_height = static_cast<unsigned>(image.height());
+  c.image_width = unsigned(image.width());
+  c.image_height = unsigned(image.height());
   c.input_components = image.channels();
   c.in_color_space = image.channels() == 1 ? JCS_GRAYSCALE : image.channels() == 3 ? JCS_RGB : JCS_CMYK;
   jpeg_set_defaults(&c);
   jpeg_set_colorspace(&c, image.channels() == 1 ? JCS_GRAYSCALE : o.coding);
   jpeg_set_quality(&c, o.quality, TRUE);
   for (int i = 0; i < c.num_components; ++i) {
-    const bool given = static_cast<size_t>(i) < o.factors.size();
-    c.comp_info[i].h_samp_factor = given ? o.factors[static_cast<size_t>(i)].first : 1;
-    c.comp_info[i].v_samp_factor = given ? o.factors[static_cast<size_t>(i)].second : 1;
+    const bool given = size_t(i) < o.factors.size();
+    c.comp_info[i].h_samp_factor = given ? o.factors[size_t(i)].first : 1;
+    c.comp_info[i].v_samp_factor = given ? o.factors[size_t(i)].second : 1;
   }
   c.optimize_coding = o.optimise;
-  c.restart_interval = static_cast<unsigned>(o.restart);
+  c.restart_interval = unsigned(o.restart);
   c.dct_method = JDCT_ISLOW;
   std::vector<jpeg_scan_info> scans;
   for (const zelcodecs::JpegScan& from : o.script) {
-    jpeg_scan_info to = {static_cast<int>(from.components.size()), {}, from.ss, from.se, from.ah, from.al};
+    jpeg_scan_info to = {int(from.components.size()), {}, from.ss, from.se, from.ah, from.al};
     std::copy(from.components.begin(), from.components.end(), to.component_index);
     scans.push_back(to);
   }
-  for (int i = 0; i < c.num_components && o.script.empty() && !o.interleaved; ++i) scans.push_back({1, {i}, 0, 63, 0, 0});
+  for (int i = 0; i < c.num_components && o.script.empty() && !o.interleaved; ++i)
+    scans.push_back({1, {i}, 0, 63, 0, 0});
   c.scan_info = scans.empty() ? nullptr : scans.data();
-  c.num_scans = static_cast<int>(scans.size());
+  c.num_scans = int(scans.size());
   jpeg_start_compress(&c, TRUE);
   while (c.next_scanline < c.image_height) {
-    JSAMPROW row = const_cast<uint8_t*>(image.row(static_cast<int>(c.next_scanline)));
+    JSAMPROW row = const_cast<uint8_t*>(image.row(int(c.next_scanline)));
     jpeg_write_scanlines(&c, &row, 1);
   }
   jpeg_finish_compress(&c);
@@ -94,11 +94,11 @@ inline zelcodecs::JpegCoefficients coefficients(const Bytes& file) {
   jpeg_read_header(&d, TRUE);
   jvirt_barray_ptr* arrays = jpeg_read_coefficients(&d);
   zelcodecs::JpegCoefficients out;
-  out.width = static_cast<int>(d.image_width);
-  out.height = static_cast<int>(d.image_height);
-  out.components.resize(static_cast<size_t>(d.num_components));
+  out.width = int(d.image_width);
+  out.height = int(d.image_height);
+  out.components.resize(size_t(d.num_components));
   for (int i = 0; i < d.num_components; ++i) {
-    zelcodecs::JpegCoefficients::Component& c = out.components[static_cast<size_t>(i)];
+    zelcodecs::JpegCoefficients::Component& c = out.components[size_t(i)];
     c.id = d.comp_info[i].component_id;
     c.h = d.comp_info[i].h_samp_factor;
     c.v = d.comp_info[i].v_samp_factor;
@@ -106,11 +106,11 @@ inline zelcodecs::JpegCoefficients coefficients(const Bytes& file) {
   }
   out.allocate();
   for (int i = 0; i < d.num_components; ++i) {
-    zelcodecs::JpegCoefficients::Component& c = out.components[static_cast<size_t>(i)];
+    zelcodecs::JpegCoefficients::Component& c = out.components[size_t(i)];
     for (int y = 0; y < c.blocksHigh; ++y) {
       JBLOCKARRAY rows =
-          d.mem->access_virt_barray(reinterpret_cast<j_common_ptr>(&d), arrays[i], static_cast<unsigned>(y), 1, FALSE);
-      int16_t* to = &c.values[64 * static_cast<size_t>(y * c.storedWide)];
+          d.mem->access_virt_barray(reinterpret_cast<j_common_ptr>(&d), arrays[i], unsigned(y), 1, FALSE);
+      int16_t* to = &c.values[64 * size_t(y * c.storedWide)];
       for (int k = 0; k < 64 * c.blocksWide; ++k) to[k] = rows[0][k / 64][k % 64];
     }
   }
@@ -136,12 +136,12 @@ inline zelcodecs::Image read(const Bytes& file, bool smooth, bool raw = false) {
                       : d.num_components == 3 ? JCS_RGB
                                               : JCS_CMYK;
   jpeg_start_decompress(&d);
-  zelcodecs::Image image(static_cast<int>(d.output_width), static_cast<int>(d.output_height),
+  zelcodecs::Image image(int(d.output_width), int(d.output_height),
                          d.num_components == 1   ? zelcodecs::ColourModel::grey
                          : d.num_components == 3 ? zelcodecs::ColourModel::rgb
                                                  : zelcodecs::ColourModel::cmyk);
   while (d.output_scanline < d.output_height) {
-    JSAMPROW row = image.row(static_cast<int>(d.output_scanline));
+    JSAMPROW row = image.row(int(d.output_scanline));
     jpeg_read_scanlines(&d, &row, 1);
   }
   jpeg_finish_decompress(&d);
@@ -157,13 +157,10 @@ inline zelcodecs::Image picture(int width, int height, zelcodecs::ColourModel mo
   for (int y = 0; y < height; ++y)
     for (int i = 0; i < width * channels; ++i) {
       const int x = i / channels, c = i % channels;
-      const int v =
-          60 + 5 * c * x % 90 + 3 * y % 70 + ((x / 5 + y / 7) % 3 == c % 3 ? 40 : 0) + static_cast<int>(r() % 12);
-      image.row(y)[i] = static_cast<uint8_t>(v);
+      const int v = 60 + 5 * c * x % 90 + 3 * y % 70 + ((x / 5 + y / 7) % 3 == c % 3 ? 40 : 0) + int(r() % 12);
+      image.row(y)[i] = uint8_t(v);
     }
   return image;
 }
 
 }  // namespace peer
-
-#endif

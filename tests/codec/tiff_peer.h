@@ -1,6 +1,5 @@
 // An independent TIFF implementation beside ours.
-#ifndef ZELJ_TESTS_CODEC_TIFF_PEER_H
-#define ZELJ_TESTS_CODEC_TIFF_PEER_H
+#pragma once
 
 #include <gtest/gtest.h>
 #include <tiffio.h>
@@ -49,20 +48,20 @@ inline std::vector<uint8_t> encodeTiff(const std::vector<TiffPicture>& pages, co
         {TIFFTAG_PLANARCONFIG, p.planar},      {TIFFTAG_FILLORDER, p.fillOrder},
         {TIFFTAG_ROWSPERSTRIP, p.rowsPerStrip}};
     for (const auto& [tag, value] : fields) TIFFSetField(t.get(), tag, value);
-    if (!p.extra.empty()) TIFFSetField(t.get(), TIFFTAG_EXTRASAMPLES, static_cast<int>(p.extra.size()), p.extra.data());
+    if (!p.extra.empty()) TIFFSetField(t.get(), TIFFTAG_EXTRASAMPLES, int(p.extra.size()), p.extra.data());
     if (p.photometric == PHOTOMETRIC_PALETTE)
       TIFFSetField(t.get(), TIFFTAG_COLORMAP, p.palette[0].data(), p.palette[1].data(), p.palette[2].data());
     const uint32_t planes = p.planar == 2 ? p.samples : 1u, perPlane = p.samples / planes;
     for (uint32_t row = 0; row < planes * p.height; ++row) {
       const uint32_t y = row % p.height, plane = row / p.height;
-      std::vector<uint8_t> bytes(static_cast<size_t>(TIFFScanlineSize(t.get())));
+      std::vector<uint8_t> bytes(size_t(TIFFScanlineSize(t.get())));
       for (uint32_t i = 0; i < p.width * perPlane; ++i) {
         const uint16_t v = p.data[(y * p.width + i / perPlane) * p.samples + plane + i % perPlane];
         uint8_t* to = &bytes[i * p.bits / 8];
-        *to = static_cast<uint8_t>(p.bits == 16 ? v : *to | v << (8 - p.bits - i * p.bits % 8));
-        if (p.bits == 16) to[1] = static_cast<uint8_t>(v >> 8);
+        *to = uint8_t(p.bits == 16 ? v : *to | v << (8 - p.bits - i * p.bits % 8));
+        if (p.bits == 16) to[1] = uint8_t(v >> 8);
       }
-      TIFFWriteScanline(t.get(), bytes.data(), y, static_cast<uint16_t>(plane));
+      TIFFWriteScanline(t.get(), bytes.data(), y, uint16_t(plane));
     }
     TIFFWriteDirectory(t.get());
   }
@@ -75,7 +74,7 @@ inline std::vector<uint8_t> encodeTiff(const std::vector<TiffPicture>& pages, co
 inline TiffPicture decodeTiff(const std::vector<uint8_t>& bytes, int page) {
   const TiffFile file;
   std::ofstream(file.path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+      .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
   const auto t = file.open("r");
   TiffPicture p;
   TIFFSetDirectory(t.get(), static_cast<tdir_t>(page));
@@ -84,15 +83,13 @@ inline TiffPicture decodeTiff(const std::vector<uint8_t>& bytes, int page) {
   TIFFGetField(t.get(), TIFFTAG_PHOTOMETRIC, &p.photometric);
   uint16_t extras = 0, *extra = nullptr;
   if (TIFFGetField(t.get(), TIFFTAG_EXTRASAMPLES, &extras, &extra)) p.extra.assign(extra, extra + extras);
-  std::vector<uint8_t> row(static_cast<size_t>(TIFFScanlineSize(t.get())));
+  std::vector<uint8_t> row(size_t(TIFFScanlineSize(t.get())));
   for (uint32_t y = 0; y < p.height; ++y) {
     TIFFReadScanline(t.get(), row.data(), y);
     for (size_t i = 0; i < row.size(); i += p.bits / 8)
-      p.data.push_back(static_cast<uint16_t>(p.bits == 16 ? row[i] | row[i + 1] << 8 : row[i]));
+      p.data.push_back(uint16_t(p.bits == 16 ? row[i] | row[i + 1] << 8 : row[i]));
   }
   return p;
 }
 
 }  // namespace peer
-
-#endif

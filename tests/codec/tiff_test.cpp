@@ -18,19 +18,19 @@ using Bytes = std::vector<uint8_t>;
 
 // Runs and noise, in rows that are never all zero.
 std::vector<uint16_t> samples(size_t n, int bits) {
-  std::mt19937 r(static_cast<unsigned>(n));
+  std::mt19937 r{unsigned(n)};
   std::vector<uint16_t> v(n);
-  for (size_t i = 0; i < n; ++i) v[i] = static_cast<uint16_t>((i / 13 % 3 ? i / 11 * 4369 + 21 : r()) % (1u << bits));
+  for (size_t i = 0; i < n; ++i) v[i] = uint16_t((i / 13 % 3 ? i / 11 * 4369 + 21 : r()) % (1u << bits));
   return v;
 }
 
 // The samples, of so many bits, in a picture of others.
 Image picture(const std::vector<uint16_t>& v, int bits, int width, ColourModel model, int newBits) {
   const int perRow = width * channelsOf(model);
-  Image image(width, static_cast<int>(v.size()) / perRow, model, newBits);
+  Image image(width, int(v.size()) / perRow, model, newBits);
   for (size_t i = 0; i < v.size(); ++i) {
     const double scaled = 1.0 * v[i] * image.maxValue() / ((1 << bits) - 1);
-    image.setSample(static_cast<int>(i) / perRow, static_cast<int>(i) % perRow, static_cast<int>(std::lround(scaled)));
+    image.setSample(int(i) / perRow, int(i) % perRow, int(std::lround(scaled)));
   }
   return image;
 }
@@ -67,7 +67,7 @@ TEST(Tiff, WhatIsWrittenBothRead) {
     o.compression = run / 200 ? TiffCompression::packBits : TiffCompression::none;
     o.rowsPerStrip = run % 7 * 5;
     SCOPED_TRACE("run " + std::to_string(run));
-    const auto v = samples(static_cast<size_t>(w * h * channelsOf(model)), bits);
+    const auto v = samples(size_t(w * h * channelsOf(model)), bits);
     const Image image = picture(v, bits, w, model, bits), full = picture(v, bits, w, model, bits > 8 ? 16 : 8);
     const Image other = picture(samples(99, 8), 8, 11, ColourModel::grey, 8);
     const Bytes file = encodeTiffPages({&other, &image, &other}, o);
@@ -93,9 +93,9 @@ struct Kind {
 };
 
 peer::TiffPicture peerPicture(const Kind& k, int bits, uint32_t width, uint32_t rowsPerStrip) {
-  peer::TiffPicture p = {width, 23, rowsPerStrip, static_cast<uint16_t>(bits), 1, k.photometric};
+  peer::TiffPicture p = {width, 23, rowsPerStrip, uint16_t(bits), 1, k.photometric};
   p.extra = k.extra;
-  p.samples = static_cast<uint16_t>(static_cast<size_t>(k.colours) + k.extra.size());
+  p.samples = uint16_t(size_t(k.colours) + k.extra.size());
   p.data = samples(width * 23 * p.samples, bits);
   for (size_t c = 0; c < 3 && k.photometric == 3; ++c) p.palette[c] = samples((size_t{1} << bits) << 2 * c, 16);
   return p;
@@ -118,15 +118,15 @@ Image expected(const peer::TiffPicture& p, const Kind& k) {
       if (rgba && c == 3)
         v = alpha;
       else if (k.photometric == 3)
-        v = p.palette[c][static_cast<size_t>(v)] >> 8;
+        v = p.palette[c][size_t(v)] >> 8;
       else if (k.photometric == 0)
         v = top - v;
       else if (rgba && *opacity == 1)
-        v = alpha ? std::min(top, static_cast<int>(std::lround(1.0 * v * top / alpha))) : 0;
-      out.push_back(static_cast<uint16_t>(k.photometric == 3 ? v : v * scale));
+        v = alpha ? std::min(top, int(std::lround(1.0 * v * top / alpha))) : 0;
+      out.push_back(uint16_t(k.photometric == 3 ? v : v * scale));
     }
   }
-  return picture(out, bits, static_cast<int>(p.width), model, bits);
+  return picture(out, bits, int(p.width), model, bits);
 }
 
 TEST(Tiff, ReadsFilesOfThePeer) {
@@ -178,7 +178,7 @@ TEST(Tiff, CutShortAtEveryByte) {
     const Bytes file = encodeTiff(image, o);
     int most = 0;
     for (size_t n = 0; n < file.size() - 1; ++n) {  // the last byte may be one that fills up
-      const Bytes part(file.begin(), file.begin() + static_cast<long>(n));
+      const Bytes part(file.begin(), file.begin() + long(n));
       const Error e = refusal([&] { decoded(part); });
       ASSERT_TRUE(e.kind() != ErrorKind::argument && e.offset() <= file.size()) << n;
       std::vector<std::string> warnings;
@@ -207,7 +207,7 @@ TEST(Tiff, MemoryAndTimeStayWithinBounds) {
   Bytes file = encodeTiffPages({&image, &image});
   const size_t link = 10 + 12 * size_t{file[8]};  // to the second page
   Bytes circle = file;
-  std::copy_n(circle.begin() + 4, 4, circle.begin() + static_cast<long>(link));
+  std::copy_n(circle.begin() + 4, 4, circle.begin() + long(link));
   EXPECT_TRUE(same(decoded(circle), image));
   EXPECT_EQ(refusal([&] { readTiffInfo(circle.data(), circle.size()); }).offset(), link);
   // A height of more rows than PackBits can make of the file, and of more than a damaged file may lack.

@@ -23,7 +23,7 @@ int64_t clampTo(int64_t x) {
 // result lane i == scalar(a[i], b[i]) for random and extreme lanes.
 template <class V, class Op, class Scalar>
 void lanewise(const char* name, Op op, Scalar scalar) {
-  typedef typename V::Lane T;
+  using T = typename V::Lane;
   Random rng(1);
   for (int round = 0; round < 300; ++round) {
     const auto a = rng.vector<T>(V::N), b = rng.vector<T>(V::N);
@@ -40,7 +40,7 @@ void lanewise(const char* name, Op op, Scalar scalar) {
 
 template <class V>
 void arithmetic() {
-  typedef typename V::Lane T;
+  using T = typename V::Lane;
   EXPECT_LANES(V, a + b, a + b);
   EXPECT_LANES(V, a - b, a - b);
   EXPECT_LANES(V, a == b, a == b ? -1 : 0);
@@ -53,7 +53,7 @@ void arithmetic() {
 
 template <class V>
 void saturating() {
-  typedef typename V::Lane T;
+  using T = typename V::Lane;
   EXPECT_LANES(V, addSat(a, b), clampTo<T>(a + b));
   EXPECT_LANES(V, subSat(a, b), clampTo<T>(a - b));
 }

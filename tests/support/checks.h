@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstring>
 #include <tuple>
 
-#include "zelj.h"
+#include "support/api.h"
 
 namespace zeltest {
 
@@ -60,5 +62,39 @@ template <class... A, class Good, class... B>
 void expectChecks(ZelStatus (*f)(A...), const Good& good, const B&... bads) {
   expectChecks(f, good, std::tie(bads...), std::index_sequence_for<B...>{});
 }
+
+// Arguments of every type for good calls; the argument checks of a family are a test on this fixture. What the pointers
+// lead to holds sevens, and must hold them at the end: no failed check writes anything.
+class Checks : public testing::Test {
+ protected:
+  Checks() {
+    std::memset(bytes_, 7, sizeof bytes_);
+    planes.fill(bytes), sources.fill(bytes), blocks.fill(words), constBlocks.fill(words);
+    for (size_t i = 0; i < 4; ++i) {
+      planesWithout[i] = planes, sourcesWithout[i] = sources, blocksWithout[i] = blocks,
+      constBlocksWithout[i] = constBlocks;
+      planesWithout[i][i] = nullptr, sourcesWithout[i][i] = nullptr, blocksWithout[i][i] = nullptr;
+      constBlocksWithout[i][i] = nullptr;
+    }
+  }
+  ~Checks() override {
+    for (const uint8_t b : bytes_) EXPECT_EQ(7, b);
+  }
+
+  template <class T>
+  T as() const {
+    return reinterpret_cast<T>(const_cast<uint8_t*>(bytes_));
+  }
+  alignas(64) uint8_t bytes_[2048];
+  uint8_t* const bytes = bytes_;
+  int16_t* const words = as<int16_t*>();
+  uint16_t* const table = as<uint16_t*>();
+  std::array<uint8_t*, 4> planes, planesWithout[4];
+  std::array<const uint8_t*, 4> sources, sourcesWithout[4];
+  std::array<int16_t*, 4> blocks, blocksWithout[4];
+  std::array<const int16_t*, 4> constBlocks, constBlocksWithout[4];
+  const ZeliSize one = {1, 1};
+  const Api& z = zel();
+};
 
 }  // namespace zeltest

@@ -52,7 +52,7 @@ class Random {
       const T scale = kind == 0 ? T(1) : kind == 1 ? T(1e9) : T(4096);
       return (T(int64_t(next() >> 11)) / T(int64_t(1) << 52) - T(1)) * scale;
     } else {
-      typedef std::numeric_limits<T> Limits;
+      using Limits = std::numeric_limits<T>;
       if (kind == 0) return T(between(std::is_signed_v<T> ? -3 : 0, 3));
       if (kind == 1) {
         const T extremes[] = {Limits::min(), T(Limits::min() + 1), T(0), T(Limits::max() - 1), Limits::max()};
@@ -87,7 +87,7 @@ class Guarded {
   Guarded(const Guarded&) = delete;
   Guarded& operator=(const Guarded&) = delete;
 
-  T* data() { return reinterpret_cast<T*>(bytes()); }
+  T* data() const { return reinterpret_cast<T*>(bytes()); }
   T& operator[](size_t i) { return data()[i]; }
   size_t size() const { return n_; }
   std::vector<T> copy() const {

@@ -29,7 +29,7 @@ std::string ending(const std::string& path) {
   const size_t dot = path.find_last_of("./");
   if (dot == std::string::npos || path[dot] != '.') return "";
   std::string e = path.substr(dot + 1);
-  std::transform(e.begin(), e.end(), e.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  std::transform(e.begin(), e.end(), e.begin(), [](unsigned char c) { return char(std::tolower(c)); });
   return e;
 }
 

@@ -1,6 +1,5 @@
 // Files on disk, and which format a file has.
-#ifndef ZELCODEC_FILES_H
-#define ZELCODEC_FILES_H
+#pragma once
 
 #include <stdexcept>
 #include <string>
@@ -33,5 +32,3 @@ zelcodecs::Image readPicture(const std::vector<uint8_t>& bytes);
 std::vector<uint8_t> packPicture(const std::string& path, const zelcodecs::Image& image, int pngLevel = 6);
 
 }  // namespace zelcodec
-
-#endif

@@ -1,6 +1,5 @@
 // What a file says about itself, on standard output.
-#ifndef ZELCODEC_INFO_H
-#define ZELCODEC_INFO_H
+#pragma once
 
 #include <cstdint>
 #include <vector>
@@ -11,5 +10,3 @@ namespace zelcodec {
 void printInfo(const std::vector<uint8_t>& bytes, bool json);
 
 }  // namespace zelcodec
-
-#endif

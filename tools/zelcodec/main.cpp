@@ -35,12 +35,12 @@ class ProgressLine {
  public:
   ProgressLine(bool wanted, const std::string& what) : shown_(wanted || isatty(2)), what_(what) {}
   ~ProgressLine() {
-    if (drawn_) std::fprintf(stderr, "\r%*s\r", static_cast<int>(what_.size()) + 8, "");
+    if (drawn_) std::fprintf(stderr, "\r%*s\r", int(what_.size()) + 8, "");
   }
   Progress callback() {
     if (!shown_) return nullptr;
     return [this](double part) {
-      const int percent = static_cast<int>(part * 100);
+      const int percent = int(part * 100);
       if (percent == last_) return;
       last_ = percent;
       drawn_ = true;

@@ -1,6 +1,5 @@
 // Names of options on the command line and in what info prints.
-#ifndef ZELCODEC_NAMES_H
-#define ZELCODEC_NAMES_H
+#pragma once
 
 #include <map>
 #include <string>
@@ -29,5 +28,3 @@ inline const std::map<std::string, TextureFormat> kTextureFormats = {{"dxt1", Te
                                                                      {"ycocg", TextureFormat::ycocg}};
 
 }  // namespace zelcodec
-
-#endif
