@@ -61,6 +61,7 @@ constexpr uint32_t fourCc(const char (&s)[5]) {
 void readPalette(const uint8_t* p, size_t n, size_t offset, Boxes::Palette* to) {
   const auto damaged = [&] { throw Error(ErrorKind::damaged, "a palette that is cut short", offset); };
   if (n < 3) damaged();
+  if (to->columns != 0) throw Error(ErrorKind::damaged, "a second palette", offset);
   const int entries = word(p);
   to->columns = p[2];
   if (entries < 1 || entries > 1024 || to->columns < 1) throw Error(ErrorKind::damaged, "a palette of no use", offset);

@@ -171,7 +171,7 @@ void replay(const JpegCoefficients& store, const Frame& frame, const McuSink& si
   const int wide = all.mcusWide(frame), high = all.mcusHigh(frame);
 #pragma omp parallel for num_threads(threads) schedule(dynamic)
   for (int y = 0; y < high; ++y) {
-    const int16_t* blocks[kMaxBlocksPerMcu];
+    const int16_t* blocks[kMaxBlocksPerFrameMcu];
     for (int x = 0; x < wide; ++x) {
       int b = 0;
       for (const JpegCoefficients::Component& c : store.components) {

@@ -34,7 +34,9 @@ enum MarkerCode : int {
   kTEM = 0x01
 };
 
-constexpr int kMaxBlocksPerMcu = 10;  // T.81 B.2.3
+constexpr int kMaxBlocksPerMcu = 10;  // of an interleaved scan (T.81 B.2.3)
+// Of a frame whose scans are not interleaved: four components with factors up to 4 both ways (T.81 B.2.2).
+constexpr int kMaxBlocksPerFrameMcu = 4 * 4 * 4;
 constexpr int kMaxComponents = 4;
 
 constexpr int ceilDiv(int a, int b) { return (a + b - 1) / b; }

@@ -56,7 +56,7 @@ DirectSink::DirectSink(const Frame& frame, const QuantSteps& quant, McuToPixels 
 }
 
 void DirectSink::mcu(int x, int y, const int16_t* const* blocks) const {
-  alignas(32) Block samples[kMaxBlocksPerMcu];
+  alignas(32) Block samples[kMaxBlocksPerFrameMcu];
   for (int b = 0; b < planned_; ++b) zeliDCTQuantInv8x8_JPEG_16s_C1(blocks[b], samples[b], quant_[b]);
   const int16_t* sources[kMaxComponents];
   for (int i = 0; i < count_; ++i) sources[i] = samples[offsets_[i]];

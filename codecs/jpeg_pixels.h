@@ -42,7 +42,7 @@ class DirectSink : public McuSink {
  private:
   const McuToPixels pixels_;
   Image* const image_;
-  const uint16_t* quant_[kMaxBlocksPerMcu];
+  const uint16_t* quant_[kMaxBlocksPerFrameMcu];
   int planned_ = 0;
   int offsets_[kMaxComponents];  // of each component's first block in the MCU
   const int count_;

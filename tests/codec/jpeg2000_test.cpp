@@ -307,6 +307,34 @@ TEST(Jpeg2000, DamageIsToldOrPassedOver) {
   EXPECT_GT(told, 30);
 }
 
+// A file has one palette at most. A second one with more columns than the first would be read with the first one's
+// entries.
+TEST(Jpeg2000, ASecondPaletteIsRefused) {
+  const auto box = [](const std::string& type, const Bytes& content) {
+    Bytes bytes = {0, 0, uint8_t((content.size() + 8) >> 8), uint8_t(content.size() + 8)};
+    for (const char c : type) bytes.push_back(uint8_t(c));
+    for (const uint8_t b : content) bytes.push_back(b);
+    return bytes;
+  };
+  const auto joined = [](std::initializer_list<Bytes> parts) {
+    Bytes all;
+    for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
+    return all;
+  };
+  Jpeg2000EncodeOptions plain;
+  plain.jp2 = false;
+  const Bytes codestream = encodeJpeg2000(picture(20, 20, ColourModel::grey, 8), plain);
+  const Bytes one = box("pclr", {0, 2, 1, 7, 10, 200});
+  const Bytes three = box("pclr", {0, 2, 3, 7, 7, 7, 1, 2, 3, 4, 5, 6});
+  const Bytes mapping = box("cmap", {0, 0, 1, 0, 0, 0, 1, 1, 0, 0, 1, 2});
+  const auto file = [&](const Bytes& palettes) {
+    return joined({box("jP  ", {13, 10, 0x87, 10}), box("ftyp", {'j', 'p', '2', ' ', 0, 0, 0, 0, 'j', 'p', '2', ' '}),
+                   box("jp2h", joined({palettes, mapping})), box("jp2c", codestream)});
+  };
+  EXPECT_EQ(ColourModel::rgb, decoded(file(three)).model());
+  EXPECT_THROW(decoded(file(joined({one, three}))), Error);
+}
+
 TEST(Jpeg2000, ThreadsChangeNothing) {
   const Image image = picture(200, 150, ColourModel::rgb, 8);
   for (const bool lossless : {true, false}) {

@@ -162,6 +162,31 @@ TEST(JpegInterop, WeReadEverySamplingThatThePeerWrites) {
       }
 }
 
+// An MCU of an interleaved scan has at most 10 blocks. A frame whose scans have one component each may have factors that
+// would make up to 64.
+TEST(JpegInterop, FactorsThatNoInterleavedScanCouldHave) {
+  for (const Factors& f : {Factors{{2, 2}, {2, 2}, {2, 2}}, Factors{{4, 2}, {4, 2}, {1, 1}},
+                           Factors{{4, 4}, {4, 4}, {4, 4}}, Factors{{4, 4}, {4, 4}, {4, 4}, {4, 4}}})
+    for (const bool progressive : {false, true}) {
+      const int components = int(f.size());
+      peer::WriteOptions o;
+      o.factors = f;
+      o.coding = components == 4 ? JCS_CMYK : JCS_YCbCr;
+      for (int i = 0; i < components; ++i) {
+        if (!progressive) {
+          o.script.push_back({{i}, 0, 63, 0, 0});
+          continue;
+        }
+        o.script.push_back({{i}, 0, 0, 0, 0});
+        o.script.push_back({{i}, 1, 63, 0, 0});
+      }
+      const ColourModel model = components == 4 ? ColourModel::cmyk : ColourModel::rgb;
+      expectSameReading(peer::write(peer::picture(75, 50, model), o),
+                        std::to_string(f[0].first) + "x" + std::to_string(f[0].second) + " of " +
+                            std::to_string(components) + (progressive ? ", progressive" : ""));
+    }
+}
+
 TEST(JpegInterop, WeReadEveryColourCoding) {
   for (const J_COLOR_SPACE coding : {JCS_RGB, JCS_YCbCr, JCS_CMYK, JCS_YCCK})
     for (const Factors& f :
