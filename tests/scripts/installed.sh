@@ -1,20 +1,28 @@
 #!/usr/bin/env bash
-# installed.sh BUILD_DIR SOURCE_DIR: installs into a scratch directory and builds the README's example against the
-# result, by pkg-config and by CMake; both programs must run.
+# installed.sh BUILD_DIR SOURCE_DIR: installs into a scratch directory, moves what was installed, and builds the README's
+# example against it there, by pkg-config and by CMake. Both programs must run without any help of the environment.
 set -euo pipefail
 build=$1 source=$2
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
+unset LD_LIBRARY_PATH
 
-cmake --install "$build" --prefix "$scratch/prefix" >/dev/null
+cmake --install "$build" --prefix "$scratch/first" >/dev/null
+mkdir "$scratch/some where"
+mv "$scratch/first" "$scratch/some where/else"
+prefix="$scratch/some where/else"
 awk '/^```c$/ {on = 1; next} /^```$/ {on = 0} on' "$source/README.md" >"$scratch/example.c"
 [ -s "$scratch/example.c" ] || { echo "no example in README.md"; exit 1; }
 
-libdir=$(dirname "$(find "$scratch/prefix" -name libzeljy8.so.6.1)")
-export PKG_CONFIG_PATH=$libdir/pkgconfig LD_LIBRARY_PATH=$libdir
-flags=$(pkg-config --define-variable=prefix="$scratch/prefix" --cflags --libs zelj)
-# shellcheck disable=SC2086
-cc -std=c99 -Wall -Wextra -Wpedantic -Werror "$scratch/example.c" $flags -o "$scratch/by-pkg-config"
+libdir=$(dirname "$(find "$prefix" -name libzeljy8.so.6.1)")
+for library in libzeljy8.so.6.1 libzelcore.so; do
+  readelf -d "$libdir/$library" | grep -q 'RUNPATH.*\[$ORIGIN\]' || { echo "$library does not look beside itself"; exit 1; }
+done
+[ -z "$(ldd "$libdir/libzeljy8.so.6.1" | grep 'not found')" ] || { echo "the library lacks what it needs"; exit 1; }
+
+export PKG_CONFIG_PATH=$libdir/pkgconfig
+eval "flags=($(pkg-config --cflags --libs zelj))"
+cc -std=c99 -Wall -Wextra -Wpedantic -Werror "$scratch/example.c" "${flags[@]}" -Wl,-rpath,"$libdir" -o "$scratch/by-pkg-config"
 "$scratch/by-pkg-config"
 LD_BIND_NOW=1 "$scratch/by-pkg-config" >/dev/null
 
@@ -25,6 +33,6 @@ find_package(zelj REQUIRED)
 add_executable(example example.c)
 target_link_libraries(example PRIVATE zelj::zelj)
 CMAKE
-cmake -S "$scratch" -B "$scratch/build" -G Ninja -DCMAKE_PREFIX_PATH="$scratch/prefix" >/dev/null
+cmake -S "$scratch" -B "$scratch/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
 cmake --build "$scratch/build" >/dev/null
 "$scratch/build/example"
