@@ -1,6 +1,9 @@
 # What the project's targets share.
 
-set(ZELJ_WARNINGS -Wall -Wextra -Wconversion)
+set(ZELJ_WARNINGS -Wall -Wextra -Wconversion $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>)
+if(ZELJ_WERROR)
+  list(APPEND ZELJ_WARNINGS -Werror)
+endif()
 if(ZELJ_SANITIZE)
   set(ZELJ_SANITIZE_FLAGS -fsanitize=${ZELJ_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
 endif()

@@ -11,6 +11,11 @@
 
 #define ZEL_INLINE [[gnu::always_inline]] inline
 
+// The compiler's vectors and the intrinsics' registers are turned into one another by C casts, which C++ has no other
+// word for.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wold-style-cast"
+
 namespace ZEL_VARIANT {
 namespace {
 
@@ -503,3 +508,5 @@ ZEL_INLINE Vec<int32_t, 32> truncToInt(Vec<float, 32> a) { return {(i32x8::Raw)_
 
 }  // namespace
 }  // namespace ZEL_VARIANT
+
+#pragma GCC diagnostic pop

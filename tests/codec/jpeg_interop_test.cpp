@@ -162,8 +162,8 @@ TEST(JpegInterop, WeReadEverySamplingThatThePeerWrites) {
       }
 }
 
-// An MCU of an interleaved scan has at most 10 blocks. A frame whose scans have one component each may have factors that
-// would make up to 64.
+// An MCU of an interleaved scan has at most 10 blocks. A frame whose scans have one component each may have factors
+// that would make up to 64.
 TEST(JpegInterop, FactorsThatNoInterleavedScanCouldHave) {
   for (const Factors& f : {Factors{{2, 2}, {2, 2}, {2, 2}}, Factors{{4, 2}, {4, 2}, {1, 1}},
                            Factors{{4, 4}, {4, 4}, {4, 4}}, Factors{{4, 4}, {4, 4}, {4, 4}, {4, 4}}})

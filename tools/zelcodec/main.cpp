@@ -256,14 +256,7 @@ void addCommon(CLI::App* c, Options& o) {
   c->add_option("--repeat", o.repeat, "Do the work so often and print the shortest time")->check(CLI::Range(1, 1000));
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  Options o;
-  CLI::App app("Encodes, decodes and compares JPEG, JPEG 2000, DDS and TIFF pictures.", "zelcodec");
-  app.require_subcommand(1);
-  app.footer(kFooter);
-
+CLI::App* addEncode(CLI::App& app, Options& o) {
   CLI::App* e = app.add_subcommand("encode", "Picture to JPEG, JPEG 2000, DDS or TIFF");
   e->add_option("input", o.in, "File of any kind that is read, or - for standard input")->required();
   e->add_option(
@@ -331,7 +324,10 @@ int main(int argc, char** argv) {
   e->add_flag("--grey", o.grey, "Encode the luminance alone");
   addCommon(e, o);
   e->footer("Example:\n  zelcodec encode photo.png photo.jpg --quality 90 --sampling 422 --progressive");
+  return e;
+}
 
+CLI::App* addDecode(CLI::App& app, Options& o) {
   CLI::App* d = app.add_subcommand("decode", "File to picture (PNG, PGM, PPM, PAM)");
   d->add_option("input", o.in, "File, or - for standard input")->required();
   d->add_option("output", o.out, "Picture; its ending gives the format. - for Netpbm on standard output")->required();
@@ -351,12 +347,18 @@ int main(int argc, char** argv) {
   d->add_option("--png-level", o.pngLevel, "Compression of PNG files")->check(CLI::Range(0, 9))->capture_default_str();
   addCommon(d, o);
   d->footer("Example:\n  zelcodec decode photo.jpg thumbnail.png --scale 1/8");
+  return d;
+}
 
+CLI::App* addInfo(CLI::App& app, Options& o) {
   CLI::App* i = app.add_subcommand("info", "What a file says about itself");
   i->add_option("input", o.in, "File of any kind that is read")->required();
   i->add_flag("--json", o.json, "Print JSON");
   i->footer("Example:\n  zelcodec info photo.jpg --json");
+  return i;
+}
 
+CLI::App* addCompare(CLI::App& app, Options& o) {
   CLI::App* c = app.add_subcommand("compare", "PSNR and SSIM of two pictures, in files of any kind");
   c->add_option("first", o.in, "The original")->required();
   c->add_option("second", o.second, "The other picture")->required();
@@ -372,7 +374,19 @@ int main(int argc, char** argv) {
   c->add_flag("--exact", o.exact, "Exit with 4 unless all samples are equal");
   c->add_flag("--json", o.json, "Print JSON");
   c->footer("Example:\n  zelcodec compare original.png photo.jpg --diff difference.png --gain 16 --min-psnr 35");
+  return c;
+}
 
+// Carries out the command that was given; what goes wrong becomes a message and an exit code.
+int run(int argc, char** argv) {
+  Options o;
+  CLI::App app("Encodes, decodes and compares JPEG, JPEG 2000, DDS and TIFF pictures.", "zelcodec");
+  app.require_subcommand(1);
+  app.footer(kFooter);
+  const CLI::App* const e = addEncode(app, o);
+  const CLI::App* const d = addDecode(app, o);
+  const CLI::App* const i = addInfo(app, o);
+  addCompare(app, o);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -388,6 +402,17 @@ int main(int argc, char** argv) {
     return error.kind() == ErrorKind::argument ? kUsage : kInput;
   } catch (const std::bad_alloc&) {
     std::fprintf(stderr, "zelcodec: out of memory\n");
+    return kInput;
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "zelcodec: %s\n", error.what());
     return kInput;
   }
 }
