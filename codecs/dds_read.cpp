@@ -131,7 +131,7 @@ constexpr float kFull5 = 255.0f / 248, kFull6 = 255.0f / 252;
 void fromYCoCg(uint8_t* p, int n) {
   for (; n > 0; --n, p += 4) {
     const float scale = 1.0f / float((p[2] >> 3) + 1), y = p[3];
-    const float co = (p[0] * kFull5 - 128) * scale, cg = (p[1] * kFull6 - 128) * scale;
+    const float co = (float(p[0]) * kFull5 - 128) * scale, cg = (float(p[1]) * kFull6 - 128) * scale;
     p[0] = clamped(y + co - cg);
     p[1] = clamped(y + cg);
     p[2] = clamped(y - co - cg);

@@ -403,7 +403,8 @@ Image decodeJpeg2000(const uint8_t* data, size_t size, const Jpeg2000DecodeOptio
       for (int x = 0; x < width; ++x) {
         int v = s[across == 1 ? x : std::min(from.width - 1, x / across)];
         if (k.column >= 0)
-          v = boxes.palette.entries[size_t(std::clamp(v, 0, entries - 1) * boxes.palette.columns + k.column)];
+          v = boxes.palette
+                  .entries[size_t(std::clamp(v, 0, entries - 1)) * size_t(boxes.palette.columns) + size_t(k.column)];
         v += k.offset;
         v = up >= 0 ? v << up | (up && k.precision >= up ? v >> (k.precision - up) : 0) : v >> -up;
         to[x * count + c] = static_cast<std::decay_t<decltype(*to)>>(std::clamp(v, 0, image.maxValue()));

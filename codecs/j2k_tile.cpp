@@ -41,7 +41,8 @@ TagTree::TagTree(int width, int height) {
     if (width == 1 && height == 1) break;
     const int above = first + width * height, across = (width + 1) / 2;
     for (int y = 0; y < height; ++y)
-      for (int x = 0; x < width; ++x) nodes_[size_t(first + y * width + x)].parent = above + y / 2 * across + x / 2;
+      for (int x = 0; x < width; ++x)
+        nodes_[size_t(first) + size_t(y) * size_t(width) + size_t(x)].parent = above + y / 2 * across + x / 2;
     first = above;
     width = across;
     height = (height + 1) / 2;

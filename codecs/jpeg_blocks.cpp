@@ -28,7 +28,7 @@ const uint8_t* mcuPixels(const Image& image, int left, int top, int wide, int hi
   for (int y = 0; y < high; ++y) {
     const uint8_t* from = image.row(std::min(top + y, image.height() - 1)) + left * channels;
     uint8_t* to = edge + y * wide * channels;
-    std::memcpy(to, from, size_t(inside * channels));
+    std::memcpy(to, from, size_t(inside) * size_t(channels));
     for (int x = inside; x < wide; ++x) std::memcpy(to + x * channels, to + (inside - 1) * channels, size_t(channels));
   }
   *step = wide * channels;

@@ -62,7 +62,7 @@ class LosslessScan : public ScanDecoder {
       t.h = scan.interleaved() ? c.h : 1;
       t.v = scan.interleaved() ? c.v : 1;
       t.width = mcusWide_ * t.h;
-      t.diff.resize(size_t(t.width * t.v));
+      t.diff.resize(size_t(t.width) * size_t(t.v));
       t.above.resize(size_t(t.width));
       t.row.resize(size_t(t.width));
       subsampled_ |= t.h * t.v > 1;
@@ -93,7 +93,7 @@ class LosslessScan : public ScanDecoder {
     for (int i = 0; i < count_; ++i) {
       Target& t = targets_[i];
       for (int r = 0; r < t.v; ++r) {
-        const int16_t* diff = &t.diff[size_t(r * t.width)];
+        const int16_t* diff = &t.diff[size_t(r) * size_t(t.width)];
         if (fresh_ && r == 0)
           zeliReconstructPredFirstRow_JPEG_16s_C1(diff, t.row.data(), t.width, precision_, shift_);
         else
@@ -125,7 +125,7 @@ class LosslessScan : public ScanDecoder {
       for (int i = 0; i < count_; ++i) {
         Target& t = targets_[i];
         for (int k = 0; k < t.h * t.v; ++k) {
-          int16_t* const to = &t.diff[size_t(k / t.h * t.width + x * t.h + k % t.h)];
+          int16_t* const to = &t.diff[size_t(k / t.h) * size_t(t.width) + size_t(x) * size_t(t.h) + size_t(k % t.h)];
           const ZelStatus status = zeliDecodeHuffmanOne_JPEG_1u16s_C1(source_.data, source_.length, &source_.position,
                                                                       to, &source_.marker, table_[i], &source_.state);
           if (status != zelStsNoErr) return status;

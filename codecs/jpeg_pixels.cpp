@@ -72,7 +72,7 @@ void DirectSink::mcu(int x, int y, const int16_t* const* blocks) const {
   const int step = pixels_.width * channels;
   pixels_.convert(sources, edge, step);
   for (int r = 0; r < high; ++r)
-    std::memcpy(to + image_->rowBytes() * size_t(r), edge + r * step, size_t(wide * channels));
+    std::memcpy(to + image_->rowBytes() * size_t(r), edge + r * step, size_t(wide) * size_t(channels));
 }
 
 void GreySink::mcu(int x, int y, const int16_t* const* blocks) const {
@@ -148,7 +148,7 @@ PlaneSink::PlaneSink(const Frame& frame, const QuantSteps& quant, const Planes& 
     t.samples = p.samples.get();
     t.rowBytes = p.rowBytes();
     t.blockRows = size_t(p.blockSize);
-    t.blockBytes = size_t(p.blockSize * p.bytesPerSample);
+    t.blockBytes = size_t(p.blockSize) * size_t(p.bytesPerSample);
     t.h = count_ > 1 ? c.h : 1;
     t.v = count_ > 1 ? c.v : 1;
     t.transform = p.bytesPerSample == 1 ? transformTo(p.blockSize) : nullptr;

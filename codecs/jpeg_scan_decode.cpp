@@ -107,7 +107,7 @@ bool ScanDecoder::interval(int first, int count, Failure* failure) {
 
 // The first byte of each interval, where the markers between them are all there, in order and no more.
 bool ScanDecoder::findIntervals(std::vector<int>* starts, int* end) const {
-  const size_t count = size_t((units_ - 1) / interval_ + 1);
+  const size_t count = size_t((units_ - 1) / interval_) + 1;
   const uint8_t* const data = source_.data;
   starts->assign(1, 0);
   for (int at = 0; at + 1 < source_.length;) {

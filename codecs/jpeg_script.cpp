@@ -1,6 +1,7 @@
 #include "jpeg_script.h"
 
 #include <algorithm>
+#include <numeric>
 #include <array>
 #include <cctype>
 
@@ -75,8 +76,8 @@ std::vector<JpegScan> parseScanScript(const std::string& text) {
 }
 
 std::vector<JpegScan> defaultScanScript(int components, bool ycc) {
-  std::vector<int> all;
-  for (int c = 0; c < components; ++c) all.push_back(c);
+  std::vector<int> all(size_t(components), 0);
+  std::iota(all.begin(), all.end(), 0);
   std::vector<JpegScan> scans = {{all, 0, 0, 0, 1}};
   const auto add = [&](const std::vector<int>& order, int ss, int se, int ah, int al) {
     for (int c : order) scans.push_back({{c}, ss, se, ah, al});

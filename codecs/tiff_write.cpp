@@ -110,6 +110,7 @@ class Writer {
     const std::vector<Bytes> strips = codeStrips(image, perStrip, ofPage);
     fields(image, perStrip, number, count);
     std::vector<uint32_t> lengths;
+    lengths.reserve(strips.size());
     for (const Bytes& strip : strips) lengths.push_back(uint32_t(strip.size()));
     field(kStripByteCounts, kLong, lengths);
     // Offsets are known only where all else is; they take the place of these.

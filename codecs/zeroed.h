@@ -18,7 +18,7 @@ struct ZeroedAllocator {
   using value_type = T;
   ZeroedAllocator() = default;
   template <class U>
-  ZeroedAllocator(const ZeroedAllocator<U>&) {}
+  ZeroedAllocator(const ZeroedAllocator<U>&) {}  // NOLINT(google-explicit-constructor): allocators convert
 
   T* allocate(size_t n) {
     const size_t bytes = n * sizeof(T);
