@@ -5,6 +5,8 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include "zelfeatures.h"
+
 namespace {
 
 constexpr size_t kAlignment = 64;  // a cache line, and the widest vector register
@@ -28,8 +30,7 @@ uint64_t ownGetFeature(uint64_t mask) {
   __builtin_cpu_init();
   uint64_t features = 0;
   if (__builtin_cpu_supports("sse4.1")) features |= zelFeatureSse41;
-  if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2"))
-    features |= zelFeatureAvx2;
+  if (zelProcessorRunsAvx2Variant()) features |= zelFeatureAvx2;
   return features & mask;
 }
 

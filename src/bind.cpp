@@ -3,6 +3,7 @@
 // Each public name is an indirect function: the dynamic linker calls its resolver and stores the address that it gives,
 // so that a call costs what any call into a shared library costs. Resolvers run before the program's runtimes exist:
 // this file is compiled without sanitizer, coverage or profiling flags, whatever the rest of the build has.
+#include "zelfeatures.h"
 #include "zelj.h"
 
 namespace sse41 {
@@ -17,21 +18,11 @@ namespace avx2 {
 #undef ZEL_EXPORT
 }  // namespace avx2
 
-namespace {
-
-// Every feature that the avx2 variant's compiler flags enable.
-[[gnu::always_inline]] inline bool hasAvx2Variant() {
-  __builtin_cpu_init();
-  return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2");
-}
-
-}  // namespace
-
 // Resolvers have external names, hidden: clang does not find one that is static.
 extern "C" {
 #define ZEL_EXPORT(name)                                                            \
   __attribute__((visibility("hidden"))) decltype(&::name) zelResolve_##name(void) { \
-    return hasAvx2Variant() ? &avx2::name : &sse41::name;                           \
+    return zelProcessorRunsAvx2Variant() ? &avx2::name : &sse41::name;              \
   }                                                                                 \
   ZEL_API decltype(::name) name __attribute__((ifunc("zelResolve_" #name)));
 #include "exports.inc"

@@ -48,8 +48,7 @@ Rgb<uint8_t> toRgbByTables(int y, int cb, int cr) {
           clampToByte(y + t.cb_b_tbl[cb])};
 }
 
-// ---- Where the pixels go: a vector part and a single pixel each
-// -------------------------------------------------------
+// ---- Where the pixels go: a vector part and a single pixel each -----------------------------------------------------
 
 struct ToPlanes {
   using Form = PlanarForm;
@@ -150,8 +149,7 @@ ZEL_INLINE void decodeRowFrom(const uint8_t* const* src, int srcStep, int r, int
   decodeRow(rowAt(src[0], srcStep, r), rowAt(src[1], srcStep, r), rowAt(src[2], srcStep, r), makeTarget(r), width);
 }
 
-// ---- Interleaved 4:2:2
-// ------------------------------------------------------------------------------------------------
+// ---- Interleaved 4:2:2 ----------------------------------------------------------------------------------------------
 
 constexpr int kPixels422 = 8;  // a vector part of whole eights
 

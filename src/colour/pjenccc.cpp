@@ -93,16 +93,14 @@ Ycc<uint8_t> matrix14(int r, int g, int b) {
           clampToByte((8192 * r - 6860 * g - 1332 * b + 2105344) >> 14)};
 }
 
-// ---- Sources: a vector part and a single pixel each
-// -------------------------------------------------------------------
+// ---- Sources: a vector part and a single pixel each -----------------------------------------------------------------
 
 template <class S>
 ZEL_INLINE Rgb<typename S::V> widened(u8x16 r, u8x16 g, u8x16 b) {
   using V = typename S::V;
 #ifdef __AVX2__
   if constexpr (sizeof(V) == 32) {
-    const auto wide = [](u8x16 x) { return V{(typename V::Raw)_mm256_cvtepu8_epi16((__m128i)x.v)}; };
-    return {wide(r), wide(g), wide(b)};
+    return {widened(r), widened(g), widened(b)};
   }
 #endif
   if constexpr (sizeof(V) == 16) {
@@ -193,8 +191,7 @@ struct FromPacked {
   }
 };
 
-// ---- Rows
-// ---------------------------------------------------------------------------------------------------------------
+// ---- Rows -----------------------------------------------------------------------------------------------------------
 
 struct YccRow {
   uint8_t *y, *cb, *cr;

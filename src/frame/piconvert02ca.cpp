@@ -19,8 +19,7 @@ void widenRowPastCache(const uint8_t* src, uint16_t* dst, int64_t n) {
   if (uintptr_t(dst) % sizeof(uint16_t) != 0) return widenRow(src, dst, n);
   int64_t i = 0;
   for (; i < n && uintptr_t(dst + i) % 16 != 0; ++i) storeOne(dst + i, uint16_t(src[i]));
-  for (; i + u16x8::N <= n; i += u16x8::N)
-    _mm_stream_si128(reinterpret_cast<__m128i*>(dst + i), (__m128i)loadWiden<u16x8>(src + i).v);
+  for (; i + u16x8::N <= n; i += u16x8::N) storePastCache(dst + i, loadWiden<u16x8>(src + i));
   for (; i < n; ++i) storeOne(dst + i, uint16_t(src[i]));
 }
 
@@ -49,7 +48,7 @@ ZelStatus zeliConvert_8u16u_C1R(const uint8_t* pSrc, int srcStep, uint16_t* pDst
     else
       widenRow(src, dst, width);
   }
-  if (pastCache) _mm_sfence();
+  if (pastCache) fenceStores();
   return zelStsNoErr;
 }
 

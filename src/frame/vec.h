@@ -471,12 +471,27 @@ ZEL_INLINE void storeHigh8(P* p, Vec<T, 16> a) {
   __builtin_memcpy(p, &high, sizeof high);
 }
 
+// Lanes moved up by kBytes within 16 bytes, zeros below.
+template <int kBytes, class T>
+ZEL_INLINE Vec<T, 16> movedUp(Vec<T, 16> a) {
+  return {(typename Vec<T, 16>::Raw)_mm_slli_si128((__m128i)a.v, kBytes)};
+}
+
+// Stored past the cache, to an address on a vector boundary; fenceStores() after the last of such stores.
+template <class P, class T>
+ZEL_INLINE void storePastCache(P* p, Vec<T, 16> a) {
+  _mm_stream_si128(reinterpret_cast<__m128i*>(p), (__m128i)a.v);
+}
+ZEL_INLINE void fenceStores() { _mm_sfence(); }
+
 // V::N samples widened: 8u to 16 bits, 16s to 32 bits.
+#ifdef __AVX2__
+ZEL_INLINE Vec<int16_t, 32> widened(u8x16 a) { return {(Vec<int16_t, 32>::Raw)_mm256_cvtepu8_epi16((__m128i)a.v)}; }
+#endif
 template <class V>
 ZEL_INLINE V loadWiden(const uint8_t* p) {
 #ifdef __AVX2__
-  if constexpr (sizeof(V) == 32)
-    return {(typename V::Raw)_mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i_u*>(p)))};
+  if constexpr (sizeof(V) == 32) return as<V>(widened(load<u8x16>(p)));
 #endif
   if constexpr (sizeof(V) == 16) return {(typename V::Raw)_mm_cvtepu8_epi16((__m128i)loadLow8(p).v)};
 }

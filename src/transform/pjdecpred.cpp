@@ -20,12 +20,6 @@ ZEL_INLINE i16x8 term(i16x8 difference, const int16_t* previous) {
   if constexpr (kPredictor == 5) return difference + halfDifference(Rb, Rc);
 }
 
-// Lanes moved up by kBytes, zeros below.
-template <int kBytes>
-ZEL_INLINE i16x8 movedUp(i16x8 a) {
-  return {(i16x8::Raw)_mm_slli_si128((__m128i)a.v, kBytes)};
-}
-
 // Lane i: the sum of lanes 0 to i.
 ZEL_INLINE i16x8 runningSum(i16x8 a) {
   a = a + movedUp<2>(a);

@@ -1,3 +1,4 @@
+#include "zelfeatures.h"
 #include "support/api.h"
 
 namespace sse41 {
@@ -24,10 +25,8 @@ const std::vector<Variant>& variants() {
 #include "exports.inc"
   };
 #undef ZEL_EXPORT
-  static const std::vector<Variant> all = {
-      {"sse41", __builtin_cpu_supports("sse4.1") != 0, sse41Api},
-      {"avx2", __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2"),
-       avx2Api}};
+  static const std::vector<Variant> all = {{"sse41", __builtin_cpu_supports("sse4.1") != 0, sse41Api},
+                                           {"avx2", zelProcessorRunsAvx2Variant(), avx2Api}};
   return all;
 }
 
