@@ -25,7 +25,7 @@
  *   shift
  *
  * Contents
- *   1  Status values, types, records, version
+ *   1  Status values, types, version
  *   2  JPEG entropy coding: Huffman tables, bit-stream states, baseline blocks, progressive scans,
  *      lossless rows, statistics
  *   3  JPEG transform and quantisation: tables, quantisation, DCT, level shift, lossless prediction
@@ -50,56 +50,68 @@
 extern "C" {
 #endif
 
-/* ==== 1  Status values, types, records, version =================================================================== */
+/* ==== 1  Status values, types, version ============================================================================ */
 
-/** @defgroup zelj_frame Status values, types, records, version
+/** @defgroup zelj_frame Status values, types, version
+ *
+ * What all families share: the status of a call, sizes and rectangles, and the version query.
+ *
+ * How a codec uses it:
+ * @code
+ *   if (zeljGetLibVersion()->major != 6) return 1;
+ *   ZelStatus status = zeliSub128_JPEG_8u16s_C1R(samples, samplesStep, words, wordsStep, size);
+ *   if (status < zelStsNoErr) return status;
+ * @endcode
  * @{ */
 
+/** The result of a call: 0 for success, negative values for errors, positive ones for warnings. */
 typedef enum ZelStatus {
-  zelStsDivByZeroWrn = 6,          /* warning: a divisor was zero; the output is complete, with a substitute there */
-  zelStsNoErr = 0,                 /* success */
-  zelStsErr = -2,                  /* a decoded run would place a coefficient outside the 8x8 block */
-  zelStsBadArgErr = -5,            /* an argument value outside its allowed set */
-  zelStsSizeErr = -6,              /* a width, height or length below 1, or above a stated limit */
-  zelStsOutOfRangeErr = -7,        /* a magnitude category that the coding mode cannot carry */
-  zelStsNullPtrErr = -8,           /* a required pointer is null; a JPEG Huffman record could not be allocated */
-  zelStsMemAllocErr = -9,          /* a JPEG 2000 record could not be allocated */
-  zelStsStepErr = -14,             /* a row step below 1 */
-  zelStsContextMatchErr = -17,     /* a state record does not carry the identity tag of its functions */
-  zelStsJPEGOutOfBufErr = -62,     /* JPEG bit stream: the source is exhausted, or the destination is full */
-  zelStsJPEGCodeRangeErr = -63,    /* JPEG: no code matches, a marker ended the data, or a category is too large */
-  zelStsJPEGHuffTableErr = -64,    /* JPEG: an invalid table description, or a symbol without a code */
-  zelStsJPEG2KDamagedCBErr = -112, /* JPEG 2000: a code block's data did not end as expected */
-  zelStsJPEG2KBadPassNumberErr = -113, /* JPEG 2000: a coding-pass index that the encoder state does not hold */
-  zelStsTIFFOutOfBufErr = -124,        /* PackBits: past the end of the source or of the destination row */
-  zelStsJPEG2KNotAttachedErr = -180    /* JPEG 2000: the progressive decoder state is not ready for a step */
+  zelStsDivByZeroWrn = 6,              /**< warning: a divisor was zero; the output is complete, with a substitute */
+  zelStsNoErr = 0,                     /**< success */
+  zelStsErr = -2,                      /**< a decoded run would place a coefficient outside the 8x8 block */
+  zelStsBadArgErr = -5,                /**< an argument value outside its allowed set */
+  zelStsSizeErr = -6,                  /**< a width, height or length below 1, or above a stated limit */
+  zelStsOutOfRangeErr = -7,            /**< a magnitude category that the coding mode cannot carry */
+  zelStsNullPtrErr = -8,               /**< a required pointer is null; a JPEG Huffman record could not be allocated */
+  zelStsMemAllocErr = -9,              /**< a JPEG 2000 record could not be allocated */
+  zelStsStepErr = -14,                 /**< a row step below 1 */
+  zelStsContextMatchErr = -17,         /**< a state record does not carry the identity tag of its functions */
+  zelStsJPEGOutOfBufErr = -62,         /**< JPEG bit stream: the source is exhausted, or the destination is full */
+  zelStsJPEGCodeRangeErr = -63,        /**< JPEG: no code matches, a marker ended the data, a category is too large */
+  zelStsJPEGHuffTableErr = -64,        /**< JPEG: an invalid table description, or a symbol without a code */
+  zelStsJPEG2KDamagedCBErr = -112,     /**< JPEG 2000: a code block's data did not end as expected */
+  zelStsJPEG2KBadPassNumberErr = -113, /**< JPEG 2000: a coding-pass index that the encoder state does not hold */
+  zelStsTIFFOutOfBufErr = -124,        /**< PackBits: past the end of the source or of the destination row */
+  zelStsJPEG2KNotAttachedErr = -180    /**< JPEG 2000: the progressive decoder state is not ready for a step */
 } ZelStatus;
 
+/** The size of a region in elements, passed by value. */
 typedef struct ZeliSize {
-  int width; /* in elements */
-  int height;
+  int width;  /**< elements in a row */
+  int height; /**< rows */
 } ZeliSize;
 
+/** A rectangle on a reference grid. */
 typedef struct ZeliRect {
-  int x;
-  int y;
-  int width;
-  int height;
+  int x;      /**< column of the top left sample */
+  int y;      /**< row of the top left sample */
+  int width;  /**< samples in a row */
+  int height; /**< rows */
 } ZeliRect;
 
+/** What zeljGetLibVersion() answers. */
 typedef struct ZelLibraryVersion {
-  int major;
-  int minor;
-  int majorBuild;
-  int build;
-  char targetCpu[4];
-  const char* name;
-  const char* version;
-  const char* buildDate;
+  int major;             /**< 6 */
+  int minor;             /**< 1 */
+  int majorBuild;        /**< 137 */
+  int build;             /**< 823 */
+  char targetCpu[4];     /**< "y8" */
+  const char* name;      /**< "libzeljy8.so.6.1", with "+" at its end where the AVX2 build of the kernels runs */
+  const char* version;   /**< "6.1 build 137.56" */
+  const char* buildDate; /**< "Mar 17 2010" */
 } ZelLibraryVersion;
 
-/* The version record: constant and static, to be neither changed nor freed. Its name ends in "+" where the processor
- * runs the AVX2 build of the kernels. Never null. */
+/** The version record: constant and static, to be neither changed nor freed. Never null. */
 ZEL_API const ZelLibraryVersion* zeljGetLibVersion(void);
 
 /** @} */

@@ -95,8 +95,10 @@ TEST(Dds, LevelsAndBlocksOfAllSizes) {
             }
           }
           Bytes blocks(size_t((level.width() + 3) / 4 * ((level.height() + 3) / 4)) * blockBytes);
-          ASSERT_TRUE(info.levels[l].width == level.width() && info.levels[l].height == level.height() &&
-                      info.levels[l].offset == at && info.levels[l].bytes == blocks.size());
+          ASSERT_EQ(info.levels[l].width, level.width());
+          ASSERT_EQ(info.levels[l].height, level.height());
+          ASSERT_EQ(info.levels[l].offset, at);
+          ASSERT_EQ(info.levels[l].bytes, blocks.size());
           const ZeliSize size = {level.width(), level.height()};
           const uint32_t step = uint32_t(level.rowBytes());
           (blockBytes == 8 ? zeliTextureEncodeBlockFromRGBA_DXT1_8u_C4C1R
@@ -110,7 +112,8 @@ TEST(Dds, LevelsAndBlocksOfAllSizes) {
           ASSERT_TRUE(same(back, decode(file, int(l))));
         }
         ASSERT_EQ(at, file.size());
-        ASSERT_TRUE(level.width() == 1 && level.height() == 1);
+        ASSERT_EQ(level.width(), 1);
+        ASSERT_EQ(level.height(), 1);
       }
 }
 
@@ -136,7 +139,8 @@ TEST(Dds, BlocksBesideThePeer) {
         const bool opacity = i % 4 == 3;
         const int least = opacity && kind == 2 ? -1 : 0;
         const int most = !opacity ? (i % 4 == 1 ? 4 : 8) : kind == 1 ? 15 : 0;
-        ASSERT_TRUE(b - a >= least && b - a <= most) << "format " << kind << " sample " << i << ": " << a << ", " << b;
+        ASSERT_GE(b - a, least) << "format " << kind << " sample " << i << ": " << a << ", " << b;
+        ASSERT_LE(b - a, most) << "format " << kind << " sample " << i << ": " << a << ", " << b;
         ASSERT_TRUE(!opacity || kind != 1 || b == a / 16 * 17) << i;
       }
     }
@@ -169,7 +173,8 @@ TEST(Dds, KindsOfHeaders) {
       for (size_t c = 0; c < 3; ++c) {
         const int a = multiplied.data()[i + 3];
         const int v = a ? std::min(255, int(std::lround(multiplied.data()[i + c] * 255.0 / a))) : 0;
-        ASSERT_TRUE(divided.data()[i + c] == v && divided.data()[i + 3] == a) << i;
+        ASSERT_EQ(divided.data()[i + c], v) << i;
+        ASSERT_EQ(divided.data()[i + 3], a) << i;
       }
   }
   const auto refused = [](Bytes file, size_t at, uint32_t v) {

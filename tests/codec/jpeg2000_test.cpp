@@ -97,7 +97,8 @@ TEST(Jpeg2000, SizesDepthsTilesAndOrders) {
         const std::string what = "run " + std::to_string(run) + ", " + std::to_string(w) + "x" + std::to_string(h);
         const Image back = decoded(file);
         if (model != ColourModel::cmyk || o.jp2) {
-          ASSERT_TRUE(back.model() == model && back.bitDepth() == bits) << what;
+          ASSERT_EQ(back.model(), model) << what;
+          ASSERT_EQ(back.bitDepth(), bits) << what;
           ASSERT_EQ(difference(image, back).differing, 0u) << what;
         }
         ASSERT_EQ(largestReading(file), 0) << what;
@@ -241,7 +242,8 @@ TEST(Jpeg2000, RatesAndQualitiesAreKept) {
     o.layers = 3;
     const Bytes file = encodeJpeg2000(image, o);
     const double bits = 8 * double(file.size()) / pixels;
-    EXPECT_TRUE(bits <= rate && bits > 0.97 * rate) << bits;
+    EXPECT_LE(bits, rate) << bits;
+    EXPECT_GT(bits, 0.97 * rate) << bits;
     const double psnr = difference(image, decoded(file)).psnr;
     EXPECT_GT(psnr, before + 2);
     before = psnr;
@@ -249,7 +251,8 @@ TEST(Jpeg2000, RatesAndQualitiesAreKept) {
     Jpeg2000DecodeOptions d;
     d.maxLayers = 2;
     const double fewer = difference(image, decodeJpeg2000(file.data(), file.size(), d)).psnr;
-    EXPECT_TRUE(fewer < psnr && fewer > psnr - 12) << fewer;
+    EXPECT_LT(fewer, psnr) << fewer;
+    EXPECT_GT(fewer, psnr - 12) << fewer;
     // Our rate control beside the peer's at the same size.
     const Bytes all = encodeJpeg2000(image);
     const Bytes theirs = peer::encode(decodeJpeg2000Components(all.data(), all.size()), [&](opj_cparameters_t* p) {

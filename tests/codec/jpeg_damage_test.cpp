@@ -50,7 +50,8 @@ TEST(JpegDamage, EveryTruncationIsAnErrorAndKeepGoingRescuesIt) {
       const Bytes part(file.begin(), file.begin() + long(n));
       const Error e = errorOf(part);
       ASSERT_NE(e.kind(), ErrorKind::argument) << n << " bytes decode";
-      ASSERT_TRUE(e.offset() <= n && std::string(e.what()).find(" at byte ") != std::string::npos) << e.what();
+      ASSERT_LE(e.offset(), n) << e.what();
+      ASSERT_NE(std::string(e.what()).find(" at byte "), std::string::npos) << e.what();
       if (n < scan) {
         EXPECT_THROW(decode(part, true), Error) << n;
         continue;
@@ -97,20 +98,24 @@ TEST(JpegDamage, DecodingTakesUpAtRestartMarkers) {
   EXPECT_EQ(errorOf(cut).kind(), ErrorKind::damaged);
   std::vector<int> lost = damagedMcus(cut);
   ASSERT_FALSE(lost.empty());
-  EXPECT_TRUE(lost.front() >= 12 && lost.back() <= 15);
+  EXPECT_GE(lost.front(), 12);
+  EXPECT_LE(lost.back(), 15);
 
   // Two whole intervals and the markers before them are missing: 3 and 4, MCUs 12 to 19.
   cut = file;
   cut.erase(cut.begin() + long(third), cut.begin() + long(find(file, 0xD4)));
   lost = damagedMcus(cut);
   ASSERT_EQ(lost.size(), 8u);
-  EXPECT_TRUE(lost.front() == 12 && lost.back() == 19);
+  EXPECT_EQ(lost.front(), 12);
+  EXPECT_EQ(lost.back(), 19);
 
   // A damaged marker: its interval cannot be told from the one before, the next marker shows that it is lost.
   cut = file;
   cut[third + 1] = 0x5A;
   lost = damagedMcus(cut);
-  EXPECT_TRUE(!lost.empty() && lost.front() >= 8 && lost.back() <= 15);
+  EXPECT_FALSE(lost.empty());
+  EXPECT_GE(lost.front(), 8);
+  EXPECT_LE(lost.back(), 15);
 }
 
 TEST(JpegDamage, HeadersThatCannotBe) {
@@ -177,7 +182,9 @@ TEST(JpegDamage, HarmlessOddities) {
   const Image same = decode(odd);
   EXPECT_TRUE(std::equal(whole.data(), whole.data() + whole.sizeBytes(), same.data()));
   const JpegInfo info = readJpegInfo(odd.data(), odd.size());
-  EXPECT_TRUE(info.complete && info.trailingBytes == 6 && info.restartInterval == 2);
+  EXPECT_TRUE(info.complete);
+  EXPECT_EQ(info.trailingBytes, 6);
+  EXPECT_EQ(info.restartInterval, 2);
 }
 
 }  // namespace

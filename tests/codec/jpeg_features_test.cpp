@@ -32,7 +32,8 @@ TEST(JpegFeatures, ReducedSizesAreMeans) {
     const Image full = decode(file);
     for (const int d : {2, 4, 8}) {
       const Image small = decode(file, d);
-      ASSERT_TRUE(small.width() == (w + d - 1) / d && small.height() == (h + d - 1) / d);
+      ASSERT_EQ(small.width(), (w + d - 1) / d);
+      ASSERT_EQ(small.height(), (h + d - 1) / d);
       for (int y = 0; y < h / d; ++y)
         for (int x = 0; x < w / d; ++x) {
           int sum = 0;
@@ -94,7 +95,8 @@ TEST(JpegFeatures, TwelveBits) {
   EXPECT_EQ(readJpegInfo(file.data(), file.size()).process, "extended sequential");
   for (const int d : {1, 2, 8}) {
     const Image image = decode(file, d);
-    ASSERT_TRUE(image.bitDepth() == 12 && image.width() == (w + d - 1) / d);
+    ASSERT_EQ(image.bitDepth(), 12);
+    ASSERT_EQ(image.width(), (w + d - 1) / d);
     for (int y = 0; y < h / d; ++y)
       for (int x = 0; x < w / d; ++x) {
         const double luma = 300 + 60 * (x * d + (d - 1) / 2.0) + 20 * (y * d + (d - 1) / 2.0), cb = 2100 - 2048,

@@ -21,7 +21,10 @@ void expectSameCoefficients(const JpegCoefficients& a, const JpegCoefficients& b
   ASSERT_EQ(std::make_pair(a.width, a.height), std::make_pair(b.width, b.height)) << what;
   for (size_t i = 0; i < a.components.size(); ++i) {
     const auto &p = a.components[i], &q = b.components[i];
-    ASSERT_TRUE(p.id == q.id && p.h == q.h && p.v == q.v && p.storedWide == q.storedWide) << what;
+    ASSERT_EQ(p.id, q.id) << what;
+    ASSERT_EQ(p.h, q.h) << what;
+    ASSERT_EQ(p.v, q.v) << what;
+    ASSERT_EQ(p.storedWide, q.storedWide) << what;
     ASSERT_TRUE(std::equal(p.quant, p.quant + 64, q.quant)) << what << ", table of component " << i;
     for (int y = 0; y < p.blocksHigh; ++y) {  // stored blocks outside the picture are the encoder's own affair
       const size_t row = 64 * size_t(y * p.storedWide);
@@ -42,8 +45,9 @@ void expectSamePixels(const Bytes& file, bool smooth, const std::string& what) {
   options.smooth = smooth;
   const Image ours = decodeJpeg(file.data(), file.size(), options);
   const Image theirs = peer::read(file, smooth), raw = peer::read(file, smooth, true);
-  ASSERT_TRUE(ours.width() == theirs.width() && ours.height() == theirs.height() && ours.model() == theirs.model())
-      << what;
+  ASSERT_EQ(ours.width(), theirs.width()) << what;
+  ASSERT_EQ(ours.height(), theirs.height()) << what;
+  ASSERT_EQ(ours.model(), theirs.model()) << what;
   const JpegInfo info = readJpegInfo(file.data(), file.size());
   const int bound = info.colour == "YCbCr" || info.colour == "YCCK" ? 3 : 1, channels = ours.channels();
   size_t clamped = 0;
@@ -369,8 +373,8 @@ TEST(JpegInterop, ThreadsChangeNothing) {
     for (const int threads : {2, 3, 5}) {
       o.threads = d.threads = threads;
       ASSERT_EQ(encodeJpeg(image, o), file) << "kind " << kind << ", " << threads << " threads";
-      ASSERT_TRUE(picture(file) == whole) << "kind " << kind << ", " << threads << " threads";
-      ASSERT_TRUE(picture(damaged) == broken) << "kind " << kind << ", " << threads << " threads";
+      ASSERT_EQ(picture(file), whole) << "kind " << kind << ", " << threads << " threads";
+      ASSERT_EQ(picture(damaged), broken) << "kind " << kind << ", " << threads << " threads";
     }
   }
 }

@@ -59,7 +59,8 @@ TEST(JpegLossless, EverySampleComesBackHereAndInThePeer) {
             const Image expected = shifted(image, o.pointTransform), back = decodeJpeg(file.data(), file.size());
             const std::string what = std::to_string(bits) + " bits, predictor " + std::to_string(predictor) +
                                      ", variation " + std::to_string(variation);
-            ASSERT_TRUE(back.model() == model && back.bitDepth() == bits) << what;
+            ASSERT_EQ(back.model(), model) << what;
+            ASSERT_EQ(back.bitDepth(), bits) << what;
             ASSERT_EQ(difference(expected, back).differing, 0u) << what;
             // The peer knows one and three components and scales samples of other depths. It reads 16 bits behind a
             // difference of -32768, which has none (T.81 H.1.2.2).
@@ -90,7 +91,9 @@ TEST(JpegLossless, WhatThePeerWritesIsRead) {
         JpegDecodeOptions o;
         o.smooth = o.convertColour = false;
         const Image image = decodeJpeg(file.data(), file.size(), o);
-        ASSERT_TRUE(image.width() == w && image.height() == h && image.channels() == 3);
+        ASSERT_EQ(image.width(), w);
+        ASSERT_EQ(image.height(), h);
+        ASSERT_EQ(image.channels(), 3);
         for (int y = 0; y < h; ++y)
           for (int x = 0; x < w; ++x)
             for (int c = 0; c < 3; ++c)

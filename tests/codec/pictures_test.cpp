@@ -22,8 +22,10 @@ Image ramp(int width, int height, ColourModel model, int bits) {
 }
 
 void expectEqual(const Image& a, const Image& b) {
-  ASSERT_TRUE(a.width() == b.width() && a.height() == b.height() && a.model() == b.model() &&
-              a.bitDepth() == b.bitDepth());
+  ASSERT_EQ(a.width(), b.width());
+  ASSERT_EQ(a.height(), b.height());
+  ASSERT_EQ(a.model(), b.model());
+  ASSERT_EQ(a.bitDepth(), b.bitDepth());
   EXPECT_EQ(difference(a, b).differing, 0u);
 }
 
@@ -61,7 +63,11 @@ TEST(Pictures, PlainNetpbmAndOddMaxima) {
   const auto read = [](const std::string& s) { return readPnm(reinterpret_cast<const uint8_t*>(s.data()), s.size()); };
   const Image image = read("P2 # comment\n 3 1\n100\n0 50\t100");
   ASSERT_EQ(image.bitDepth(), 7);  // 100 is scaled to 127
-  EXPECT_TRUE(image.row(0)[0] == 0 && image.row(0)[1] == 64 && image.row(0)[2] == 127);
+  {
+    EXPECT_EQ(image.row(0)[0], 0);
+    EXPECT_EQ(image.row(0)[1], 64);
+    EXPECT_EQ(image.row(0)[2], 127);
+  }
   EXPECT_EQ(read("P3 1 1 65535 1 2 65535").row16(0)[2], 65535);
   for (const char* bad :
        {"P2 3 1 100 0 50 101", "P2 3 1 100 0 50", "P2 0 1 9 1", "P2 1 1 0 0", "P4 1 1 1", "P5 99999 99999 255 a",
@@ -79,7 +85,9 @@ TEST(Pictures, Metrics) {
   const Difference d = difference(a, b);
   EXPECT_NEAR(d.channelPsnr[0], 10 * std::log10(255.0 * 255 / 4), 1e-9);
   EXPECT_NEAR(d.psnr, 10 * std::log10(255.0 * 255 * 3 / 4), 1e-9);
-  EXPECT_TRUE(std::isinf(d.channelPsnr[1]) && d.largest == 2 && d.differing == 1200u);
+  EXPECT_TRUE(std::isinf(d.channelPsnr[1]));
+  EXPECT_EQ(d.largest, 2);
+  EXPECT_EQ(d.differing, 1200u);
   EXPECT_THROW(difference(a, crop(a, 0, 0, 39, 30)), Error);
 
   // Flat pictures of levels p and q: every window has the means p and q and no variance.

@@ -159,7 +159,8 @@ TEST(Tiff, ReadsFilesOfThePeer) {
 TEST(Tiff, NamesTheFieldThatItDoesNotSupport) {
   peer::TiffPicture p = peerPicture({1, 1, {}, {}}, 8, 20, 23);
   const Bytes big = peer::encodeTiff({p}, "wl8");
-  EXPECT_TRUE(isTiff(big.data(), big.size()) && refusal([&] { decoded(big); }).kind() == ErrorKind::unsupported);
+  EXPECT_TRUE(isTiff(big.data(), big.size()));
+  EXPECT_EQ(refusal([&] { decoded(big); }).kind(), ErrorKind::unsupported);
   p.compression = 5;
   const Bytes lzw = peer::encodeTiff({p}, "wl");
   const Error e = refusal([&] { decoded(lzw); });
@@ -180,7 +181,8 @@ TEST(Tiff, CutShortAtEveryByte) {
     for (size_t n = 0; n < file.size() - 1; ++n) {  // the last byte may be one that fills up
       const Bytes part(file.begin(), file.begin() + long(n));
       const Error e = refusal([&] { decoded(part); });
-      ASSERT_TRUE(e.kind() != ErrorKind::argument && e.offset() <= file.size()) << n;
+      ASSERT_NE(e.kind(), ErrorKind::argument) << n;
+      ASSERT_LE(e.offset(), file.size()) << n;
       std::vector<std::string> warnings;
       TiffDecodeOptions going;
       going.keepGoing = true;
@@ -193,7 +195,8 @@ TEST(Tiff, CutShortAtEveryByte) {
           ASSERT_TRUE(equal || std::count(there.row(y), there.row(y + 1), 0) == 120) << n << ' ' << y;
           rows += equal;
         }
-        ASSERT_TRUE(rows >= most && !warnings.empty()) << n;
+        ASSERT_GE(rows, most) << n;
+        ASSERT_TRUE(!warnings.empty()) << n;
         most = rows;
       };
       ASSERT_TRUE(refusal(read).kind() == ErrorKind::argument || most == 0) << n;

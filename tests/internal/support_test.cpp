@@ -34,19 +34,31 @@ TEST(Support, CopyAndFill) {
   const std::vector<uint8_t> src = rng.vector<uint8_t>(100);
   Guarded<uint8_t> dst(100, 3);
   EXPECT_EQ(zelStsNoErr, zelsCopy_8u(src.data(), dst.data(), 99));
-  EXPECT_TRUE(std::equal(src.begin(), src.begin() + 99, dst.data()) && dst[99] == dst.kPattern && dst.intact());
+  EXPECT_TRUE(std::equal(src.begin(), src.begin() + 99, dst.data()));
+  EXPECT_EQ(dst[99], dst.kPattern);
+  EXPECT_TRUE(dst.intact());
   EXPECT_EQ(zelStsNoErr, zelsSet_8u(0x5C, dst.data(), 50));
-  EXPECT_TRUE(dst[49] == 0x5C && dst[50] == src[50]);
+  EXPECT_EQ(dst[49], 0x5C);
+  EXPECT_EQ(dst[50], src[50]);
   EXPECT_EQ(zelStsNoErr, zelsZero_8u(dst.data(), 2));
-  EXPECT_TRUE(dst[0] == 0 && dst[1] == 0 && dst[2] == 0x5C);
+  EXPECT_EQ(dst[0], 0);
+  EXPECT_EQ(dst[1], 0);
+  EXPECT_EQ(dst[2], 0x5C);
   int16_t words[3] = {1, 1, 1};
   EXPECT_EQ(zelStsNoErr, zelsZero_16s(words, 2));
-  EXPECT_TRUE(words[0] == 0 && words[1] == 0 && words[2] == 1);
+  EXPECT_EQ(words[0], 0);
+  EXPECT_EQ(words[1], 0);
+  EXPECT_EQ(words[2], 1);
   const ZelStatus null = zelStsNullPtrErr, size = zelStsSizeErr;
-  EXPECT_TRUE(zelsCopy_8u(nullptr, dst.data(), 0) == null && zelsCopy_8u(src.data(), nullptr, 0) == null);
-  EXPECT_TRUE(zelsSet_8u(0, nullptr, 0) == null && zelsZero_8u(nullptr, 0) == null && zelsZero_16s(nullptr, 0) == null);
-  EXPECT_TRUE(zelsCopy_8u(src.data(), dst.data(), 0) == size && zelsSet_8u(0, dst.data(), -1) == size);
-  EXPECT_TRUE(zelsZero_8u(dst.data(), 0) == size && zelsZero_16s(words, 0) == size);
+  EXPECT_EQ(zelsCopy_8u(nullptr, dst.data(), 0), null);
+  EXPECT_EQ(zelsCopy_8u(src.data(), nullptr, 0), null);
+  EXPECT_EQ(zelsSet_8u(0, nullptr, 0), null);
+  EXPECT_EQ(zelsZero_8u(nullptr, 0), null);
+  EXPECT_EQ(zelsZero_16s(nullptr, 0), null);
+  EXPECT_EQ(zelsCopy_8u(src.data(), dst.data(), 0), size);
+  EXPECT_EQ(zelsSet_8u(0, dst.data(), -1), size);
+  EXPECT_EQ(zelsZero_8u(dst.data(), 0), size);
+  EXPECT_EQ(zelsZero_16s(words, 0), size);
 }
 
 TEST(Support, ReverseDivision) {
@@ -119,7 +131,8 @@ TEST(Support, RegionsCopyMaskAndWiden) {
     const uint32_t last = at(src, width - 1, height - 1);
     ASSERT_EQ(zelStsNoErr, zeliAndC_32s_C1IR(0x0F0F0F0F, words, step, size));
     ASSERT_EQ(last & 0x0F0F0F0F, at(src, width - 1, height - 1));
-    ASSERT_TRUE(src.intact() && dst.intact());
+    ASSERT_TRUE(src.intact());
+    ASSERT_TRUE(dst.intact());
   }
   int32_t a = 1;
   float f = 1;
@@ -151,7 +164,8 @@ TEST(Support, WideningUnderEveryCacheSize) {
         for (int y = 0; y < s.height; ++y)
           for (int x = 0; x < s.width; ++x) {
             const size_t at = size_t(y * dstStep + 2 * x);
-            ASSERT_TRUE(dst[at] == src[size_t(y * srcStep + x)] && dst[at + 1] == 0) << x << "," << y;
+            ASSERT_EQ(dst[at], src[size_t(y * srcStep + x)]) << x << "," << y;
+            ASSERT_EQ(dst[at + 1], 0) << x << "," << y;
           }
         ASSERT_TRUE(dst.intact());
       }
@@ -177,9 +191,11 @@ TEST(Support, ZigzagAndCategoryTables) {
     EXPECT_EQ(m ? int(std::log2(m)) : 0, own_pj_eobsize.at[m]);
   }
   for (int s = 0; s < 16; ++s) {
-    EXPECT_TRUE(own_pj_lowest_coef.at[s] == 1 - (1 << s) && own_pj_extend_offset.at[s] == 1 - (1 << s));
+    EXPECT_EQ(own_pj_lowest_coef.at[s], 1 - (1 << s));
+    EXPECT_EQ(own_pj_extend_offset.at[s], 1 - (1 << s));
     const int half = s ? 1 << (s - 1) : 0;
-    EXPECT_TRUE(own_pj_extend_test.at[s] == half && own_pj_twoexpnminusone.at[s] == half);
+    EXPECT_EQ(own_pj_extend_test.at[s], half);
+    EXPECT_EQ(own_pj_twoexpnminusone.at[s], half);
   }
 }
 
