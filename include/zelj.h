@@ -969,23 +969,41 @@ ZEL_API ZelStatus zeliDecodeCBProgrStep_JPEG2K(const uint8_t* pSrc, int srcLen, 
 /* ==== 6  HD Photo: the core transform ============================================================================= */
 
 /** @defgroup zelj_photo HD Photo: the core transform
+ *
+ * The photo core transform (ITU-T T.832) of every 4x4 block of a region, in place: each block by itself, without overlap
+ * filter and without the second stage on the DC coefficients, which are the codec's. Coefficients keep their raster
+ * positions; the DC of a block is its top-left one. Arithmetic wraps at 32 bits, and Inv undoes Fwd exactly, whatever the
+ * values. The step is in bytes and unsigned.
+ *
+ * How a codec calls it, for a macroblock of 4:2:0 with its two chroma planes; the 16 luma DC coefficients, 4 rows and
+ * columns apart, are then gathered and go through the second stage:
+ * @code
+ *   zeliPCTFwd16x16_HDP_32s_C1IR(luma, lumaStep);
+ *   zeliPCTFwd8x8_HDP_32s_C1IR(u, chromaStep);
+ *   zeliPCTFwd8x8_HDP_32s_C1IR(v, chromaStep);
+ *   for (i = 0; i < 16; ++i) dc[i] = luma[4 * (i / 4) * lumaStep / 4 + 4 * (i % 4)];
+ *   zeliPCTFwd_HDP_32s_C1IR(dc, 16, fourByFour);
+ * @endcode
  * @{ */
 
-/* The photo core transform (ITU-T T.832) of every 4x4 block of a region, in place: each block by itself, without
- * overlap filter and without the second stage of the DC coefficients. Coefficients keep their raster positions, the DC
- * of a block is its top-left one. Arithmetic wraps at 32 bits; Inv undoes Fwd exactly, whatever the values. The step is
- * in bytes and unsigned. Any width and height that are multiples of 4, or a macroblock's planes: 16x16, 8 wide by 16
- * high, 8x8.
- * Checks: pSrcDst, roiSize; a step below the row's bytes (zelStsStepErr); a side that is no multiple of 4
- * (zelStsSizeErr). Of fixed sizes: pSrcDst, step. */
+/** Forward and inverse, of a plane whose width and height are multiples of 4.
+ * Checks: pSrcDst; roiSize below 1 (zelStsSizeErr); a step below the row's bytes (zelStsStepErr); a side that is no
+ * multiple of 4 (zelStsSizeErr). */
 ZEL_API ZelStatus zeliPCTFwd_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step, ZeliSize roiSize);
+/** @copydoc zeliPCTFwd_HDP_32s_C1IR */
+ZEL_API ZelStatus zeliPCTInv_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step, ZeliSize roiSize);
+
+/** @name A macroblock's planes
+ * @{ */
+/** 16x16 luma, or chroma of 4:4:4; 8 wide by 16 high, chroma of 4:2:2; 8x8, chroma of 4:2:0.
+ * Checks: pSrcDst; a step below the row's bytes (zelStsStepErr). */
 ZEL_API ZelStatus zeliPCTFwd16x16_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step);
 ZEL_API ZelStatus zeliPCTFwd8x16_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step);
 ZEL_API ZelStatus zeliPCTFwd8x8_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step);
-ZEL_API ZelStatus zeliPCTInv_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step, ZeliSize roiSize);
 ZEL_API ZelStatus zeliPCTInv16x16_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step);
 ZEL_API ZelStatus zeliPCTInv8x16_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step);
 ZEL_API ZelStatus zeliPCTInv8x8_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step);
+/** @} */
 
 /** @} */
 
@@ -995,64 +1013,118 @@ ZEL_API ZelStatus zeliPCTInv8x8_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step);
  *
  * Images of any size as blocks of 4x4 pixels, which lie one after another: block rows from the top, blocks from the
  * left, (width + 3) / 4 of them in a row and (height + 3) / 4 rows. A DXT1 block has 8 bytes, any other 16. Sizes are
- * those of the image in pixels; steps are those of the image, in bytes and unsigned.
- * Checks: pSrc, pDst, step (zero: zelStsStepErr), size.
+ * those of the image in pixels; steps are those of the image, in bytes and unsigned. Blocks are independent of each other,
+ * so a codec divides an image by rows of blocks among its threads.
+ * Checks, of all functions: pSrc, pDst; a step of 0 (zelStsStepErr); a width or height below 1 (zelStsSizeErr).
+ *
+ * How a codec calls them, for one mip level:
+ * @code
+ *   size_t bytes = (size_t)((size.width + 3) / 4) * (size_t)((size.height + 3) / 4) * 16;
+ *   uint8_t* blocks = malloc(bytes);
+ *   zeliTextureEncodeBlockFromRGBA_DXT5_8u_C4C1R(rgba, rgbaStep, size, blocks);
+ *   zeliTextureDecodeBlockToRGBA_DXT5_8u_C1C4R(blocks, back, backStep, size);
+ * @endcode
  * @{ */
 
-/* ---- Decoders: DXT1, DXT3, DXT5 (S3TC; BC1, BC2, BC3), BC7 (BPTC) ----
- * Pixels are R, G, B, A bytes; nothing outside the image is written. Every bit pattern decodes.
- * DXT: the 5- and 6-bit fields of endpoints become bytes by a shift, with zeros below (at most 248, 252, 248). Colours
- * between are (2 c0 + c1) / 3 and (c0 + 2 c1) / 3, rounded down. DXT1 with C0 <= C1 has (c0 + c1) / 2 and transparent
- * black instead; DXT3 and DXT5 never have. Alpha of DXT3 is the 4-bit value times 16. Alphas between of DXT5 are
- * (w0 a0 + w1 a1 + 3) / 7, or (w0 a0 + w1 a1 + 2) / 5 beside 0 and 255 where a0 <= a1, rounded down.
- * BC7: all eight modes; a block of the reserved mode (first byte 0) is transparent black. */
+/** @defgroup zelj_textures_decoders Decoders: DXT1, DXT3, DXT5, BC7
+ * DXT1, DXT3 and DXT5 are S3TC, or BC1, BC2 and BC3; BC7 is BPTC. Pixels are R, G, B, A bytes; nothing outside the image
+ * is written. Every bit pattern decodes.
+ * @{ */
+
+/** DXT blocks to RGBA. The 5- and 6-bit fields of endpoints become bytes by a shift, with zeros below: at most 248, 252,
+ * 248, which a codec widens to the full range where it wants white to be 255. The colours between the endpoints are
+ * (2 c0 + c1) / 3 and (c0 + 2 c1) / 3, rounded down. DXT1 with C0 <= C1 has (c0 + c1) / 2 and transparent black in their
+ * places; DXT3 and DXT5 never have. Alpha of DXT3 is the 4-bit value times 16, at most 240. Alphas between the endpoints
+ * of DXT5 are (w0 a0 + w1 a1 + 3) / 7, or (w0 a0 + w1 a1 + 2) / 5 beside 0 and 255 where a0 <= a1, rounded down. */
 ZEL_API ZelStatus zeliTextureDecodeBlockToRGBA_DXT1_8u_C1C4R(const uint8_t* pSrc, uint8_t* pDst, uint32_t dstStep,
                                                              ZeliSize dstSize);
+/** @copydoc zeliTextureDecodeBlockToRGBA_DXT1_8u_C1C4R */
 ZEL_API ZelStatus zeliTextureDecodeBlockToRGBA_DXT3_8u_C1C4R(const uint8_t* pSrc, uint8_t* pDst, uint32_t dstStep,
                                                              ZeliSize dstSize);
+/** @copydoc zeliTextureDecodeBlockToRGBA_DXT1_8u_C1C4R */
 ZEL_API ZelStatus zeliTextureDecodeBlockToRGBA_DXT5_8u_C1C4R(const uint8_t* pSrc, uint8_t* pDst, uint32_t dstStep,
                                                              ZeliSize dstSize);
+/** BC7 blocks to RGBA, all eight modes (Khronos Data Format Specification, section 20). A block of the reserved mode, whose
+ * first byte is 0, is transparent black. */
 ZEL_API ZelStatus zeliTextureDecodeBlockToRGBA_BC7_8u_C1C4R(const uint8_t* pSrc, uint8_t* pDst, uint32_t dstStep,
                                                             ZeliSize dstSize);
+/** @} */
 
-/* ---- Encoders: DXT1, DXT3, DXT5 ----
- * Fast, in a single pass: the endpoints of a block are the corners of its bounding box, drawn in by a sixteenth on each
- * side and quantised; the indices follow from distances to the four colours (sums of absolute differences), ties
- * towards the first. A partial block is filled up with its last column and then its last row. RGBA: colours do not
- * depend on alpha, DXT1 drops it and never has transparent pixels. Alpha of DXT3 is cut to 4 bits, alpha of DXT5 drawn
- * in like the colours. YCoCg: 3 bytes a pixel, chroma centred on 128. Y is coded as alpha, Co and Cg as red and green,
- * scaled by 4, 2 or 1 as the block's chroma permits; blue holds the scale - 1. */
+/** @defgroup zelj_textures_encoders Encoders: DXT1, DXT3, DXT5
+ * Fast, in a single pass: the endpoints of a block are the corners of its bounding box, drawn in by a sixteenth of each
+ * side and quantised; the indices follow from the sums of absolute differences to the four colours, ties towards the
+ * first. A partial block is filled up with its last column and then its last row.
+ * @{ */
+
+/** RGBA to DXT blocks. Colours do not depend on alpha; DXT1 drops it and never has transparent pixels. Alpha of DXT3 is cut
+ * to 4 bits, alpha of DXT5 drawn in like the colours. */
 ZEL_API ZelStatus zeliTextureEncodeBlockFromRGBA_DXT1_8u_C4C1R(const uint8_t* pSrc, uint32_t srcStep, ZeliSize srcSize,
                                                                uint8_t* pDst);
+/** @copydoc zeliTextureEncodeBlockFromRGBA_DXT1_8u_C4C1R */
 ZEL_API ZelStatus zeliTextureEncodeBlockFromRGBA_DXT3_8u_C4C1R(const uint8_t* pSrc, uint32_t srcStep, ZeliSize srcSize,
                                                                uint8_t* pDst);
+/** @copydoc zeliTextureEncodeBlockFromRGBA_DXT1_8u_C4C1R */
 ZEL_API ZelStatus zeliTextureEncodeBlockFromRGBA_DXT5_8u_C4C1R(const uint8_t* pSrc, uint32_t srcStep, ZeliSize srcSize,
                                                                uint8_t* pDst);
+
+/** Y, Co, Cg pixels of 3 bytes to DXT5 blocks: Y is the alpha part, Co and Cg are red and green. The caller makes the
+ * pixels from RGB, rounded, with chroma centred on 128 and cut to 255:
+ *
+ *     Y  = ( R + 2 G + B) / 4
+ *     Co = ( R - B) / 2 + 128
+ *     Cg = (-R + 2 G - B) / 4 + 128
+ *
+ * Each block's chroma is scaled about 128 by s = 4, 2 or 1, the largest that keeps it within 8 bits; the blue fields of
+ * both endpoints hold s - 1. A shader undoes it, with the texel r, g, b, a as it samples it, in 0 to 1:
+ *
+ *     scale = 1 / (31 b + 1)
+ *     co = (r - 128 / 255) scale,  cg = (g - 128 / 255) scale
+ *     red = a + co - cg,  green = a + cg,  blue = a - co - cg
+ *
+ * The bytes that zeliTextureDecodeBlockToRGBA_DXT5_8u_C1C4R gives have zeros below the fields: there s is B / 8 + 1, Co is
+ * R 255 / 248 and Cg is G 255 / 252. */
 ZEL_API ZelStatus zeliTextureEncodeBlockFromYCoCg_DXT5_8u_C3C1R(const uint8_t* pSrc, uint32_t srcStep, ZeliSize srcSize,
                                                                 uint8_t* pDst);
+/** @} */
 
 /** @} */
 
 /* ==== 8  TIFF rows ================================================================================================ */
 
 /** @defgroup zelj_tiff TIFF rows
+ *
+ * PackBits (TIFF 6.0, section 9) of rows of bytes, and rows of 16-bit samples as two planes of bytes. Positions and lengths
+ * are in bytes. *pDstCurrPos and *pSrcCurrPos are positions in the compressed buffer, read and advanced, so that rows follow
+ * one another in it.
+ *
+ * How a codec calls them, for a strip of rows and back; a row of n bytes takes at most n + (n + 127) / 128 packed:
+ * @code
+ *   int position = 0;
+ *   for (y = 0; y < rows; ++y)
+ *     zeliPackBitsRow_TIFF_8u_C1(pixels + y * n, n, strip, &position, room - position);
+ *   for (y = 0, length = position, position = 0; y < rows; ++y)
+ *     if (zeliUnpackBitsRow_TIFF_8u_C1(strip, &position, length, back + y * n, n) != zelStsNoErr) break;
+ * @endcode
  * @{ */
 
-/* PackBits (TIFF 6.0, section 9). Positions and lengths are in bytes; *pDstCurrPos and *pSrcCurrPos are positions in
- * the compressed buffer, read and advanced, so that rows can follow one another in it. Pack: runs of 2 to 128 equal
- * bytes, and literals of 1 to 128. A literal ends before three equal bytes, before a pair that ends the row, before a
- * pair when it has 126 bytes, and at 128 bytes. dstRoom counts from the position on. zelStsTIFFOutOfBufErr: the next
- * run does not fit; the position is after the last one that did. Unpack: exactly dstLen bytes; srcLen counts from the
- * start of the buffer. zelStsTIFFOutOfBufErr: the source ends early, or a run passes the end of the row; the position
- * is after that run's header. Checks: the pointers, then the lengths. */
+/** Packs a row of srcLen bytes: runs of 2 to 128 equal bytes, and literals of 1 to 128. A literal ends before three equal
+ * bytes, before a pair that ends the row, before a pair when it has 126 bytes, and at 128 bytes. dstRoom counts from the
+ * position on.
+ * zelStsTIFFOutOfBufErr: the next run does not fit; the position is after the last one that did.
+ * Checks: the pointers, then srcLen and dstRoom below 1 (zelStsSizeErr). The position is not checked. */
 ZEL_API ZelStatus zeliPackBitsRow_TIFF_8u_C1(const uint8_t* pSrc, int srcLen, uint8_t* pDst, int* pDstCurrPos,
                                              int dstRoom);
+/** Unpacks exactly dstLen bytes; srcLen counts from the start of the buffer.
+ * zelStsTIFFOutOfBufErr: the source ends early, or a run passes the end of the row; the position is after that run's
+ * header.
+ * Checks: the pointers, then srcLen and dstLen below 1 (zelStsSizeErr). The position is not checked. */
 ZEL_API ZelStatus zeliUnpackBitsRow_TIFF_8u_C1(const uint8_t* pSrc, int* pSrcCurrPos, int srcLen, uint8_t* pDst,
                                                int dstLen);
 
-/* 16-bit samples as two planes of bytes: plane 0 has the high bytes, plane 1 the low ones. len is in samples.
- * Checks: pSrc and pDst (the planes themselves are not checked), then len, whose error is zelStsStepErr. */
+/** Joins two planes of bytes, the high ones and the low ones, to len samples of 16 bits.
+ * Checks: pSrc and pDst (the planes themselves are not checked), then len below 1, whose error is zelStsStepErr. */
 ZEL_API ZelStatus zeliJoinRow_TIFF_8u16u_C1(const uint8_t* const pSrc[2], uint16_t* pDst, int len);
+/** Splits len samples of 16 bits into a plane of their high bytes and one of their low bytes. Checks as for joining. */
 ZEL_API ZelStatus zeliSplitRow_TIFF_16u8u_C1(const uint16_t* pSrc, uint8_t* const pDst[2], int len);
 
 /** @} */
