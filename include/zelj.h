@@ -970,10 +970,10 @@ ZEL_API ZelStatus zeliDecodeCBProgrStep_JPEG2K(const uint8_t* pSrc, int srcLen, 
 
 /** @defgroup zelj_photo HD Photo: the core transform
  *
- * The photo core transform (ITU-T T.832) of every 4x4 block of a region, in place: each block by itself, without overlap
- * filter and without the second stage on the DC coefficients, which are the codec's. Coefficients keep their raster
- * positions; the DC of a block is its top-left one. Arithmetic wraps at 32 bits, and Inv undoes Fwd exactly, whatever the
- * values. The step is in bytes and unsigned.
+ * The photo core transform (ITU-T T.832) of every 4x4 block of a region, in place: each block by itself, without
+ * overlap filter and without the second stage on the DC coefficients, which are the codec's. Coefficients keep their
+ * raster positions; the DC of a block is its top-left one. Arithmetic wraps at 32 bits, and Inv undoes Fwd exactly,
+ * whatever the values. The step is in bytes and unsigned.
  *
  * How a codec calls it, for a macroblock of 4:2:0 with its two chroma planes; the 16 luma DC coefficients, 4 rows and
  * columns apart, are then gathered and go through the second stage:
@@ -1013,9 +1013,9 @@ ZEL_API ZelStatus zeliPCTInv8x8_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step);
  *
  * Images of any size as blocks of 4x4 pixels, which lie one after another: block rows from the top, blocks from the
  * left, (width + 3) / 4 of them in a row and (height + 3) / 4 rows. A DXT1 block has 8 bytes, any other 16. Sizes are
- * those of the image in pixels; steps are those of the image, in bytes and unsigned. Blocks are independent of each other,
- * so a codec divides an image by rows of blocks among its threads.
- * Checks, of all functions: pSrc, pDst; a step of 0 (zelStsStepErr); a width or height below 1 (zelStsSizeErr).
+ * those of the image in pixels; steps are those of the image, in bytes and unsigned. Blocks are independent of each
+ * other, so a codec divides an image by rows of blocks among its threads. Checks, of all functions: pSrc, pDst; a step
+ * of 0 (zelStsStepErr); a width or height below 1 (zelStsSizeErr).
  *
  * How a codec calls them, for one mip level:
  * @code
@@ -1027,15 +1027,16 @@ ZEL_API ZelStatus zeliPCTInv8x8_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step);
  * @{ */
 
 /** @defgroup zelj_textures_decoders Decoders: DXT1, DXT3, DXT5, BC7
- * DXT1, DXT3 and DXT5 are S3TC, or BC1, BC2 and BC3; BC7 is BPTC. Pixels are R, G, B, A bytes; nothing outside the image
- * is written. Every bit pattern decodes.
+ * DXT1, DXT3 and DXT5 are S3TC, or BC1, BC2 and BC3; BC7 is BPTC. Pixels are R, G, B, A bytes; nothing outside the
+ * image is written. Every bit pattern decodes.
  * @{ */
 
-/** DXT blocks to RGBA. The 5- and 6-bit fields of endpoints become bytes by a shift, with zeros below: at most 248, 252,
- * 248, which a codec widens to the full range where it wants white to be 255. The colours between the endpoints are
- * (2 c0 + c1) / 3 and (c0 + 2 c1) / 3, rounded down. DXT1 with C0 <= C1 has (c0 + c1) / 2 and transparent black in their
- * places; DXT3 and DXT5 never have. Alpha of DXT3 is the 4-bit value times 16, at most 240. Alphas between the endpoints
- * of DXT5 are (w0 a0 + w1 a1 + 3) / 7, or (w0 a0 + w1 a1 + 2) / 5 beside 0 and 255 where a0 <= a1, rounded down. */
+/** DXT blocks to RGBA. The 5- and 6-bit fields of endpoints become bytes by a shift, with zeros below: at most 248,
+ * 252, 248, which a codec widens to the full range where it wants white to be 255. The colours between the endpoints
+ * are (2 c0 + c1) / 3 and (c0 + 2 c1) / 3, rounded down. DXT1 with C0 <= C1 has (c0 + c1) / 2 and transparent black in
+ * their places; DXT3 and DXT5 never have. Alpha of DXT3 is the 4-bit value times 16, at most 240. Alphas between the
+ * endpoints of DXT5 are (w0 a0 + w1 a1 + 3) / 7, or (w0 a0 + w1 a1 + 2) / 5 beside 0 and 255 where a0 <= a1, rounded
+ * down. */
 ZEL_API ZelStatus zeliTextureDecodeBlockToRGBA_DXT1_8u_C1C4R(const uint8_t* pSrc, uint8_t* pDst, uint32_t dstStep,
                                                              ZeliSize dstSize);
 /** @copydoc zeliTextureDecodeBlockToRGBA_DXT1_8u_C1C4R */
@@ -1044,8 +1045,8 @@ ZEL_API ZelStatus zeliTextureDecodeBlockToRGBA_DXT3_8u_C1C4R(const uint8_t* pSrc
 /** @copydoc zeliTextureDecodeBlockToRGBA_DXT1_8u_C1C4R */
 ZEL_API ZelStatus zeliTextureDecodeBlockToRGBA_DXT5_8u_C1C4R(const uint8_t* pSrc, uint8_t* pDst, uint32_t dstStep,
                                                              ZeliSize dstSize);
-/** BC7 blocks to RGBA, all eight modes (Khronos Data Format Specification, section 20). A block of the reserved mode, whose
- * first byte is 0, is transparent black. */
+/** BC7 blocks to RGBA, all eight modes (Khronos Data Format Specification, section 20). A block of the reserved mode,
+ * whose first byte is 0, is transparent black. */
 ZEL_API ZelStatus zeliTextureDecodeBlockToRGBA_BC7_8u_C1C4R(const uint8_t* pSrc, uint8_t* pDst, uint32_t dstStep,
                                                             ZeliSize dstSize);
 /** @} */
@@ -1056,8 +1057,8 @@ ZEL_API ZelStatus zeliTextureDecodeBlockToRGBA_BC7_8u_C1C4R(const uint8_t* pSrc,
  * first. A partial block is filled up with its last column and then its last row.
  * @{ */
 
-/** RGBA to DXT blocks. Colours do not depend on alpha; DXT1 drops it and never has transparent pixels. Alpha of DXT3 is cut
- * to 4 bits, alpha of DXT5 drawn in like the colours. */
+/** RGBA to DXT blocks. Colours do not depend on alpha; DXT1 drops it and never has transparent pixels. Alpha of DXT3 is
+ * cut to 4 bits, alpha of DXT5 drawn in like the colours. */
 ZEL_API ZelStatus zeliTextureEncodeBlockFromRGBA_DXT1_8u_C4C1R(const uint8_t* pSrc, uint32_t srcStep, ZeliSize srcSize,
                                                                uint8_t* pDst);
 /** @copydoc zeliTextureEncodeBlockFromRGBA_DXT1_8u_C4C1R */
@@ -1081,8 +1082,8 @@ ZEL_API ZelStatus zeliTextureEncodeBlockFromRGBA_DXT5_8u_C4C1R(const uint8_t* pS
  *     co = (r - 128 / 255) scale,  cg = (g - 128 / 255) scale
  *     red = a + co - cg,  green = a + cg,  blue = a - co - cg
  *
- * The bytes that zeliTextureDecodeBlockToRGBA_DXT5_8u_C1C4R gives have zeros below the fields: there s is B / 8 + 1, Co is
- * R 255 / 248 and Cg is G 255 / 252. */
+ * The bytes that zeliTextureDecodeBlockToRGBA_DXT5_8u_C1C4R gives have zeros below the fields: there s is B / 8 + 1, Co
+ * is R 255 / 248 and Cg is G 255 / 252. */
 ZEL_API ZelStatus zeliTextureEncodeBlockFromYCoCg_DXT5_8u_C3C1R(const uint8_t* pSrc, uint32_t srcStep, ZeliSize srcSize,
                                                                 uint8_t* pDst);
 /** @} */
@@ -1093,9 +1094,9 @@ ZEL_API ZelStatus zeliTextureEncodeBlockFromYCoCg_DXT5_8u_C3C1R(const uint8_t* p
 
 /** @defgroup zelj_tiff TIFF rows
  *
- * PackBits (TIFF 6.0, section 9) of rows of bytes, and rows of 16-bit samples as two planes of bytes. Positions and lengths
- * are in bytes. *pDstCurrPos and *pSrcCurrPos are positions in the compressed buffer, read and advanced, so that rows follow
- * one another in it.
+ * PackBits (TIFF 6.0, section 9) of rows of bytes, and rows of 16-bit samples as two planes of bytes. Positions and
+ * lengths are in bytes. *pDstCurrPos and *pSrcCurrPos are positions in the compressed buffer, read and advanced, so
+ * that rows follow one another in it.
  *
  * How a codec calls them, for a strip of rows and back; a row of n bytes takes at most n + (n + 127) / 128 packed:
  * @code
@@ -1107,9 +1108,9 @@ ZEL_API ZelStatus zeliTextureEncodeBlockFromYCoCg_DXT5_8u_C3C1R(const uint8_t* p
  * @endcode
  * @{ */
 
-/** Packs a row of srcLen bytes: runs of 2 to 128 equal bytes, and literals of 1 to 128. A literal ends before three equal
- * bytes, before a pair that ends the row, before a pair when it has 126 bytes, and at 128 bytes. dstRoom counts from the
- * position on.
+/** Packs a row of srcLen bytes: runs of 2 to 128 equal bytes, and literals of 1 to 128. A literal ends before three
+ * equal bytes, before a pair that ends the row, before a pair when it has 126 bytes, and at 128 bytes. dstRoom counts
+ * from the position on.
  * zelStsTIFFOutOfBufErr: the next run does not fit; the position is after the last one that did.
  * Checks: the pointers, then srcLen and dstRoom below 1 (zelStsSizeErr). The position is not checked. */
 ZEL_API ZelStatus zeliPackBitsRow_TIFF_8u_C1(const uint8_t* pSrc, int srcLen, uint8_t* pDst, int* pDstCurrPos,
