@@ -16,9 +16,6 @@ constexpr int kVectors = 4;      // of a group: in each 128-bit half of vector k
 constexpr int kGroup = u32v::N;  // blocks
 constexpr int kGroupRowBytes = kGroup * kBlockRowBytes;
 
-// Floors of quotients as high halves of products; the largest dividends are 3 * 252, 7 * 255 + 3 and 5 * 255 + 2.
-constexpr uint16_t kThird = 21846, kSeventh = 9363, kFifth = 13108;
-
 // Vector constants; those of 16 bytes serve each half.
 struct alignas(32) Constants {
   uint8_t swapHalves[16];                 // of 32-bit lanes
@@ -54,11 +51,6 @@ constexpr Constants makeConstants() {
 }
 
 constexpr Constants kC = makeConstants();
-
-template <class V, class T, int N>
-ZEL_INLINE V constant(const T (&a)[N]) {
-  return repeat128<V>(load<Vec<typename V::Lane, 16>>(a));
-}
 
 // ---- Colours -------------------------------------------------------------------------------------------------------
 
@@ -198,7 +190,7 @@ ZEL_INLINE void storeVector(const Format& group, u8v palette, uint8_t* dst, uint
   const u8v alphas = group.alphas(k);
 #pragma GCC unroll 4
   for (int r = 0; r < kSide; ++r)
-    store(imageRow(dst, step, r) + k * kVecBytes, Format::withAlpha(pixelRow(palette, indices, r), alphas, r));
+    store(rowAt(dst, step, r) + k * kVecBytes, Format::withAlpha(pixelRow(palette, indices, r), alphas, r));
 }
 
 template <class Format>
@@ -216,9 +208,9 @@ ZEL_INLINE void decodeGroup(const uint8_t* src, uint8_t* dst, uint32_t step) {
 template <class Format>
 void decodePart(const uint8_t* src, int blocks, uint8_t* dst, uint32_t step, int bytes, int rows) {
   uint8_t whole[kGroup * Format::kBytes] = {}, pixels[kSide * kGroupRowBytes];
-  memcpy(whole, src, size_t(blocks * Format::kBytes));
+  memcpy(whole, src, size_t(blocks) * Format::kBytes);
   decodeGroup<Format>(whole, pixels, kGroupRowBytes);
-  for (int r = 0; r < rows; ++r) memcpy(imageRow(dst, step, r), pixels + r * kGroupRowBytes, size_t(bytes));
+  for (int r = 0; r < rows; ++r) memcpy(rowAt(dst, step, r), pixels + r * kGroupRowBytes, size_t(bytes));
 }
 
 template <class Format>
@@ -226,7 +218,7 @@ void decodeImage(const uint8_t* src, uint8_t* dst, uint32_t step, ZeliSize size)
   const int across = blocksOver(size.width), down = blocksOver(size.height), wholeAcross = size.width / kSide;
   for (int by = 0; by < down; ++by) {
     const int rows = lesser(kSide, size.height - kSide * by);
-    uint8_t* const row = imageRow(dst, step, kSide * by);
+    uint8_t* const row = rowAt(dst, step, kSide * by);
     int bx = 0;
     if (rows == kSide)
       for (; bx + kGroup <= wholeAcross; bx += kGroup, src += kGroup * Format::kBytes)

@@ -89,13 +89,13 @@ ZEL_INLINE Pixels pixelsOf(const Endpoints& ends, const uint8_t* order, const We
 ZEL_INLINE void storePixels(const Pixels& p, uint8_t* dst, uint32_t step) {
 #ifdef __AVX2__
   store(dst, lowHalf(p.low[0]));
-  store(imageRow(dst, step, 1), lowHalf(p.high[0]));
-  store(imageRow(dst, step, 2), highHalf(p.low[0]));
-  store(imageRow(dst, step, 3), highHalf(p.high[0]));
+  store(rowAt(dst, step, 1), lowHalf(p.high[0]));
+  store(rowAt(dst, step, 2), highHalf(p.low[0]));
+  store(rowAt(dst, step, 3), highHalf(p.high[0]));
 #else
   for (int i = 0; i < kParts; ++i) {
-    store(imageRow(dst, step, 2 * i), p.low[i]);
-    store(imageRow(dst, step, 2 * i + 1), p.high[i]);
+    store(rowAt(dst, step, 2 * i), p.low[i]);
+    store(rowAt(dst, step, 2 * i + 1), p.high[i]);
   }
 #endif
 }
@@ -140,14 +140,14 @@ void decodeBlockPart(const uint8_t* src, uint8_t* dst, uint32_t step, int column
   uint8_t pixels[kSide * kBlockRowBytes];
   decodeBlock(src, pixels, kBlockRowBytes);
   for (int r = 0; r < rows; ++r)
-    memcpy(imageRow(dst, step, r), pixels + r * kBlockRowBytes, size_t(columns * kPixelBytes));
+    memcpy(rowAt(dst, step, r), pixels + r * kBlockRowBytes, size_t(columns) * kPixelBytes);
 }
 
 void decodeImage(const uint8_t* src, uint8_t* dst, uint32_t step, ZeliSize size) {
   const int across = blocksOver(size.width), down = blocksOver(size.height), wholeAcross = size.width / kSide;
   for (int by = 0; by < down; ++by) {
     const int rows = lesser(kSide, size.height - kSide * by);
-    uint8_t* at = imageRow(dst, step, kSide * by);
+    uint8_t* at = rowAt(dst, step, kSide * by);
     int bx = 0;
     if (rows == kSide)
       for (; bx < wholeAcross; ++bx, src += 16, at += kBlockRowBytes) decodeBlock(src, at, step);

@@ -20,9 +20,6 @@ namespace {
 constexpr int kGroup = kVecBytes / 16;  // blocks in a vector
 constexpr uint8_t kNone = 0x80;         // in a byte order: zero
 
-// Floors of x / 3, x / 7, x / 14 as high halves of products, for x up to 765, 1785 and 255.
-constexpr uint16_t kThird = 21846, kSeventh = 9363, kFourteenth = 4682;
-
 // Vector constants, for each half.
 struct alignas(16) Constants {
   uint8_t planar[16];                  // four pixels to four bytes of each channel
@@ -82,11 +79,6 @@ constexpr Constants makeConstants() {
 }
 
 constexpr Constants kC = makeConstants();
-
-template <class V, class T, int N>
-ZEL_INLINE V constant(const T (&a)[N]) {
-  return repeat128<V>(load<Vec<typename V::Lane, 16>>(a));
-}
 
 template <class T, int N>
 ZEL_INLINE u8v reordered(u8v a, const T (&order)[N]) {
@@ -335,7 +327,7 @@ ZEL_INLINE u8v loadRow(const uint8_t* p) {
 template <class Encoder>
 ZEL_INLINE u8v encodeGroup(const uint8_t* src, uint32_t step) {
   Rows p;
-  for (int r = 0; r < kSide; ++r) p.row[r] = loadRow<Encoder::kSrcBytes>(imageRow(src, step, r));
+  for (int r = 0; r < kSide; ++r) p.row[r] = loadRow<Encoder::kSrcBytes>(rowAt(src, step, r));
   return Encoder::encode(p);
 }
 
@@ -364,7 +356,7 @@ u8v encodePart(const uint8_t* src, uint32_t step, int columns, int rows) {
   constexpr int kBytes = Encoder::kSrcBytes;
   uint8_t part[kSide][kPartRowBytes] = {};
   for (int r = 0; r < kSide; ++r) {
-    memcpy(part[r], imageRow(src, step, lesser(r, rows - 1)), size_t(columns * kBytes));
+    memcpy(part[r], rowAt(src, step, lesser(r, rows - 1)), size_t(columns) * kBytes);
     for (int i = columns * kBytes; i < kGroup * kSide * kBytes; ++i) part[r][i] = part[r][i - kBytes];
   }
   return encodeGroup<Encoder>(part[0], kPartRowBytes);
@@ -376,7 +368,7 @@ void encodeImage(const uint8_t* src, uint32_t step, ZeliSize size, uint8_t* dst)
   const int across = blocksOver(size.width), down = blocksOver(size.height);
   for (int by = 0; by < down; ++by) {
     const int rows = lesser(kSide, size.height - kSide * by);
-    const uint8_t* group = imageRow(src, step, kSide * by);
+    const uint8_t* group = rowAt(src, step, kSide * by);
     int bx = 0;
     int64_t bytesLeft = int64_t(size.width) * kBytes;
     if (rows == kSide)
