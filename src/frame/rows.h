@@ -19,11 +19,11 @@ struct ByteLike<const T> {
   using Type = const char;
 };
 
-// Row r of a plane; the offset is formed in 64 bits.
+// Row r of a plane; step, row and offset are in 64 bits.
 template <class T>
-inline T* rowAt(T* base, int step, int r) {
+inline T* rowAt(T* base, int64_t step, int64_t r) {
   using Byte = typename ByteLike<T>::Type;
-  return reinterpret_cast<T*>(reinterpret_cast<Byte*>(base) + int64_t(step) * r);
+  return reinterpret_cast<T*>(reinterpret_cast<Byte*>(base) + step * r);
 }
 
 constexpr int32_t kSerialElements = 8192;
