@@ -28,7 +28,6 @@ constexpr int64_t lineBytes(const ZeliRect& tile, BufferRule rule) {
   return (greatest(tile.width, tile.height) + 2 * rule.border) * int64_t(sizeof(T));
 }
 
-// height * bufferStep stays below 2^31 * (2^33 + 32), within 64 bits with what is added.
 inline ZelStatus storeSize(int64_t bytes, int* pSize) {
   if (bytes < INT32_MIN || bytes > INT32_MAX) return zelStsSizeErr;
   *pSize = int(bytes);
@@ -43,7 +42,10 @@ ZelStatus bufferInPlace(const ZeliRect* pTileRect, int* pSize, BufferRule rule) 
 template <class T>
 ZelStatus bufferOfBands(const ZeliRect* pTileRect, int* pSize, BufferRule rule) {
   if (const ZelStatus s = firstFailure(present(pTileRect), present(pSize))) return s;
-  return storeSize(bufferStep<T>(pTileRect->width) * pTileRect->height + lineBytes<T>(*pTileRect, rule), pSize);
+  int64_t rows = 0, bytes = 0;  // the product of the largest sizes takes 65 bits
+  if (__builtin_mul_overflow(bufferStep<T>(pTileRect->width), int64_t(pTileRect->height), &rows)) return zelStsSizeErr;
+  if (__builtin_add_overflow(rows, lineBytes<T>(*pTileRect, rule), &bytes)) return zelStsSizeErr;
+  return storeSize(bytes, pSize);
 }
 
 // ---- Tiles ---------------------------------------------------------------------------------------------------------
