@@ -748,8 +748,8 @@ ZEL_API ZelStatus zeliWTGetBufSize_B53_JPEG2K_32s_C1R(const ZeliRect* pTileRect,
 
 /** @name A tile in place
  * @{ */
-/** Lines are extended by whole-sample symmetry (F.3.7) at the tile's borders. Each line holds its low coefficients, then
- * its high ones, so the plane becomes four quadrants: LL and, right of it, HL; below it LH, and HH. A line of one
+/** Lines are extended by whole-sample symmetry (F.3.7) at the tile's borders. Each line holds its low coefficients,
+ * then its high ones, so the plane becomes four quadrants: LL and, right of it, HL; below it LH, and HH. A line of one
  * sample is doubled where the phase is zeliPhaseHigh (inverse: halved, truncating), else kept.
  * Checks: pSrcDst, srcDstStep, pTileRect, pBuffer. No size is checked: a width or height below 1 transforms nothing. */
 ZEL_API ZelStatus zeliWTFwd_B53_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
@@ -857,8 +857,8 @@ ZEL_API ZelStatus zeliWTInvColLift_B53_JPEG2K_32s_C1(const int32_t* pSrcLow, con
  *   - Row, ColLift, 32s: weights in units of 2^-16, 64-bit products of 32-bit sums that wrap, rounded; low in one
  *     rounding as KL x[2n] + 0.36052364 (x[2n-1] + x[2n+1]), and the inverse likewise
  *   - Row, ColLift, 16s: 16-bit arithmetic: saturating sums, products rounded to 15 fractional bits. Samples up to
- *     about +-7500 do not saturate. In rows, what is needed of intermediate values outside the line comes from weights in
- *     units of 2^-16, saturated
+ *     about +-7500 do not saturate. In rows, what is needed of intermediate values outside the line comes from weights
+ *     in units of 2^-16, saturated
  * @{ */
 
 /** @name Work buffers
@@ -876,8 +876,8 @@ ZEL_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_32s_C1R(const ZeliRect* pTileRect,
 
 /** @name A tile in place
  * @{ */
-/** Lines are extended by whole-sample symmetry (F.3.7) at the tile's borders. Each line holds its low coefficients, then
- * its high ones, so the plane becomes four quadrants: LL and, right of it, HL; below it LH, and HH. A line of one
+/** Lines are extended by whole-sample symmetry (F.3.7) at the tile's borders. Each line holds its low coefficients,
+ * then its high ones, so the plane becomes four quadrants: LL and, right of it, HL; below it LH, and HH. A line of one
  * sample is doubled where the phase is zeliPhaseHigh (inverse: halved, truncating), else kept.
  * Checks: pSrcDst, srcDstStep, pTileRect, pBuffer. No size is checked: a width or height below 1 transforms nothing. */
 ZEL_API ZelStatus zeliWTFwd_D97_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,

@@ -92,7 +92,7 @@ struct Fixed {
   static T result(W x) { return x; }
 };
 struct Q14 : Fixed<int16_t, 14> {
-  static constexpr double kBound = 7;
+  static constexpr double kBound = 8;
   static constexpr int kScale = 4000;
   static T low(W e, W d0, W d1) { return T(rounded(times(kLow, add(kDelta, e, d0, d1, false)))); }
   static W scale(T h) { return W(rounded(times(kLow, h))); }
@@ -100,8 +100,8 @@ struct Q14 : Fixed<int16_t, 14> {
   static W unhigh(W o, W s0, W s1, bool) { return sub(kGamma, o, s0, s1, false); }
 };
 struct Q16 : Fixed<int32_t, 16> {
-  static constexpr double kBound = 4;
-  static constexpr int kScale = 1 << 15;
+  static constexpr double kBound = 3;
+  static constexpr int kScale = 4096;
   static constexpr double kDeltaLow = kWeight[kDelta] * kLow;
   static T low(W e, W d0, W d1) { return T(rounded(times(kLow, e) + times(kDeltaLow, int64_t(d0) + d1))); }
   static W scale(T h) { return h; }
@@ -119,18 +119,16 @@ struct Saturating16 {
   static constexpr double kBound = 6;
   static constexpr int kScale = 4000;
   static int mulr(int x, int64_t weight) { return int((x * weight + 16384) >> 15); }
-  static int product(int i, int sum) {
-    return i == kAlpha ? mulr(sat16(2 * sat16(sum)), inUnits(14, kWeight[i]))
-                       : mulr(sat16(sum), inUnits(15, kWeight[i]));
-  }
-  static int undone(int i, int sum) {
-    return i == kAlpha ? mulr(sat16(2 * sat16(sum)), -inUnits(14, kWeight[i]))
-                       : mulr(sat16(sum), -inUnits(15, kWeight[i]));
+  static int product(int i, int sign, int sum) {
+    const int weight = int(sign * inUnits(i == kAlpha ? 14 : 15, kWeight[i]));
+    return mulr(i == kAlpha ? sat16(2 * sat16(sum)) : sat16(sum), weight);
   }
   static W add(int i, W x, W a, W b, bool out) {
-    return sat16(out ? Q16::add(i, x, a, b, out) : x + product(i, a + b));
+    return sat16(out ? Q16::add(i, x, a, b, out) : x + product(i, 1, a + b));
   }
-  static W sub(int i, W x, W a, W b, bool out) { return sat16(out ? Q16::sub(i, x, a, b, out) : x + undone(i, a + b)); }
+  static W sub(int i, W x, W a, W b, bool out) {
+    return sat16(out ? Q16::sub(i, x, a, b, out) : x + product(i, -1, a + b));
+  }
   static T low(W e, W d0, W d1) {
     return sat16(mulr(e, inUnits(15, kLow)) + (mulr(sat16(d0 + d1), inUnits(16, Q16::kDeltaLow)) >> 1));
   }
@@ -313,8 +311,9 @@ void tiles(const TileFunctions<T>& f) {
   Random rng(1);
   for (int origin = 0; origin < 4; ++origin) {
     const int x = origin % 2 ? -3 : 8, y = origin / 2 ? 5 : -2;
-    for (int w = 1; w <= zeltest::rounds(18); ++w)
-      for (int h = 1; h <= 18 && !testing::Test::HasFatalFailure(); ++h) oneTile<L>(f, {x, y, w, h}, rng);
+    for (int w = 1; w <= 20; ++w)
+      for (int h = 1; h <= 7 && !testing::Test::HasFatalFailure(); ++h) oneTile<L>(f, {x, y, w, h}, rng);
+    for (int h = 8; h <= 20 && !testing::Test::HasFatalFailure(); ++h) oneTile<L>(f, {x, y, h * 3 % 7 + 1, h}, rng);
     // Beyond one chunk of a line, beyond one strip of columns.
     for (const ZeliSize s : {ZeliSize{511, 7}, {513, 2}, {1029, 6}, {2100, 9}, {5, 700}, {64, 48}, {1, 99}})
       if (!testing::Test::HasFatalFailure()) oneTile<L>(f, {x, y, s.width, s.height}, rng);
@@ -636,7 +635,7 @@ void bufferLimits(const TileFunctions<T>& f) {
   EXPECT_EQ(std::pair(zelStsNoErr, 32 * highest + (highest + 2 * f.border) * kBytes),
             sizes(f.planeBytes, {0, 0, 1, highest}));
   EXPECT_EQ(tooLarge, sizes(f.planeBytes, {0, 0, 1, highest + 1}));
-  EXPECT_EQ(tooLarge, sizes(f.planeBytes, {0, 0, kMost, 1}));
+  for (const int w : {longest, kMost}) EXPECT_EQ(tooLarge, sizes(f.planeBytes, {0, 0, w, 1}));
 }
 
 // Rows a gigabyte apart, in address space that takes no memory until it is written to.
@@ -704,14 +703,6 @@ void farRegion(const RegionFunctions<T>& f) {
                                    nearLow.step(), nearHigh.data(), nearHigh.step(), size, 0));
   EXPECT_EQ(samplesOf(nearLow), low.samples(kN, kN));
   EXPECT_EQ(samplesOf(nearHigh), high.samples(kN, kN));
-  FarRows<T> dst(kSide);  // from coefficients inside x, read as both bands
-  Plane<T> nearDst(2 * kN, 2 * kN);
-  const ZeliSize some = {f.columns ? 2 * kN : kN, f.columns ? kN : 2 * kN};
-  ASSERT_EQ(zelStsNoErr, f.inverse(x.row(kBorder) + kBorder, x.kStep, x.row(kBorder) + kBorder, x.kStep, some,
-                                   dst.row(0), x.kStep, 0));
-  const T* const c = image.data() + kBorder * kSide + kBorder;
-  ASSERT_EQ(zelStsNoErr, f.inverse(c, image.step(), c, image.step(), some, nearDst.data(), nearDst.step(), 0));
-  EXPECT_EQ(samplesOf(nearDst), dst.samples(2 * kN, 2 * kN));
 }
 
 // ---- Argument checks -----------------------------------------------------------------------------------------------
