@@ -1,5 +1,5 @@
-// Component transforms against their formulas (T.800, Annex G), one pixel at a time: to the bit in the arithmetic that is
-// fixed for each type, and near the matrix in double precision.
+// Component transforms against their formulas (T.800, Annex G), one pixel at a time: to the bit in the arithmetic that
+// is fixed for each type, and near the matrix in double precision.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -73,9 +73,9 @@ Pixel<int16_t> ict(Pixel<int16_t> p, bool inverse) {
           sat16(rounded14(weight14(0.5 / 0.701) * dR))};
 }
 
-// Rows of every width, of any values and of values up to `scale`, for which double precision gives the same within `near`
-// (0: no such comparison): planes in place, and interleaved where there is such a function (forward from it, inverse to
-// it).
+// Rows of every width, of any values and of values up to `scale`, for which double precision gives the same within
+// `near` (0: no such comparison): planes in place, and interleaved where there is such a function (forward from it,
+// inverse to it).
 template <class T, class Formula, class InPlace, class From, class To>
 void transforms(Formula formula, bool inverse, InPlace inPlace, From fromPixels, To toPixels, int scale, double near) {
   Random rng(1);

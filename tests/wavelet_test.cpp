@@ -1,5 +1,5 @@
-// Wavelets against T.800's lifting equations (Annex F), each coefficient and sample by itself, from its line alone: to the
-// bit in the arithmetic that is fixed for each type, and near the equations in double precision.
+// Wavelets against T.800's lifting equations (Annex F), each coefficient and sample by itself, from its line alone: to
+// the bit in the arithmetic that is fixed for each type, and near the equations in double precision.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -6,7 +6,8 @@ namespace ZEL_VARIANT {
 namespace {
 
 // A row of n coefficients a band reads 2n samples and three of border: two before them and one behind with phase 0, one
-// and two with phase 1. The inverse reads a low and a high coefficient of border on the side of its first step.
+// and two with phase 1. The inverse reads a high coefficient beyond each end, and a low one: behind the line with phase
+// 0, before it with phase 1.
 template <class T>
 struct RowFilter53 {
   static void forwardRow(const T* x, int64_t n, int p, T* low, T* high) {

@@ -66,8 +66,8 @@ void inversePairOf(const float* low, const float* high, int p, float* dst) {
 }
 
 // A row of n coefficients a band reads 2n samples and seven of border: four before them and three behind with phase 0,
-// three and four with phase 1. The inverse reads two coefficients of each band on both sides, but of the low band one
-// only on the side where the line has a low coefficient itself.
+// three and four with phase 1. The inverse reads two high coefficients beyond each end, and low ones: one before the
+// line and two behind it with phase 0, two and one with phase 1.
 template <class T>
 struct RowFilter97 {
   static void forwardRow(const T* x, int64_t n, int p, T* low, T* high) {

@@ -19,8 +19,8 @@ ZEL_INLINE V quarterOf(V a, V b) {
   return (a + b + splat<V>(2)) >> 2;
 }
 
-// High row d of rows x0, x1, x2, then low row s of x0 between the high rows dPrev and d. dPrev is read when d stands: it
-// may be the same row, which the mirrored border before the first row makes it.
+// High row d of rows x0, x1, x2, then low row s of x0 between the high rows dPrev and d. dPrev is read when d stands:
+// it may be the same row, which the mirrored border before the first row makes it.
 template <class T>
 void liftRows53(const T* x0, const T* x1, const T* x2, const T* dPrev, T* d, T* s, int width) {
   forLanes<T>(width, [=](auto lanes, int i) {

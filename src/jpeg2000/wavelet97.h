@@ -1,5 +1,5 @@
-// The irreversible 9/7 filter (ITU-T T.800, F.4.8.2 forward, F.3.8.2 inverse): its lifting steps in the arithmetic of each
-// sample type, and their application to lines. Forward, on a line x of samples:
+// The irreversible 9/7 filter (ITU-T T.800, F.4.8.2 forward, F.3.8.2 inverse): its lifting steps in the arithmetic of
+// each sample type, and their application to lines. Forward, on a line x of samples:
 //   lift1      x[2n+1] += alpha (x[2n] + x[2n+2])
 //   lift2      x[2n]   += beta  (x[2n-1] + x[2n+1])
 //   lift3      x[2n+1] += gamma (x[2n] + x[2n+2])

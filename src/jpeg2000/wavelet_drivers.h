@@ -1,5 +1,5 @@
-// What the exported functions of both filters do around the transforms: sizes of work buffers, argument checks, rows of a
-// region.
+// What the exported functions of both filters do around the transforms: sizes of work buffers, argument checks, rows of
+// a region.
 #pragma once
 
 #include "frame/checks.h"
@@ -113,7 +113,8 @@ ZelStatus checkInverse(const T* pSrcLow, int srcLowStep, const T* pSrcHigh, int 
                       stepOk(dstStep), sizeOk(size));
 }
 
-// RowFilter has, for lines of n coefficients a band, forwardRow(x, n, p, low, high) and inverseRow(low, high, n, p, dst).
+// RowFilter has, for lines of n coefficients a band, forwardRow(x, n, p, low, high) and inverseRow(low, high, n, p,
+// dst).
 template <class RowFilter, class T>
 ZelStatus forwardRows(const T* pSrc, int srcStep, T* pDstLow, int dstLowStep, T* pDstHigh, int dstHighStep,
                       ZeliSize size, int phase) {

@@ -47,8 +47,8 @@ ZEL_INLINE void forLanes(int n, Kernel kernel) {
   for (; i < n; ++i) kernel(OneSample(), i);
 }
 
-// Calls f(x, columns) for strips of a region's columns: strips of kBytes a row, so that the rows of one step stay in the
-// first cache until the next step reads them.
+// Calls f(x, columns) for strips of a region's columns: strips of kBytes a row, so that the rows of one step stay in
+// the first cache until the next step reads them.
 template <class T, int kBytes, class F>
 ZEL_INLINE void forStrips(int width, F f) {
   constexpr int kColumns = kBytes / int(sizeof(T));

@@ -1,8 +1,8 @@
 // One line of samples to low and high coefficients and back, whatever the filter.
 //
-// Pairs. With phase p, pair k of a line is the even place 2k - p and the odd place 2k + 1 - p, as the reference grid has
-// even and odd ones. Coefficient j of the low band comes from the even sample of pair j + p, coefficient j of the high
-// band from the odd sample of pair j.
+// Pairs. With phase p, pair k of a line is the even place 2k - p and the odd place 2k + 1 - p, as the reference grid
+// has even and odd ones. Coefficient j of the low band comes from the even sample of pair j + p, coefficient j of the
+// high band from the odd sample of pair j.
 //
 // Chunks. A line is lifted in chunks of pairs on the stack. The samples, with the border that the filter reaches, are
 // split into even and odd ones, lifted in place by passes over whole vectors, and copied out. The border of a chunk is
@@ -97,8 +97,8 @@ ZEL_INLINE void copyWithBorder(T* dst, const T* src, int64_t begin, int64_t end,
 }
 
 // ---- Lines ---------------------------------------------------------------------------------------------------------
-// Lifting has kBorder, the pairs that it reaches to each side, and lift and unlift(even, odd, count, inside), which turn
-// pairs 0 to count - 1 of a chunk into coefficients and back in place.
+// Lifting has kBorder, the pairs that it reaches to each side, and lift and unlift(even, odd, count, inside), which
+// turn pairs 0 to count - 1 of a chunk into coefficients and back in place.
 
 // Samples to coefficients.
 template <class Lifting, class T>

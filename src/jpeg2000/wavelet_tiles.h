@@ -1,14 +1,14 @@
 // One level of a tile: in place, and between a plane and four bands.
 //
-// The forward transform lifts columns, then rows (T.800, F.4.2); the inverse rows, then columns (F.3.2). Integer filters
-// round after each direction, so the order shows in the coefficients.
+// The forward transform lifts columns, then rows (T.800, F.4.2); the inverse rows, then columns (F.3.2). Integer
+// filters round after each direction, so the order shows in the coefficients.
 //
 // Columns are lifted in place across whole rows, which leaves low and high rows alternating. Rows are put in their
 // order, low ones first, as they are transformed: each goes from where it is to where it belongs.
 //
-// A Filter has, for its sample type T, forwardRow(src, n, p, low, high) and inverseRow(low, high, n, p, dst) for n >= 1,
-// and forwardColumns and inverseColumns(src, dst, width, height, p), from plane to plane or in place, with the rows of
-// coefficients alternating.
+// A Filter has, for its sample type T, forwardRow(src, n, p, low, high) and inverseRow(low, high, n, p, dst) for n >=
+// 1, and forwardColumns and inverseColumns(src, dst, width, height, p), from plane to plane or in place, with the rows
+// of coefficients alternating.
 #pragma once
 
 #include "frame/rows.h"
