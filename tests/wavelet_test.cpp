@@ -198,7 +198,8 @@ int mirror(int q, int n) { return q < 0 ? mirror(-q, n) : q >= n ? mirror(2 * (n
 template <class L, class T>
 void tileLine(T* line, size_t stride, int n, int p, bool inverse) {
   if (n == 1) {
-    if (p) *line = inverse ? T(*line / 2) : T(T(2) * *line);
+    using Wide = std::common_type_t<T, int64_t>;
+    if (p) *line = inverse ? T(*line / 2) : T(Wide(*line) * 2);
     return;
   }
   std::vector<T> places(size_t(n), T{});
@@ -460,7 +461,8 @@ TEST(Wavelet, PairsByConvolution) {
       // The same place of the interleaved coefficients: low ones at even q + p.
       int32_t lows[10] = {}, highs[10] = {}, x[2];
       const bool isHigh = (at + p) & 1;
-      (isHigh ? highs : lows)[4 + (at + 4 - (isHigh ? 1 - p : p)) / 2 - 2] = kOne;
+      int32_t* const band = isHigh ? highs + 4 : lows + 4;
+      band[(at - (isHigh ? 1 - p : p)) / 2] = kOne;  // an even number
       ASSERT_EQ(zelStsNoErr, f.inverse(lows + 4, 4, highs + 4, 4, {1, 1}, x, 8, p));
       for (int q = 0; q < 2; ++q) EXPECT_EQ(tapOf(forward.inverse(q)), x[q]) << at;
     }
