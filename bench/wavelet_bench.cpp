@@ -100,7 +100,8 @@ struct Peer {
       resolutions[i].x1 = kWidth >> (kLevels - i);
       resolutions[i].y1 = kHeight >> (kLevels - i);
     }
-    component.x1 = kWidth, component.y1 = kHeight;
+    component.x1 = kWidth;
+    component.y1 = kHeight;
     component.resolutionCount = component.minimumCount = kLevels + 1;
     component.resolutions = resolutions;
     component.data = plane.samples.data();
@@ -184,7 +185,9 @@ struct Components {
 PLAIN plainRct(int32_t* a, int32_t* b, int32_t* c, size_t n) {
   for (size_t i = 0; i < n; ++i) {
     const int32_t y = (a[i] + 2 * b[i] + c[i]) >> 2, cb = c[i] - b[i], cr = a[i] - b[i];
-    a[i] = y, b[i] = cb, c[i] = cr;
+    a[i] = y;
+    b[i] = cb;
+    c[i] = cr;
   }
 }
 PLAIN plainRct(int16_t* a, int16_t* b, int16_t* c, size_t n) {
@@ -198,7 +201,9 @@ PLAIN plainIct(float* a, float* b, float* c, size_t n) {
     const float y = 0.299f * a[i] + 0.587f * b[i] + 0.114f * c[i];
     const float cb = -0.16875f * a[i] - 0.33126f * b[i] + 0.5f * c[i];
     const float cr = 0.5f * a[i] - 0.41869f * b[i] - 0.08131f * c[i];
-    a[i] = y, b[i] = cb, c[i] = cr;
+    a[i] = y;
+    b[i] = cb;
+    c[i] = cr;
   }
 }
 PLAIN plainIct(int32_t* a, int32_t* b, int32_t* c, size_t n) {
@@ -206,7 +211,9 @@ PLAIN plainIct(int32_t* a, int32_t* b, int32_t* c, size_t n) {
     const int32_t y = (4899 * a[i] + 9617 * b[i] + 1868 * c[i] + 8192) >> 14;
     const int32_t cb = (-2765 * a[i] - 5427 * b[i] + 8192 * c[i] + 8192) >> 14;
     const int32_t cr = (8192 * a[i] - 6860 * b[i] - 1332 * c[i] + 8192) >> 14;
-    a[i] = y, b[i] = cb, c[i] = cr;
+    a[i] = y;
+    b[i] = cb;
+    c[i] = cr;
   }
 }
 PLAIN plainIct(int16_t* a, int16_t* b, int16_t* c, size_t n) {
@@ -214,7 +221,9 @@ PLAIN plainIct(int16_t* a, int16_t* b, int16_t* c, size_t n) {
   for (size_t i = 0; i < n; ++i) {
     const int s = 4899 * a[i] + 9617 * b[i] + 1868 * c[i] - 8192;
     const int16_t dB = int16_t((c[i] * 16384 - s) >> 14), dR = int16_t((a[i] * 16384 - s) >> 14);
-    a[i] = sat((s + 16384) >> 14), b[i] = sat((9246 * dB + 8192) >> 14), c[i] = sat((11686 * dR + 8192) >> 14);
+    a[i] = sat((s + 16384) >> 14);
+    b[i] = sat((9246 * dB + 8192) >> 14);
+    c[i] = sat((11686 * dR + 8192) >> 14);
   }
 }
 

@@ -578,50 +578,93 @@ ZEL_API ZelStatus zeliJoin422LS_MCU_16s8u_P3C2R(const int16_t* const pSrc[3], ui
 /* ==== 5a  JPEG 2000: component transforms ========================================================================= */
 
 /** @defgroup zelj_components JPEG 2000: component transforms
+ *
+ * Multiple component transformations (ITU-T T.800, Annex G). Forward from R, G, B (components 0, 1, 2) to Y, Cb, Cr;
+ * inverse back. C3 has the three samples of a pixel side by side, P3 one plane each; one step applies to all three
+ * planes. P3IR replaces the planes in place. Samples are signed, and level-shifted where the stream asks for it.
+ *
+ * Checks: the pointers and each plane, in the order of the arguments (zelStsNullPtrErr); then the steps
+ * (zelStsStepErr); then the size (zelStsSizeErr). A step may be smaller than a row.
+ *
+ * How a codec calls them: the reversible path of an encoder, one level of 5/3 after the colours; the decoder takes the
+ * inverse functions in the opposite order.
+ * @code
+ * int32_t* planes[3] = {red, green, blue};      // level-shifted samples, rows 4 * w bytes apart
+ * const ZeliSize size = {w, h};
+ * const ZeliRect tile = {x0, y0, w, h};         // where the tile component lies on its reference grid
+ * zeliRCTFwd_JPEG2K_32s_P3IR(planes, 4 * w, size);
+ * for (int c = 0; c < 3; ++c) zeliWTFwd_B53_JPEG2K_32s_C1IR(planes[c], 4 * w, &tile, buffer);
+ * @endcode
  * @{ */
 
-/* ---- Multiple component transformations (ITU-T T.800, Annex G) ----
- * Forward from R, G, B (components 0, 1, 2) to Y, Cb, Cr; inverse back. C3 has the three samples of a pixel side by
- * side, P3 one plane each; one step applies to all three planes. P3IR replaces the planes in place. Any row length;
- * samples are signed and already level-shifted where the stream asks for it.
- * Checks: the pointers and each plane, in the order of the arguments; then the steps; then the size. */
-
-/* Reversible (G.2), with >> an arithmetic shift:
- *   Y = (R + 2 G + B) >> 2, Cb = B - G, Cr = R - G;  G = Y - ((Cb + Cr) >> 2), R = Cr + G, B = Cb + G.
+/** @defgroup zelj_components_rct Reversible transform
+ *
+ * T.800, G.2, with >> an arithmetic shift:
+ *   - Y = (R + 2 G + B) >> 2, Cb = B - G, Cr = R - G
+ *   - G = Y - ((Cb + Cr) >> 2), R = Cr + G, B = Cb + G
+ *
  * 16s: sums in 32 bits, results cut to their low 16 bits. 32s: 32-bit arithmetic that wraps. Inverse after forward is
  * exact as long as the differences fit the type (16s: samples within +-16384, or 0..32767) and, for 32s, the sum
- * R + 2 G + B fits 32 bits (magnitudes up to 2^29). */
+ * R + 2 G + B fits 32 bits (magnitudes up to 2^29).
+ * @{ */
+
+/** @name Pixels to planes, and back
+ * @{ */
+/** Between interleaved R, G, B and the planes Y, Cb, Cr. */
 ZEL_API ZelStatus zeliRCTFwd_JPEG2K_16s_C3P3R(const int16_t* pSrc, int srcStep, int16_t* const pDst[3], int dstStep,
                                               ZeliSize roiSize);
 ZEL_API ZelStatus zeliRCTInv_JPEG2K_16s_P3C3R(const int16_t* const pSrc[3], int srcStep, int16_t* pDst, int dstStep,
                                               ZeliSize roiSize);
-ZEL_API ZelStatus zeliRCTFwd_JPEG2K_16s_P3IR(int16_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
-ZEL_API ZelStatus zeliRCTInv_JPEG2K_16s_P3IR(int16_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
 ZEL_API ZelStatus zeliRCTFwd_JPEG2K_32s_C3P3R(const int32_t* pSrc, int srcStep, int32_t* const pDst[3], int dstStep,
                                               ZeliSize roiSize);
 ZEL_API ZelStatus zeliRCTInv_JPEG2K_32s_P3C3R(const int32_t* const pSrc[3], int srcStep, int32_t* pDst, int dstStep,
                                               ZeliSize roiSize);
+/** @} */
+
+/** @name Planes in place
+ * @{ */
+/** The three planes are replaced. */
+ZEL_API ZelStatus zeliRCTFwd_JPEG2K_16s_P3IR(int16_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+ZEL_API ZelStatus zeliRCTInv_JPEG2K_16s_P3IR(int16_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
 ZEL_API ZelStatus zeliRCTFwd_JPEG2K_32s_P3IR(int32_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
 ZEL_API ZelStatus zeliRCTInv_JPEG2K_32s_P3IR(int32_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+/** @} */
 
-/* Irreversible (G.3), 32f: single precision, products summed from left to right, no clamping:
- *   Y = 0.299 R + 0.587 G + 0.114 B, Cb = -0.16875 R - 0.33126 G + 0.5 B, Cr = 0.5 R - 0.41869 G - 0.08131 B;
- *   R = Y + 1.402 Cr, G = Y - 0.34413 Cb - 0.71414 Cr, B = Y + 1.772 Cb. */
+/** @} */
+
+/** @defgroup zelj_components_ict Irreversible transform
+ *
+ * T.800, G.3:
+ *   - Y = 0.299 R + 0.587 G + 0.114 B
+ *   - Cb = -0.16875 R - 0.33126 G + 0.5 B
+ *   - Cr = 0.5 R - 0.41869 G - 0.08131 B
+ *   - R = Y + 1.402 Cr, G = Y - 0.34413 Cb - 0.71414 Cr, B = Y + 1.772 Cb
+ * @{ */
+
+/** @name Single precision
+ * @{ */
+/** Products summed from left to right as they stand above; nothing is clamped. */
 ZEL_API ZelStatus zeliICTFwd_JPEG2K_32f_C3P3R(const float* pSrc, int srcStep, float* const pDst[3], int dstStep,
                                               ZeliSize roiSize);
 ZEL_API ZelStatus zeliICTInv_JPEG2K_32f_P3C3R(const float* const pSrc[3], int srcStep, float* pDst, int dstStep,
                                               ZeliSize roiSize);
 ZEL_API ZelStatus zeliICTFwd_JPEG2K_32f_P3IR(float* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
 ZEL_API ZelStatus zeliICTInv_JPEG2K_32f_P3IR(float* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+/** @} */
 
-/* Irreversible in fixed point, the weights in units of 2^-14 and products rounded by adding 8192 before the shift.
- * 16s: Cb and Cr are B - Y and R - Y (rounded, cut to 16 bits) times 9246 and 11686; all results saturate. 32s: the
- * matrix above in 32-bit arithmetic that wraps, which magnitudes up to 2^16 cannot reach. */
+/** @name Fixed point
+ * @{ */
+/** Weights in units of 2^-14, each sum rounded by adding 8192 before the shift by 14.
+ * 16s: Cb and Cr are the differences B - Y and R - Y (rounded, cut to 16 bits) times 0.5 / (1 - 0.114) and
+ * 0.5 / (1 - 0.299); all results saturate. 32s: the matrix in 32-bit arithmetic that wraps, which samples of magnitudes
+ * up to 2^16 cannot reach. */
 ZEL_API ZelStatus zeliICTFwd_JPEG2K_16s_P3IR(int16_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
 ZEL_API ZelStatus zeliICTInv_JPEG2K_16s_P3IR(int16_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
 ZEL_API ZelStatus zeliICTFwd_JPEG2K_32s_P3IR(int32_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
 ZEL_API ZelStatus zeliICTInv_JPEG2K_32s_P3IR(int32_t* const pSrcDst[3], int srcDstStep, ZeliSize roiSize);
+/** @} */
 
+/** @} */
 /** @} */
 
 /* ==== 5b  JPEG 2000: wavelets ===================================================================================== */
@@ -629,38 +672,53 @@ ZEL_API ZelStatus zeliICTInv_JPEG2K_32s_P3IR(int32_t* const pSrcDst[3], int srcD
 /** @defgroup zelj_wavelets JPEG 2000: wavelets
  *
  * One level of the wavelet transformations (ITU-T T.800, Annex F), forward and inverse: reversible 5/3 (B53) and
- * irreversible 9/7 (D97).
+ * irreversible 9/7 (D97). There are three kinds of functions: on whole tiles, which extend the tile at its borders
+ * themselves; on rows or columns of a region that carries its border; and single vertical steps on rows.
  *
- * Phase. Samples at even places of the reference grid become low-pass, those at odd places high-pass coefficients. The
- * phase says which comes first in a line: 0 a low, 1 (any odd number) a high one. The functions on tiles take it from
- * the lowest bit of the rectangle's x (rows) and y (columns), of negative ones too; nothing else of x and y is used.
+ * Phase. Samples at even places of the reference grid become low-pass coefficients, those at odd places high-pass ones.
+ * The phase says which comes first in a line: zeliPhaseLow or zeliPhaseHigh (any odd number counts as that). The
+ * functions on tiles take it from the lowest bit of the rectangle's x (for rows) and y (for columns), of negative ones
+ * too; nothing else of x and y is used.
  *
- * Tiles (C1IR, C1R). Lines are extended by whole-sample symmetry (F.3.7) at the borders of the tile. A line of n
- * samples becomes its low coefficients, then its high ones: with phase 0 the low part has (n + 1) / 2 of them, with
- * phase 1 n / 2. So a plane becomes four quadrants: LL and, right of it, HL (high horizontally), below it LH and HH.
- * A line of one sample is doubled where the phase is 1 (inverse: halved, truncating), else kept.
- *   C1IR  in place. No size is checked; a width or height below 1 transforms nothing.
- *   C1R   to or from four bands, 0 LL, 1 LH, 2 HL, 3 HH, of (w + 1) / 2 or w / 2 columns and (h + 1) / 2 or h / 2 rows,
- *         whatever the phase: the bands are cut from the plane of C1IR at these places. The pointers and steps of empty
- *         bands are checked too.
- *   GetBufSize gives the bytes of pBuffer, of any alignment. It may be 0 for C1IR; even then pBuffer must not be null.
- *   Checks: C1IR: pSrcDst, srcDstStep, pTileRect, pBuffer. C1R: the five pointers in order, the step of the plane, the
- *   four bands, their four steps, the size. GetBufSize: the pointers.
+ * How a line of n samples divides:
  *
- * Rows and columns (Row, Col). One direction over a region whose source carries its border: nothing is extended. The
- * size is in coefficients: a row function makes (or takes) width of each band in each of height rows, a column function
- * height of each band in each of width columns; there are twice as many samples. What a line of n coefficients a band
- * reads, as offsets from its first:
- *               forward           inverse
- *   5/3 phase 0  x -2 .. 2n        low  0 .. n      high -1 .. n
- *   5/3 phase 1  x -1 .. 2n+1      low -1 .. n-1    high -1 .. n
- *   9/7 phase 0  x -4 .. 2n+2      low -1 .. n+1    high -2 .. n+1
- *   9/7 phase 1  x -3 .. 2n+3      low -2 .. n      high -2 .. n+1
- *   Checks: the three pointers, the three steps, the size.
+ *     phase          low coefficients   high coefficients
+ *     zeliPhaseLow      (n + 1) / 2            n / 2
+ *     zeliPhaseHigh        n / 2            (n + 1) / 2
  *
- * Lifting steps (ColLift). One step of a vertical transform on rows of width samples, for pipelines over rows; the
- * caller passes, at the ends of a column, the rows that the symmetric extension names.
- *   Checks: the pointers in order, the width.
+ * Order of the directions. Forward, columns are transformed first, then rows (F.4.2); inverse, rows first, then columns
+ * (F.3.2). The functions on tiles do so, and a codec that combines Row and Col functions or lifting steps has to: the
+ * filters round after each direction, and in the other order about a third of the coefficients of the integer
+ * functions come out different.
+ *
+ * How a codec calls them, a tile in place:
+ * @code
+ * const ZeliRect tile = {x0, y0, w, h};
+ * int bytes;
+ * if (zeliWTGetBufSize_B53_JPEG2K_32s_C1IR(&tile, &bytes) != zelStsNoErr) return tooLarge;
+ * uint8_t* buffer = (uint8_t*)malloc(bytes + 1);                     // one for all levels: the first is the largest
+ * zeliWTFwd_B53_JPEG2K_32s_C1IR(plane, step, &tile, buffer);         // its LL, top left in the plane, is the
+ * const ZeliRect next = {(x0 + 1) / 2, (y0 + 1) / 2,                 // next tile
+ *                        (x0 + w + 1) / 2 - (x0 + 1) / 2, (y0 + h + 1) / 2 - (y0 + 1) / 2};
+ * zeliWTFwd_B53_JPEG2K_32s_C1IR(plane, step, &next, buffer);
+ * @endcode
+ * The same coefficients from columns and rows. The plane has its border rows, mirrored, above and below; low and high
+ * rows get their border columns in between (extendRows is the caller's):
+ * @code
+ * const ZeliSize columns = {w, h / 2}, rows = {w / 2, h / 2};        // in coefficients
+ * zeliWTFwdCol_B53_JPEG2K_32s_C1R(plane, step, low, s, high, s, columns, zeliPhaseLow);
+ * extendRows(low, s, w, h / 2);
+ * extendRows(high, s, w, h / 2);
+ * zeliWTFwdRow_B53_JPEG2K_32s_C1R(low, s, ll, t, hl, t, rows, zeliPhaseLow);
+ * zeliWTFwdRow_B53_JPEG2K_32s_C1R(high, s, lh, t, hh, t, rows, zeliPhaseLow);
+ * @endcode
+ * The columns as a pipeline over rows, each pair of which is used as it arrives; at the ends the caller passes the
+ * mirrored rows (h is even):
+ * @code
+ * for (int n = 0; n < h / 2; ++n)
+ *   zeliWTFwdColLift_B53_JPEG2K_32s_C1(row[2 * n], row[2 * n + 1], row[2 * n + 2 < h ? 2 * n + 2 : 2 * n],
+ *                                      low[n], high[n ? n - 1 : 0], high[n], w);
+ * @endcode
  * @{ */
 
 /** The sub-bands of one level, in the order in which band arrays hold them. */
@@ -677,21 +735,75 @@ typedef enum ZeliPhase {
   zeliPhaseHigh = 1 /**< the line starts at an odd place, with a high-pass coefficient */
 } ZeliPhase;
 
-/* ---- Reversible 5/3 (F.3.8.1, F.4.8.1) ----
- * With >> an arithmetic shift:
- *   d[i] = x[2i+1] - ((x[2i] + x[2i+2]) >> 1), then s[i] = x[2i] + ((d[i-1] + d[i] + 2) >> 2), and back.
+/** @defgroup zelj_wavelets_53 Reversible 5/3
+ *
+ * F.4.8.1 forward and F.3.8.1 inverse, with >> an arithmetic shift:
+ *   - d[i] = x[2i+1] - ((x[2i] + x[2i+2]) >> 1), then s[i] = x[2i] + ((d[i-1] + d[i] + 2) >> 2)
+ *   - x[2i] = s[i] - ((d[i-1] + d[i] + 2) >> 2), then x[2i+1] = d[i] + ((x[2i] + x[2i+2]) >> 1)
+ *
  * Arithmetic wraps in the sample's type: 16s is as defined while the sums of two neighbours, and of two high
- * coefficients plus 2, fit 16 bits. The inverse restores every input to the bit. */
+ * coefficients plus 2, fit 16 bits. The inverse restores every input to the bit.
+ * @{ */
+
+/** @name Work buffers
+ * @{ */
+/** Bytes of pBuffer of the functions on tiles, of any alignment: C1IR takes a line of the longer side with its border
+ * (2 samples at each end), or 0 bytes for a tile of up to 2 x 2; even then pBuffer must not be null. C1R takes besides
+ * h rows of (w * sample size + 31) & ~31 bytes. Where the bytes do not fit into an int (C1R: from about
+ * 2^30 samples of 16s or 2^29 of 32s on) the result is zelStsSizeErr and *pSize stays untouched. Width and height are
+ * not checked; the number means nothing for those below 1. Checks: the pointers. */
 ZEL_API ZelStatus zeliWTGetBufSize_B53_JPEG2K_16s_C1IR(const ZeliRect* pTileRect, int* pSize);
 ZEL_API ZelStatus zeliWTGetBufSize_B53_JPEG2K_16s_C1R(const ZeliRect* pTileRect, int* pSize);
+ZEL_API ZelStatus zeliWTGetBufSize_B53_JPEG2K_32s_C1IR(const ZeliRect* pTileRect, int* pSize);
+ZEL_API ZelStatus zeliWTGetBufSize_B53_JPEG2K_32s_C1R(const ZeliRect* pTileRect, int* pSize);
+/** @} */
+
+/** @name A tile in place
+ * @{ */
+/** Lines are extended by whole-sample symmetry (F.3.7) at the tile's borders. Each line holds its low coefficients,
+ * then its high ones, so the plane becomes four quadrants: LL and, right of it, HL; below it LH, and HH. A line of one
+ * sample is doubled where the phase is zeliPhaseHigh (inverse: halved, truncating), else kept.
+ * Checks: pSrcDst, srcDstStep, pTileRect, pBuffer. No size is checked: a width or height below 1 transforms nothing. */
 ZEL_API ZelStatus zeliWTFwd_B53_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
                                                 uint8_t* pBuffer);
 ZEL_API ZelStatus zeliWTInv_B53_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
                                                 uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTFwd_B53_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
+                                                uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTInv_B53_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
+                                                uint8_t* pBuffer);
+/** @} */
+
+/** @name A tile to and from four bands
+ * @{ */
+/** The same coefficients in four bands (arrays by ZeliSubband), of (w + 1) / 2 or w / 2 columns and of (h + 1) / 2 or
+ * h / 2 rows, whatever the phase: the plane of C1IR is cut at these places. So where the phase is zeliPhaseHigh and the
+ * extent odd, the first high coefficient is the last one of the low band.
+ * Checks: the five pointers in order; the step of the plane; the four bands; their four steps; the size. Pointers and
+ * steps of empty bands are checked too. */
 ZEL_API ZelStatus zeliWTFwd_B53_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, const ZeliRect* pTileRect,
                                                int16_t* const pDst[4], const int dstStep[4], uint8_t* pBuffer);
 ZEL_API ZelStatus zeliWTInv_B53_JPEG2K_16s_C1R(const int16_t* const pSrc[4], const int srcStep[4], int16_t* pDst,
                                                int dstStep, const ZeliRect* pTileRect, uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTFwd_B53_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, const ZeliRect* pTileRect,
+                                               int32_t* const pDst[4], const int dstStep[4], uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTInv_B53_JPEG2K_32s_C1R(const int32_t* const pSrc[4], const int srcStep[4], int32_t* pDst,
+                                               int dstStep, const ZeliRect* pTileRect, uint8_t* pBuffer);
+/** @} */
+
+/** @name Rows and columns
+ * @{ */
+/** One direction over a region whose source carries its border: nothing is extended. The size is in coefficients: a row
+ * function makes (or takes) width of each band in each of height rows, a column function height of each band in each of
+ * width columns; there are twice as many samples. A line of odd length is done with one pair more, whose second
+ * coefficient is dropped (the inverse: whose second sample is). What a line of n coefficients a band reads, as offsets
+ * from its first sample or coefficient:
+ *
+ *     phase            forward        inverse
+ *     zeliPhaseLow     x -2 .. 2n     low  0 .. n      high -1 .. n
+ *     zeliPhaseHigh    x -1 .. 2n+1   low -1 .. n-1    high -1 .. n
+ *
+ * Checks: the three pointers, the three steps, the size. */
 ZEL_API ZelStatus zeliWTFwdRow_B53_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, int16_t* pDstLow, int dstLowStep,
                                                   int16_t* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase);
 ZEL_API ZelStatus zeliWTInvRow_B53_JPEG2K_16s_C1R(const int16_t* pSrcLow, int srcLowStep, const int16_t* pSrcHigh,
@@ -702,16 +814,6 @@ ZEL_API ZelStatus zeliWTFwdCol_B53_JPEG2K_16s_C1R(const int16_t* pSrc, int srcSt
 ZEL_API ZelStatus zeliWTInvCol_B53_JPEG2K_16s_C1R(const int16_t* pSrcLow, int srcLowStep, const int16_t* pSrcHigh,
                                                   int srcHighStep, ZeliSize srcRoiSize, int16_t* pDst, int dstStep,
                                                   int phase);
-ZEL_API ZelStatus zeliWTGetBufSize_B53_JPEG2K_32s_C1IR(const ZeliRect* pTileRect, int* pSize);
-ZEL_API ZelStatus zeliWTGetBufSize_B53_JPEG2K_32s_C1R(const ZeliRect* pTileRect, int* pSize);
-ZEL_API ZelStatus zeliWTFwd_B53_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
-                                                uint8_t* pBuffer);
-ZEL_API ZelStatus zeliWTInv_B53_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
-                                                uint8_t* pBuffer);
-ZEL_API ZelStatus zeliWTFwd_B53_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, const ZeliRect* pTileRect,
-                                               int32_t* const pDst[4], const int dstStep[4], uint8_t* pBuffer);
-ZEL_API ZelStatus zeliWTInv_B53_JPEG2K_32s_C1R(const int32_t* const pSrc[4], const int srcStep[4], int32_t* pDst,
-                                               int dstStep, const ZeliRect* pTileRect, uint8_t* pBuffer);
 ZEL_API ZelStatus zeliWTFwdRow_B53_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, int32_t* pDstLow, int dstLowStep,
                                                   int32_t* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase);
 ZEL_API ZelStatus zeliWTInvRow_B53_JPEG2K_32s_C1R(const int32_t* pSrcLow, int srcLowStep, const int32_t* pSrcHigh,
@@ -722,10 +824,16 @@ ZEL_API ZelStatus zeliWTFwdCol_B53_JPEG2K_32s_C1R(const int32_t* pSrc, int srcSt
 ZEL_API ZelStatus zeliWTInvCol_B53_JPEG2K_32s_C1R(const int32_t* pSrcLow, int srcLowStep, const int32_t* pSrcHigh,
                                                   int srcHighStep, ZeliSize srcRoiSize, int32_t* pDst, int dstStep,
                                                   int phase);
+/** @} */
 
-/* Forward: x[2n], x[2n+1] and x[2n+2] are in pSrc0, pSrc1, pSrc2; d[n] is written to pDstHigh, then s[n] to pDstLow.
- * pSrcHighPrev holds d[n-1] and may be pDstHigh: it is read after pDstHigh is written.
- * Inverse: from s[n], d[n-1], d[n] and x[2n-2], x[2n] is written to pDstEven, then x[2n-1] to pDstOdd. */
+/** @name Lifting steps on rows
+ * @{ */
+/** One step of a vertical transform on rows of width samples.
+ * Forward: x[2n], x[2n+1] and x[2n+2] are in pSrc0, pSrc1, pSrc2; d[n] is written to pDstHigh, then s[n] to pDstLow.
+ * pSrcHighPrev holds d[n-1] and may be pDstHigh, as the mirrored row of the first step is: it is read after pDstHigh is
+ * written.
+ * Inverse: from s[n], d[n-1], d[n] and x[2n-2], x[2n] is written to pDstEven, then x[2n-1] to pDstOdd.
+ * Checks: the pointers in order, the width. */
 ZEL_API ZelStatus zeliWTFwdColLift_B53_JPEG2K_16s_C1(const int16_t* pSrc0, const int16_t* pSrc1, const int16_t* pSrc2,
                                                      int16_t* pDstLow, const int16_t* pSrcHighPrev, int16_t* pDstHigh,
                                                      int width);
@@ -738,44 +846,93 @@ ZEL_API ZelStatus zeliWTFwdColLift_B53_JPEG2K_32s_C1(const int32_t* pSrc0, const
 ZEL_API ZelStatus zeliWTInvColLift_B53_JPEG2K_32s_C1(const int32_t* pSrcLow, const int32_t* pSrcHighPrev,
                                                      const int32_t* pSrcHigh, const int32_t* pSrcEvenPrev,
                                                      int32_t* pDstOdd, int32_t* pDstEven, int width);
+/** @} */
 
-/* ---- Irreversible 9/7 (F.3.8.2, F.4.8.2) ----
- * Forward, on a line x: x[2n+1] += a (x[2n] + x[2n+2]), x[2n] += b (x[2n-1] + x[2n+1]), x[2n+1] += c (x[2n] + x[2n+2]),
- * x[2n] += d (x[2n-1] + x[2n+1]), then low = KL x[2n], high = KH x[2n+1]; a = -1.5861343, b = -0.052980117,
- * c = 0.8829111, d = 0.44350687, KL = 0.8128931, KH = 1.2301741. Inverse: low times KH, high times KL, and the steps
- * undone. How the types compute:
- *   tiles, 16s         weights in units of 2^-14; each product of a sum of two samples is rounded, each sample kept in
- *                      16 bits
- *   tiles, 32s         single precision; x[2n] + x[2n+2] of the input is a 32-bit sum that wraps; coefficients and
- *                      samples are truncated toward zero and clamped to the type
- *   32f                single precision
- *   Row, ColLift, 32s  weights in units of 2^-16, 64-bit products of 32-bit sums that wrap, rounded; low in one
- *                      rounding as KL x[2n] + 0.36052364 (x[2n-1] + x[2n+1]), and the inverse likewise
- *   Row, ColLift, 16s  16-bit arithmetic: saturating sums, products rounded to 15 fractional bits. Samples up to about
- *                      +-7500 do not saturate. In rows, what is needed of intermediate values outside the line comes
- *                      from weights in units of 2^-16, saturated
- * A row or column of one coefficient a band (32f, and rows of 16s and 32s) is the direct convolution with the
- * equivalent filters. */
+/** @} */
+
+/** @defgroup zelj_wavelets_97 Irreversible 9/7
+ *
+ * F.4.8.2 forward, on a line x:
+ *   -# x[2n+1] += a (x[2n] + x[2n+2])
+ *   -# x[2n] += b (x[2n-1] + x[2n+1])
+ *   -# x[2n+1] += c (x[2n] + x[2n+2])
+ *   -# x[2n] += d (x[2n-1] + x[2n+1])
+ *   -# low = KL x[2n], high = KH x[2n+1]
+ *
+ * with a = -1.5861343, b = -0.052980117, c = 0.8829111, d = 0.44350687, KL = 0.8128931, KH = 1.2301741. Inverse
+ * (F.3.8.2): low times KH, high times KL, and the steps undone from the fourth to the first. How the types compute:
+ *   - tiles, 16s: weights in units of 2^-14; each product of a sum of two samples is rounded, and each sample kept in
+ *     16 bits
+ *   - tiles, 32s: single precision; x[2n] + x[2n+2] of the input is a 32-bit sum that wraps; coefficients and samples
+ *     are truncated toward zero and clamped to the type after each direction
+ *   - 32f: single precision
+ *   - Row, ColLift, 32s: weights in units of 2^-16, 64-bit products of 32-bit sums that wrap, rounded; low in one
+ *     rounding as KL x[2n] + 0.36052364 (x[2n-1] + x[2n+1]), and the inverse likewise
+ *   - Row, ColLift, 16s: 16-bit arithmetic: saturating sums, products rounded to 15 fractional bits. Samples up to
+ *     about +-7500 do not saturate. In rows, what is needed of intermediate values outside the line comes from weights
+ *     in units of 2^-16, saturated
+ * @{ */
+
+/** @name Work buffers
+ * @{ */
+/** Bytes of pBuffer of the functions on tiles, of any alignment: C1IR takes a line of the longer side with its border
+ * (4 samples at each end), or 0 bytes for a tile of 1 x 1; even then pBuffer must not be null. C1R takes besides
+ * h rows of (w * sample size + 31) & ~31 bytes. Where the bytes do not fit into an int (C1R: from about
+ * 2^30 samples of 16s or 2^29 of 32s on) the result is zelStsSizeErr and *pSize stays untouched. Width and height are
+ * not checked; the number means nothing for those below 1. Checks: the pointers. */
 ZEL_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_16s_C1IR(const ZeliRect* pTileRect, int* pSize);
 ZEL_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_16s_C1R(const ZeliRect* pTileRect, int* pSize);
+ZEL_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_32s_C1IR(const ZeliRect* pTileRect, int* pSize);
+ZEL_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_32s_C1R(const ZeliRect* pTileRect, int* pSize);
+/** @} */
+
+/** @name A tile in place
+ * @{ */
+/** Lines are extended by whole-sample symmetry (F.3.7) at the tile's borders. Each line holds its low coefficients,
+ * then its high ones, so the plane becomes four quadrants: LL and, right of it, HL; below it LH, and HH. A line of one
+ * sample is doubled where the phase is zeliPhaseHigh (inverse: halved, truncating), else kept.
+ * Checks: pSrcDst, srcDstStep, pTileRect, pBuffer. No size is checked: a width or height below 1 transforms nothing. */
 ZEL_API ZelStatus zeliWTFwd_D97_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
                                                 uint8_t* pBuffer);
 ZEL_API ZelStatus zeliWTInv_D97_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
                                                 uint8_t* pBuffer);
-ZEL_API ZelStatus zeliWTFwd_D97_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, const ZeliRect* pTileRect,
-                                               int16_t* const pDst[4], const int dstStep[4], uint8_t* pBuffer);
-ZEL_API ZelStatus zeliWTInv_D97_JPEG2K_16s_C1R(const int16_t* const pSrc[4], const int srcStep[4], int16_t* pDst,
-                                               int dstStep, const ZeliRect* pTileRect, uint8_t* pBuffer);
-ZEL_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_32s_C1IR(const ZeliRect* pTileRect, int* pSize);
-ZEL_API ZelStatus zeliWTGetBufSize_D97_JPEG2K_32s_C1R(const ZeliRect* pTileRect, int* pSize);
 ZEL_API ZelStatus zeliWTFwd_D97_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
                                                 uint8_t* pBuffer);
 ZEL_API ZelStatus zeliWTInv_D97_JPEG2K_32s_C1IR(int32_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect,
                                                 uint8_t* pBuffer);
+/** @} */
+
+/** @name A tile to and from four bands
+ * @{ */
+/** The same coefficients in four bands (arrays by ZeliSubband), of (w + 1) / 2 or w / 2 columns and of (h + 1) / 2 or
+ * h / 2 rows, whatever the phase: the plane of C1IR is cut at these places. So where the phase is zeliPhaseHigh and the
+ * extent odd, the first high coefficient is the last one of the low band.
+ * Checks: the five pointers in order; the step of the plane; the four bands; their four steps; the size. Pointers and
+ * steps of empty bands are checked too. */
+ZEL_API ZelStatus zeliWTFwd_D97_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, const ZeliRect* pTileRect,
+                                               int16_t* const pDst[4], const int dstStep[4], uint8_t* pBuffer);
+ZEL_API ZelStatus zeliWTInv_D97_JPEG2K_16s_C1R(const int16_t* const pSrc[4], const int srcStep[4], int16_t* pDst,
+                                               int dstStep, const ZeliRect* pTileRect, uint8_t* pBuffer);
 ZEL_API ZelStatus zeliWTFwd_D97_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, const ZeliRect* pTileRect,
                                                int32_t* const pDst[4], const int dstStep[4], uint8_t* pBuffer);
 ZEL_API ZelStatus zeliWTInv_D97_JPEG2K_32s_C1R(const int32_t* const pSrc[4], const int srcStep[4], int32_t* pDst,
                                                int dstStep, const ZeliRect* pTileRect, uint8_t* pBuffer);
+/** @} */
+
+/** @name Rows and columns
+ * @{ */
+/** One direction over a region whose source carries its border: nothing is extended. The size is in coefficients: a row
+ * function makes (or takes) width of each band in each of height rows, a column function height of each band in each of
+ * width columns; there are twice as many samples. A line of odd length is done with one pair more, whose second
+ * coefficient is dropped (the inverse: whose second sample is). What a line of n coefficients a band reads, as offsets
+ * from its first sample or coefficient:
+ *
+ *     phase            forward        inverse
+ *     zeliPhaseLow     x -4 .. 2n+2   low -1 .. n+1    high -2 .. n+1
+ *     zeliPhaseHigh    x -3 .. 2n+3   low -2 .. n      high -2 .. n+1
+ *
+ * One coefficient a band is the direct convolution with the equivalent filters.
+ * Checks: the three pointers, the three steps, the size. */
 ZEL_API ZelStatus zeliWTFwdRow_D97_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, int16_t* pDstLow, int dstLowStep,
                                                   int16_t* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase);
 ZEL_API ZelStatus zeliWTInvRow_D97_JPEG2K_16s_C1R(const int16_t* pSrcLow, int srcLowStep, const int16_t* pSrcHigh,
@@ -796,14 +953,19 @@ ZEL_API ZelStatus zeliWTFwdCol_D97_JPEG2K_32f_C1R(const float* pSrc, int srcStep
 ZEL_API ZelStatus zeliWTInvCol_D97_JPEG2K_32f_C1R(const float* pSrcLow, int srcLowStep, const float* pSrcHigh,
                                                   int srcHighStep, ZeliSize srcRoiSize, float* pDst, int dstStep,
                                                   int phase);
+/** @} */
 
-/* Forward, the steps in this order: pOdd = pSrc1 + a (pSrc0 + pSrc2); pEven = pSrc0 + b (pOddPrev + pOdd);
+/** @name Lifting steps on rows
+ * @{ */
+/** One turn of a pipeline over rows of width samples: it takes in two rows and finishes one of each kind.
+ * Forward, in this order: pOdd = pSrc1 + a (pSrc0 + pSrc2); pEven = pSrc0 + b (pOddPrev + pOdd);
  * pOddPrev += c (pLow + pEven); pLow = KL pLow + d KL (pHigh + pOddPrev); pHigh = KH pHigh. On entry pSrc0, pSrc1,
  * pSrc2 are rows 2n, 2n+1, 2n+2; pLow is row 2n-2 after two steps, pHigh row 2n-3 after three, pOddPrev row 2n-1 after
- * one.
+ * one. For the next turn pEven is pLow, pOddPrev is pHigh and pOdd is pOddPrev.
  * Inverse: pEven = KH pSrcLow - d KL (pSrcHighPrev + pSrcHigh); pOdd = KL pSrcHighPrev - c (pEvenPrev + pEven);
  * pEvenPrev -= b (pOddPrev2 + pOdd); pOddPrev2 -= a (pEvenPrev2 + pEvenPrev). The rows are low n, high n-1 and n, and
- * output rows 2n-4, 2n-3, 2n-2, 2n-1 and 2n. */
+ * output rows 2n-4, 2n-3, 2n-2, 2n-1 and 2n.
+ * Checks: the pointers in order, the width. */
 ZEL_API ZelStatus zeliWTFwdColLift_D97_JPEG2K_16s_C1(const int16_t* pSrc0, const int16_t* pSrc1, const int16_t* pSrc2,
                                                      int16_t* pLow, int16_t* pEven, int16_t* pHigh, int16_t* pOddPrev,
                                                      int16_t* pOdd, int width);
@@ -824,7 +986,9 @@ ZEL_API ZelStatus zeliWTFwdColLift_D97_JPEG2K_32f_C1(const float* pSrc0, const f
 ZEL_API ZelStatus zeliWTInvColLift_D97_JPEG2K_32f_C1(const float* pSrcLow, const float* pSrcHighPrev,
                                                      const float* pSrcHigh, const float* pEvenPrev2, float* pOddPrev2,
                                                      float* pEvenPrev, float* pOdd, float* pEven, int width);
+/** @} */
 
+/** @} */
 /** @} */
 
 /* ==== 5c  JPEG 2000: the tier-1 coder ============================================================================= */

@@ -1,23 +1,34 @@
-// Component transforms against their formulas, one pixel at a time.
+// Component transforms against their formulas (T.800, Annex G), one pixel at a time: to the bit in the arithmetic that
+// is fixed for each type, and near the matrix in double precision.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "support/api.h"
-#include "support/data.h"
+#include "support/checks.h"
+#include "support/picture.h"
 
 namespace {
 
-using zeltest::Guarded;
+using zeltest::bad;
+using zeltest::Checks;
+using zeltest::expectChecks;
+using zeltest::null;
+using zeltest::Picture;
+using zeltest::Plane;
 using zeltest::Random;
+using zeltest::size;
+using zeltest::step;
 
 template <class T>
 using Pixel = std::array<T, 3>;
 
 int32_t low32(int64_t x) { return int32_t(uint32_t(uint64_t(x))); }
-int64_t sat16(int64_t x) { return std::clamp<int64_t>(x, -32768, 32767); }
-int32_t q14(int64_t sum) { return low32(sum + 8192) >> 14; }
+int16_t sat16(int64_t x) { return int16_t(std::clamp<int64_t>(x, -32768, 32767)); }
+int32_t rounded14(int64_t sum) { return low32(sum + 8192) >> 14; }
+int64_t weight14(double x) { return std::lround(x * 16384); }
 
 template <class T>  // integers; sums are formed in 32 bits
 Pixel<T> rct(Pixel<T> p, bool inverse) {
@@ -26,100 +37,133 @@ Pixel<T> rct(Pixel<T> p, bool inverse) {
   const int64_t g = a - (low32(b + c) >> 2);
   return {T(c + g), T(g), T(b + g)};
 }
+
+// G.3: rows Y, Cb, Cr of R, G, B, and back.
+constexpr double kMatrix[2][3][3] = {{{0.299, 0.587, 0.114}, {-0.16875, -0.33126, 0.5}, {0.5, -0.41869, -0.08131}},
+                                     {{1, 0, 1.402}, {1, -0.34413, -0.71414}, {1, 1.772, 0}}};
+Pixel<double> exact(Pixel<double> p, bool inverse) {
+  Pixel<double> result{};
+  for (size_t i = 0; i < 3; ++i)
+    for (size_t k = 0; k < 3; ++k) result[i] += kMatrix[inverse][i][k] * p[k];
+  return result;
+}
 Pixel<float> ict(Pixel<float> p, bool inverse) {
-  const float a = p[0], b = p[1], c = p[2];
-  if (inverse) return {a + 1.402f * c, a - 0.34413f * b - 0.71414f * c, a + 1.772f * b};
-  return {0.299f * a + 0.587f * b + 0.114f * c, -0.16875f * a + -0.33126f * b + 0.5f * c,
-          0.5f * a + -0.41869f * b + -0.08131f * c};
+  Pixel<float> result{};
+  for (size_t i = 0; i < 3; ++i)
+    for (size_t k = 0; k < 3; ++k) result[i] += float(kMatrix[inverse][i][k]) * p[k];
+  return result;
 }
 Pixel<int32_t> ict(Pixel<int32_t> p, bool inverse) {
-  const int64_t a = p[0], b = p[1], c = p[2];
-  if (inverse) return {low32(a + q14(22970 * c)), low32(a + q14(-5638 * b - 11700 * c)), low32(a + q14(29032 * b))};
-  return {q14(4899 * a + 9617 * b + 1868 * c), q14(-2765 * a - 5427 * b + 8192 * c),
-          q14(8192 * a - 6860 * b - 1332 * c)};
+  Pixel<int32_t> result{};
+  for (size_t i = 0; i < 3; ++i) {
+    int64_t sum = 0;
+    for (size_t k = inverse; k < 3; ++k) sum += weight14(kMatrix[inverse][i][k]) * p[k];
+    result[i] = inverse ? low32(p[0] + int64_t(rounded14(sum))) : rounded14(sum);
+  }
+  return result;
 }
 Pixel<int16_t> ict(Pixel<int16_t> p, bool inverse) {
-  const int64_t a = p[0], b = p[1], c = p[2], s = 4899 * a + 9617 * b + 1868 * c;
+  const auto m = [=](int i, int k) { return weight14(kMatrix[inverse][i][k]) * p[size_t(k)]; };
   if (inverse)
-    return {int16_t(sat16(a + q14(22970 * c))), int16_t(sat16(a - q14(5638 * b + 11700 * c))),
-            int16_t(sat16(a + q14(29032 * b)))};
-  const int16_t dB = int16_t(q14(c * 16384 - s)), dR = int16_t(q14(a * 16384 - s));
-  return {int16_t(sat16(q14(s))), int16_t(sat16(q14(9246 * dB))), int16_t(sat16(q14(11686 * dR)))};
+    return {sat16(p[0] + rounded14(m(0, 2))), sat16(p[0] - rounded14(-m(1, 1) - m(1, 2))),
+            sat16(p[0] + rounded14(m(2, 1)))};
+  const int64_t y = m(0, 0) + m(0, 1) + m(0, 2);
+  const int16_t dB = int16_t(rounded14(p[2] * 16384 - y)), dR = int16_t(rounded14(p[0] * 16384 - y));
+  return {sat16(rounded14(y)), sat16(rounded14(weight14(0.5 / 0.886) * dB)),
+          sat16(rounded14(weight14(0.5 / 0.701) * dR))};
 }
 
-// Two rows of every width: planes in place, and interleaved where there is such a function (forward from it, inverse to
-// it), between unreadable pages.
+// Rows of every width, of any values and of values up to `scale`, for which double precision gives the same within
+// `near` (0: no such comparison): planes in place, and interleaved where there is such a function (forward from it,
+// inverse to it).
 template <class T, class Formula, class InPlace, class From, class To>
-void transforms(Formula formula, bool inverse, InPlace inPlace, From fromPixels, To toPixels) {
+void transforms(Formula formula, bool inverse, InPlace inPlace, From fromPixels, To toPixels, int scale, double near) {
   Random rng(1);
   for (int width = 1; width <= 67; ++width) {
-    const size_t n = 2 * size_t(width);
-    const int step = width * int(sizeof(T)), slack = width % 5 * int(sizeof(T));
-    Guarded<T> in(rng.vector<T>(3 * n), size_t(slack)), pixels(3 * n), a(n, size_t(slack)), b(n), c(n);
-    T* const planes[] = {a.data(), b.data(), c.data()};
+    SCOPED_TRACE(testing::Message() << (inverse ? "inverse " : "forward ") << sizeof(T) << " width " << width);
+    const int height = 3, pad = width % 4 * int(sizeof(T)), slack = width % 5 * int(sizeof(T));
+    Picture<T> in(3, width, height, pad), out(3, width, height, pad, slack);
+    Plane<T> pixels(3 * width, height, pad, slack);
+    const bool moderate = width % 2;
+    in.fill(rng);
+    if (moderate)
+      for (int c = 0; c < 3; ++c) in[c].fill([&](int, int) { return T(rng.between(-scale, scale)); });
     const auto split = [&] {
-      for (size_t i = 0; i < 3 * n; ++i) planes[i % 3][i / 3] = in[i];
+      for (int c = 0; c < 3; ++c) out[c].fill([&](int x, int y) { return in[c].get(x, y); });
     };
-    const auto check = [&](bool planar, const char* what) {
-      for (size_t i = 0; i < n; ++i) {
-        const Pixel<T> expected = formula(Pixel<T>{in[3 * i], in[3 * i + 1], in[3 * i + 2]}, inverse);
-        for (size_t k = 0; k < 3; ++k)
-          ASSERT_EQ(expected[k], planar ? planes[k][i] : pixels[3 * i + k])
-              << what << (inverse ? " inverse " : " forward ") << sizeof(T) << " width " << width << " at " << i;
+    const auto check = [&](bool planar) {
+      for (int i = 0; i < width * height; ++i) {
+        const int x = i % width, y = i / width;
+        const Pixel<T> p = {in[0].get(x, y), in[1].get(x, y), in[2].get(x, y)}, expected = formula(p, inverse);
+        const Pixel<double> ideal = exact({double(p[0]), double(p[1]), double(p[2])}, inverse);
+        for (int c = 0; c < 3; ++c) {
+          const T actual = planar ? out[c].get(x, y) : pixels.get(3 * x + c, y);
+          ASSERT_EQ(expected[size_t(c)], actual) << (planar ? "planar " : "pixels ") << x << ", " << y;
+          if (moderate && near > 0) ASSERT_NEAR(ideal[size_t(c)], double(actual), near);
+        }
       }
-      ASSERT_TRUE(a.intact() && b.intact() && c.intact() && pixels.intact());
+      ASSERT_TRUE(out.intact());
+      ASSERT_TRUE(pixels.intact());
     };
     split();
-    ASSERT_EQ(zelStsNoErr, inPlace(planes, step, {width, 2}));
-    check(true, "in place");
+    ASSERT_EQ(zelStsNoErr, inPlace(out.pointers(), out.step(), out.size()));
+    check(true);
     if constexpr (!std::is_null_pointer_v<From>) {
-      ASSERT_EQ(zelStsNoErr, fromPixels(in.data(), 3 * step, planes, step, {width, 2}));
-      check(true, "from pixels");
+      pixels.fill([&](int x, int y) { return in[x % 3].get(x / 3, y); });
+      ASSERT_EQ(zelStsNoErr, fromPixels(pixels.data(), pixels.step(), out.pointers(), out.step(), out.size()));
+      check(true);
     }
     if constexpr (!std::is_null_pointer_v<To>) {
       split();
-      ASSERT_EQ(zelStsNoErr, toPixels(planes, step, pixels.data(), 3 * step, {width, 2}));
-      check(false, "to pixels");
+      ASSERT_EQ(zelStsNoErr, toPixels(out.constPointers(), out.step(), pixels.data(), pixels.step(), out.size()));
+      check(false);
     }
   }
-}
-
-template <class T, class InPlace, class From, class To>
-void checks(InPlace inPlace, From fromPixels, To toPixels) {
-  T x[3] = {1, 1, 1};
-  for (int bad = 0; bad < 9; ++bad) {  // pointers, steps, sizes
-    T* const planes[3] = {bad == 0 ? nullptr : x, bad == 1 ? nullptr : x, bad == 2 ? nullptr : x};
-    T *const *const array = bad == 3 ? nullptr : planes, *const pixels = bad == 4 ? nullptr : x;
-    const ZelStatus expected = bad < 5 ? zelStsNullPtrErr : bad < 7 ? zelStsStepErr : zelStsSizeErr;
-    const int first = bad > 5 ? 4 : 0, second = bad == 5 || bad > 6 ? 4 : 0;
-    const ZeliSize size = {bad == 7, bad == 8};
-    if (bad != 4 && bad != 6) EXPECT_EQ(expected, inPlace(array, first, size)) << bad;
-    EXPECT_EQ(expected, fromPixels(pixels, first, array, second, size)) << bad;
-    EXPECT_EQ(expected, toPixels(array, first, pixels, second, size)) << bad;
-  }
-  EXPECT_TRUE(x[0] == 1 && x[1] == 1 && x[2] == 1);
 }
 
 }  // namespace
 
-TEST(ComponentTransform, FollowsTheFormulas) {
+TEST(ComponentTransform, Reversible) {
   const auto& z = zel();
-  transforms<int16_t>(rct<int16_t>, false, z.zeliRCTFwd_JPEG2K_16s_P3IR, z.zeliRCTFwd_JPEG2K_16s_C3P3R, nullptr);
-  transforms<int16_t>(rct<int16_t>, true, z.zeliRCTInv_JPEG2K_16s_P3IR, nullptr, z.zeliRCTInv_JPEG2K_16s_P3C3R);
-  transforms<int32_t>(rct<int32_t>, false, z.zeliRCTFwd_JPEG2K_32s_P3IR, z.zeliRCTFwd_JPEG2K_32s_C3P3R, nullptr);
-  transforms<int32_t>(rct<int32_t>, true, z.zeliRCTInv_JPEG2K_32s_P3IR, nullptr, z.zeliRCTInv_JPEG2K_32s_P3C3R);
+  transforms<int16_t>(rct<int16_t>, false, z.zeliRCTFwd_JPEG2K_16s_P3IR, z.zeliRCTFwd_JPEG2K_16s_C3P3R, nullptr, 1, 0);
+  transforms<int16_t>(rct<int16_t>, true, z.zeliRCTInv_JPEG2K_16s_P3IR, nullptr, z.zeliRCTInv_JPEG2K_16s_P3C3R, 1, 0);
+  transforms<int32_t>(rct<int32_t>, false, z.zeliRCTFwd_JPEG2K_32s_P3IR, z.zeliRCTFwd_JPEG2K_32s_C3P3R, nullptr, 1, 0);
+  transforms<int32_t>(rct<int32_t>, true, z.zeliRCTInv_JPEG2K_32s_P3IR, nullptr, z.zeliRCTInv_JPEG2K_32s_P3C3R, 1, 0);
+}
+TEST(ComponentTransform, Irreversible) {
+  const auto& z = zel();
   const auto formula = [](auto p, bool inverse) { return ict(p, inverse); };
-  transforms<float>(formula, false, z.zeliICTFwd_JPEG2K_32f_P3IR, z.zeliICTFwd_JPEG2K_32f_C3P3R, nullptr);
-  transforms<float>(formula, true, z.zeliICTInv_JPEG2K_32f_P3IR, nullptr, z.zeliICTInv_JPEG2K_32f_P3C3R);
-  transforms<int16_t>(formula, false, z.zeliICTFwd_JPEG2K_16s_P3IR, nullptr, nullptr);
-  transforms<int16_t>(formula, true, z.zeliICTInv_JPEG2K_16s_P3IR, nullptr, nullptr);
-  transforms<int32_t>(formula, false, z.zeliICTFwd_JPEG2K_32s_P3IR, nullptr, nullptr);
-  transforms<int32_t>(formula, true, z.zeliICTInv_JPEG2K_32s_P3IR, nullptr, nullptr);
+  transforms<float>(formula, false, z.zeliICTFwd_JPEG2K_32f_P3IR, z.zeliICTFwd_JPEG2K_32f_C3P3R, nullptr, 4096, 0.001);
+  transforms<float>(formula, true, z.zeliICTInv_JPEG2K_32f_P3IR, nullptr, z.zeliICTInv_JPEG2K_32f_P3C3R, 4096, 0.001);
+  transforms<int16_t>(formula, false, z.zeliICTFwd_JPEG2K_16s_P3IR, nullptr, nullptr, 1024, 1);
+  transforms<int16_t>(formula, true, z.zeliICTInv_JPEG2K_16s_P3IR, nullptr, nullptr, 1024, 1);
+  transforms<int32_t>(formula, false, z.zeliICTFwd_JPEG2K_32s_P3IR, nullptr, nullptr, 1024, 1);
+  transforms<int32_t>(formula, true, z.zeliICTInv_JPEG2K_32s_P3IR, nullptr, nullptr, 1024, 1);
 }
 
-TEST(ComponentTransform, ChecksInOrder) {
-  const auto& z = zel();
-  checks<int16_t>(z.zeliRCTFwd_JPEG2K_16s_P3IR, z.zeliRCTFwd_JPEG2K_16s_C3P3R, z.zeliRCTInv_JPEG2K_16s_P3C3R);
-  checks<int32_t>(z.zeliRCTInv_JPEG2K_32s_P3IR, z.zeliRCTFwd_JPEG2K_32s_C3P3R, z.zeliRCTInv_JPEG2K_32s_P3C3R);
-  checks<float>(z.zeliICTFwd_JPEG2K_32f_P3IR, z.zeliICTFwd_JPEG2K_32f_C3P3R, z.zeliICTInv_JPEG2K_32f_P3C3R);
+namespace {
+template <class T, class InPlace, class From, class To>
+void componentChecks(T* x, InPlace inPlace, From fromPixels, To toPixels) {
+  T* const planes[3] = {x, x, x};
+  for (int missing = 0; missing < 3; ++missing) {
+    T* without[3] = {x, x, x};
+    without[missing] = nullptr;
+    const auto plane0 = bad<0>(&without[0], zelStsNullPtrErr);
+    const auto plane2 = bad<2>(&without[0], zelStsNullPtrErr);
+    const ZeliSize one = {1, 1};
+    expectChecks(inPlace, std::tuple(&planes[0], 4, one), null<0>(), plane0, step<1>(), size<2>(missing % 2, 0));
+    expectChecks(fromPixels, std::tuple(x, 4, &planes[0], 4, one), null<0>(), null<2>(), plane2, step<1>(), step<3>(-4),
+                 size<4>(missing % 2, 0));
+    expectChecks(toPixels, std::tuple(&planes[0], 4, x, 4, one), null<0>(), plane0, null<2>(), step<1>(), step<3>(),
+                 size<4>(0, missing % 2));
+  }
+}
+}  // namespace
+
+TEST_F(Checks, ComponentTransforms) {
+  componentChecks(words, z.zeliRCTFwd_JPEG2K_16s_P3IR, z.zeliRCTFwd_JPEG2K_16s_C3P3R, z.zeliRCTInv_JPEG2K_16s_P3C3R);
+  componentChecks(as<int32_t*>(), z.zeliRCTInv_JPEG2K_32s_P3IR, z.zeliRCTFwd_JPEG2K_32s_C3P3R,
+                  z.zeliRCTInv_JPEG2K_32s_P3C3R);
+  componentChecks(as<float*>(), z.zeliICTFwd_JPEG2K_32f_P3IR, z.zeliICTFwd_JPEG2K_32f_C3P3R,
+                  z.zeliICTInv_JPEG2K_32f_P3C3R);
 }

@@ -21,7 +21,7 @@ struct ByteLike<const T> {
 
 // Row r of a plane whose step is a signed or an unsigned 32-bit number; the offset is formed in 64 bits.
 template <class T>
-inline T* rowAt(T* base, int64_t step, int r) {
+inline T* rowAt(T* base, int64_t step, int64_t r) {
   using Byte = typename ByteLike<T>::Type;
   return reinterpret_cast<T*>(reinterpret_cast<Byte*>(base) + step * r);
 }

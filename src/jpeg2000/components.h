@@ -39,8 +39,16 @@ constexpr ShuffleBytes scatterOrder(int channel) {
     for (int byte = 0; byte < 2; ++byte) s.at[(3 * i + channel) % 8 * 2 + byte] = uint8_t(2 * i + byte);
   return s;
 }
+// Of four lanes of 32 bits one order is its own inverse: lane i comes from lane (3 i + channel) % 4.
+constexpr int order32(int channel) {
+  int order = 0;
+  for (int i = 0; i < 4; ++i) order |= (3 * i + channel) % 4 << 2 * i;
+  return order;
+}
 constexpr ShuffleBytes kGather[3] = {gatherOrder(0), gatherOrder(1), gatherOrder(2)};
 constexpr ShuffleBytes kScatter[3] = {scatterOrder(0), scatterOrder(1), scatterOrder(2)};
+constexpr int kOrder32[3] = {order32(0), order32(1), order32(2)};
+static_assert(kOrder32[0] == 0x6C, "lanes 0, 3, 2, 1, the last in the highest bits");
 
 template <int kChannel, class V>
 ZEL_INLINE V gather(V a, V b, V c) {
@@ -49,14 +57,14 @@ ZEL_INLINE V gather(V a, V b, V c) {
   if constexpr (kLanes == 8)
     return shuffleBy(mixed, kGather[kChannel]);
   else
-    return permute32x128 < kChannel == 0 ? 0x6C : kChannel == 1 ? 0xB1 : 0xC6 > (mixed);  // 3 i + c mod 4
+    return permute32x128<kOrder32[kChannel]>(mixed);
 }
 template <int kChannel, class V>
 ZEL_INLINE V scatter(V a) {
   if constexpr (sizeof(typename V::Lane) == 2)
     return shuffleBy(a, kScatter[kChannel]);
   else
-    return permute32x128 < kChannel == 0 ? 0x6C : kChannel == 1 ? 0xB1 : 0xC6 > (a);  // its own inverse
+    return permute32x128<kOrder32[kChannel]>(a);
 }
 template <int kVector, class V>
 ZEL_INLINE V mix(V r, V g, V b) {
@@ -65,7 +73,7 @@ ZEL_INLINE V mix(V r, V g, V b) {
 }
 
 template <class T>
-struct Pixels {
+struct PixelRow {
   T* row;
   template <class V>
   ZEL_INLINE Three<V> get(int64_t i) const {
@@ -90,7 +98,7 @@ struct Pixels {
 };
 
 template <class T>
-struct Planes {
+struct PlanarRows {
   T* row[3];
   template <class V>
   ZEL_INLINE Three<V> get(int64_t i) const {
@@ -112,9 +120,9 @@ void transformRow(Source src, Target dst, int n) {
   using V = Vec<T>;
   using Half = Vec<T, 16>;
   int i = 0;
-  for (; i + V::N <= n; i += V::N) dst.put(i, Transform::apply(src.template get<V>(i)));
+  for (; i <= n - V::N; i += V::N) dst.put(i, Transform::apply(src.template get<V>(i)));
   if constexpr (V::N != Half::N)
-    for (; i + Half::N <= n; i += Half::N) dst.put(i, Transform::apply(src.template get<Half>(i)));
+    for (; i <= n - Half::N; i += Half::N) dst.put(i, Transform::apply(src.template get<Half>(i)));
   for (; i < n; ++i) {
     Three<Half> x;
     for (int c = 0; c < 3; ++c) x.at[c] = splat<Half>(loadOne(src.sample(i, c)));
@@ -124,7 +132,7 @@ void transformRow(Source src, Target dst, int n) {
 }
 
 template <class T>
-Planes<T> planeRows(T* const* plane, int step, int r) {
+PlanarRows<T> planeRows(T* const* plane, int step, int r) {
   return {{rowAt(plane[0], step, r), rowAt(plane[1], step, r), rowAt(plane[2], step, r)}};
 }
 
@@ -134,7 +142,7 @@ ZelStatus pixelsToPlanes(const T* pSrc, int srcStep, T* const* pDst, int dstStep
   if (const ZelStatus s = firstFailure(allPresent<3>(pDst), stepOk(srcStep), stepOk(dstStep), sizeOk(roiSize)))
     return s;
   for (int r = 0; r < roiSize.height; ++r)
-    transformRow<Transform, T>(Pixels<const T>{rowAt(pSrc, srcStep, r)}, planeRows(pDst, dstStep, r), roiSize.width);
+    transformRow<Transform, T>(PixelRow<const T>{rowAt(pSrc, srcStep, r)}, planeRows(pDst, dstStep, r), roiSize.width);
   return zelStsNoErr;
 }
 
@@ -145,7 +153,7 @@ ZelStatus planesToPixels(const T* const* pSrc, int srcStep, T* pDst, int dstStep
           firstFailure(allPresent<3>(pSrc), present(pDst), stepOk(srcStep), stepOk(dstStep), sizeOk(roiSize)))
     return s;
   for (int r = 0; r < roiSize.height; ++r)
-    transformRow<Transform, T>(planeRows(pSrc, srcStep, r), Pixels<T>{rowAt(pDst, dstStep, r)}, roiSize.width);
+    transformRow<Transform, T>(planeRows(pSrc, srcStep, r), PixelRow<T>{rowAt(pDst, dstStep, r)}, roiSize.width);
   return zelStsNoErr;
 }
 
@@ -154,7 +162,7 @@ ZelStatus planesInPlace(T* const* pSrcDst, int step, ZeliSize roiSize) {
   if (const ZelStatus s = present(pSrcDst)) return s;
   if (const ZelStatus s = firstFailure(allPresent<3>(pSrcDst), stepOk(step), sizeOk(roiSize))) return s;
   for (int r = 0; r < roiSize.height; ++r) {
-    const Planes<T> rows = planeRows(pSrcDst, step, r);
+    const PlanarRows<T> rows = planeRows(pSrcDst, step, r);
     transformRow<Transform, T>(rows, rows, roiSize.width);
   }
   return zelStsNoErr;

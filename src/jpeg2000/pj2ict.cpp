@@ -5,6 +5,18 @@
 namespace ZEL_VARIANT {
 namespace {
 
+// ---- The matrix ----------------------------------------------------------------------------------------------------
+// Of R, G, B forward, and of Cb and Cr inverse, beside Y.
+
+constexpr float kYR = 0.299f, kYG = 0.587f, kYB = 0.114f;
+constexpr float kCbR = -0.16875f, kCbG = -0.33126f, kCbB = 0.5f;
+constexpr float kCrR = 0.5f, kCrG = -0.41869f, kCrB = -0.08131f;
+constexpr float kRCr = 1.402f, kGCb = -0.34413f, kGCr = -0.71414f, kBCb = 1.772f;
+
+// A weight in units of 2^-14, rounded.
+constexpr int kShift = 14, kOne = 1 << kShift, kHalf = kOne / 2;
+constexpr int q14(double x) { return int(x * kOne + (x < 0 ? -0.5 : 0.5)); }
+
 // ---- Single precision: products summed from left to right ----------------------------------------------------------
 
 template <class V>
@@ -15,22 +27,18 @@ ZEL_INLINE V weighted(Three<V> x, float a, float b, float c) {
 struct ForwardFloat {
   template <class V>
   ZEL_INLINE static Three<V> apply(Three<V> x) {
-    return {{weighted(x, 0.299f, 0.587f, 0.114f), weighted(x, -0.16875f, -0.33126f, 0.5f),
-             weighted(x, 0.5f, -0.41869f, -0.08131f)}};
+    return {{weighted(x, kYR, kYG, kYB), weighted(x, kCbR, kCbG, kCbB), weighted(x, kCrR, kCrG, kCrB)}};
   }
 };
 struct InverseFloat {
   template <class V>
   ZEL_INLINE static Three<V> apply(Three<V> x) {
     const V y = x.at[0], cb = x.at[1], cr = x.at[2];
-    return {
-        {y + splat<V>(1.402f) * cr, y - splat<V>(0.34413f) * cb - splat<V>(0.71414f) * cr, y + splat<V>(1.772f) * cb}};
+    return {{y + splat<V>(kRCr) * cr, y + splat<V>(kGCb) * cb + splat<V>(kGCr) * cr, y + splat<V>(kBCb) * cb}};
   }
 };
 
 // ---- 32-bit samples, Q14, wrapping ---------------------------------------------------------------------------------
-
-constexpr int kShift = 14, kHalf = 1 << (kShift - 1);
 
 template <class V>
 ZEL_INLINE V times(int weight, V x) {
@@ -45,17 +53,17 @@ struct Forward32 {
   template <class V>
   ZEL_INLINE static Three<V> apply(Three<V> x) {
     const V r = x.at[0], g = x.at[1], b = x.at[2];
-    return {{scaled(times(4899, r) + times(9617, g) + times(1868, b)),
-             scaled(times(8192, b) - times(2765, r) - times(5427, g)),
-             scaled(times(8192, r) - times(6860, g) - times(1332, b))}};
+    return {{scaled(times(q14(kYR), r) + times(q14(kYG), g) + times(q14(kYB), b)),
+             scaled(times(q14(kCbB), b) + times(q14(kCbR), r) + times(q14(kCbG), g)),
+             scaled(times(q14(kCrR), r) + times(q14(kCrG), g) + times(q14(kCrB), b))}};
   }
 };
 struct Inverse32 {
   template <class V>
   ZEL_INLINE static Three<V> apply(Three<V> x) {
     const V y = x.at[0], cb = x.at[1], cr = x.at[2];
-    return {
-        {y + scaled(times(22970, cr)), y + scaled(times(-5638, cb) - times(11700, cr)), y + scaled(times(29032, cb))}};
+    return {{y + scaled(times(q14(kRCr), cr)), y + scaled(times(q14(kGCb), cb) + times(q14(kGCr), cr)),
+             y + scaled(times(q14(kBCb), cb))}};
   }
 };
 
@@ -97,17 +105,18 @@ ZEL_INLINE Vec<int16_t, B> fraction(int weight, Vec<int16_t, B> x) {
 // so that saturating twice is saturating once.
 template <int B>
 ZEL_INLINE Vec<int16_t, B> plusProduct(Vec<int16_t, B> y, int weight, Vec<int16_t, B> x) {
-  return addSat(addSat(y, x), fraction(weight - (1 << kShift), x));
+  return addSat(addSat(y, x), fraction(weight - kOne, x));
 }
 
 struct Forward16 {
   template <int B>
   ZEL_INLINE static Three<Vec<int16_t, B>> apply(Three<Vec<int16_t, B>> x) {
-    constexpr int kOne = 1 << kShift, kR = 4899, kG = 9617, kB = 1868;
+    constexpr int kR = q14(kYR), kG = q14(kYG), kB = q14(kYB);
     const auto r = x.at[0], g = x.at[1], b = x.at[2];
     const auto dB = cut(weightedSums(r, g, b, -kR, -kG, kOne - kB, kHalf));
     const auto dR = cut(weightedSums(r, g, b, kOne - kR, -kG, -kB, kHalf));
-    return {{saturated(weightedSums(r, g, b, kR, kG, kB, kHalf)), fraction(9246, dB), fraction(11686, dR)}};
+    return {{saturated(weightedSums(r, g, b, kR, kG, kB, kHalf)), fraction(q14(0.5 / (1 - kYB)), dB),
+             fraction(q14(0.5 / (1 - kYR)), dR)}};
   }
 };
 struct Inverse16 {
@@ -115,8 +124,8 @@ struct Inverse16 {
   ZEL_INLINE static Three<Vec<int16_t, B>> apply(Three<Vec<int16_t, B>> x) {
     const auto y = x.at[0], cb = x.at[1], cr = x.at[2];
     // y - ((p + half) >> 14) is ((y << 14) - p - half + 2^14 - 1) >> 14
-    const auto g = saturated(weightedSums(cb, cr, y, -5638, -11700, 1 << kShift, kHalf - 1));
-    return {{plusProduct(y, 22970, cr), g, plusProduct(y, 29032, cb)}};
+    const auto g = saturated(weightedSums(cb, cr, y, q14(kGCb), q14(kGCr), kOne, kOne - 1 - kHalf));
+    return {{plusProduct(y, q14(kRCr), cr), g, plusProduct(y, q14(kBCb), cb)}};
   }
 };
 

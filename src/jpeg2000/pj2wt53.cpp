@@ -1,25 +1,26 @@
 // One level of the reversible 5/3 wavelet on a tile: in place, and between a plane and four bands.
-#include "jpeg2000/pj2wt53.h"
+#include "jpeg2000/wavelet53.h"
+#include "jpeg2000/wavelet_drivers.h"
 
 namespace ZEL_VARIANT {
 namespace {
 
 // Two samples of border at each end of the line; tiles of up to 2 x 2 need none.
-constexpr int kLineBorder = 2, kLeastSide = 3;
+constexpr BufferRule kRule = {2, 3};
 
 }  // namespace
 
 ZelStatus zeliWTGetBufSize_B53_JPEG2K_16s_C1IR(const ZeliRect* pTileRect, int* pSize) {
-  return lineBytes<int16_t>(pTileRect, pSize, kLineBorder, kLeastSide);
+  return bufferInPlace<int16_t>(pTileRect, pSize, kRule);
 }
 ZelStatus zeliWTGetBufSize_B53_JPEG2K_32s_C1IR(const ZeliRect* pTileRect, int* pSize) {
-  return lineBytes<int32_t>(pTileRect, pSize, kLineBorder, kLeastSide);
+  return bufferInPlace<int32_t>(pTileRect, pSize, kRule);
 }
 ZelStatus zeliWTGetBufSize_B53_JPEG2K_16s_C1R(const ZeliRect* pTileRect, int* pSize) {
-  return planeBytes<int16_t>(pTileRect, pSize, kLineBorder, kLeastSide);
+  return bufferOfBands<int16_t>(pTileRect, pSize, kRule);
 }
 ZelStatus zeliWTGetBufSize_B53_JPEG2K_32s_C1R(const ZeliRect* pTileRect, int* pSize) {
-  return planeBytes<int32_t>(pTileRect, pSize, kLineBorder, kLeastSide);
+  return bufferOfBands<int32_t>(pTileRect, pSize, kRule);
 }
 
 ZelStatus zeliWTFwd_B53_JPEG2K_16s_C1IR(int16_t* pSrcDst, int srcDstStep, const ZeliRect* pTileRect, uint8_t* pBuffer) {

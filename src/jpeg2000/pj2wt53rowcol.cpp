@@ -1,32 +1,22 @@
 // The reversible 5/3 wavelet in one direction over a region whose source carries its border.
-#include "jpeg2000/pj2wt53.h"
+#include "jpeg2000/wavelet53.h"
+#include "jpeg2000/wavelet_drivers.h"
 
 namespace ZEL_VARIANT {
 namespace {
 
+// A row of n coefficients a band reads 2n samples and three of border: two before them and one behind with phase 0, one
+// and two with phase 1. The inverse reads a high coefficient beyond each end, and a low one: behind the line with phase
+// 0, before it with phase 1.
 template <class T>
-ZelStatus forwardRows(const T* pSrc, int srcStep, T* pDstLow, int dstLowStep, T* pDstHigh, int dstHighStep,
-                      ZeliSize size, int phase) {
-  if (const ZelStatus s = checkForward(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, size)) return s;
-  const int p = phaseOf(phase);
-  const int64_t n = size.width;
-  for (int r = 0; r < size.height; ++r)
-    forwardLine<Filter53<T>>(rowAt(pSrc, srcStep, r), Readable{p - 2, 2 * n + 1 + p, 0}, Bands{n, n, p},
-                             rowAt(pDstLow, dstLowStep, r), rowAt(pDstHigh, dstHighStep, r));
-  return zelStsNoErr;
-}
-
-template <class T>
-ZelStatus inverseRows(const T* pSrcLow, int srcLowStep, const T* pSrcHigh, int srcHighStep, ZeliSize size, T* pDst,
-                      int dstStep, int phase) {
-  if (const ZelStatus s = checkInverse(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, size, pDst, dstStep)) return s;
-  const int p = phaseOf(phase);
-  const int64_t n = size.width;
-  for (int r = 0; r < size.height; ++r)
-    inverseLine<Filter53<T>>(rowAt(pSrcLow, srcLowStep, r), Readable{-p, n + 1 - p, 0}, rowAt(pSrcHigh, srcHighStep, r),
-                             Readable{-1, n + 1, 0}, Bands{n, n, p}, rowAt(pDst, dstStep, r));
-  return zelStsNoErr;
-}
+struct RowFilter53 {
+  static void forwardRow(const T* x, int64_t n, int p, T* low, T* high) {
+    forwardLine<Lifting53<T>>(x, Readable{p - 2, 2 * n + 1 + p, 0}, Division{n, n, p}, low, high);
+  }
+  static void inverseRow(const T* low, const T* high, int64_t n, int p, T* dst) {
+    inverseLine<Lifting53<T>>(low, Readable{-p, n + 1 - p, 0}, high, Readable{-1, n + 1, 0}, Division{n, n, p}, dst);
+  }
+};
 
 // Columns. Where the high row before the first, or behind the last, is in the border, it is computed on the way and
 // stored nowhere: from rows a, b, c the coefficient b - ((a + c) >> 1).
@@ -44,13 +34,11 @@ ZelStatus forwardColumns(const T* pSrc, int srcStep, T* pDstLow, int dstLowStep,
                          ZeliSize size, int phase) {
   if (const ZelStatus s = checkForward(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, size)) return s;
   const int p = phaseOf(phase), n = size.height, width = size.width;
-  const auto x = [=](int64_t r) {
-    return reinterpret_cast<const T*>(reinterpret_cast<const char*>(pSrc) + r * srcStep);
-  };
+  const auto x = [=](int64_t r) { return rowAt(pSrc, srcStep, r); };
   const auto border = [=](int64_t r) { return BorderRows<T>{x(r - 1), x(r), x(r + 1)}; };
-  for (int k = 0; k < n; ++k) {
+  for (int64_t k = 0; k < n; ++k) {
     T *const s = rowAt(pDstLow, dstLowStep, k), *const d = rowAt(pDstHigh, dstHighStep, k);
-    const int64_t place = 2 * int64_t(k);
+    const int64_t place = 2 * k;
     if (p == 0 && k > 0) {
       liftRows53<T>(x(place), x(place + 1), x(place + 2), rowAt(pDstHigh, dstHighStep, k - 1), d, s, width);
     } else if (p == 0) {
@@ -89,23 +77,23 @@ ZelStatus inverseColumns(const T* pSrcLow, int srcLowStep, const T* pSrcHigh, in
   const int p = phaseOf(phase), n = size.height, width = size.width;
   // Pair k is the even row k and the odd row behind it; the first even row of phase 1 and the last one of phase 0 are
   // in the border.
-  const auto evenRow = [=](int k) {
+  const auto evenRow = [=](int64_t k) {
     return EvenRow<T>{rowAt(pSrcLow, srcLowStep, k - p), rowAt(pSrcHigh, srcHighStep, k - 1),
                       rowAt(pSrcHigh, srcHighStep, k)};
   };
-  const auto out = [=](int64_t place) { return reinterpret_cast<T*>(reinterpret_cast<char*>(pDst) + place * dstStep); };
+  const auto out = [=](int64_t place) { return rowAt(pDst, dstStep, place); };
   if (p == 0)
     forLanes<T>(width, [=, first = evenRow(0)](auto lanes, int i) {
       using V = Vec<T, lanes.kBytes>;
       lanes.put(pDst + i, first.template at<V>(lanes, i));
     });
-  for (int k = 1; k <= n; ++k) {  // odd row k - 1 and, inside the region, even row k
+  for (int64_t k = 1; k <= n; ++k) {  // odd row k - 1 and, inside the region, even row k
     const EvenRow<T> row = evenRow(k);
-    T* const odd = out(2 * int64_t(k) - 1 - p);
+    T* const odd = out(2 * k - 1 - p);
     if (p == 0 ? k < n : k > 1) {
-      unliftRows53<T>(row.s, row.dPrev, row.d, out(2 * int64_t(k) - 2 - p), odd, out(2 * int64_t(k) - p), width);
+      unliftRows53<T>(row.s, row.dPrev, row.d, out(2 * k - 2 - p), odd, out(2 * k - p), width);
     } else if (p == 0) {
-      const T* const evenPrev = out(2 * int64_t(k) - 2);
+      const T* const evenPrev = out(2 * k - 2);
       forLanes<T>(width, [=](auto lanes, int i) {
         using V = Vec<T, lanes.kBytes>;
         const V next = row.template at<V>(lanes, i);
@@ -128,11 +116,13 @@ ZelStatus inverseColumns(const T* pSrcLow, int srcLowStep, const T* pSrcHigh, in
 
 ZelStatus zeliWTFwdRow_B53_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, int16_t* pDstLow, int dstLowStep,
                                           int16_t* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase) {
-  return forwardRows(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase);
+  return forwardRows<RowFilter53<int16_t>>(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize,
+                                           phase);
 }
 ZelStatus zeliWTInvRow_B53_JPEG2K_16s_C1R(const int16_t* pSrcLow, int srcLowStep, const int16_t* pSrcHigh,
                                           int srcHighStep, ZeliSize srcRoiSize, int16_t* pDst, int dstStep, int phase) {
-  return inverseRows(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase);
+  return inverseRows<RowFilter53<int16_t>>(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep,
+                                           phase);
 }
 ZelStatus zeliWTFwdCol_B53_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, int16_t* pDstLow, int dstLowStep,
                                           int16_t* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase) {
@@ -144,11 +134,13 @@ ZelStatus zeliWTInvCol_B53_JPEG2K_16s_C1R(const int16_t* pSrcLow, int srcLowStep
 }
 ZelStatus zeliWTFwdRow_B53_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, int32_t* pDstLow, int dstLowStep,
                                           int32_t* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase) {
-  return forwardRows(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase);
+  return forwardRows<RowFilter53<int32_t>>(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize,
+                                           phase);
 }
 ZelStatus zeliWTInvRow_B53_JPEG2K_32s_C1R(const int32_t* pSrcLow, int srcLowStep, const int32_t* pSrcHigh,
                                           int srcHighStep, ZeliSize srcRoiSize, int32_t* pDst, int dstStep, int phase) {
-  return inverseRows(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase);
+  return inverseRows<RowFilter53<int32_t>>(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep,
+                                           phase);
 }
 ZelStatus zeliWTFwdCol_B53_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, int32_t* pDstLow, int dstLowStep,
                                           int32_t* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase) {

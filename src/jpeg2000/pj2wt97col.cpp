@@ -1,19 +1,15 @@
 // The irreversible 9/7 wavelet along columns of single-precision samples, in a region whose source carries its border
 // rows. Strips of columns run down the region; what the steps hand on from row to row stays on the stack, so every
 // source row is read once a strip and nothing but results is written.
-#include "jpeg2000/pj2wt97.h"
-#include "jpeg2000/pj2wt97pair.h"
+#include "jpeg2000/wavelet97.h"
+#include "jpeg2000/wavelet97_pair.h"
+#include "jpeg2000/wavelet_drivers.h"
 
 namespace ZEL_VARIANT {
 namespace {
 
-constexpr int kColumns = 256;  // of a strip
-
-template <class T>
-T* rowOf(T* base, int step, int64_t r) {
-  using Byte = typename ByteLike<T>::Type;
-  return reinterpret_cast<T*>(reinterpret_cast<Byte*>(base) + r * step);
-}
+// Of a strip, and the bytes that each row of its state has.
+constexpr int kColumns = 256, kStateBytes = kColumns * int(sizeof(float));
 
 // Pair k, of even row 2k - p and the odd row behind it: the first step of its odd row, the second of its even row, the
 // third of the odd row of pair k - 1, and with that the coefficients of pair k - 1. Runs from two pairs before the
@@ -28,17 +24,15 @@ struct ForwardRows {
 
 void forwardPairRows(ForwardState& state, ForwardRows rows, int width) {
   float *const odd1 = state.odd1, *const even2 = state.even2, *const odd3 = state.odd3;
-  forLanes<float>(width, [=](auto lanes, int i) {
-    using A = Float<decltype(lanes)::kBytes>;
-    using W = typename A::W;
-    const auto at = [=](const float* row) { return lanes.template get<W>(row + i); };
-    const W x0 = at(rows.even), d = A::lift1(at(rows.odd), x0, at(rows.nextEven)), before = at(odd1);
-    const W s = A::lift2(x0, before, d), sBefore = at(even2), lifted = A::lift3(before, sBefore, s);
-    if (rows.low) lanes.put(rows.low + i, A::low(sBefore, at(odd3), lifted));
-    if (rows.high) lanes.put(rows.high + i, A::high(lifted));
-    lanes.put(odd1 + i, d);
-    lanes.put(even2 + i, s);
-    lanes.put(odd3 + i, lifted);
+  forColumns<Float, float>(width, [=](auto c) {
+    const auto x0 = c.sample(rows.even), d = c.lift1(c.sample(rows.odd), x0, c.sample(rows.nextEven));
+    const auto before = c.lifted(odd1), s = c.lift2(x0, before, d);
+    const auto sBefore = c.lifted(even2), lifted = c.lift3(before, sBefore, s);
+    if (rows.low) c.put(rows.low, c.low(sBefore, c.lifted(odd3), lifted));
+    if (rows.high) c.put(rows.high, c.high(lifted));
+    c.put(odd1, d);
+    c.put(even2, s);
+    c.put(odd3, lifted);
   });
 }
 
@@ -55,25 +49,18 @@ struct InverseRows {
 
 void inversePairRows(InverseState& state, InverseRows rows, int width) {
   float *const odd = state.odd, *const even1 = state.even1, *const odd2 = state.odd2, *const even3 = state.even3;
-  forLanes<float>(width, [=](auto lanes, int i) {
-    using A = Float<decltype(lanes)::kBytes>;
-    using W = typename A::W;
-    const auto at = [=](const float* row) { return lanes.template get<W>(row + i); };
-    const W d = A::scaleHigh(at(rows.high)), dBefore = at(odd), s = A::unlift4(at(rows.low), dBefore, d);
-    const W sBefore = at(even1), lifted2 = A::unlift3(dBefore, sBefore, s), d2 = at(odd2);
-    const W x = A::unlift2(sBefore, d2, lifted2);
-    if (rows.even) lanes.put(rows.even + i, x);
-    if (rows.odd) lanes.put(rows.odd + i, A::unlift1(d2, at(even3), x));
-    lanes.put(odd + i, d);
-    lanes.put(even1 + i, s);
-    lanes.put(odd2 + i, lifted2);
-    lanes.put(even3 + i, x);
+  forColumns<Float, float>(width, [=](auto c) {
+    const auto d = c.scaleHigh(c.sample(rows.high)), dBefore = c.lifted(odd);
+    const auto s = c.unlift4(c.sample(rows.low), dBefore, d);
+    const auto sBefore = c.lifted(even1), lifted2 = c.unlift3(dBefore, sBefore, s);
+    const auto d2 = c.lifted(odd2), x = c.unlift2(sBefore, d2, lifted2);
+    if (rows.even) c.put(rows.even, x);
+    if (rows.odd) c.put(rows.odd, c.unlift1(d2, c.lifted(even3), x));
+    c.put(odd, d);
+    c.put(even1, s);
+    c.put(odd2, lifted2);
+    c.put(even3, x);
   });
-}
-
-template <class F>
-void forColumns(int width, F f) {
-  for (int x = 0; x < width; x += kColumns) f(x, width - x < kColumns ? width - x : kColumns);
 }
 
 }  // namespace
@@ -86,23 +73,23 @@ ZelStatus zeliWTFwdCol_D97_JPEG2K_32f_C1R(const float* pSrc, int srcStep, float*
     forLanes<float>(dstRoiSize.width, [=](auto lanes, int i) {
       using V = Vec<float, lanes.kBytes>;
       const auto pair =
-          forwardPair<V>(kTapsFloat, p, [=](int r) { return lanes.template get<V>(rowOf(pSrc, srcStep, r) + i); });
+          forwardPair<V>(kTapsFloat, p, [=](int r) { return lanes.template get<V>(rowAt(pSrc, srcStep, r) + i); });
       lanes.put(pDstLow + i, pair.first);
       lanes.put(pDstHigh + i, pair.second);
     });
     return zelStsNoErr;
   }
-  forColumns(dstRoiSize.width, [=](int x, int width) {
+  forStrips<float, kStateBytes>(dstRoiSize.width, [=](int x, int width) {
     ForwardState state = {};
     // Low row j is in pair j + p, high row j in pair j.
-    for (int64_t k = p - 2; k <= n + p; ++k) {
-      const auto row = [=](int64_t r) { return rowOf(pSrc, srcStep, r) + x; };
+    for (int64_t k = p - 2; k <= int64_t(n) + p; ++k) {
+      const auto row = [=](int64_t r) { return rowAt(pSrc, srcStep, r) + x; };
       const int64_t done = k - 1, place = 2 * k - p;
-      const bool low = done >= p && done < n + p, high = done >= 0 && done < n;
+      const bool low = done >= p && done - p < n, high = done >= 0 && done < n;
       forwardPairRows(
           state,
-          {row(place), row(place + 1), row(place + 2), low ? rowOf(pDstLow, dstLowStep, done - p) + x : nullptr,
-           high ? rowOf(pDstHigh, dstHighStep, done) + x : nullptr},
+          {row(place), row(place + 1), row(place + 2), low ? rowAt(pDstLow, dstLowStep, done - p) + x : nullptr,
+           high ? rowAt(pDstHigh, dstHighStep, done) + x : nullptr},
           width);
     }
   });
@@ -117,23 +104,23 @@ ZelStatus zeliWTInvCol_D97_JPEG2K_32f_C1R(const float* pSrcLow, int srcLowStep, 
     forLanes<float>(srcRoiSize.width, [=](auto lanes, int i) {
       using V = Vec<float, lanes.kBytes>;
       const auto pair = inversePair<V>(
-          kTapsFloat, p, [=](int r) { return lanes.template get<V>(rowOf(pSrcLow, srcLowStep, r) + i); },
-          [=](int r) { return lanes.template get<V>(rowOf(pSrcHigh, srcHighStep, r) + i); });
+          kTapsFloat, p, [=](int r) { return lanes.template get<V>(rowAt(pSrcLow, srcLowStep, r) + i); },
+          [=](int r) { return lanes.template get<V>(rowAt(pSrcHigh, srcHighStep, r) + i); });
       lanes.put(pDst + i, pair.first);
-      lanes.put(rowOf(pDst, dstStep, 1) + i, pair.second);
+      lanes.put(rowAt(pDst, dstStep, 1) + i, pair.second);
     });
     return zelStsNoErr;
   }
-  forColumns(srcRoiSize.width, [=](int x, int width) {
+  forStrips<float, kStateBytes>(srcRoiSize.width, [=](int x, int width) {
     InverseState state = {};
-    const auto low = [=](int64_t k) { return rowOf(pSrcLow, srcLowStep, k - p) + x; };
-    const auto high = [=](int64_t k) { return rowOf(pSrcHigh, srcHighStep, k) + x; };
+    const auto low = [=](int64_t k) { return rowAt(pSrcLow, srcLowStep, k - p) + x; };
+    const auto high = [=](int64_t k) { return rowAt(pSrcHigh, srcHighStep, k) + x; };
     const auto out = [=](int64_t place) {
-      return place >= 0 && place < 2 * int64_t(n) ? rowOf(pDst, dstStep, place) + x : nullptr;
+      return place >= 0 && place < 2 * int64_t(n) ? rowAt(pDst, dstStep, place) + x : nullptr;
     };
     // Before the first even row there is only its high neighbour.
     inversePairRows(state, {high(-2), high(-2), nullptr, nullptr}, width);
-    for (int64_t k = -1; k <= n + 1; ++k)
+    for (int64_t k = -1; k <= int64_t(n) + 1; ++k)
       inversePairRows(state, {low(k), high(k), out(2 * (k - 1) - p), out(2 * (k - 2) + 1 - p)}, width);
   });
   return zelStsNoErr;

@@ -1,6 +1,7 @@
 // The irreversible 9/7 wavelet along rows whose source carries its border.
-#include "jpeg2000/pj2wt97.h"
-#include "jpeg2000/pj2wt97pair.h"
+#include "jpeg2000/wavelet97.h"
+#include "jpeg2000/wavelet97_pair.h"
+#include "jpeg2000/wavelet_drivers.h"
 
 namespace ZEL_VARIANT {
 namespace {
@@ -22,13 +23,13 @@ struct Ends16 {
 };
 
 template <class T>
-struct RowFilter;
+struct RowLifting;
 template <>
-struct RowFilter<int16_t> : Lift97<Packed, Ends16> {};
+struct RowLifting<int16_t> : Lifting97<Saturating16, Ends16> {};
 template <>
-struct RowFilter<int32_t> : Lift97<Q16> {};
+struct RowLifting<int32_t> : Lifting97<Q16> {};
 template <>
-struct RowFilter<float> : Lift97<Float> {};
+struct RowLifting<float> : Lifting97<Float> {};
 
 // Single pairs. Sums of integers are in 64 bits and rounded once.
 ZEL_INLINE void storeRounded(int16_t* p, int64_t sum) {
@@ -64,65 +65,51 @@ void inversePairOf(const float* low, const float* high, int p, float* dst) {
   storeRounded(dst + 1, pair.second);
 }
 
+// A row of n coefficients a band reads 2n samples and seven of border: four before them and three behind with phase 0,
+// three and four with phase 1. The inverse reads two high coefficients beyond each end, and low ones: one before the
+// line and two behind it with phase 0, two and one with phase 1.
 template <class T>
-ZelStatus forwardRows(const T* pSrc, int srcStep, T* pDstLow, int dstLowStep, T* pDstHigh, int dstHighStep,
-                      ZeliSize size, int phase) {
-  if (const ZelStatus s = checkForward(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, size)) return s;
-  const int p = phaseOf(phase);
-  const int64_t n = size.width;
-  for (int r = 0; r < size.height; ++r) {
-    const T* const x = rowAt(pSrc, srcStep, r);
-    T *const low = rowAt(pDstLow, dstLowStep, r), *const high = rowAt(pDstHigh, dstHighStep, r);
-    if (n == 1)
-      forwardPairOf(x, p, low, high);
-    else
-      forwardLine<RowFilter<T>>(x, Readable{p - 4, 2 * n + 3 + p, 0}, Bands{n, n, p}, low, high);
+struct RowFilter97 {
+  static void forwardRow(const T* x, int64_t n, int p, T* low, T* high) {
+    if (n == 1) return forwardPairOf(x, p, low, high);
+    forwardLine<RowLifting<T>>(x, Readable{p - 4, 2 * n + 3 + p, 0}, Division{n, n, p}, low, high);
   }
-  return zelStsNoErr;
-}
-
-template <class T>
-ZelStatus inverseRows(const T* pSrcLow, int srcLowStep, const T* pSrcHigh, int srcHighStep, ZeliSize size, T* pDst,
-                      int dstStep, int phase) {
-  if (const ZelStatus s = checkInverse(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, size, pDst, dstStep)) return s;
-  const int p = phaseOf(phase);
-  const int64_t n = size.width;
-  for (int r = 0; r < size.height; ++r) {
-    const T *const low = rowAt(pSrcLow, srcLowStep, r), *const high = rowAt(pSrcHigh, srcHighStep, r);
-    T* const dst = rowAt(pDst, dstStep, r);
-    if (n == 1)
-      inversePairOf(low, high, p, dst);
-    else
-      inverseLine<RowFilter<T>>(low, Readable{-1 - p, n + 2 - p, 0}, high, Readable{-2, n + 2, 0}, Bands{n, n, p}, dst);
+  static void inverseRow(const T* low, const T* high, int64_t n, int p, T* dst) {
+    if (n == 1) return inversePairOf(low, high, p, dst);
+    inverseLine<RowLifting<T>>(low, Readable{-1 - p, n + 2 - p, 0}, high, Readable{-2, n + 2, 0}, Division{n, n, p},
+                               dst);
   }
-  return zelStsNoErr;
-}
+};
 
 }  // namespace
 
 ZelStatus zeliWTFwdRow_D97_JPEG2K_16s_C1R(const int16_t* pSrc, int srcStep, int16_t* pDstLow, int dstLowStep,
                                           int16_t* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase) {
-  return forwardRows(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase);
+  return forwardRows<RowFilter97<int16_t>>(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize,
+                                           phase);
 }
 ZelStatus zeliWTInvRow_D97_JPEG2K_16s_C1R(const int16_t* pSrcLow, int srcLowStep, const int16_t* pSrcHigh,
                                           int srcHighStep, ZeliSize srcRoiSize, int16_t* pDst, int dstStep, int phase) {
-  return inverseRows(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase);
+  return inverseRows<RowFilter97<int16_t>>(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep,
+                                           phase);
 }
 ZelStatus zeliWTFwdRow_D97_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, int32_t* pDstLow, int dstLowStep,
                                           int32_t* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase) {
-  return forwardRows(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase);
+  return forwardRows<RowFilter97<int32_t>>(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize,
+                                           phase);
 }
 ZelStatus zeliWTInvRow_D97_JPEG2K_32s_C1R(const int32_t* pSrcLow, int srcLowStep, const int32_t* pSrcHigh,
                                           int srcHighStep, ZeliSize srcRoiSize, int32_t* pDst, int dstStep, int phase) {
-  return inverseRows(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase);
+  return inverseRows<RowFilter97<int32_t>>(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep,
+                                           phase);
 }
 ZelStatus zeliWTFwdRow_D97_JPEG2K_32f_C1R(const float* pSrc, int srcStep, float* pDstLow, int dstLowStep,
                                           float* pDstHigh, int dstHighStep, ZeliSize dstRoiSize, int phase) {
-  return forwardRows(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase);
+  return forwardRows<RowFilter97<float>>(pSrc, srcStep, pDstLow, dstLowStep, pDstHigh, dstHighStep, dstRoiSize, phase);
 }
 ZelStatus zeliWTInvRow_D97_JPEG2K_32f_C1R(const float* pSrcLow, int srcLowStep, const float* pSrcHigh, int srcHighStep,
                                           ZeliSize srcRoiSize, float* pDst, int dstStep, int phase) {
-  return inverseRows(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase);
+  return inverseRows<RowFilter97<float>>(pSrcLow, srcLowStep, pSrcHigh, srcHighStep, srcRoiSize, pDst, dstStep, phase);
 }
 
 }  // namespace ZEL_VARIANT

@@ -1,7 +1,8 @@
 // Single vertical lifting steps on rows, for callers that run the vertical transform as a pipeline: 5/3 and 9/7. Each
 // column is done in the order of the steps, its results stored before the next step reads.
-#include "jpeg2000/pj2wt53.h"
-#include "jpeg2000/pj2wt97.h"
+#include "frame/checks.h"
+#include "jpeg2000/wavelet53.h"
+#include "jpeg2000/wavelet97.h"
 
 namespace ZEL_VARIANT {
 namespace {
@@ -11,12 +12,13 @@ ZelStatus checkRows(int width, Rows*... rows) {
   return firstFailure(present(rows)..., lengthOk(width));
 }
 
-// 16 bits: here the undoing of the third step saturates too.
+// 16 bits: here the undoing of the third step saturates too, which wraps within lines.
 template <int B>
-struct PackedSaturating : Packed<B> {
+struct SaturatingRows16 : Saturating16<B> {
   using R = Vec<int16_t, B>;
+  using A = Saturating16<B>;
   ZEL_INLINE static R unlift3(R h, R s0, R s1) {
-    return subSat(Packed<B>::times(26637, h), Packed<B>::times(28931, addSat(s0, s1)));
+    return subSat(A::times(A::kLowQ, h), A::times(A::kGammaQ, addSat(s0, s1)));
   }
 };
 
@@ -24,19 +26,16 @@ template <template <int> class Arithmetic, class T>
 ZelStatus forward97(const T* src0, const T* src1, const T* src2, T* low, T* even, T* high, T* oddPrev, T* odd,
                     int width) {
   if (const ZelStatus s = checkRows(width, src0, src1, src2, low, even, high, oddPrev, odd)) return s;
-  forLanes<T>(width, [=](auto lanes, int i) {
-    using A = Arithmetic<decltype(lanes)::kBytes>;
-    using R = typename A::R;
-    const auto at = [=](const T* row) { return lanes.template get<R>(row + i); };
-    const R x0 = at(src0), d = A::lift1(at(src1), x0, at(src2));
-    lanes.put(odd + i, d);
-    const R before = at(oddPrev), s = A::lift2(x0, before, d);
-    lanes.put(even + i, s);
-    const R l = at(low), lifted = A::lift3(before, l, s);
-    lanes.put(oddPrev + i, lifted);
-    const R h = at(high);
-    lanes.put(low + i, A::low(l, h, lifted));
-    lanes.put(high + i, A::high(h));
+  forColumns<Arithmetic, T>(width, [=](auto c) {
+    const auto x0 = c.sample(src0), d = c.lift1(c.sample(src1), x0, c.sample(src2));
+    c.put(odd, d);
+    const auto before = c.lifted(oddPrev), s = c.lift2(x0, before, d);
+    c.put(even, s);
+    const auto l = c.lifted(low), lifted = c.lift3(before, l, s);
+    c.put(oddPrev, lifted);
+    const auto h = c.lifted(high);
+    c.put(low, c.low(l, h, lifted));
+    c.put(high, c.high(h));
   });
   return zelStsNoErr;
 }
@@ -45,17 +44,14 @@ template <template <int> class Arithmetic, class T>
 ZelStatus inverse97(const T* low, const T* highPrev, const T* high, const T* evenPrev2, T* oddPrev2, T* evenPrev,
                     T* odd, T* even, int width) {
   if (const ZelStatus s = checkRows(width, low, highPrev, high, evenPrev2, oddPrev2, evenPrev, odd, even)) return s;
-  forLanes<T>(width, [=](auto lanes, int i) {
-    using A = Arithmetic<decltype(lanes)::kBytes>;
-    using R = typename A::R;
-    const auto at = [=](const T* row) { return lanes.template get<R>(row + i); };
-    const R h = at(highPrev), x0 = A::unlift4(at(low), h, at(high));
-    lanes.put(even + i, x0);
-    const R x2 = at(evenPrev), x1 = A::unlift3(h, x2, x0);
-    lanes.put(odd + i, x1);
-    const R x3 = at(oddPrev2), lifted2 = A::unlift2(x2, x3, x1);
-    lanes.put(evenPrev + i, lifted2);
-    lanes.put(oddPrev2 + i, A::unlift1(x3, at(evenPrev2), lifted2));
+  forColumns<Arithmetic, T>(width, [=](auto c) {
+    const auto h = c.sample(highPrev), x0 = c.unlift4(c.sample(low), h, c.sample(high));
+    c.put(even, x0);
+    const auto x2 = c.lifted(evenPrev), x1 = c.unlift3(h, x2, x0);
+    c.put(odd, x1);
+    const auto x3 = c.lifted(oddPrev2), lifted2 = c.unlift2(x2, x3, x1);
+    c.put(evenPrev, lifted2);
+    c.put(oddPrev2, c.unlift1(x3, c.sample(evenPrev2), lifted2));
   });
   return zelStsNoErr;
 }
@@ -99,12 +95,12 @@ ZelStatus zeliWTInvColLift_B53_JPEG2K_32s_C1(const int32_t* pSrcLow, const int32
 ZelStatus zeliWTFwdColLift_D97_JPEG2K_16s_C1(const int16_t* pSrc0, const int16_t* pSrc1, const int16_t* pSrc2,
                                              int16_t* pLow, int16_t* pEven, int16_t* pHigh, int16_t* pOddPrev,
                                              int16_t* pOdd, int width) {
-  return forward97<PackedSaturating>(pSrc0, pSrc1, pSrc2, pLow, pEven, pHigh, pOddPrev, pOdd, width);
+  return forward97<SaturatingRows16>(pSrc0, pSrc1, pSrc2, pLow, pEven, pHigh, pOddPrev, pOdd, width);
 }
 ZelStatus zeliWTInvColLift_D97_JPEG2K_16s_C1(const int16_t* pSrcLow, const int16_t* pSrcHighPrev,
                                              const int16_t* pSrcHigh, const int16_t* pEvenPrev2, int16_t* pOddPrev2,
                                              int16_t* pEvenPrev, int16_t* pOdd, int16_t* pEven, int width) {
-  return inverse97<PackedSaturating>(pSrcLow, pSrcHighPrev, pSrcHigh, pEvenPrev2, pOddPrev2, pEvenPrev, pOdd, pEven,
+  return inverse97<SaturatingRows16>(pSrcLow, pSrcHighPrev, pSrcHigh, pEvenPrev2, pOddPrev2, pEvenPrev, pOdd, pEven,
                                      width);
 }
 ZelStatus zeliWTFwdColLift_D97_JPEG2K_32s_C1(const int32_t* pSrc0, const int32_t* pSrc1, const int32_t* pSrc2,

@@ -1,11 +1,15 @@
-// The lifting steps of the reversible 5/3 filter (ITU-T T.800, F.3.8.1 and F.4.8.1), in lanes that wrap.
+// The reversible 5/3 filter (ITU-T T.800, F.4.8.1 forward, F.3.8.1 inverse), in lanes that wrap:
+//   y[2n+1] = x[2n+1] - floor((x[2n] + x[2n+2]) / 2)          high coefficient d[n]
+//   y[2n]   = x[2n] + floor((y[2n-1] + y[2n+1] + 2) / 4)      low coefficient s[n]
+// and back, the low ones first.
 #pragma once
 
-#include "jpeg2000/pj2wt.h"
+#include "jpeg2000/wavelet_tiles.h"
 
 namespace ZEL_VARIANT {
 namespace {
 
+// floor((a + b) / 2) and floor((a + b + 2) / 4)
 template <class V>
 ZEL_INLINE V meanOf(V a, V b) {
   return (a + b) >> 1;
@@ -15,7 +19,8 @@ ZEL_INLINE V quarterOf(V a, V b) {
   return (a + b + splat<V>(2)) >> 2;
 }
 
-// d = x1 - ((x0 + x2) >> 1), then s = x0 + ((dPrev + d + 2) >> 2). dPrev is read when d stands: it may be the same row.
+// High row d of rows x0, x1, x2, then low row s of x0 between the high rows dPrev and d. dPrev is read when d stands:
+// it may be the same row, which the mirrored border before the first row makes it.
 template <class T>
 void liftRows53(const T* x0, const T* x1, const T* x2, const T* dPrev, T* d, T* s, int width) {
   forLanes<T>(width, [=](auto lanes, int i) {
@@ -27,8 +32,8 @@ void liftRows53(const T* x0, const T* x1, const T* x2, const T* dPrev, T* d, T* 
   });
 }
 
-// x2n = s - ((dPrev + d + 2) >> 2), then the odd row before it = dPrev + ((evenPrev + x2n) >> 1). evenPrev is read when
-// x2n stands: it may be the same row, the mirrored one before the first.
+// The even row of low row s between the high rows dPrev and d, then the odd row of dPrev between evenPrev and even.
+// evenPrev is read when even stands: it may be the same row, mirrored as above.
 template <class T>
 void unliftRows53(const T* s, const T* dPrev, const T* d, const T* evenPrev, T* odd, T* even, int width) {
   forLanes<T>(width, [=](auto lanes, int i) {
@@ -41,7 +46,7 @@ void unliftRows53(const T* s, const T* dPrev, const T* d, const T* evenPrev, T* 
 }
 
 template <class T>
-struct Filter53 {
+struct Lifting53 {
   static constexpr int kBorder = 1;
 
   // Pairs 0 to count - 1, from pairs -1 to count.
@@ -59,14 +64,18 @@ struct Filter53 {
     for (int k = 0; k < count; k += V::N)
       store(odd + k, load<V>(odd + k) + meanOf(load<V>(even + k), load<V>(even + k + 1)));
   }
+};
 
-  // Lines of a tile. With two samples the one neighbour stands for the mean, whose sum could wrap.
+// The filter on the lines of a tile.
+template <class T>
+struct Filter53 {
+  // Of two samples each has the other for both neighbours, so that neighbour stands for their mean, whose sum could
+  // wrap. A single sample is doubled where it is a high coefficient (F.4.6, F.3.6).
   static void forwardRow(const T* src, int n, int p, T* low, T* high) {
     using V = Vec<T, 16>;
     using One = OneSample;
     if (n == 1) return One::put(p ? high : low, One::get<V>(src) << p);
-    if (n > 2)
-      return forwardLine<Filter53>(src, Readable{0, n, n}, Bands{lowCount(n, p), n - lowCount(n, p), p}, low, high);
+    if (n > 2) return forwardLine<Lifting53<T>>(src, Readable{0, n, n}, divisionOf(n, p), low, high);
     const V even = One::get<V>(src + p), d = One::get<V>(src + 1 - p) - even;
     One::put(low, even + ((d + splat<V>(1)) >> 1));
     One::put(high, d);
@@ -75,9 +84,10 @@ struct Filter53 {
     using V = Vec<T, 16>;
     using One = OneSample;
     if (n == 1) return storeOne(dst, p ? T(loadOne(high) / 2) : loadOne(low));
-    const int lows = lowCount(n, p), highs = n - lows;
+    const Division division = divisionOf(n, p);
     if (n > 2)
-      return inverseLine<Filter53>(low, Readable{0, lows, n}, high, Readable{0, highs, n}, Bands{lows, highs, p}, dst);
+      return inverseLine<Lifting53<T>>(low, Readable{0, division.low, n}, high, Readable{0, division.high, n}, division,
+                                       dst);
     const V d = One::get<V>(high), even = One::get<V>(low) - ((d + splat<V>(1)) >> 1);
     One::put(dst + p, even);
     One::put(dst + 1 - p, d + even);
@@ -87,10 +97,10 @@ struct Filter53 {
   // is read as a neighbour before it is lifted itself.
   static void forwardColumns(Plane<const T> src, Plane<T> dst, int width, int n, int p) {
     if (n <= 2) return shortColumns<true>(src, dst, width, n, p);
-    forStrips<T>(width, [=](int x, int w) {
-      const auto from = [=](int r) { return src.row(int(mirrored(r, n))) + x; };
-      const auto to = [=](int r) { return dst.row(int(mirrored(r, n))) + x; };
-      for (int k = 1 - p; k <= n; k += 2) {
+    forStrips<T, kStripBytes>(width, [=](int x, int w) {
+      const auto from = [=](int64_t r) { return src.row(mirrored(r, n)) + x; };
+      const auto to = [=](int64_t r) { return dst.row(mirrored(r, n)) + x; };
+      for (int64_t k = 1 - p; k <= n; k += 2) {
         if (k > 0 && k < n) {
           liftRows53(from(k - 1), from(k), from(k + 1), to(k - 2), to(k), to(k - 1), w);
         } else if (k == 0) {
@@ -111,10 +121,10 @@ struct Filter53 {
   }
   static void inverseColumns(Plane<const T> src, Plane<T> dst, int width, int n, int p) {
     if (n <= 2) return shortColumns<false>(src, dst, width, n, p);
-    forStrips<T>(width, [=](int x, int w) {
-      const auto from = [=](int r) { return src.row(int(mirrored(r, n))) + x; };
-      const auto to = [=](int r) { return dst.row(int(mirrored(r, n))) + x; };
-      for (int k = p; k <= n; k += 2) {
+    forStrips<T, kStripBytes>(width, [=](int x, int w) {
+      const auto from = [=](int64_t r) { return src.row(mirrored(r, n)) + x; };
+      const auto to = [=](int64_t r) { return dst.row(mirrored(r, n)) + x; };
+      for (int64_t k = p; k <= n; k += 2) {
         if (k > 0 && k < n) {
           unliftRows53(from(k), from(k - 1), from(k + 1), to(k - 2), to(k - 1), to(k), w);
         } else if (k == 0) {

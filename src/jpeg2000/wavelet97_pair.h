@@ -1,12 +1,13 @@
 // Lines of one low and one high coefficient by direct convolution with the filters that the 9/7 lifting amounts to.
 #pragma once
 
-#include "frame/vec.h"
+#include "jpeg2000/wavelet97.h"
 
 namespace ZEL_VARIANT {
 namespace {
 
-// Taps from the centre outwards.
+// Taps from the centre outwards. A synthesis filter has the taps of the analysis filter of the other band with every
+// second sign changed.
 template <class W>
 struct Taps97 {
   W forwardLow[5], forwardHigh[4], inverseLow[4], inverseHigh[5];
@@ -15,10 +16,16 @@ constexpr Taps97<float> kTapsFloat = {{0.602949f, 0.26686412f, -0.078223266f, -0
                                       {1.115087f, -0.59127176f, -0.057543527f, 0.091271766f},
                                       {1.115087f, 0.59127176f, -0.057543527f, -0.091271766f},
                                       {0.602949f, -0.26686412f, -0.078223266f, 0.01686412f, 0.026748758f}};
-constexpr Taps97<int64_t> kTapsQ16 = {{39515, 17489, -5126, -1105, 1753},
-                                      {73078, -38749, -3771, 5982},
-                                      {73078, 38749, -3771, -5982},
-                                      {39515, -17489, -5126, 1105, 1753}};
+
+// In units of 2^-16, rounded; but the largest side tap, 0.59127176 * 2^16 = 38749.6, is cut.
+constexpr int64_t inUnits16(double tap) { return inUnits(16, tap); }
+constexpr int64_t kSideTap = 38749;
+constexpr Taps97<int64_t> kTapsQ16 = {{inUnits16(0.602949), inUnits16(0.26686412), inUnits16(-0.078223266),
+                                       inUnits16(-0.01686412), inUnits16(0.026748758)},
+                                      {inUnits16(1.115087), -kSideTap, inUnits16(-0.057543527), inUnits16(0.091271766)},
+                                      {inUnits16(1.115087), kSideTap, inUnits16(-0.057543527), inUnits16(-0.091271766)},
+                                      {inUnits16(0.602949), inUnits16(-0.26686412), inUnits16(-0.078223266),
+                                       inUnits16(0.01686412), inUnits16(0.026748758)}};
 
 template <int B>
 ZEL_INLINE Vec<float, B> weighed(float tap, Vec<float, B> x) {
