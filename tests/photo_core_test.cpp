@@ -2,12 +2,18 @@
 #include <gtest/gtest.h>
 
 #include "support/api.h"
+#include "support/checks.h"
 #include "support/data.h"
 
 namespace {
 
+using zeltest::bad;
+using zeltest::Checks;
+using zeltest::expectChecks;
 using zeltest::Guarded;
+using zeltest::null;
 using zeltest::Random;
+using zeltest::size;
 
 struct Int {  // wraps
   int32_t v;
@@ -18,26 +24,46 @@ struct Int {  // wraps
 Int round3(Int x, int offset, int shift) { return (x + x + x + Int{offset}) >> shift; }
 
 void H(Int& a, Int& b, Int& c, Int& d, int R) {
-  a = a + d, b = b - c;
-  const Int t = (a - b + Int{R}) >> 1, newC = t - d, newD = t - c;
-  c = newC, d = newD, a = a - d, b = b + c;
+  a = a + d;
+  b = b - c;
+  const Int t = (a - b + Int{R}) >> 1;
+  const Int newC = t - d, newD = t - c;
+  a = a - newD;
+  b = b + newC;
+  c = newC;
+  d = newD;
 }
 
 void odd(Int& a, Int& b, Int& c, Int& d) {
-  b = b - c, a = a + d;
-  c = c + ((b + Int{1}) >> 1), d = ((a + Int{1}) >> 1) - d;
-  b = b - round3(a, 4, 3), a = a + round3(b, 4, 3);
-  d = d - round3(c, 4, 3), c = c + round3(d, 4, 3);
-  d = d + (b >> 1), c = c - ((a + Int{1}) >> 1);
-  b = b - d, a = a + c;
+  b = b - c;
+  a = a + d;
+  c = c + ((b + Int{1}) >> 1);
+  d = ((a + Int{1}) >> 1) - d;
+  b = b - round3(a, 4, 3);
+  a = a + round3(b, 4, 3);
+  d = d - round3(c, 4, 3);
+  c = c + round3(d, 4, 3);
+  d = d + (b >> 1);
+  c = c - ((a + Int{1}) >> 1);
+  b = b - d;
+  a = a + c;
 }
 
 void oddOdd(Int& a, Int& b, Int& c, Int& d) {
-  b = Int{0} - b, c = Int{0} - c, d = d + a, c = c - b;
+  b = Int{0} - b;
+  c = Int{0} - c;
+  d = d + a;
+  c = c - b;
   const Int t1 = d >> 1, t2 = c >> 1;
-  a = a - t1, b = b + t2;
-  a = a + round3(b, 4, 3), b = b - round3(a, 3, 2), a = a + round3(b, 3, 3);
-  b = b - t2, a = a + t1, c = c + b, d = d - a;
+  a = a - t1;
+  b = b + t2;
+  a = a + round3(b, 4, 3);
+  b = b - round3(a, 3, 2);
+  a = a + round3(b, 3, 3);
+  b = b - t2;
+  a = a + t1;
+  c = c + b;
+  d = d - a;
 }
 
 void forward(char* corner, size_t step) {
@@ -67,9 +93,11 @@ void check(Random& rng, ZeliSize size, size_t extraStep, size_t slack, Fixed fwd
       forward(reinterpret_cast<char*>(expected.data()) + y * step + 4 * x, step);
   int32_t* const p = reinterpret_cast<int32_t*>(region.data());
   ASSERT_EQ(zelStsNoErr, fwd ? fwd(p, uint32_t(step)) : zel().zeliPCTFwd_HDP_32s_C1IR(p, uint32_t(step), size));
-  ASSERT_TRUE(expected == region.copy() && region.intact()) << size.width << " x " << size.height;
+  ASSERT_TRUE(expected == region.copy()) << size.width << " x " << size.height;
+  ASSERT_TRUE(region.intact()) << size.width << " x " << size.height;
   ASSERT_EQ(zelStsNoErr, inv ? inv(p, uint32_t(step)) : zel().zeliPCTInv_HDP_32s_C1IR(p, uint32_t(step), size));
-  ASSERT_TRUE(bytes == region.copy() && region.intact()) << size.width << " x " << size.height;
+  ASSERT_TRUE(bytes == region.copy()) << size.width << " x " << size.height;
+  ASSERT_TRUE(region.intact()) << size.width << " x " << size.height;
 }
 
 }  // namespace
@@ -98,26 +126,20 @@ TEST(PhotoCore, KnownBlocks) {
   }
 }
 
-TEST(PhotoCore, ChecksInOrder) {
-  int32_t x[64] = {5};
-  for (const auto& f : {zel().zeliPCTFwd_HDP_32s_C1IR, zel().zeliPCTInv_HDP_32s_C1IR}) {
-    EXPECT_EQ(zelStsNullPtrErr, f(nullptr, 0, {0, 0}));
-    EXPECT_EQ(zelStsSizeErr, f(x, 0, {0, 4}));
-    EXPECT_EQ(zelStsSizeErr, f(x, 0, {4, 0}));
+TEST_F(Checks, PhotoCore) {
+  int32_t* const x = as<int32_t*>();
+  const ZeliSize four = {4, 4};
+  for (const auto f : {z.zeliPCTFwd_HDP_32s_C1IR, z.zeliPCTInv_HDP_32s_C1IR}) {
+    expectChecks(f, std::tuple(x, 16u, four), null<0>(), size<2>(4, 0), bad<1>(15u, zelStsStepErr));
+    expectChecks(f, std::tuple(x, 16u, four), null<0>(), size<2>(0, 4), bad<1>(0u, zelStsStepErr));
+    expectChecks(f, std::tuple(x, 24u, four), null<0>(), size<2>(6, 4));
+    expectChecks(f, std::tuple(x, 16u, four), null<0>(), size<2>(4, 6));
     EXPECT_EQ(zelStsStepErr, f(x, 16, {6, 4}));
     EXPECT_EQ(zelStsStepErr, f(x, 16, {0x40000004, 4}));  // 4 * width is beyond 32 bits
-    EXPECT_EQ(zelStsSizeErr, f(x, 24, {6, 4}));
-    EXPECT_EQ(zelStsSizeErr, f(x, 16, {4, 6}));
   }
-  const struct {
-    Fixed f;
-    uint32_t least;
-  } fixed[] = {{zel().zeliPCTFwd16x16_HDP_32s_C1IR, 64}, {zel().zeliPCTInv16x16_HDP_32s_C1IR, 64},
-               {zel().zeliPCTFwd8x16_HDP_32s_C1IR, 32},  {zel().zeliPCTInv8x16_HDP_32s_C1IR, 32},
-               {zel().zeliPCTFwd8x8_HDP_32s_C1IR, 32},   {zel().zeliPCTInv8x8_HDP_32s_C1IR, 32}};
-  for (const auto& c : fixed) {
-    EXPECT_EQ(zelStsNullPtrErr, c.f(nullptr, 0));
-    EXPECT_EQ(zelStsStepErr, c.f(x, c.least - 1));
-  }
-  EXPECT_EQ(5, x[0]);
+  for (const auto f : {z.zeliPCTFwd16x16_HDP_32s_C1IR, z.zeliPCTInv16x16_HDP_32s_C1IR})
+    expectChecks(f, std::tuple(x, 64u), null<0>(), bad<1>(63u, zelStsStepErr));
+  for (const auto f : {z.zeliPCTFwd8x16_HDP_32s_C1IR, z.zeliPCTInv8x16_HDP_32s_C1IR, z.zeliPCTFwd8x8_HDP_32s_C1IR,
+                       z.zeliPCTInv8x8_HDP_32s_C1IR})
+    expectChecks(f, std::tuple(x, 32u), null<0>(), bad<1>(31u, zelStsStepErr));
 }

@@ -43,7 +43,8 @@ inline void checkDecoder(Decoder decode, BlockDecoder* definition, int blockByte
         std::memcpy(&expected[(y + p / 4) * step + (x + p % 4) * 4], px[p], 4);
   }
   ASSERT_EQ(zelStsNoErr, decode(src.data(), dst.data(), uint32_t(step), size));
-  ASSERT_TRUE(expected == dst.copy() && dst.intact()) << size.width << " x " << size.height;
+  ASSERT_TRUE(expected == dst.copy()) << size.width << " x " << size.height;
+  ASSERT_TRUE(dst.intact()) << size.width << " x " << size.height;
 }
 
 inline void checkDecoderOverSizes(Decoder decode, BlockDecoder* definition, int blockBytes) {

@@ -4,12 +4,18 @@
 #include <algorithm>
 
 #include "support/api.h"
+#include "support/checks.h"
 #include "support/data.h"
 
 namespace {
 
+using zeltest::Checks;
+using zeltest::expectChecks;
 using zeltest::Guarded;
+using zeltest::length;
+using zeltest::null;
 using zeltest::Random;
+using zeltest::step;
 using Bytes = std::vector<uint8_t>;
 
 // The runs of a row, each with its header.
@@ -68,28 +74,29 @@ void checkRow(const Bytes& s) {
     uint8_t* const dst = out.data() + (size - room);
     std::memset(out.data(), out.kPattern, out.size());
     int position = 3, complete = 0;
-    for (const Bytes& r : runs)
-      if (complete + int(r.size()) > room)
-        break;
-      else
-        complete += int(r.size());
+    for (const Bytes& r : runs) {
+      if (complete + int(r.size()) > room) break;
+      complete += int(r.size());
+    }
     ASSERT_EQ(room == size ? zelStsNoErr : zelStsTIFFOutOfBufErr,
               zel().zeliPackBitsRow_TIFF_8u_C1(src.data(), n, dst, &position, room));
     ASSERT_EQ(3 + complete, position) << "room " << room << " of " << size << ", row of " << n;
     ASSERT_TRUE(std::equal(packed.begin(), packed.begin() + complete, dst + 3)) << "room " << room;
-    ASSERT_TRUE(untouched(out.data(), dst + 3) && out.intact());
+    ASSERT_TRUE(untouched(out.data(), dst + 3)) << "room " << room;
+    ASSERT_TRUE(out.intact()) << "room " << room;
   }
   // The position is then after the last whole run, or after the next one's header.
   for (int cut = size; cut >= 1; --cut) {
     uint8_t* const stream = part.data() + (size - cut);
     std::memcpy(stream, packed.data(), size_t(cut));
     int position = 0, expected = 0;
-    for (const Bytes& r : runs)
+    for (const Bytes& r : runs) {
       if (expected + int(r.size()) > cut) {
         expected += expected < cut;
         break;
-      } else
-        expected += int(r.size());
+      }
+      expected += int(r.size());
+    }
     ASSERT_EQ(cut == size ? zelStsNoErr : zelStsTIFFOutOfBufErr,
               zel().zeliUnpackBitsRow_TIFF_8u_C1(stream, &position, cut, back.data(), n));
     ASSERT_EQ(expected, position);
@@ -106,13 +113,16 @@ void checkRow(const Bytes& s) {
         ++expected;
         break;
       }
-      done += run, expected += int(r.size());
+      done += run;
+      expected += int(r.size());
     }
     const ZelStatus status = done == length ? zelStsNoErr : zelStsTIFFOutOfBufErr;
     ASSERT_EQ(status, zel().zeliUnpackBitsRow_TIFF_8u_C1(all.data(), &position, size, dst, length));
     ASSERT_EQ(expected, position);
-    ASSERT_TRUE(std::equal(dst, dst + done, s.begin()) && untouched(back.data(), dst) && back.intact());
+    ASSERT_TRUE(std::equal(dst, dst + done, s.begin())) << "length " << length;
+    ASSERT_TRUE(untouched(back.data(), dst));
     ASSERT_TRUE(untouched(dst + done, dst + length));
+    ASSERT_TRUE(back.intact());
   }
 }
 
@@ -153,7 +163,8 @@ TEST(PackBits, StreamsOfSeveralRowsAndNoOperations) {
   EXPECT_EQ(7, position);
   EXPECT_EQ(0, std::memcmp(row, "abcc", 4));
   ASSERT_EQ(zelStsNoErr, zel().zeliUnpackBitsRow_TIFF_8u_C1(stream.data(), &position, 10, row, 1));
-  EXPECT_TRUE(position == 10 && row[0] == 'd');
+  EXPECT_EQ(10, position);
+  EXPECT_EQ('d', row[0]);
   EXPECT_EQ(zelStsTIFFOutOfBufErr, zel().zeliUnpackBitsRow_TIFF_8u_C1(stream.data(), &position, 10, row, 1));
   EXPECT_EQ(10, position);
 }
@@ -165,36 +176,25 @@ TEST(TiffRows, SplitAndJoin) {
     Guarded<uint8_t> row(rng.vector<uint8_t>(2 * size), size % 3), high(size, size % 5), low(size), joined(2 * size, 1);
     uint8_t* const planes[] = {high.data(), low.data()};
     ASSERT_EQ(zelStsNoErr, zel().zeliSplitRow_TIFF_16u8u_C1(reinterpret_cast<uint16_t*>(row.data()), planes, n));
-    for (size_t i = 0; i < size; ++i)
-      ASSERT_TRUE(low[i] == row[2 * i] && high[i] == row[2 * i + 1]) << i << " of " << n;
+    for (size_t i = 0; i < size; ++i) {
+      ASSERT_EQ(row[2 * i], low[i]) << i << " of " << n;
+      ASSERT_EQ(row[2 * i + 1], high[i]) << i << " of " << n;
+    }
     const uint8_t* const sources[] = {high.data(), low.data()};
     ASSERT_EQ(zelStsNoErr, zel().zeliJoinRow_TIFF_8u16u_C1(sources, reinterpret_cast<uint16_t*>(joined.data()), n));
     ASSERT_EQ(row.copy(), joined.copy());
-    ASSERT_TRUE(high.intact() && low.intact() && joined.intact());
+    ASSERT_TRUE(high.intact());
+    ASSERT_TRUE(low.intact());
+    ASSERT_TRUE(joined.intact());
   }
 }
 
-TEST(TiffRows, ChecksInOrder) {
-  uint8_t a[4] = {9}, b[4] = {9}, *planes[2] = {a, a};
-  uint16_t w[4] = {9};
-  int position = 0;
-  const auto& pack = zel().zeliPackBitsRow_TIFF_8u_C1;
-  const auto& unpack = zel().zeliUnpackBitsRow_TIFF_8u_C1;
-  EXPECT_EQ(zelStsNullPtrErr, pack(nullptr, 0, b, &position, 0));
-  EXPECT_EQ(zelStsNullPtrErr, pack(a, 0, nullptr, &position, 0));
-  EXPECT_EQ(zelStsNullPtrErr, pack(a, 0, b, nullptr, 0));
-  EXPECT_EQ(zelStsSizeErr, pack(a, 0, b, &position, 4));
-  EXPECT_EQ(zelStsSizeErr, pack(a, 4, b, &position, 0));
-  EXPECT_EQ(zelStsNullPtrErr, unpack(nullptr, &position, 0, b, 0));
-  EXPECT_EQ(zelStsNullPtrErr, unpack(a, nullptr, 0, b, 0));
-  EXPECT_EQ(zelStsNullPtrErr, unpack(a, &position, 0, nullptr, 0));
-  EXPECT_EQ(zelStsSizeErr, unpack(a, &position, 0, b, 4));
-  EXPECT_EQ(zelStsSizeErr, unpack(a, &position, 4, b, 0));
-  EXPECT_EQ(zelStsNullPtrErr, zel().zeliJoinRow_TIFF_8u16u_C1(nullptr, w, 0));
-  EXPECT_EQ(zelStsNullPtrErr, zel().zeliJoinRow_TIFF_8u16u_C1(planes, nullptr, 0));
-  EXPECT_EQ(zelStsStepErr, zel().zeliJoinRow_TIFF_8u16u_C1(planes, w, 0));
-  EXPECT_EQ(zelStsNullPtrErr, zel().zeliSplitRow_TIFF_16u8u_C1(nullptr, planes, 0));
-  EXPECT_EQ(zelStsNullPtrErr, zel().zeliSplitRow_TIFF_16u8u_C1(w, nullptr, 0));
-  EXPECT_EQ(zelStsStepErr, zel().zeliSplitRow_TIFF_16u8u_C1(w, planes, 0));
-  EXPECT_TRUE(a[0] == 9 && b[0] == 9 && w[0] == 9 && position == 0);
+TEST_F(Checks, TiffRows) {
+  int* const position = as<int*>();
+  expectChecks(z.zeliPackBitsRow_TIFF_8u_C1, std::tuple(bytes, 4, bytes, position, 4), null<0>(), null<3>(), null<2>(),
+               length<1>(), length<4>(-1));
+  expectChecks(z.zeliUnpackBitsRow_TIFF_8u_C1, std::tuple(bytes, position, 4, bytes, 4), null<0>(), null<1>(),
+               null<3>(), length<2>(-1), length<4>());
+  expectChecks(z.zeliJoinRow_TIFF_8u16u_C1, std::tuple(sources.data(), table, 1), null<0>(), null<1>(), step<2>());
+  expectChecks(z.zeliSplitRow_TIFF_16u8u_C1, std::tuple(table, planes.data(), 1), null<0>(), null<1>(), step<2>(-1));
 }
