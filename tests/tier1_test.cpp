@@ -240,9 +240,9 @@ TEST(Tier1, EveryStyleAgainstTheFlowCharts) {
   }
 }
 
-// A codeword segment that ends in 0xFF 0x7F, of which 0xFF is there before the segment is ended: a decoder takes both for
-// granted, so the shortest termination drops them, and to be able to, the encoder has not handed out the 0xFF. A search
-// through random blocks of 2 x 2 samples has found these; in larger ones one in some ten million segments is so.
+// A codeword segment that ends in 0xFF 0x7F, of which 0xFF is there before the segment is ended: a decoder takes both
+// for granted, so the shortest termination drops them, and to be able to, the encoder has not handed out the 0xFF. A
+// search through random blocks of 2 x 2 samples has found these; in larger ones one in some ten million segments is so.
 TEST(Tier1, ShortestTerminationDropsOnesAlreadyCoded) {
   const Samples blocks[] = {{0x20, 0x51, 0xE, int32_t(0x8000007A)},
                             {0x4C, 0x31, int32_t(0x8000006A), 0x12},

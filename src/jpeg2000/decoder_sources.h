@@ -1,6 +1,6 @@
 // Where a decoder's coding passes get their decisions from: a segment of the MQ coder or of raw bits. What is found out
-// about a sample goes to the output at once: its bits so far, and below them a half bit, so that its magnitude stands in
-// the middle of the interval that is known of it.
+// about a sample goes to the output at once: its bits so far, and below them a half bit, so that its magnitude stands
+// in the middle of the interval that is known of it.
 #pragma once
 
 #include "frame/rows.h"

@@ -1,5 +1,5 @@
-// Work of the tier-1 encoder on whole rows of a block, many columns at a time: which bit planes there are, the bits of a
-// plane in the order of the neighbourhood words, and the distortion that a plane's passes take away.
+// Work of the tier-1 encoder on whole rows of a block, many columns at a time: which bit planes there are, the bits of
+// a plane in the order of the neighbourhood words, and the distortion that a plane's passes take away.
 #pragma once
 
 #include "frame/rows.h"
@@ -49,7 +49,7 @@ inline void gatherBits(const int32_t* src, int srcStep, int width, int rows, int
   }
 }
 
-// ---- Distortion ------------------------------------------------------------------------------------------------------
+// ---- Distortion -----------------------------------------------------------------------------------------------------
 
 // What the passes of a plane take away of the squared error, where a decoder puts every sample in the middle of the
 // interval that is known of it. In units of the plane, a sample that becomes significant at v in [1, 2) was taken as 0
@@ -69,8 +69,8 @@ struct PlaneDistortion {
   uint32_t propagation, refinement, cleanup;
 };
 
-// Adds those of a stripe. words: after significance propagation, so that what is visited and becomes significant in this
-// plane has become so in that pass, and otherwise does in the cleanup pass.
+// Adds those of a stripe. words: after significance propagation, so that what is visited and becomes significant in
+// this plane has become so in that pass, and otherwise does in the cleanup pass.
 template <bool kIsLast>
 inline void addDistortion(const int32_t* src, int srcStep, int width, int rows, int plane, const uint32_t* words,
                           PlaneDistortion* sums) {

@@ -2,8 +2,8 @@
 // segments (Annex D.6). Bytes go where a pointer or a queue takes them.
 //
 // The registers are those of T.800: the interval of length A starts at C. C has 27 bits and a carry: from the top, bits
-// 26 to 19 are the next byte (25 to 19 after a byte 0xFF, where bit 26 is the stuffed one), and the lower 16 stand level
-// with A; CT counts the shifts until that byte is complete. It waits in B, as a carry may still reach it.
+// 26 to 19 are the next byte (25 to 19 after a byte 0xFF, where bit 26 is the stuffed one), and the lower 16 stand
+// level with A; CT counts the shifts until that byte is complete. It waits in B, as a carry may still reach it.
 #pragma once
 
 #include "jpeg2000/mq.h"
@@ -95,8 +95,8 @@ class MqEncoder {
     return out;
   }
 
-  // BYTEOUT, Figure C.9. After 0xFF a byte has seven bits, and above them room for a carry: so a carry never has to pass
-  // through a byte 0xFF.
+  // BYTEOUT, Figure C.9. After 0xFF a byte has seven bits, and above them room for a carry: so a carry never has to
+  // pass through a byte 0xFF.
   ZEL_INLINE uint8_t* byteOut(uint8_t* out) {
     if (b_ != 0xFF) {
       b_ += c_ >> 27;

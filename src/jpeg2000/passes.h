@@ -5,7 +5,8 @@
 // Decisions. A decoder's reads decisions from a codeword segment and stores samples; an encoder's finds them in the
 // samples and logs them. Either has
 //
-//   Samples                 what a block's samples are to it; Samples::stripe(y) is a stripe of them, from row y on, and
+//   Samples                 what a block's samples are to it; Samples::stripe(y) is a stripe of them, from row y on,
+// and
 //                           column(x) of that a column
 //   significance(column, zeroCoding, f, place)   whether a sample becomes significant, in the context that follows
 //                                                from its column's word f

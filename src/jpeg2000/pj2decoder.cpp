@@ -146,8 +146,8 @@ class Step {
   }
 
   // Without termination of every pass a segment lasts until the coding mode changes, and to the last plane. A step may
-  // stop before that, where no more passes are allowed; a later step then starts with a new segment. It cannot know what
-  // passes that one has, and goes on with a cleanup pass, of the plane that was current at the end.
+  // stop before that, where no more passes are allowed; a later step then starts with a new segment. It cannot know
+  // what passes that one has, and goes on with a cleanup pass, of the plane that was current at the end.
   void decodePassesOfOneMode() {
     const bool raw = transition().raw;
     for (;;) {

@@ -5,9 +5,9 @@
 // one at a time into a queue, from where bytes follow as far as they fit; emission stops when one does not, and so the
 // queue is empty whenever a decision is coded, but for the byte that is held back:
 //
-// The last byte so far of an open segment is not handed out while it is 0xFF. The shortest termination drops a 0xFF at the
-// end, and bits of ones after it, so it must not have left before that end is known. In random data that happens once in
-// some ten million segments; other bytes are not affected, as only 0xFF and 0x7F are dropped.
+// The last byte so far of an open segment is not handed out while it is 0xFF. The shortest termination drops a 0xFF at
+// the end, and bits of ones after it, so it must not have left before that end is known. In random data that happens
+// once in some ten million segments; other bytes are not affected, as only 0xFF and 0x7F are dropped.
 #include "jpeg2000/encoder_state.h"
 
 namespace ZEL_VARIANT {
