@@ -46,8 +46,8 @@ Encoded encode(const EncoderState& state, const Samples& src, const Style& style
   EXPECT_EQ(zelStsNoErr, zel().zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R(rows.data(), 4 * e.w, {e.w, e.h}, state.p,
                                                                       e.subband, 31 - style.lowest, style.termination,
                                                                       0, style.flags, &e.planes, &passes, &segments));
+  Guarded<uint8_t> room{size_t(capacity)};
   for (int n = capacity; more && n == capacity;) {
-    Guarded<uint8_t> room{size_t(capacity)};
     EXPECT_EQ(zelStsNoErr, zel().zeliEncodeStoreBits_JPEG2K_1u(room.data(), &n, state.p, &more));
     if (n < capacity) EXPECT_EQ(0, more) << "room left, and yet more to come";
     e.bytes.insert(e.bytes.end(), room.data(), room.data() + n);

@@ -70,7 +70,8 @@ struct MqSource {
     store(contextOf, columns.contexts);
     for (uint32_t pending = columns.mask(); pending != 0; pending &= pending - 1) {
       const int i = __builtin_ctz(pending);
-      stripe.column(x + i / kStripe).refine(i % kStripe, decision(contextOf[i]));
+      const uint32_t b = decision(contextOf[i]);
+      stripe.column(x + i / kStripe).refine(i % kStripe, b);
     }
   }
 };
@@ -89,7 +90,8 @@ struct RawSource {
   ZEL_INLINE void refine(const Samples::Stripe& stripe, int x, const RefinedColumns& columns) {
     for (uint32_t pending = columns.mask(); pending != 0; pending &= pending - 1) {
       const int i = __builtin_ctz(pending);
-      stripe.column(x + i / kStripe).refine(i % kStripe, raw.bit());
+      const uint32_t b = raw.bit();
+      stripe.column(x + i / kStripe).refine(i % kStripe, b);
     }
   }
 };
