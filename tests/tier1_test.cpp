@@ -105,12 +105,17 @@ struct DecoderState {
   Guarded<int32_t> out;
 };
 
-Guarded<uint8_t> segmentsOf(const Encoded& e) { return Guarded<uint8_t>(e.bytes, 1); }
+// The segments of a block, which may have none, up to a byte before an unreadable page.
+struct Segments : Guarded<uint8_t> {
+  explicit Segments(const Encoded& e) : Guarded<uint8_t>(e.bytes.size(), 1) {
+    std::copy(e.bytes.begin(), e.bytes.end(), data());
+  }
+};
 
 void expectOneCall(const Decoded& want, const Encoded& e, int passes, int flags) {
   SCOPED_TRACE(testing::Message() << "one call, " << passes << " passes, flags " << std::hex << flags);
   DecoderState d(e, size_t(e.planes * 3 + passes));
-  const Guarded<uint8_t> src = segmentsOf(e);
+  const Segments src(e);
   std::vector<int> lengths = e.lengths;
   lengths.push_back(1 << 30);  // not looked at
   int reported = kNotWritten;
@@ -127,7 +132,7 @@ void expectOneCall(const Decoded& want, const Encoded& e, int passes, int flags)
 void expectProgressive(const Decoded& want, const Encoded& e, int passes, int flags) {
   SCOPED_TRACE(testing::Message() << "progressive, " << passes << " passes, flags " << std::hex << flags);
   DecoderState d(e, size_t(e.planes * 3 + passes));
-  const Guarded<uint8_t> src = segmentsOf(e);
+  const Segments src(e);
   const bool single = flags & zeliCodeBlockTerminateAll;
   const int half = single ? passes / 2 : passes;
   const uint8_t* from = src.data();

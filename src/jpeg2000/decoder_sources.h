@@ -23,6 +23,7 @@ struct DecodedSamples {
     ZEL_INLINE int32_t* at(int row) const {
       return reinterpret_cast<int32_t*>(reinterpret_cast<char*>(top) + row * step);
     }
+    // A sample that has become significant: its magnitude is in [bit, 2 * bit), of which this is the middle.
     ZEL_INLINE void store(int place, uint32_t sign) const {
       storeOne(at(rowOf(place)), int32_t(sign << 31 | bit | bit >> 1));
     }
@@ -42,6 +43,8 @@ struct DecodedSamples {
   ZEL_INLINE Stripe stripe(int y) const { return {rowAt(dst, dstStep, y), dstStep, bit}; }
 };
 
+// Decisions of the MQ coder. The decoder's registers are part of it, so that they are in the copy that a pass works on;
+// the contexts are the block's.
 struct MqSource {
   using Samples = DecodedSamples;
   using Column = Samples::Column;
@@ -60,11 +63,14 @@ struct MqSource {
     column.store(place, sign);
     return sign;
   }
+  // One decision whether there is any, mostly that there is none; then the row in two bits, the higher one first.
   ZEL_INLINE int firstOfRun(const Column&) {
     if (!mq.decodeSkewed(contexts, kRunLength)) return kNoPlace;
     const uint32_t high = decision(kUniform), low = decision(kUniform);
     return kFirstPlace + kRow * int(2 * high + low);
   }
+  // Contexts of all samples are known, and what remains is a walk over the bits of those that are refined. The address
+  // of a sample is formed after its decision, which needs all registers.
   ZEL_INLINE void refine(const Samples::Stripe& stripe, int x, const RefinedColumns& columns) {
     uint8_t contextOf[kStripe * u32v::N];
     store(contextOf, columns.contexts);
@@ -76,6 +82,7 @@ struct MqSource {
   }
 };
 
+// Raw bits of significance propagation and refinement (D.6): they have no contexts, and a sign is the bit itself.
 struct RawSource {
   using Samples = DecodedSamples;
   using Column = Samples::Column;

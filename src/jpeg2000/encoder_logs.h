@@ -56,6 +56,8 @@ ZEL_INLINE uint8_t* append(u32v entries, uint32_t mask, uint8_t* next) {
   return next;
 }
 
+// The log of MQ passes. Contexts follow from significance alone, so they are known without coding anything; which state
+// a context is in by then is a matter of emission.
 struct MqLog {
   using Samples = SampleBits;
   using Column = Samples::Column;
@@ -74,6 +76,8 @@ struct MqLog {
     *next++ = uint8_t(signCodingEntry(f, word, place) ^ sign);
     return sign;
   }
+  // The lowest bit set of a column is its first sample that becomes significant. One decision whether there is any;
+  // then its row in two bits, the higher one first.
   ZEL_INLINE int firstOfRun(const Column& column) {
     decision(kRunLength, column.bits != 0);
     if (column.bits == 0) return kNoPlace;
@@ -83,6 +87,7 @@ struct MqLog {
     decision(kUniform, row & 1);
     return place;
   }
+  // Entries of all samples of the columns at once, and then those that are refined, in their order.
   ZEL_INLINE void refine(const Samples::Stripe& stripe, int x, const RefinedColumns& columns) {
     if (isZero(columns.samples)) return;
     const u32v bits = RefinedColumns::toBytes(load<u32v>(stripe.bits + x));
@@ -90,6 +95,7 @@ struct MqLog {
   }
 };
 
+// The log of raw passes (D.6): bits without contexts, and a sign is the bit itself.
 struct RawLog {
   using Samples = SampleBits;
   using Column = Samples::Column;

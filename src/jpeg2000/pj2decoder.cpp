@@ -1,5 +1,11 @@
 // The tier-1 decoder of code blocks (ITU-T T.800, Annex D): the progressive decoder, a machine of coding passes that is
 // fed one codeword segment at a time, and decoding in one call on top of it.
+//
+// A state is a record followed by the words of the neighbourhoods (neighbourhood.h). Between two calls it holds where
+// the machine stands: the bit plane and kind of the next pass, how many passes the caller still allows, and the
+// contexts of the MQ coder, which live on from segment to segment. The registers of the MQ coder and of the raw reader
+// live no longer than a segment, so they are not part of it. What is known of the samples stands in the caller's
+// output, their significance in the words.
 #include "frame/checks.h"
 #include "jpeg2000/decoder_sources.h"
 #include "jpeg2000/memory.h"
@@ -61,6 +67,7 @@ ZelStatus tagOk(const ZeliDecodeCBProgrState_JPEG2K* state) {
   return recordOf(state).tag == kTag ? zelStsNoErr : zelStsContextMatchErr;
 }
 
+// The first of the words: where the state begins is the caller's choice, so they start at the next aligned address.
 uint32_t* wordsOf(ZeliDecodeCBProgrState_JPEG2K* state) {
   const uintptr_t end = reinterpret_cast<uintptr_t>(state) + kRecordBytes;
   return reinterpret_cast<uint32_t*>((end + kAlignment - 1) / kAlignment * kAlignment);
@@ -71,6 +78,7 @@ int64_t stateBytes(ZeliSize max) {
   return kRecordBytes + kAlignment + productOf(statePitch(max.width), stateRows(max.height));
 }
 
+// A state that is attached to nothing. Its words are left to attach.
 void reset(ZeliDecodeCBProgrState_JPEG2K* state) {
   Record r = {};
   r.tag = kTag;
@@ -83,6 +91,7 @@ void setPassCounter(ZeliDecodeCBProgrState_JPEG2K* state, int passes) {
   keep(r, state);
 }
 
+// Begins a block, with the cleanup pass of its top plane. Nothing of the block before stays, but what the flags say.
 void attach(int32_t* dst, int dstStep, ZeliSize size, ZeliDecodeCBProgrState_JPEG2K* state, int subband, int sfBits,
             uint32_t flags) {
   Record r = {};
@@ -116,6 +125,7 @@ class Step {
 
   void run() {
     if (r_.passCounter <= 0 || r_.curBitPlane < 0) return;
+    // All passes of a segment are coded alike (D.6), so what its first pass needs is right for the others.
     if (transition().raw)
       raw_.raw = RawReader(segment_);
     else
@@ -172,6 +182,9 @@ class Step {
     return pass == Pass::kCleanup && r_.curBitPlane == r_.bypassPlane;
   }
 
+  // The passes, each with the check of its segment's end where it has one; false where that finds damage. Cleanup
+  // passes are never raw. A raw segment is checked in any case, as its filling costs nothing to look at; an MQ segment
+  // only if the caller knows that it was terminated predictably.
   bool decodeRaw(Pass pass) {
     block_.samples.bit = currentBit();
     if (pass == Pass::kRefinement)
@@ -192,6 +205,7 @@ class Step {
       (causal ? significancePropagation<true, MqSource> : significancePropagation<false, MqSource>)(block_, &mq_);
     else
       (causal ? cleanup<true, MqSource> : cleanup<false, MqSource>)(block_, &mq_);
+    // The symbol is coded in the contexts of the pass, so it comes before they are reset.
     const bool symbolOk = pass != Pass::kCleanup || segmentationSymbolOk();
     if (has(zeliCodeBlockResetContexts)) resetContexts(r_.contexts);
     const bool checksEnd = has(zeliDecodeCheckTermination) && endsSegment(pass);
@@ -206,6 +220,7 @@ class Step {
     return symbol == 0b1010;
   }
 
+  // A caller may attach more planes than a word has; those passes decode something, and nothing overflows.
   uint32_t currentBit() const { return 1u << (r_.curBitPlane & 31); }
 
   Record& r_;
@@ -215,6 +230,7 @@ class Step {
   RawSource raw_;
 };
 
+// One segment. Damage stays until the next attach: what follows a damaged pass could only be decoded wrongly.
 ZelStatus step(const uint8_t* src, int length, ZeliDecodeCBProgrState_JPEG2K* state) {
   Record r = recordOf(state);
   if (!r.attached) return zelStsJPEG2KNotAttachedErr;
@@ -327,6 +343,7 @@ ZelStatus zeliDecodeCodeBlock_JPEG2K_1u32s_C1R(const uint8_t* pSrc, int32_t* pDs
     status = step(pSrc, pTermLen[i], pState);
     pSrc += pTermLen[i];
   }
+  // The plane of the next pass, or of the one that is damaged: below it nothing is known for sure.
   const int plane = recordOf(pState).curBitPlane;
   if (status == zelStsJPEG2KDamagedCBErr) {
     if (pNOfResolvedBitPlanes) *pNOfResolvedBitPlanes = plane;

@@ -43,6 +43,7 @@ Encoder* makeEncoder(ZeliSize max) {
   return nullptr;
 }
 
+// Makes a coder ready for a block: no pass, both logs empty, contexts and registers at their beginning.
 void resetCoder(Coder* c, int termMode, uint32_t flags) {
   resetContexts(c->contexts);
   c->mq.init();
@@ -57,6 +58,7 @@ void resetCoder(Coder* c, int termMode, uint32_t flags) {
   __builtin_memset(c->bytes, 0, sizeof c->bytes);
 }
 
+// Codeword segments of the block; and the bytes of one: those that its passes have added.
 int segmentsOf(const Coder& c) {
   int n = 0;
   for (int k = 0; k < c.passes; ++k) n += endsSegment(c, k);

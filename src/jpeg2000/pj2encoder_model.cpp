@@ -1,5 +1,10 @@
 // The first half of the tier-1 encoder: the coding passes of a block (ITU-T T.800, Annex D.3) as a log of decisions,
 // with the distortion that each takes away.
+//
+// Nothing is coded here, as no context's state matters for which decisions are made. The block's samples are read twice
+// for each plane, row by row: its bits are gathered into words of the same layout as the neighbourhoods, from where the
+// passes take them with a shift; and the distortion of all three passes is summed up where it is known which sample has
+// become significant in which.
 #include "jpeg2000/encoder_logs.h"
 #include "jpeg2000/encoder_planes.h"
 #include "jpeg2000/encoder_state.h"
@@ -54,6 +59,7 @@ class Model {
   }
 
  private:
+  // A bit of all samples, stripe by stripe.
   void gather(int bit, uint32_t* out) const {
     for (int y = 0; y < b_.height; y += kStripe)
       gatherBits(rowAt(src_, srcStep_, y), srcStep_, b_.width, rowsAt(y), bit, out + y / kStripe * b_.samples.pitch);
@@ -61,6 +67,7 @@ class Model {
 
   int rowsAt(int y) const { return b_.height - y < kStripe ? b_.height - y : kStripe; }
 
+  // The first two passes of a plane, to one log or the other.
   template <class Log>
   void propagateAndRefine(Log* log, bool raw, int exponent) {
     (flags_ & zeliCodeBlockVerticallyCausal ? significancePropagation<true, Log>
