@@ -75,8 +75,8 @@ struct Coder {
       Block& b = blocks[size_t(i)];
       b.bytes.resize(2 * sizeof samples);
       int segments, length = int(b.bytes.size()), more;
-      z.zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R(samples, 4 * kBlock, {kBlock, kBlock}, encoder, 0, 31, 0, 0, 0,
-                                               &b.planes, &b.passes, &segments);
+      z.zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R(samples, 4 * kBlock, {kBlock, kBlock}, encoder, zeliSubbandLL, 31,
+                                               zeliTerminationFlush, 0, 0, &b.planes, &b.passes, &segments);
       z.zeliEncodeStoreBits_JPEG2K_1u(b.bytes.data(), &length, encoder, &more);
       b.bytes.resize(size_t(length));
     }
@@ -86,8 +86,8 @@ struct Coder {
     for (int i = 0; i < kBlocks; ++i) {
       const Block& b = blocks[size_t(i)];
       const int length = int(b.bytes.size());
-      z.zeliDecodeCodeBlock_JPEG2K_1u32s_C1R(b.bytes.data(), samples, 4 * kBlock, {kBlock, kBlock}, 0, b.planes,
-                                             b.passes, &length, 1, 0, nullptr, decoder);
+      z.zeliDecodeCodeBlock_JPEG2K_1u32s_C1R(b.bytes.data(), samples, 4 * kBlock, {kBlock, kBlock}, zeliSubbandLL,
+                                             b.planes, b.passes, &length, 1, 0, nullptr, decoder);
       int32_t* const to = &out[offset(i)];
       for (int y = 0; y < kBlock; ++y)
         for (int x = 0; x < kBlock; ++x) {

@@ -8,19 +8,15 @@
 #include "j2k_packet.h"
 
 namespace zelcodecs::j2k {
-namespace {
-
-constexpr int kKeepHalfBits = 0x40000, kCheckTermination = 0x100000;
-
-}  // namespace
 
 int coderFlags(int style) {
-  return (style & kCausal ? 1 : 0) | (style & kBypass ? 2 : 0) | (style & kTerminate ? 4 : 0) |
-         (style & kReset ? 8 : 0) | (style & kSegmentation ? 16 : 0);
+  return (style & kCausal ? zeliCodeBlockVerticallyCausal : 0) | (style & kBypass ? zeliCodeBlockBypass : 0) |
+         (style & kTerminate ? zeliCodeBlockTerminateAll : 0) | (style & kReset ? zeliCodeBlockResetContexts : 0) |
+         (style & kSegmentation ? zeliCodeBlockSegmentationSymbols : 0);
 }
 
 int coderBand(int kind) {
-  constexpr int bands[4] = {0, 2, 1, 3};
+  constexpr int bands[4] = {zeliSubbandLL, zeliSubbandHL, zeliSubbandLH, zeliSubbandHH};
   return bands[kind];
 }
 
@@ -81,8 +77,8 @@ bool decodeBlock(const CodeBlock& block, int bandKind, int planes, int blockStyl
   if (significant < 1 || block.passes > 3 * significant - 2)
     throw Error(ErrorKind::damaged, "a code block with more passes than bit planes");
   if (sfBits > 31) throw Error(ErrorKind::unsupported, "a code block of more than 31 bit planes");
-  int flags = coderFlags(blockStyle) | kKeepHalfBits;
-  if (blockStyle & kPredictable) flags |= kCheckTermination;
+  int flags = coderFlags(blockStyle) | zeliDecodeKeepHalfBits;
+  if (blockStyle & kPredictable) flags |= zeliDecodeCheckTermination;
   static thread_local State state;
   int bytes = 0;
   zeliDecodeGetBufSize_JPEG2K(size, &bytes);
@@ -109,9 +105,10 @@ void BlockEncoder::encode(const int32_t* words, int planes, int bandKind, int bl
                           CodeBlock* block, std::vector<double>* distortions) {
   const ZeliSize size = {block->area.width(), block->area.height()};
   int sfBits = 0, passes = 0, segments = 0;
-  const int flags = coderFlags(blockStyle) | (lossless ? 32 : 0);
-  zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R(words, size.width * 4, size, state_, coderBand(bandKind), planes,
-                                         blockStyle & kPredictable ? 2 : 0, 0, flags, &sfBits, &passes, &segments);
+  const int flags = coderFlags(blockStyle) | (lossless ? zeliEncodeLowestPlaneIsLast : 0);
+  const int termination = blockStyle & kPredictable ? zeliTerminationPredictable : zeliTerminationFlush;
+  zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R(words, size.width * 4, size, state_, coderBand(bandKind), planes, termination,
+                                         0, flags, &sfBits, &passes, &segments);
   block->zeroPlanes = passes ? 31 - sfBits : planes;
   block->passes = passes;
   block->data.clear();

@@ -995,138 +995,259 @@ ZEL_API ZelStatus zeliWTInvColLift_D97_JPEG2K_32f_C1(const float* pSrcLow, const
 
 /** @defgroup zelj_tier1 JPEG 2000: the tier-1 coder
  *
- * Embedded block coding of code blocks (ITU-T T.800, Annexes C and D). Coefficients are 32-bit words in sign-magnitude
- * form: bit 31 the sign (1 is negative), bits 30 to 0 the magnitude. A block of sfBits significant bit planes has up to
- * 3 * sfBits - 2 coding passes: the cleanup pass of the top plane, then significance propagation, magnitude refinement
- * and cleanup of each plane below.
+ * Embedded block coding of code blocks (ITU-T T.800, Annexes C and D).
  *
- * subband: 0 LL, 1 low horizontally and high vertically (LH), 2 high horizontally and low vertically (HL), 3 HH.
+ * Coefficients are 32-bit words in sign-magnitude form: bit 31 the sign (1 is negative), bits 30 to 0 the magnitude.
+ * Bit plane p is bit p of all magnitudes; plane 0 is the lowest. A block whose highest bit set is in plane s - 1 and
+ * which is coded down to plane L has 3 * (s - L) - 2 coding passes: the cleanup pass of plane s - 1, then significance
+ * propagation, magnitude refinement and cleanup of each plane below. Passes are counted from 0.
  *
- * codeStyleFlags, of both directions:
- *   1   vertically causal contexts (T.800, D.7): the next stripe counts as insignificant
- *   2   selective bypass (D.6): propagation and refinement from the fifth plane on are raw bits
- *   4   every pass is a codeword segment of its own; otherwise one ends where the coding mode changes, and at the end
- *   8   contexts are reset after every pass
- *   16  a segmentation symbol ends every cleanup pass (D.5)
+ * Passes lie in codeword segments. With zeliCodeBlockTerminateAll every pass is a segment; otherwise a segment ends
+ * where the coding changes between MQ and raw (zeliCodeBlockBypass only), and with the last pass. So a block without
+ * these two flags is a single segment.
  *
- * States are tagged by the function that makes them: another record gives zelStsContextMatchErr. A block must not be
- * larger than the size that its state was made for; this is not checked.
+ * subband is a ZeliSubband; it chooses the contexts of significance, those of LL and LH being the same.
+ *
+ * sfBits in both directions, with the packet header in between. A band has Mb magnitude bit planes (T.800, Equation
+ * E-2). An encoder puts them in bits 30 to 31 - Mb and passes magnBits = Mb; then *pSfBits counts from bit 0 up, and
+ * the zero bit planes of the packet header are P = 31 - *pSfBits (P = Mb for a block of zeros, which is not included in
+ * a packet). A decoder that wants the lowest plane in bit L passes sfBits = Mb - P + L: L = 0 for integers, L = 1 for a
+ * half bit under the lowest plane. An encoder with integers in the lowest bits instead passes magnBits = 31, and P is
+ * Mb - *pSfBits; sfBits is then *pSfBits.
+ *
+ * A state carries a tag of the function that has made it: another record gives zelStsContextMatchErr. A block must not
+ * be wider or higher than the size that its state was made for; this is not checked.
  * @{ */
 
-/** Code-block styles and controls: the bits of codeStyleFlags. */
+/** Code-block styles and controls: the bits of codeStyleFlags. Other bits are not looked at. */
 typedef enum ZeliCodeBlockFlags {
-  /* styles, of both directions */
+  /* styles, to be the same in both directions; in code streams they have other values (T.800, Table A.19) */
   zeliCodeBlockVerticallyCausal = 1,     /**< contexts take the next stripe as insignificant (T.800, D.7) */
   zeliCodeBlockBypass = 2,               /**< propagation and refinement are raw bits from the fifth plane on (D.6) */
   zeliCodeBlockTerminateAll = 4,         /**< every pass is a codeword segment of its own */
   zeliCodeBlockResetContexts = 8,        /**< contexts are reset after every pass */
   zeliCodeBlockSegmentationSymbols = 16, /**< a segmentation symbol ends every cleanup pass (D.5) */
-  /* of the encoder */
-  zeliEncodeLowestPlaneIsLast = 32, /**< distortion: nothing lies below the lowest plane */
-  /* of the decoders */
-  zeliDecodeMidpointsAfterDamage = 0x10000, /**< after damage, magnitudes go to the middle of the current plane */
-  zeliDecodeKeepOutput = 0x20000,           /**< the output is not cleared first */
-  zeliDecodeKeepHalfBits = 0x40000,         /**< half bits below the current plane stay */
+  /* of the encoder; decoders do not look at it */
+  zeliEncodeLowestPlaneIsLast = 32, /**< nothing lies below the lowest plane: distortion is 0 after its last pass */
+  /* of the decoders; the encoder does not look at them */
+  zeliDecodeMidpointsAfterDamage = 0x10000, /**< one call: after damage, magnitudes go to the middle of their interval
+                                                 in the current plane, those below it to 0 */
+  zeliDecodeKeepOutput = 0x20000,           /**< the output is not cleared first: the caller has done so */
+  zeliDecodeKeepHalfBits = 0x40000,         /**< one call: half bits below the current plane stay */
   zeliDecodeKeepSignificance = 0x80000,     /**< the state's memory of significance is not cleared first */
-  zeliDecodeCheckTermination = 0x100000     /**< MQ segments are checked for their predictable end (D.4.2) */
+  zeliDecodeCheckTermination = 0x100000     /**< MQ segments are checked for their predictable end (D.4.2): with
+                                                 zeliCodeBlockTerminateAll all of them, otherwise the one that ends with
+                                                 the last plane before raw passes, or with plane 0 */
 } ZeliCodeBlockFlags;
 
-/** How the encoder ends an MQ codeword segment. */
+/** How the encoder ends MQ codeword segments. Every other value is a flush. Raw segments always end in the same way. */
 typedef enum ZeliTermination {
   zeliTerminationFlush = 0,      /**< the flush of T.800, C.2.9 */
   zeliTerminationShortest = 1,   /**< with the fewest bytes that still decode */
-  zeliTerminationPredictable = 2 /**< so that a decoder can check it (D.4.2) */
+  zeliTerminationPredictable = 2 /**< so that a decoder can check it (D.4.2): zeliDecodeCheckTermination */
 } ZeliTermination;
 
 /* ---- Encoder ---- */
 
-typedef struct ZeliEncodeState_JPEG2K ZeliEncodeState_JPEG2K; /* opaque, from InitAlloc */
+/** @defgroup zelj_tier1_encoder Encoder
+ *
+ * How a codec calls them, with one state for any number of blocks in turn:
+ * @code
+ * zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R(words, 4 * size.width, size, state, zeliSubbandHL, 31, zeliTerminationFlush,
+ * 0,
+ *                                        zeliEncodeLowestPlaneIsLast, &sfBits, &passes, &segments);
+ * for (more = 1, used = 0; more; used += length) {
+ *   length = capacity - used;
+ *   zeliEncodeStoreBits_JPEG2K_1u(bytes + used, &length, state, &more);
+ * }
+ * for (p = 0; p < passes; ++p) zeliEncodeGetRate_JPEG2K(state, p, &rates[p]);
+ * for (p = 0; p < passes; ++p) zeliEncodeGetDist_JPEG2K(state, p, &gains[p]);
+ * for (s = 0; s < segments; ++s) zeliEncodeGetTermPassLen_JPEG2K(state, s, &lengths[s]);
+ * @endcode
+ *
+ * The packet header of a whole block carries the passes and the length of each segment. A block may be cut after any
+ * pass p: what a decoder needs are the first rates[p] bytes, and the last of its segments is as much shorter. (With a
+ * segment for each pass the lengths up to p add up to what it needs.)
+ * @{ */
 
-/* A state for blocks up to a size. zelStsMemAllocErr: *ppState is null. Free does not look at the tag. */
+typedef struct ZeliEncodeState_JPEG2K ZeliEncodeState_JPEG2K; /**< opaque, from InitAlloc */
+
+/** A state for blocks up to a size of w x h, and its end.
+ *
+ * It takes 2 * 1090 * w * ceil(h / 4) bytes for the logs of decisions, align32(4 * w + 8) * (ceil(h / 2) + 2) for
+ * significance, and 3048: 2.2 MB for 64 x 64. align32 rounds up to a multiple of 32. Each of the two products (one log)
+ * must not exceed 2147483647, so w * ceil(h / 4) is at most 1970168.
+ *
+ * zelStsMemAllocErr: an allocation has failed, or the size exceeds that limit; *ppState is null. Free does not look at
+ * the tag.
+ *
+ * Checks: ppState, codeBlockMaxSize. */
 ZEL_API ZelStatus zeliEncodeInitAlloc_JPEG2K(ZeliEncodeState_JPEG2K** ppState, ZeliSize codeBlockMaxSize);
+/** Frees a state; see zeliEncodeInitAlloc_JPEG2K(). */
 ZEL_API ZelStatus zeliEncodeFree_JPEG2K(ZeliEncodeState_JPEG2K* pState);
 
-/* Models a block: all its passes down to bit plane 31 - magnBits. Nothing is coded yet.
- *   termMode   how MQ segments end: 1 in the shortest way, 2 predictably (T.800, D.4.2), else flushed (C.2.9)
- *   reserved   not looked at
- *   codeStyleFlags  besides those above, 32: the lowest plane is the last there is, for its distortion figures
- *   *pSfBits   planes from the highest bit set down to bit 0; 0 for a block of zeros, which has no pass and no segment
- *   *pNOfPasses, *pNOfTermPasses  coding passes, codeword segments
- * Checks: pState, its tag, the three results, codeBlockSize, pSrc, srcStep. */
+/** Models a block: all its passes down to bit plane 31 - magnBits. Nothing is coded yet.
+ *
+ * Checks: pState, its tag, the three results, codeBlockSize, pSrc, srcStep.
+ *
+ * @param subband         a ZeliSubband
+ * @param magnBits        31 less the number of the lowest plane to be coded; 31 for all
+ * @param termMode        a ZeliTermination
+ * @param reserved        not looked at
+ * @param codeStyleFlags  ZeliCodeBlockFlags, of the styles and the encoder
+ * @param pSfBits         planes from the highest bit set down to bit 0, also where they are not all coded; 0 for a
+ * block
+ *                        of zeros, which has no pass and no segment
+ * @param pNOfPasses      coding passes
+ * @param pNOfTermPasses  codeword segments */
 ZEL_API ZelStatus zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R(const int32_t* pSrc, int srcStep, ZeliSize codeBlockSize,
                                                          ZeliEncodeState_JPEG2K* pState, int subband, int magnBits,
                                                          int termMode, int reserved, int codeStyleFlags, int* pSfBits,
                                                          int* pNOfPasses, int* pNOfTermPasses);
 
-/* Codes the block that was loaded and hands out the next bytes of its segments, as many as there is room for.
+/** Codes the block that was loaded and hands out the next bytes of its segments, as many as there is room for. How the
+ * bytes are divided among calls does not change them.
+ *
  * *pDstLen: the room, then the bytes written. *pIsNotFinished: 1 while there is more, 0 at the end.
+ *
  * Checks: pState, its tag, pDst and pDstLen and pIsNotFinished, *pDstLen (zelStsSizeErr below 1). */
 ZEL_API ZelStatus zeliEncodeStoreBits_JPEG2K_1u(uint8_t* pDst, int* pDstLen, ZeliEncodeState_JPEG2K* pState,
                                                 int* pIsNotFinished);
 
-/* Of a block whose bytes have been handed out: bytes that decode through pass passNum, never less than for the pass
- * before; the distortion that passes 0..passNum take away, in squared steps of the lowest plane; the bytes of a
- * segment. zelStsJPEG2KBadPassNumberErr: no such pass or segment. */
+/** Bytes of the block, from its first segment on, after which a decoder has all it needs through pass passNum. It is
+ * not less than for the pass before, and never just behind a byte 0xFF. Known once all bytes have been handed out.
+ *
+ * zelStsJPEG2KBadPassNumberErr: no such pass. Checks: pState, its tag, the result, the number; so too in the next two.
+ * */
 ZEL_API ZelStatus zeliEncodeGetRate_JPEG2K(const ZeliEncodeState_JPEG2K* pState, int passNum, int* pRate);
+
+/** The squared error that passes 0..passNum take away together, in squared units of the lowest plane coded. Known as
+ * soon as the block is loaded. A decoder is taken to put samples in the middle of the interval that it knows. */
 ZEL_API ZelStatus zeliEncodeGetDist_JPEG2K(const ZeliEncodeState_JPEG2K* pState, int passNum, double* pDist);
+
+/** The bytes of codeword segment termPassNum, as the packet header tells them. Known once all bytes have been handed
+ * out. zelStsJPEG2KBadPassNumberErr: no such segment. */
 ZEL_API ZelStatus zeliEncodeGetTermPassLen_JPEG2K(const ZeliEncodeState_JPEG2K* pState, int termPassNum, int* pLen);
 
-/* ---- Decoder ----
- *
- * A coefficient whose highest bit is found in plane p gets the half bit below it as well, and so does every
- * refinement: what is known of a magnitude stands in the middle of its interval.
- *
- * More codeStyleFlags:
- *   0x10000   after damage, every coefficient goes to the middle of its interval in the current plane, or to 0
- *   0x20000   the output is not cleared first
- *   0x40000   half bits below the current plane stay
- *   0x80000   the state's memory of significance is not cleared first
- *   0x100000  segments of the MQ coder are checked for their predictable end: with flag 4 all of them, otherwise the
- *             one that ends with the last plane before raw passes, or with plane 0
- * A raw segment must end with the low bits of 0x55, and its last byte must not be 0xFF, whatever the flags. Bytes
- * beyond the end of a segment read as 0xFF, so truncated MQ segments decode.
- *
- * The state may lie at any address. */
+/** @} */
 
-typedef struct ZeliDecodeCBProgrState_JPEG2K ZeliDecodeCBProgrState_JPEG2K; /* opaque */
+/* ---- Decoder ---- */
 
-/* Decodes a block in one call: nOfTermPasses segments one after the other at pSrc, pTermLen their lengths in bytes,
- * together at most nOfPasses passes. zelStsJPEG2KDamagedCBErr: a segment did not end as it should, or its segmentation
- * symbol is wrong; the rest is not decoded, and *pNOfResolvedBitPlanes (may be null) is the plane reached. At the end
- * bits below the current plane are cleared, unless 0x40000 is set.
- * GetBufSize: the bytes of a state, as zeliDecodeCBProgrGetStateSize_JPEG2K; the state needs no Init.
- * Checks: pSrc and pState, codeBlockSize, pTermLen and pDst, dstStep. */
+/** @defgroup zelj_tier1_decoder Decoder
+ *
+ * Half bits. A coefficient whose highest bit is found in plane p gets the half bit below it, p - 1, as well, and so
+ * does every refinement: what is known of a magnitude stands in the middle of its interval. At plane 0 there is none.
+ *
+ * Damage. MQ data is not checked unless the flags say so; bytes beyond the end of a segment read as 0xFF, so segments
+ * that are cut decode. A raw segment must end with the low bits of 0x55, and its last byte must not be 0xFF, whatever
+ * the flags: one that is cut, or comes from an encoder that ends it otherwise, is damaged. A wrong segmentation symbol
+ * is damage too. Decoding stops at the pass that is damaged; what was decoded stays.
+ *
+ * Size. A state for blocks up to w x h takes align32(4 * w + 8) * (ceil(h / 2) + 2) + 472 bytes, align32 rounding up to
+ * a multiple of 32; 10264 for 64 x 64. Where that exceeds 2147483647, the functions that tell it give zelStsSizeErr and
+ * write nothing, and InitAlloc gives zelStsMemAllocErr. The state may lie at any address.
+ * @{ */
+
+typedef struct ZeliDecodeCBProgrState_JPEG2K ZeliDecodeCBProgrState_JPEG2K; /**< opaque */
+
+/** The bytes of a state for zeliDecodeCodeBlock_JPEG2K_1u32s_C1R(), which needs no Init. Checks: codeBlockMaxSize,
+ * pSize; then whether the size fits (zelStsSizeErr). */
 ZEL_API ZelStatus zeliDecodeGetBufSize_JPEG2K(ZeliSize codeBlockMaxSize, int* pSize);
+
+/** Decodes a block in one call.
+ * @code
+ * zeliDecodeGetBufSize_JPEG2K(size, &bytes);
+ * state = (ZeliDecodeCBProgrState_JPEG2K*)malloc((size_t)bytes);
+ * status = zeliDecodeCodeBlock_JPEG2K_1u32s_C1R(data, words, 4 * size.width, size, zeliSubbandHL, sfBits, passes,
+ *                                               lengths, segments, zeliDecodeKeepHalfBits, NULL, state);
+ * @endcode
+ *
+ * Half bits at the end. Bits below the current plane are cleared, unless zeliDecodeKeepHalfBits is set. The current
+ * plane is that of the next pass; but without zeliCodeBlockTerminateAll it stays at the last cleanup pass's plane where
+ * the passes end with that. So a single segment that is cut after the cleanup pass of plane p loses half bit p - 1, in
+ * a block of which each pass is a segment it stays; and where passes end after a refinement pass of plane p, refined
+ * samples lose theirs, others do not. The progressive decoder clears nothing. Pass zeliDecodeKeepHalfBits for what is
+ * the better estimate wherever planes may be missing; where all are there it makes no difference.
+ *
+ * zelStsJPEG2KDamagedCBErr: see above. *pNOfResolvedBitPlanes is written in this case only, and is the number of a
+ * plane, that of the damaged pass: planes above it are complete, p + 1 planes are not.
+ *
+ * Checks: pSrc and pState, codeBlockSize, pTermLen and pDst, dstStep.
+ *
+ * @param pSrc            the segments, one after the other
+ * @param subband         a ZeliSubband
+ * @param sfBits          1 more than the plane of the first pass, at most 31; see the formula of this chapter
+ * @param nOfPasses       passes to be decoded at most, in all segments together
+ * @param pTermLen        the length of each segment in bytes
+ * @param nOfTermPasses   segments; below 1 nothing is decoded, but the output cleared
+ * @param codeStyleFlags  ZeliCodeBlockFlags, of the styles and the decoders
+ * @param pNOfResolvedBitPlanes  may be null */
 ZEL_API ZelStatus zeliDecodeCodeBlock_JPEG2K_1u32s_C1R(const uint8_t* pSrc, int32_t* pDst, int dstStep,
                                                        ZeliSize codeBlockSize, int subband, int sfBits, int nOfPasses,
                                                        const int* pTermLen, int nOfTermPasses, int codeStyleFlags,
                                                        int* pNOfResolvedBitPlanes,
                                                        ZeliDecodeCBProgrState_JPEG2K* pState);
 
-/* The progressive decoder: once Init on caller memory of GetStateSize bytes, or InitAlloc; for each block Attach, then
- * SetPassCounter with the passes that may be decoded, then Step for each segment in order. Attach keeps pDst, which
- * every Step refines.
- * Checks: GetStateSize tests the size first; InitAlloc stores null where it fails; those with a tag test it after
- * pState, but Step and GetPassCounter test both pointers first; then Attach pDst, dstStep, codeBlockSize. */
+/** @} */
+
+/* ---- Progressive decoder ---- */
+
+/** @defgroup zelj_tier1_progressive Progressive decoder
+ *
+ * The decoder a segment at a time, as quality layers bring them. Samples, damage and the size of a state are those of
+ * @ref zelj_tier1_decoder "the decoder in one call", but for half bits: nothing is cleared at the end.
+ * @code
+ * zeliDecodeCBProgrInitAlloc_JPEG2K(&state, maxSize);
+ * zeliDecodeCBProgrAttach_JPEG2K_32s_C1R(words, 4 * size.width, size, state, zeliSubbandHL, sfBits, flags);
+ * zeliDecodeCBProgrSetPassCounter_JPEG2K(passes, state);
+ * for (s = 0; s < segments; data += lengths[s++]) status = zeliDecodeCBProgrStep_JPEG2K(data, lengths[s], state);
+ * zeliDecodeCBProgrFree_JPEG2K(state);
+ * @endcode
+ *
+ * Attach begins a block, and the same state may do so again and again. A segment must be complete when it is stepped
+ * through: bytes of it that come later cannot be added. When more layers bring more segments, SetPassCounter allows the
+ * passes that are new, and Step goes on; with segments of several passes do so only where a segment has been decoded in
+ * full, as a later Step takes its segment to begin with the cleanup pass of the current plane.
+ *
+ * Checks: GetStateSize the size, then the pointer; InitAlloc ppState, codeBlockMaxSize; all others pState, its tag,
+ * then the other arguments in order, but Step and GetPassCounter test both pointers before the tag.
+ * @{ */
+
+/** The bytes of a state, for Init; as zeliDecodeGetBufSize_JPEG2K(). */
 ZEL_API ZelStatus zeliDecodeCBProgrGetStateSize_JPEG2K(ZeliSize codeBlockMaxSize, int* pStateSize);
+/** Makes a state of caller memory, which is not to be given to Free. Only the record is written. */
 ZEL_API ZelStatus zeliDecodeCBProgrInit_JPEG2K(ZeliDecodeCBProgrState_JPEG2K* pState);
+/** Allocates a state and does Init. zelStsMemAllocErr: that has failed, or the size does not fit; *ppState is null. */
 ZEL_API ZelStatus zeliDecodeCBProgrInitAlloc_JPEG2K(ZeliDecodeCBProgrState_JPEG2K** ppState, ZeliSize codeBlockMaxSize);
+/** Frees a state that InitAlloc has made. */
 ZEL_API ZelStatus zeliDecodeCBProgrFree_JPEG2K(ZeliDecodeCBProgrState_JPEG2K* pState);
+
+/** Begins a block: its output, cleared unless zeliDecodeKeepOutput is set, which the state keeps and every Step
+ * refines. No pass is allowed yet, damage is forgotten, contexts are reset.
+ *
+ * @param subband         a ZeliSubband
+ * @param sfBits          1 more than the plane of the first pass, at most 31
+ * @param codeStyleFlags  ZeliCodeBlockFlags, of the styles and the decoders */
 ZEL_API ZelStatus zeliDecodeCBProgrAttach_JPEG2K_32s_C1R(int32_t* pDst, int dstStep, ZeliSize codeBlockSize,
                                                          ZeliDecodeCBProgrState_JPEG2K* pState, int subband, int sfBits,
                                                          int codeStyleFlags);
+/** Sets how many passes may be decoded from now on; those not used before are not added. */
 ZEL_API ZelStatus zeliDecodeCBProgrSetPassCounter_JPEG2K(int nOfPasses, ZeliDecodeCBProgrState_JPEG2K* pState);
-
-/* The passes still allowed; the plane of the next pass, -1 after the last. Without flag 4 the plane stays where the
- * passes allowed have ended. */
+/** The passes still allowed. */
 ZEL_API ZelStatus zeliDecodeCBProgrGetPassCounter_JPEG2K(const ZeliDecodeCBProgrState_JPEG2K* pState, int* pNOfPasses);
+/** The plane of the next pass, -1 after the last. Without zeliCodeBlockTerminateAll the plane stays where the passes
+ * allowed have ended. */
 ZEL_API ZelStatus zeliDecodeCBProgrGetCurBitPlaneNum_JPEG2K(const ZeliDecodeCBProgrState_JPEG2K* pState,
                                                             int* pBitPlaneNum);
 
-/* Decodes the passes of one segment, as far as they are allowed; zelStsNoErr also where none is.
+/** Decodes the passes of one segment of srcLen bytes (0 is no error), as far as they are allowed; zelStsNoErr also
+ * where none is.
+ *
  * zelStsJPEG2KNotAttachedErr: before Attach. zelStsJPEG2KDamagedCBErr: damage now or in an earlier step since Attach;
  * what was decoded stays. */
 ZEL_API ZelStatus zeliDecodeCBProgrStep_JPEG2K(const uint8_t* pSrc, int srcLen, ZeliDecodeCBProgrState_JPEG2K* pState);
+
+/** @} */
 
 /** @} */
 

@@ -1,5 +1,6 @@
-// What the two halves of the tier-1 encoder share: modelling, which logs the decisions of a block, and emission, which
-// codes the log and hands out bytes.
+// What the two halves of the tier-1 encoder share: modelling, which logs the decisions of all passes of a block, and
+// emission, which codes the log and hands out bytes. They are apart because the second may stop wherever the caller's
+// buffer is full, and need not run at all for passes that nobody wants.
 #pragma once
 
 #include "jpeg2000/mq_encoder.h"
@@ -22,11 +23,13 @@ namespace {
 
 constexpr uint32_t kEncoderTag = 0x4C4D5344;  // "DSML"
 constexpr int kMaxPasses = 110;
-constexpr int kLogBytesPerColumn = 1090;  // of four rows
 
-constexpr uint32_t kLossless = 32;  // a flag beside the styles
+// The room in a log for a column of a stripe. In each of 31 planes a sample takes one decision, and once its sign; a
+// column three for a run; and a block four for the segmentation symbol, which count for its only column here.
+constexpr int kLogBytesPerColumn = 1090;
+static_assert(31 * (kStripe + 3 + 4) + kStripe < kLogBytesPerColumn);
 
-// The log and the way through it. Decisions of MQ passes are logged as context * 2 + bit, those of raw passes as bits.
+// The log of a block and the way through it. MQ and raw passes have a log each, with a byte for each decision.
 struct Coder {
   uint8_t *mqLog, *rawLog;
   const uint8_t *mqNext, *rawNext;  // the decisions to be coded next
@@ -34,17 +37,19 @@ struct Coder {
   MqEncoder mq;
   RawWriter raw;
   ByteQueue queue;
-  int32_t open;           // whether a segment has been begun
+  int32_t open;           // whether decisions of the current segment have been coded
   int32_t handedOut;      // bytes of the block that the caller has
-  int32_t passes, pass;   // in all; to be emitted next
+  int32_t passes;         // in all
+  int32_t pass;           // to be emitted next
   int32_t decisionsDone;  // of that pass
   int32_t passStart;      // bytes of the block before that pass
   int32_t termMode;
   uint32_t flags;
+  // By passes:
   int32_t decisions[kMaxPasses];
   int32_t bytes[kMaxPasses];
   int32_t isRaw[kMaxPasses];
-  int32_t rate[kMaxPasses];  // cumulative
+  int32_t rate[kMaxPasses];  // bytes of the block after which a decoder has all it needs through this pass
   uint8_t reserved[168];
 };
 static_assert(sizeof(Coder) == 2112);
@@ -63,9 +68,9 @@ static_assert(sizeof(Encoder) == 936);
 inline Encoder* encoderOf(ZeliEncodeState_JPEG2K* state) { return reinterpret_cast<Encoder*>(state); }
 inline const Encoder* encoderOf(const ZeliEncodeState_JPEG2K* state) { return reinterpret_cast<const Encoder*>(state); }
 
-// Whether a codeword segment ends with a pass.
+// Whether a codeword segment ends with a pass: where each is one, at the end, and where the coding mode changes.
 inline bool endsSegment(const Coder& c, int pass) {
-  return c.flags & kTerminateAll || pass + 1 == c.passes || c.isRaw[pass] != c.isRaw[pass + 1];
+  return c.flags & zeliCodeBlockTerminateAll || pass + 1 == c.passes || c.isRaw[pass] != c.isRaw[pass + 1];
 }
 
 }  // namespace

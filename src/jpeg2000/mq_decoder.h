@@ -1,10 +1,13 @@
 // The MQ decoder (ITU-T T.800, Annex C.3) and the reader of raw segments (Annex D.6). Both are local variables: made
 // from a segment, kept in registers through a pass.
 //
-// The code register holds the complement of the code string, so that bytes beyond the end, which are 0xFF, add nothing.
-// Its upper 16 bits are what T.800 compares; below them stand as many bits as have been read ahead. The interval A is
-// kept as the distance d to the value below which anything but "the more probable symbol, no renormalisation" happens:
-// that value, the larger of the upper code bits + 1 and 0x8000, changes in renormalisations only.
+// The interval of length A starts at 0; C is where the code string lies in it. T.800 gives the lower part, of length
+// Qe, to the less probable symbol (Figure C.15). Here everything is mirrored: the code register holds the distance from
+// the upper end, the complement of the code string. So the more probable symbol has the lower part, which leaves C
+// alone, and bytes beyond the end of the segment, which read as 0xFF, add nothing to C.
+//
+// The register is 64 bits wide. Its upper 16 are Chigh of T.800, which is compared with A; below them stand bits that
+// have been read ahead, up to 48 of them, so that bytes are fetched once in several decisions.
 #pragma once
 
 #include "jpeg2000/mq.h"
@@ -12,40 +15,46 @@
 namespace ZEL_VARIANT {
 namespace {
 
-// A codeword segment: what lies beyond its end reads as 0xFF.
+// A codeword segment: what lies beyond its end reads as 0xFF. The index of the byte after the last of the longest
+// segment does not fit an int32_t.
 struct Segment {
   const uint8_t* data;
   int32_t length;
-  ZEL_INLINE uint32_t at(int32_t i) const { return i < length ? data[i] : 0xFF; }
+  ZEL_INLINE uint32_t at(int64_t i) const { return i < length ? data[i] : 0xFF; }
 };
 
 class MqDecoder {
  public:
   MqDecoder() = default;
-  explicit MqDecoder(Segment segment) : segment_(segment) {  // INITDEC
+  // INITDEC, Figure C.20.
+  explicit MqDecoder(Segment segment) : segment_(segment) {
     code_ = uint64_t(0xFF - segment.at(0)) << kCodeShift;
     fill();
     shift(7);
-    read_ -= 7;  // counts from here
+    read_ -= 7;  // the shifts of decisions alone are counted
   }
 
+  // DECODE with its exchanges and RENORMD (Figures C.15 to C.18), without a branch: which way a decision goes cannot be
+  // foreseen, and the two ways differ in a few operations. Masks choose between them.
   ZEL_INLINE uint32_t decode(MqContext* contexts, uint32_t context) {
     const MqContext s = contexts[context];
     const uint32_t qe = qeOf(s), rest = a_ - qe;
-    const int32_t into = int32_t(uint32_t(code_ >> kCodeShift) - a_) + int32_t(qe);  // the upper sub-interval
+    // All ones where C lies in the upper part, [rest, A), and zero where it lies below.
+    const int32_t into = int32_t(uint32_t(code_ >> kCodeShift) - a_) + int32_t(qe);
     const uint32_t upper = ~uint32_t(into >> 31);
-    const uint32_t lps = (upper & 1) ^ uint32_t(rest < qe);  // the larger sub-interval is that of the MPS
+    const uint32_t lps = (upper & 1) ^ uint32_t(rest < qe);  // exchanged: the larger part is always that of the MPS
     code_ -= uint64_t(rest & upper) << kCodeShift;
+    // How far to renormalise. The lower part is above 0x8000 - 0x5601, so two steps at most; for Qe it is known.
     const int lowerShift = (rest < 0x8000) + (rest < 0x4000), upperShift = shiftOf(s);
     const int n = lowerShift ^ ((lowerShift ^ upperShift) & int(upper));
     const uint32_t lower = rest << lowerShift;
     a_ = lower ^ ((lower ^ qe << upperShift) & upper);
     const MqContext next = nextOf(s, lps);
-    contexts[context] = n ? next : s;
+    contexts[context] = n ? next : s;  // states change in renormalisations only
     shift(n);
     return (s & 1) ^ lps;
   }
-  // The same for a context whose MPS can be foreseen: that way is one branch.
+  // The same for a context that is nearly always right: its MPS without renormalisation is one branch, and foreseen.
   ZEL_INLINE uint32_t decodeSkewed(MqContext* contexts, uint32_t context) {
     const MqContext s = contexts[context];
     const uint32_t rest = a_ - qeOf(s);
@@ -54,12 +63,18 @@ class MqDecoder {
     return s & 1;
   }
 
-  // Whether a segment that was terminated predictably ended otherwise (T.800, D.4.2): the registers of the encoder at
-  // its end, pushed out in full, leave nothing but ones to be read.
+  // Whether a segment that was terminated predictably (T.800, D.4.2) ended otherwise. The encoder has pushed out its
+  // registers in full, so at this point the decoder has read all bytes and stands at the marker, or the end, after
+  // them; and C lies at the lower end of the interval, but for the ones that were read after it: in the mirrored
+  // register no more than one unit of the last bit that was pushed out below A.
+  //
+  // The question is put to the registers A, C and CT as T.800 has them, with no more read ahead than CT says. So
+  // position and CT are found again: the bytes are read once more from the start, for the number of shifts so far.
   bool damagedAtEnd() const {
-    int32_t position = 0, count = 0;
+    int64_t position = 0;
+    int32_t count = 0;  // CT: shifts before the next byte
     bool marker = false;
-    const auto readByte = [&] {  // BYTEIN, for position and count alone
+    const auto readByte = [&] {  // BYTEIN, Figure C.19, for position and count alone
       const uint32_t current = segment_.at(position), next = segment_.at(position + 1);
       if (current == 0xFF && next > 0x8F) {
         marker = true;
@@ -69,28 +84,26 @@ class MqDecoder {
         count = current == 0xFF ? 7 : 8;
       }
     };
-    // The code register has read ahead, so the state without that is found again from the number of shifts.
     readByte();
-    count -= 7;
+    count -= 7;  // INITDEC
     for (int64_t shifts = read_ - ahead_;;) {
       if (shifts <= count) {
         count -= int32_t(shifts);
         break;
       }
-      if (marker) {
+      if (marker) {  // it is not passed: CT starts again at 8 as often as needed
         count = 8 - int32_t((shifts - count - 1) % 8 + 1);
         break;
       }
       shifts -= count;
       readByte();
     }
-    if (!marker && segment_.at(position) < 0xFF) return true;
-    if (count != 0) {
+    if (count == 0) {  // the next shift would read a byte: it must meet the marker
+      if (!marker && (segment_.at(position) < 0xFF || segment_.at(position + 1) < 0x90)) return true;
+      count = 8;
+    } else {
       if (!marker) return true;
       if (count == 1) return false;
-    } else {
-      if (!marker && segment_.at(position + 1) < 0x90) return true;
-      count = 8;
     }
     const uint32_t a = a_ - (0x8000u >> (count - 1));
     return a > uint32_t(code_ >> kCodeShift);
@@ -100,6 +113,7 @@ class MqDecoder {
   static constexpr int kCodeShift = 48;
   static constexpr int32_t kEndless = 1 << 30;  // bits that are there at a marker
 
+  // Doubles the code register n times, with BYTEIN where the bits read ahead end.
   ZEL_INLINE void shift(int n) {
     while (__builtin_expect(n > ahead_, 0)) {
       code_ <<= ahead_;
@@ -111,8 +125,9 @@ class MqDecoder {
     ahead_ -= n;
   }
 
-  // BYTEIN as often as there is room, none of it before the shift that needs the first byte: a carry in a stuffed bit
-  // must not be seen by decisions before that.
+  // BYTEIN (Figure C.19) as often as there is room. In damaged data the byte after 0xFF may have its upper bit set and
+  // still be no marker, 0x80 to 0x8F: a carry into bits that stand already. T.800 lets decisions see it from the moment
+  // when that byte is read, so such a byte is not read ahead: filling ends before it, and begins with it.
   ZEL_INLINE void fill() {
     const Filled f = filled(segment_, position_, code_);
     position_ = f.position;
@@ -126,20 +141,21 @@ class MqDecoder {
     int32_t bits;
     uint64_t code;
   };
+  // Out of line and by value: the decoder's members stay in registers.
   [[gnu::noinline]] static Filled filled(Segment segment, int32_t position, uint64_t code) {
     int bits = 0;
     uint32_t current = segment.at(position);
     while (bits <= kCodeShift - 8) {
-      const uint32_t next = segment.at(position + 1);
+      const uint32_t next = segment.at(int64_t(position) + 1);
       if (current != 0xFF) {
         bits += 8;
         code += uint64_t(0xFF - next) << (kCodeShift - bits);
       } else if (next > 0x8F) {
         return {position, bits + kEndless, code};
       } else {
-        if (next > 0x7F && bits > 0) break;
+        if (next > 0x7F && bits > 0) break;  // a carry
         bits += 7;
-        code += (uint64_t(0x7F) - next) << (kCodeShift - bits);  // a carry wraps
+        code += (uint64_t(0x7F) - next) << (kCodeShift - bits);  // below 0 with a carry, so that it borrows from above
       }
       ++position;
       current = next;
@@ -155,6 +171,8 @@ class MqDecoder {
   int64_t read_ = 0;      // bits read in all, but for the first byte
 };
 
+// A raw segment: bits from the most significant one of each byte on. The first bit of a byte after 0xFF is stuffed and
+// skipped, so that no marker stands in the data.
 class RawReader {
  public:
   RawReader() = default;
@@ -169,10 +187,11 @@ class RawReader {
     return current_ >> --unread_ & 1;
   }
 
-  // Whether the segment does not end with alternating bits from 0, or is left with half of a stuffed pair.
+  // Whether the segment does not end as ours are terminated: what is left of the last byte holds the low bits of 0x55,
+  // and a last byte of 0xFF is followed by one that starts with the stuffed bit.
   bool damagedAtEnd() const {
     const uint32_t mask = (1u << unread_) - 1;
-    return ((current_ ^ 0x55) & mask) != 0 || (current_ == 0xFF && segment_.at(position_) >= 0x80);
+    return ((current_ ^ kRawFill) & mask) != 0 || (current_ == 0xFF && segment_.at(position_) >= 0x80);
   }
 
  private:

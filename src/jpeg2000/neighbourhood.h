@@ -1,17 +1,23 @@
 // The state of a code block's samples, shared by encoder and decoder, and the contexts that follow from it.
 //
-// One word holds a column of a stripe: four samples, with the significance of everything around them, so that the
-// context of a sample is one shift, one mask and one look-up, and a column without anything significant near it is 0.
-// Rows of a stripe count 0..3; -1 and 4 are the rows above and below it.
+// A block is walked in stripes of four rows, column by column (ITU-T T.800, Figure D.1). One word holds a column of a
+// stripe: four samples, with the significance of everything around them, so that the context of a sample is one shift,
+// one mask and one look-up, and a column without anything significant in or around it is 0.
 //
-//   bit 3 (r + 1) + c   significance, row r = -1..4, column c = 0 left, 1 own, 2 right
-//   bit 18 + 3 (r + 1)  sign of the own sample, row r = -1..3; bit 31: row 4
-//   bit 19 + 3 r        refined before
-//   bit 20 + 3 r        visited in this bit plane
+// Rows of a stripe count 0..3; -1 and 4 are the rows above and below it. Columns count -1 (left), 0 (the word's own)
+// and 1 (right). The bits of a word, with the functions and masks below that name them:
 //
-// A sample is named by the place p = 4 + 3 r of its own significance. The words of a block stand in rows of a fixed
-// pitch, with a guard word on both sides and a guard row above and below; nothing but neighbours of samples is ever
-// written there.
+//   0..17   significance by row and column, three bits to a row, rows -1..4       bitOf(row, column)
+//   18 + 3 (row + 1)  sign in the own column, rows -1..3                          place + kSignOf
+//   31      sign of row 4, for which that formula has no bit left
+//   19 + 3 row        the sample has been refined before, rows 0..3               place + kRefinedOf
+//   20 + 3 row        visited in this bit plane's propagation pass, rows 0..3     place + kVisitedOf
+//
+// A sample is named by its place, the number of the bit of its own significance: 4, 7, 10 or 13.
+//
+// The words of a block stand in rows of a fixed pitch, a row for each stripe, with a guard word on both sides and a
+// guard row above and below. Samples at the border report to guards as to any neighbour, so no step asks where the
+// block ends. Nothing but the significance and sign of neighbours is ever written to a guard.
 #pragma once
 
 #include "jpeg2000/mq.h"
@@ -22,71 +28,101 @@ namespace ZEL_VARIANT {
 extern const Table<uint8_t, 512> ZeroCodingLUT_LxHy;  // by the nine bits around a sample; its own is not looked at
 extern const Table<uint8_t, 512> ZeroCodingLUT_HxLy;
 extern const Table<uint8_t, 512> ZeroCodingLUT_HxHy;
-extern const Table<uint8_t, 256> SignCodingLUT;  // context * 2 + the predicted sign
+extern const Table<uint8_t, 256> SignCodingLUT;  // see signCodingEntry: context * 2 + the predicted sign
 #pragma GCC visibility pop
 
 namespace {
 
-constexpr int kStripe = 4;
-constexpr uint32_t kOwn = 0x2490;                              // the places of the four samples
-constexpr uint32_t kAround = 0x1EF;                            // eight neighbours, of nine bits
-constexpr int kSignOf = 17, kVisitedOf = 16, kRefinedOf = 15;  // from a sample's place to its bits
-constexpr uint32_t kVisited = kOwn << kVisitedOf;
+constexpr int kStripe = 4;  // rows
+constexpr int kRow = 3;     // bits from a row to the next
 
-ZEL_INLINE constexpr uint32_t placeBit(int row) { return 16u << (3 * row); }
+constexpr int placeOf(int row, int column = 0) { return kRow * (row + 1) + column + 1; }
+constexpr uint32_t bitOf(int row, int column = 0) { return 1u << placeOf(row, column); }
+ZEL_INLINE int rowOf(int place) { return int(uint32_t(place) / kRow) - 1; }
 
-// The places in a stripe of n rows.
-inline uint32_t rowsOf(int n) { return kOwn & ((2u << (3 * n + 1)) - 1); }
+constexpr int kFirstPlace = placeOf(0), kLastPlace = placeOf(kStripe - 1);
 
-ZEL_INLINE int rowOf(int place) { return (place * 11 >> 5) - 1; }
+// From a sample's place to its other bits.
+constexpr int kSignOf = 17, kVisitedOf = 16, kRefinedOf = 15;
+constexpr int kSignBelow = 31;  // the sign of row 4
+
+// The places of the samples of a stripe that has only n rows in the block.
+constexpr uint32_t samplesOf(int rows) {
+  uint32_t places = 0;
+  for (int r = 0; r < rows; ++r) places |= bitOf(r);
+  return places;
+}
+constexpr uint32_t kSamples = samplesOf(kStripe);
+constexpr uint32_t kVisited = kSamples << kVisitedOf;
+constexpr uint32_t kSignificance = 2 * bitOf(kStripe, 1) - 1;  // everything below the first sign
+
+// The neighbours of the sample of row 0. A shift by place - kFirstPlace brings those of any other there.
+constexpr uint32_t kStraight = bitOf(-1) | bitOf(0, -1) | bitOf(0, 1) | bitOf(1);
+constexpr uint32_t kDiagonal = bitOf(-1, -1) | bitOf(-1, 1) | bitOf(1, -1) | bitOf(1, 1);
+
+static_assert(kSamples << kSignOf >> kSignOf == kSamples && kLastPlace + kSignOf < kSignBelow);
+static_assert((kSamples << kSignOf & kVisited) == 0 && (kSamples << kRefinedOf & (kVisited | kSignificance)) == 0);
 
 inline const uint8_t* zeroCodingTable(int subband) {
-  return subband == 2 ? ZeroCodingLUT_HxLy.at : subband == 3 ? ZeroCodingLUT_HxHy.at : ZeroCodingLUT_LxHy.at;
+  if (subband == zeliSubbandHL) return ZeroCodingLUT_HxLy.at;
+  if (subband == zeliSubbandHH) return ZeroCodingLUT_HxHy.at;
+  return ZeroCodingLUT_LxHy.at;
 }
 
-// Bytes of a row of words and their number of rows: what a block of the largest size may take. The words need only one
-// row for four rows of samples.
+// Bytes of a row of words, and the number of rows that a state has room for. The words need one row for four rows of
+// samples; callers are told a size with one for two.
 inline int64_t statePitch(int width) { return (4 * int64_t(width) + 8 + 31) / 32 * 32; }
 inline int64_t stateRows(int height) { return (int64_t(height) + 1) / 2 + 2; }
 
-// The samples of a column that have a significant neighbour.
-ZEL_INLINE uint32_t withNeighbours(uint32_t f) {
-  const uint32_t sides = (f & 0x3FFFF) << 1 | (f & 0x3FFFF) >> 1, rows = sides | (f & 0x3FFFF);
-  return (sides | rows << 3 | rows >> 3) & kOwn;
+inline int64_t stripesOf(int height) { return (int64_t(height) + kStripe - 1) / kStripe; }
+
+// From the significance of a column, or of several in the lanes of a vector: what has a significant neighbour, at the
+// places of the samples. Other bits of the result mean nothing.
+template <class Words>
+ZEL_INLINE Words besideSignificance(Words significance) {
+  const Words sides = significance << 1 | significance >> 1, rows = sides | significance;
+  return sides | rows << kRow | rows >> kRow;
 }
+
+// The samples of a column that have a significant neighbour.
+ZEL_INLINE uint32_t withNeighbours(uint32_t f) { return besideSignificance(f & kSignificance) & kSamples; }
 
 ZEL_INLINE uint32_t zeroCodingContext(const uint8_t* table, uint32_t f, int place) {
-  return table[f >> (place - 4) & kAround];
+  return table[f >> (place - kFirstPlace) & (kStraight | kDiagonal)];
 }
 
-// The sign context of a sample whose column is f, and the predicted sign. word: where the column stands.
+// The sign context of a sample whose column is f, times two, and the predicted sign (T.800, Tables D.2 and D.3). The
+// index of the table has the significance of the straight neighbours where the word has it, in bits 1, 3, 5 and 7
+// (above, left, right, below), and the sign of each in the bit under its significance. word: where the column stands.
 ZEL_INLINE uint32_t signCodingEntry(uint32_t f, const uint32_t* word, int place) {
-  const uint64_t column = f | uint64_t(f >> 31) << 33;  // the sign of row 4 to where the others lead
-  const uint32_t index = (f >> (place - 4) & 0xAA) | (f >> (place + kSignOf - 3) & 1) |
-                         (word[-1] >> (place + kSignOf) & 1) << 2 | (word[1] >> (place + kSignOf) & 1) << 4 |
-                         uint32_t(column >> (place + kSignOf + 3) & 1) << 6;
-  return SignCodingLUT.at[index];
+  const int sign = place + kSignOf;
+  const uint64_t column = f | uint64_t(f >> kSignBelow)
+                                  << (kLastPlace + kSignOf + kRow);  // row 4 in line with the rest
+  const uint32_t above = f >> (sign - kRow) & 1, left = word[-1] >> sign & 1;
+  const uint32_t right = word[1] >> sign & 1, below = uint32_t(column >> (sign + kRow)) & 1;
+  return SignCodingLUT.at[(f >> (place - kFirstPlace) & kStraight) | above | left << 2 | right << 4 | below << 6];
 }
 
-// Makes a sample significant for its neighbours; the result is what it adds to its own column. With causal contexts
-// the stripe above never learns of it.
+// Makes a sample significant for its neighbours; the result is what it adds to its own column. With vertically causal
+// contexts (T.800, D.7) the stripe above never learns of it.
 template <bool kIsCausal>
 ZEL_INLINE uint32_t becomeSignificant(uint32_t* word, int64_t pitch, int place, uint32_t sign) {
-  word[-1] |= 2u << place;
-  word[1] |= 1u << place >> 1;
-  if (place == 4 && !kIsCausal) {
+  const uint32_t own = 1u << place;
+  word[-1] |= own << 1;
+  word[1] |= own >> 1;
+  if (place == kFirstPlace && !kIsCausal) {
     uint32_t* const above = word - pitch;
-    above[-1] |= 1u << 17;
-    above[0] |= 1u << 16 | sign << 31;
-    above[1] |= 1u << 15;
+    above[-1] |= bitOf(kStripe, 1);
+    above[0] |= bitOf(kStripe) | sign << kSignBelow;
+    above[1] |= bitOf(kStripe, -1);
   }
-  if (place == 13) {
+  if (place == kLastPlace) {
     uint32_t* const below = word + pitch;
-    below[-1] |= 1u << 2;
-    below[0] |= 1u << 1 | sign << 18;
-    below[1] |= 1u;
+    below[-1] |= bitOf(-1, 1);
+    below[0] |= bitOf(-1) | sign << (placeOf(-1) + kSignOf);
+    below[1] |= bitOf(-1, -1);
   }
-  return 1u << place | sign << (place + kSignOf);
+  return own | sign << (place + kSignOf);
 }
 
 }  // namespace

@@ -1,7 +1,13 @@
 // The tier-1 decoder of code blocks (ITU-T T.800, Annex D): the progressive decoder, a machine of coding passes that is
 // fed one codeword segment at a time, and decoding in one call on top of it.
+//
+// A state is a record followed by the words of the neighbourhoods (neighbourhood.h). Between two calls it holds where
+// the machine stands: the bit plane and kind of the next pass, how many passes the caller still allows, and the
+// contexts of the MQ coder, which live on from segment to segment. The registers of the MQ coder and of the raw reader
+// live no longer than a segment, so they are not part of it. What is known of the samples stands in the caller's
+// output, their significance in the words.
 #include "frame/checks.h"
-#include "jpeg2000/decoder_passes.h"
+#include "jpeg2000/decoder_sources.h"
 #include "jpeg2000/memory.h"
 
 namespace ZEL_VARIANT {
@@ -11,25 +17,41 @@ constexpr uint32_t kTag = 0x434D4150;  // "PAMC"
 constexpr int kRecordBytes = 440;
 constexpr int kAlignment = 32;  // of the words behind the record
 
-// Beside the styles:
-enum Flag : uint32_t {
-  kMidpointsAfterDamage = 0x10000,
-  kKeepOutput = 0x20000,
-  kKeepHalfBits = 0x40000,
-  kKeepState = 0x80000,
-  kCheckTermination = 0x100000
+enum class Pass { kPropagation, kRefinement, kCleanup };
+
+// The six ways in which a coding pass can come next. The numbers are those of the first index of the table below.
+enum PassState : int32_t { kFirstCleanup, kRefine, kPropagate, kCleanupAfterRaw, kRefineRaw, kPropagateRaw };
+
+// What a state does and what follows it. A cleanup pass leads to the next bit plane. The first kind of cleanup leads to
+// raw passes instead where that plane is below the bypass plane (T.800, Table D.9).
+struct Transition {
+  Pass pass;
+  bool raw;
+  PassState next;
+  int planes;  // how far down
 };
+constexpr Table<Transition, 6> kTransitions = {{
+    {Pass::kCleanup, false, kPropagate, 1},          // kFirstCleanup
+    {Pass::kRefinement, false, kFirstCleanup, 0},    // kRefine
+    {Pass::kPropagation, false, kRefine, 0},         // kPropagate
+    {Pass::kCleanup, false, kPropagateRaw, 1},       // kCleanupAfterRaw
+    {Pass::kRefinement, true, kCleanupAfterRaw, 0},  // kRefineRaw
+    {Pass::kPropagation, true, kRefineRaw, 0},       // kPropagateRaw
+}};
 
-enum NextPass : int32_t { kFirstCleanup, kRefine, kPropagate, kCleanupAfterRaw, kRefineRaw, kPropagateRaw };
-
-// What a state holds between calls. A caller's memory may lie anywhere, so functions work on a copy.
+// What a state holds between calls, in front of its words. A caller's memory may lie anywhere, so functions work on a
+// copy.
 struct Record {
   uint32_t tag;
-  int32_t attached, damaged;
+  int32_t attached;
+  int32_t damaged;  // stays until the next attach
   uint32_t flags;
   int32_t* dst;
   int32_t dstStep, width, height, subband;
-  int32_t curBitPlane, bypassPlane, passCounter, nextPass;
+  int32_t curBitPlane;  // of the next pass
+  int32_t bypassPlane;  // below it propagation and refinement are raw
+  int32_t passCounter;  // passes that may still be decoded
+  PassState nextPass;
   MqContext contexts[kContexts];
 };
 static_assert(sizeof(Record) <= kRecordBytes);
@@ -45,13 +67,18 @@ ZelStatus tagOk(const ZeliDecodeCBProgrState_JPEG2K* state) {
   return recordOf(state).tag == kTag ? zelStsNoErr : zelStsContextMatchErr;
 }
 
+// The first of the words: where the state begins is the caller's choice, so they start at the next aligned address.
 uint32_t* wordsOf(ZeliDecodeCBProgrState_JPEG2K* state) {
   const uintptr_t end = reinterpret_cast<uintptr_t>(state) + kRecordBytes;
   return reinterpret_cast<uint32_t*>((end + kAlignment - 1) / kAlignment * kAlignment);
 }
 
-int64_t stateBytes(ZeliSize max) { return statePitch(max.width) * stateRows(max.height) + kRecordBytes + kAlignment; }
+// The record, what aligning the words may take, and the words; above INT32_MAX where that is too much.
+int64_t stateBytes(ZeliSize max) {
+  return kRecordBytes + kAlignment + productOf(statePitch(max.width), stateRows(max.height));
+}
 
+// A state that is attached to nothing. Its words are left to attach.
 void reset(ZeliDecodeCBProgrState_JPEG2K* state) {
   Record r = {};
   r.tag = kTag;
@@ -64,6 +91,7 @@ void setPassCounter(ZeliDecodeCBProgrState_JPEG2K* state, int passes) {
   keep(r, state);
 }
 
+// Begins a block, with the cleanup pass of its top plane. Nothing of the block before stays, but what the flags say.
 void attach(int32_t* dst, int dstStep, ZeliSize size, ZeliDecodeCBProgrState_JPEG2K* state, int subband, int sfBits,
             uint32_t flags) {
   Record r = {};
@@ -76,154 +104,133 @@ void attach(int32_t* dst, int dstStep, ZeliSize size, ZeliDecodeCBProgrState_JPE
   r.height = size.height;
   r.subband = subband;
   r.curBitPlane = sfBits - 1;
-  r.bypassPlane = flags & kBypass && sfBits >= 4 ? sfBits - 4 : 0;
+  r.bypassPlane = flags & zeliCodeBlockBypass && sfBits >= kMqPlanes ? sfBits - kMqPlanes : 0;
   r.nextPass = kFirstCleanup;
   resetContexts(r.contexts);
   keep(r, state);
-  if (!(flags & kKeepOutput))
+  if (!(flags & zeliDecodeKeepOutput))
     for (int y = 0; y < size.height; ++y) __builtin_memset(rowAt(dst, dstStep, y), 0, size_t(size.width) * 4);
-  if (!(flags & kKeepState)) {
-    const int64_t rows = (int64_t(size.height) + kStripe - 1) / kStripe + 2;
-    __builtin_memset(wordsOf(state), 0, size_t(statePitch(size.width) * rows));
-  }
+  if (!(flags & zeliDecodeKeepSignificance))
+    __builtin_memset(wordsOf(state), 0, size_t(statePitch(size.width) * (stripesOf(size.height) + 2)));
 }
 
-// One step: the passes of one codeword segment. A pass that reports damage leaves the position where it was.
+// One step: the passes of one codeword segment. Where a pass reports damage, plane and passes left stay as they were
+// before it.
 class Step {
  public:
   Step(Record* record, uint32_t* words, Segment segment) : r_(*record), segment_(segment) {
-    plane_ = {r_.dst,
-              r_.dstStep,
-              r_.width,
-              r_.height,
-              nullptr,
-              statePitch(r_.width) / 4,
-              zeroCodingTable(r_.subband),
-              0,
-              (r_.flags & kCausal) != 0};
-    plane_.words = words + plane_.pitch + 1;
+    const int64_t pitch = statePitch(r_.width) / 4;
+    block_ = {{r_.dst, r_.dstStep, 0}, r_.width, r_.height, words + pitch + 1, pitch, zeroCodingTable(r_.subband)};
   }
 
   void run() {
     if (r_.passCounter <= 0 || r_.curBitPlane < 0) return;
-    const bool intact = r_.flags & kTerminateAll ? singlePass() : passesOfOneMode();
-    if (!intact) r_.damaged = 1;
-  }
-
- private:
-  bool checksTermination() const { return (r_.flags & kCheckTermination) != 0; }
-
-  bool singlePass() {
-    const bool raw = r_.nextPass == kRefineRaw || r_.nextPass == kPropagateRaw;
-    if (raw)
+    // All passes of a segment are coded alike (D.6), so what its first pass needs is right for the others.
+    if (transition().raw)
       raw_.raw = RawReader(segment_);
     else
       mq_ = {MqDecoder(segment_), r_.contexts};
-    switch (r_.nextPass) {
-      case kPropagateRaw:
-        return propagateRaw(true) && moved(kRefineRaw, 0);
-      case kRefineRaw:
-        return refineRaw() && moved(kCleanupAfterRaw, 0);
-      case kCleanupAfterRaw:
-        return clean(checksTermination()) && moved(kPropagateRaw, 1);
-      case kPropagate:
-        return propagate(checksTermination()) && moved(kRefine, 0);
-      case kRefine:
-        return refine(checksTermination()) && moved(kFirstCleanup, 0);
-      default:
-        return clean(checksTermination()) &&
-               moved(r_.curBitPlane - 1 >= r_.bypassPlane ? kPropagate : kPropagateRaw, 1);
-    }
+    if (has(zeliCodeBlockTerminateAll))
+      decodePass();
+    else
+      decodePassesOfOneMode();
   }
 
-  bool passesOfOneMode() {
-    if (r_.nextPass == kPropagateRaw) {
-      raw_.raw = RawReader(segment_);
-      propagateRaw(false);
-      if (--r_.passCounter > 0) {
-        if (!refineRaw()) return false;
-        --r_.passCounter;
-      }
-      r_.nextPass = kCleanupAfterRaw;
-      return true;
-    }
-    mq_ = {MqDecoder(segment_), r_.contexts};
-    if (r_.nextPass == kCleanupAfterRaw) {
-      if (!clean(false)) return false;
-      if (--r_.passCounter > 0) toRawPlanes();
-      return true;
-    }
-    for (;;) {
-      if (!clean(checksTermination() && r_.curBitPlane == r_.bypassPlane)) return false;
-      if (--r_.passCounter <= 0) return true;
-      if (r_.curBitPlane <= r_.bypassPlane) {
-        toRawPlanes();
-        return true;
-      }
-      --r_.curBitPlane;
-      propagate(false);
-      if (--r_.passCounter <= 0) return true;
-      refine(false);
-      if (--r_.passCounter <= 0) return true;
-    }
-  }
+ private:
+  bool has(uint32_t flag) const { return (r_.flags & flag) != 0; }
+  const Transition& transition() const { return kTransitions.at[r_.nextPass]; }
 
-  bool moved(NextPass next, int planes) {
-    r_.nextPass = next;
-    r_.curBitPlane -= planes;
+  // Decodes the next pass and moves on to the one after it; false where the pass is damaged.
+  bool decodePass() {
+    const Transition& now = transition();
+    const bool intact = now.raw ? decodeRaw(now.pass) : decodeMq(now.pass);
+    if (!intact) {
+      r_.damaged = 1;
+      return false;
+    }
     --r_.passCounter;
+    r_.curBitPlane -= now.planes;
+    r_.nextPass = now.next;
+    if (now.next == kPropagate && r_.curBitPlane < r_.bypassPlane) r_.nextPass = kPropagateRaw;
     return true;
   }
-  void toRawPlanes() {
-    --r_.curBitPlane;
-    r_.nextPass = kPropagateRaw;
-  }
 
-  const Plane& current() {
-    plane_.bit = 1u << (r_.curBitPlane & 31);
-    return plane_;
-  }
-
-  // The passes; each says whether its segment is intact so far.
-  bool propagateRaw(bool ends) {
-    (plane_.causal ? significancePropagation<true, RawSource> : significancePropagation<false, RawSource>)(current(),
-                                                                                                           &raw_);
-    return !ends || !raw_.raw.damagedAtEnd();
-  }
-  bool refineRaw() {
-    magnitudeRefinement(current(), &raw_);
-    return !raw_.raw.damagedAtEnd();
-  }
-  bool propagate(bool check) {
-    (plane_.causal ? significancePropagation<true, MqSource> : significancePropagation<false, MqSource>)(current(),
-                                                                                                         &mq_);
-    return endOfMqPass(check);
-  }
-  bool refine(bool check) {
-    magnitudeRefinement(current(), &mq_);
-    return endOfMqPass(check);
-  }
-  bool clean(bool check) {
-    (plane_.causal ? cleanup<true> : cleanup<false>)(current(), &mq_);
-    uint32_t symbol = 0xA;
-    if (r_.flags & kSegmentationSymbols) {
-      symbol = 0;
-      for (int i = 0; i < 4; ++i) symbol = symbol << 1 | mq_.decision(kUniform);
+  // Without termination of every pass a segment lasts until the coding mode changes, and to the last plane. A step may
+  // stop before that, where no more passes are allowed; a later step then starts with a new segment. It cannot know
+  // what passes that one has, and goes on with a cleanup pass, of the plane that was current at the end.
+  void decodePassesOfOneMode() {
+    const bool raw = transition().raw;
+    for (;;) {
+      const PassState now = r_.nextPass;
+      const int plane = r_.curBitPlane;
+      if (!decodePass()) return;
+      if (r_.passCounter <= 0) {
+        const bool cleanedUp = kTransitions.at[now].pass == Pass::kCleanup;
+        r_.nextPass = cleanedUp ? now : raw ? kCleanupAfterRaw : kFirstCleanup;
+        r_.curBitPlane = plane;
+        return;
+      }
+      if (transition().raw != raw) return;
     }
-    return endOfMqPass(check) && symbol == 0xA;
   }
-  bool endOfMqPass(bool check) {
-    if (r_.flags & kResetContexts) resetContexts(r_.contexts);
-    return !check || !mq_.mq.damagedAtEnd();
+
+  // Whether the current pass is the last of its segment as far as that is known for checks. An MQ segment of many
+  // passes is looked at only where the raw ones begin, or at plane 0; those between raw passes are not.
+  bool endsSegment(Pass pass) const {
+    if (has(zeliCodeBlockTerminateAll)) return true;
+    if (transition().raw) return pass == Pass::kRefinement;
+    return pass == Pass::kCleanup && r_.curBitPlane == r_.bypassPlane;
   }
+
+  // The passes, each with the check of its segment's end where it has one; false where that finds damage. Cleanup
+  // passes are never raw. A raw segment is checked in any case, as its filling costs nothing to look at; an MQ segment
+  // only if the caller knows that it was terminated predictably.
+  bool decodeRaw(Pass pass) {
+    block_.samples.bit = currentBit();
+    if (pass == Pass::kRefinement)
+      magnitudeRefinement(block_, &raw_);
+    else if (has(zeliCodeBlockVerticallyCausal))
+      significancePropagation<true>(block_, &raw_);
+    else
+      significancePropagation<false>(block_, &raw_);
+    return !endsSegment(pass) || !raw_.raw.damagedAtEnd();
+  }
+
+  bool decodeMq(Pass pass) {
+    const bool causal = has(zeliCodeBlockVerticallyCausal);
+    block_.samples.bit = currentBit();
+    if (pass == Pass::kRefinement)
+      magnitudeRefinement(block_, &mq_);
+    else if (pass == Pass::kPropagation)
+      (causal ? significancePropagation<true, MqSource> : significancePropagation<false, MqSource>)(block_, &mq_);
+    else
+      (causal ? cleanup<true, MqSource> : cleanup<false, MqSource>)(block_, &mq_);
+    // The symbol is coded in the contexts of the pass, so it comes before they are reset.
+    const bool symbolOk = pass != Pass::kCleanup || segmentationSymbolOk();
+    if (has(zeliCodeBlockResetContexts)) resetContexts(r_.contexts);
+    const bool checksEnd = has(zeliDecodeCheckTermination) && endsSegment(pass);
+    return symbolOk && !(checksEnd && mq_.mq.damagedAtEnd());
+  }
+
+  // D.5: four decisions, 1, 0, 1, 0. All are decoded even if the first is wrong; they are part of the pass.
+  bool segmentationSymbolOk() {
+    if (!has(zeliCodeBlockSegmentationSymbols)) return true;
+    uint32_t symbol = 0;
+    for (int i = 0; i < 4; ++i) symbol = symbol << 1 | mq_.decision(kUniform);
+    return symbol == 0b1010;
+  }
+
+  // A caller may attach more planes than a word has; those passes decode something, and nothing overflows.
+  uint32_t currentBit() const { return 1u << (r_.curBitPlane & 31); }
 
   Record& r_;
   Segment segment_;
-  Plane plane_;
+  Block<DecodedSamples> block_;
   MqSource mq_;
   RawSource raw_;
 };
 
+// One segment. Damage stays until the next attach: what follows a damaged pass could only be decoded wrongly.
 ZelStatus step(const uint8_t* src, int length, ZeliDecodeCBProgrState_JPEG2K* state) {
   Record r = recordOf(state);
   if (!r.attached) return zelStsJPEG2KNotAttachedErr;
@@ -235,11 +242,14 @@ ZelStatus step(const uint8_t* src, int length, ZeliDecodeCBProgrState_JPEG2K* st
 
 ZelStatus getStateSize(ZeliSize max, int* bytes) {
   if (const ZelStatus s = firstFailure(sizeOk(max), present(bytes))) return s;
-  *bytes = int(stateBytes(max));
+  const int64_t size = stateBytes(max);
+  if (size > INT32_MAX) return zelStsSizeErr;
+  *bytes = int(size);
   return zelStsNoErr;
 }
 
-// Magnitudes to the middle of the interval of a plane, where anything is left of them at and above it.
+// What lies below a plane is unknown: magnitudes go to the middle of their interval there, where anything is left of
+// them at and above the plane, and otherwise to 0 without a sign.
 void toMidpoints(int32_t* dst, int dstStep, ZeliSize size, int plane) {
   const uint32_t bit = 1u << (plane & 31), known = ~(bit - 1) & 0x7FFFFFFF;
   for (int y = 0; y < size.height; ++y) {
@@ -329,14 +339,17 @@ ZelStatus zeliDecodeCodeBlock_JPEG2K_1u32s_C1R(const uint8_t* pSrc, int32_t* pDs
   setPassCounter(pState, nOfPasses);
   if (nOfTermPasses < 1) return zelStsNoErr;
   ZelStatus status = zelStsNoErr;
-  for (int i = 0; i < nOfTermPasses && status == zelStsNoErr; pSrc += pTermLen[i++])
+  for (int i = 0; i < nOfTermPasses && status == zelStsNoErr; ++i) {
     status = step(pSrc, pTermLen[i], pState);
+    pSrc += pTermLen[i];
+  }
+  // The plane of the next pass, or of the one that is damaged: below it nothing is known for sure.
   const int plane = recordOf(pState).curBitPlane;
   if (status == zelStsJPEG2KDamagedCBErr) {
     if (pNOfResolvedBitPlanes) *pNOfResolvedBitPlanes = plane;
-    if (uint32_t(codeStyleFlags) & kMidpointsAfterDamage) toMidpoints(pDst, dstStep, codeBlockSize, plane);
+    if (uint32_t(codeStyleFlags) & zeliDecodeMidpointsAfterDamage) toMidpoints(pDst, dstStep, codeBlockSize, plane);
   }
-  if (!(uint32_t(codeStyleFlags) & kKeepHalfBits) && plane >= 1)
+  if (!(uint32_t(codeStyleFlags) & zeliDecodeKeepHalfBits) && plane >= 1)
     zeliAndC_32s_C1IR(int32_t(~0u << (plane & 31)), pDst, dstStep, codeBlockSize);
   return status;
 }

@@ -1,4 +1,5 @@
-// The tier-1 encoder of code blocks: its state, and what callers ask of it.
+// The tier-1 encoder of code blocks (ITU-T T.800, Annex D): its state, and what callers ask of it. What it does is in
+// pj2encoder_model.cpp and pj2encoder_emit.cpp.
 #include "frame/checks.h"
 #include "jpeg2000/encoder_state.h"
 #include "jpeg2000/memory.h"
@@ -13,6 +14,7 @@ ZelStatus indexOk(int index, int count) {
   return index >= 0 && index < count ? zelStsNoErr : zelStsJPEG2KBadPassNumberErr;
 }
 
+// Frees what there is: a state may be half made.
 void release(Encoder* e) {
   if (e->coder) {
     zelsFree(e->coder->mqLog);
@@ -23,24 +25,25 @@ void release(Encoder* e) {
   zelsFree(e);
 }
 
+// Null where an allocation fails. The five buffers are allocated on their own, and each must not exceed an int.
 Encoder* makeEncoder(ZeliSize max) {
   auto* const e = static_cast<Encoder*>(allocated(sizeof(Encoder)));
   if (!e) return nullptr;
   __builtin_memset(e, 0, sizeof *e);
-  const int64_t stripes = (int64_t(max.height) + kStripe - 1) / kStripe;
-  const int64_t columns = int64_t(max.width) * stripes, logBytes = columns * kLogBytesPerColumn;
+  const int64_t logBytes = productOf(productOf(max.width, stripesOf(max.height)), kLogBytesPerColumn);
   e->coder = static_cast<Coder*>(allocated(sizeof(Coder)));
   if (e->coder) {
     __builtin_memset(e->coder, 0, sizeof *e->coder);
     e->coder->mqLog = static_cast<uint8_t*>(allocated(logBytes));
     e->coder->rawLog = static_cast<uint8_t*>(allocated(logBytes));
-    e->words = static_cast<uint32_t*>(allocated(statePitch(max.width) * stateRows(max.height)));
+    e->words = static_cast<uint32_t*>(allocated(productOf(statePitch(max.width), stateRows(max.height))));
   }
   if (e->coder && e->coder->mqLog && e->coder->rawLog && e->words) return e;
   release(e);
   return nullptr;
 }
 
+// Makes a coder ready for a block: no pass, both logs empty, contexts and registers at their beginning.
 void resetCoder(Coder* c, int termMode, uint32_t flags) {
   resetContexts(c->contexts);
   c->mq.init();
@@ -55,6 +58,7 @@ void resetCoder(Coder* c, int termMode, uint32_t flags) {
   __builtin_memset(c->bytes, 0, sizeof c->bytes);
 }
 
+// Codeword segments of the block; and the bytes of one: those that its passes have added.
 int segmentsOf(const Coder& c) {
   int n = 0;
   for (int k = 0; k < c.passes; ++k) n += endsSegment(c, k);
@@ -62,14 +66,17 @@ int segmentsOf(const Coder& c) {
 }
 
 int segmentBytes(const Coder& c, int segment) {
-  int bytes = 0;
-  for (int k = 0, s = 0; k < c.passes && s <= segment; s += endsSegment(c, k++))
-    if (s == segment) bytes += c.bytes[k];
+  int bytes = 0, current = 0;
+  for (int k = 0; k < c.passes; ++k) {
+    if (current == segment) bytes += c.bytes[k];
+    current += endsSegment(c, k);
+  }
   return bytes;
 }
 
 double powerOfTwo(int n) { return n >= 0 ? double(uint64_t(1) << n) : 1.0 / double(uint64_t(1) << -n); }
 
+// Sums of passes are in fixed point, to the unit of their plane; see encoder_planes.h.
 double distortionThrough(const Encoder& e, int pass) {
   double sum = 0;
   for (int k = 0; k <= pass; ++k) sum += e.distortion[k] * powerOfTwo(e.exponent[k]);

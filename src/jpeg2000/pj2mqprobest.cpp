@@ -22,6 +22,8 @@ constexpr Table<int32_t, kContexts> owniInitialMPS_JPEG2K = {};
 
 namespace {
 
+// ---- Contexts as coders hold them (mq.h) -----------------------------------------------------------------------------
+
 constexpr MqContext contextOf(uint32_t index, uint32_t mps) {
   const uint32_t qe = owniEstimator_JPEG2K.at[index].qe;
   uint32_t shift = 0;
@@ -29,6 +31,7 @@ constexpr MqContext contextOf(uint32_t index, uint32_t mps) {
   return qe << 16 | shift << 8 | index << 1 | mps;
 }
 
+// By nextOf's index: the low byte of a context, its state and its MPS, times two, plus 1 after an LPS.
 constexpr Table<MqContext, 4 * kProbabilityStates> transitions() {
   Table<MqContext, 4 * kProbabilityStates> t = {};
   for (uint32_t index = 0; index < kProbabilityStates; ++index)
@@ -47,12 +50,13 @@ constexpr Table<MqContext, kContexts> initialContexts() {
   return t;
 }
 
-// ---- Context tables -------------------------------------------------------------------------------------------------
+// ---- Context tables of the tier-1 coder ------------------------------------------------------------------------------
 
 constexpr int bitAt(int word, int i) { return word >> i & 1; }
 
-// The class 0..8 of a band whose first direction is the one along which it is low-pass (T.800, Table D.1, columns one
-// and two).
+// The classes 0..8 of T.800, Table D.1, by how many neighbours of each kind are significant: straight ones up to two in
+// each direction, diagonal ones up to four. For LL and LH the first direction is the horizontal one; for HL, which the
+// table has as the same with the directions exchanged, it is the vertical one.
 constexpr int lowHighClass(int first, int second, int diagonal) {
   if (first == 2) return 8;
   if (first == 1) return second >= 1 ? 7 : diagonal >= 1 ? 6 : 5;
@@ -60,6 +64,7 @@ constexpr int lowHighClass(int first, int second, int diagonal) {
   return diagonal >= 2 ? 2 : diagonal;
 }
 
+// For HH the straight directions count alike.
 constexpr int highHighClass(int straight, int diagonal) {
   const int most = straight >= 2 ? 2 : straight;
   if (diagonal >= 3) return 8;
@@ -67,21 +72,24 @@ constexpr int highHighClass(int straight, int diagonal) {
   return diagonal == 1 ? 3 + most : most;
 }
 
-constexpr Table<uint8_t, 512> zeroCoding(int band) {
+// The index holds the nine bits around a sample as the words of neighbourhood.h have them around row 0.
+constexpr Table<uint8_t, 512> zeroCoding(int subband) {
   Table<uint8_t, 512> t = {};
   for (int w = 0; w < 512; ++w) {
-    const int horizontal = bitAt(w, 3) + bitAt(w, 5), vertical = bitAt(w, 1) + bitAt(w, 7);
-    const int diagonal = bitAt(w, 0) + bitAt(w, 2) + bitAt(w, 6) + bitAt(w, 8);
-    const int c = band == 0   ? lowHighClass(horizontal, vertical, diagonal)
-                  : band == 1 ? lowHighClass(vertical, horizontal, diagonal)
-                              : highHighClass(horizontal + vertical, diagonal);
+    const int horizontal = bitAt(w, placeOf(0, -1)) + bitAt(w, placeOf(0, 1));
+    const int vertical = bitAt(w, placeOf(-1)) + bitAt(w, placeOf(1));
+    const int above = bitAt(w, placeOf(-1, -1)) + bitAt(w, placeOf(-1, 1));
+    const int diagonal = above + bitAt(w, placeOf(1, -1)) + bitAt(w, placeOf(1, 1));
+    const int c = subband == zeliSubbandHH   ? highHighClass(horizontal + vertical, diagonal)
+                  : subband == zeliSubbandHL ? lowHighClass(vertical, horizontal, diagonal)
+                                             : lowHighClass(horizontal, vertical, diagonal);
     t.at[w] = uint8_t(kZeroCoding + uint32_t(c));
   }
   return t;
 }
 
 // What a pair of neighbours contributes: -1, 0 or 1 (T.800, Table D.2). A neighbour is two bits of the index, its sign
-// below its significance.
+// below its significance: above 0, left 2, right 4, below 6.
 constexpr int neighbourSign(int index, int at) { return bitAt(index, at + 1) * (1 - 2 * bitAt(index, at)); }
 constexpr int contribution(int index, int one, int other) {
   const int sum = neighbourSign(index, one) + neighbourSign(index, other);
@@ -103,9 +111,9 @@ constexpr Table<uint8_t, 256> signCoding() {
 constexpr Table<MqContext, 4 * kProbabilityStates> kMqNext = transitions();
 constexpr Table<MqContext, kContexts> kMqInitial = initialContexts();
 
-constexpr Table<uint8_t, 512> ZeroCodingLUT_LxHy = zeroCoding(0);
-constexpr Table<uint8_t, 512> ZeroCodingLUT_HxLy = zeroCoding(1);
-constexpr Table<uint8_t, 512> ZeroCodingLUT_HxHy = zeroCoding(2);
+constexpr Table<uint8_t, 512> ZeroCodingLUT_LxHy = zeroCoding(zeliSubbandLH);
+constexpr Table<uint8_t, 512> ZeroCodingLUT_HxLy = zeroCoding(zeliSubbandHL);
+constexpr Table<uint8_t, 512> ZeroCodingLUT_HxHy = zeroCoding(zeliSubbandHH);
 constexpr Table<uint8_t, 256> SignCodingLUT = signCoding();
 
 static_assert(kMqInitial.at[kRunLength] == (0x0AC1u << 16 | 0x406) && kMqNext.at[1] == (0x3401u << 16 | 0x203));
