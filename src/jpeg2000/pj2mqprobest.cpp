@@ -22,7 +22,7 @@ constexpr Table<int32_t, kContexts> owniInitialMPS_JPEG2K = {};
 
 namespace {
 
-// ---- Contexts as coders hold them (mq.h) -----------------------------------------------------------------------------
+// ---- Contexts as coders hold them (mq.h) ----------------------------------------------------------------------------
 
 constexpr MqContext contextOf(uint32_t index, uint32_t mps) {
   const uint32_t qe = owniEstimator_JPEG2K.at[index].qe;
@@ -50,7 +50,7 @@ constexpr Table<MqContext, kContexts> initialContexts() {
   return t;
 }
 
-// ---- Context tables of the tier-1 coder ------------------------------------------------------------------------------
+// ---- Context tables of the tier-1 coder -----------------------------------------------------------------------------
 
 constexpr int bitAt(int word, int i) { return word >> i & 1; }
 
