@@ -12,12 +12,13 @@
 namespace ZEL_VARIANT {
 namespace {
 
-constexpr int kFastPathBytes = 24;  // a block starts on the fast path where so many bytes are left
+// A block starts on the fast path where so many bytes are left: three refills, which last for most blocks. The path needs
+// no such room, as each refill looks at the end for itself; the limit keeps trials in vain away from the end of a scan.
+constexpr int kFastPathBytes = 24;
 
 constexpr int kStateBits = 32;     // what a caller's state can hold
 constexpr int kFillBits = 25;      // the careful path reads bytes while it has fewer bits than this
 constexpr int kRefilledBits = 56;  // at least so many after a fast refill
-constexpr int kMaxExtraBits = 15;
 static_assert(kMaxCodeLength + kMaxExtraBits < kStateBits && kStateBits <= kRefilledBits,
               "below 32 bits a refill brings enough for a code and its extra bits");
 

@@ -6,16 +6,16 @@
 
 #include "huffman/bits.h"
 #include "huffman/block.h"
+#include "huffman/code_list.h"
 
 namespace ZEL_VARIANT {
 namespace {
 
-constexpr int kStateTop = 24;  // a caller's state holds its pending bits below this bit
+constexpr int kMaxPendingBits = 7;  // between calls
 
-// The fast path wants room for the longest block: pending bits, a DC code with its extra bits, 63 AC codes with theirs,
-// every byte stuffed, and the rest of the last word.
-constexpr int kMaxBlockBytes = 512;
-static_assert(2 * ((7 + 16 + 16 + 63 * (16 + 15)) / 8) + 8 <= kMaxBlockBytes);
+// The bytes that a writer without a look at the end may store for so many bits, pending ones included: each whole byte
+// may be 0xFF and need its stuffing, and the last store is eight bytes wide wherever the position comes to stand.
+constexpr int roomFor(int bits) { return 2 * (bits / 8) + 8; }
 
 template <Path kPath>
 class BitWriter {

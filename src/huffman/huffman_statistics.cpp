@@ -7,7 +7,6 @@ namespace ZEL_VARIANT {
 namespace {
 
 constexpr int kMaxDcCategory = 15, kMaxAcCategory = 14;
-constexpr int kZeroRun = 0xF0, kEndOfBlock = 0x00;
 
 ZEL_INLINE void count(int32_t* counts, int symbol) { counts[symbol] = int32_t(uint32_t(counts[symbol]) + 1); }
 ZEL_INLINE int categoryOf(int value) { return category(uint32_t(value < 0 ? -value : value)); }

@@ -1,8 +1,8 @@
 // Huffman table records from table descriptions (ITU-T T.81, Annexes C and F.2.2.3), and descriptions from symbol
 // counts (Annex K.2).
 #include "frame/checks.h"
-#include "frame/support.h"
 #include "huffman/code_list.h"
+#include "huffman/records.h"
 
 namespace ZEL_VARIANT {
 namespace {
@@ -127,20 +127,9 @@ ZelStatus describeOptimal(const int32_t* statistics, uint8_t* listBits, uint8_t*
   return zelStsNoErr;
 }
 
-template <class Spec>
-ZelStatus allocate(Spec** spec) {
-  Spec* p = reinterpret_cast<Spec*>(zelsMalloc_8u(int(sizeof(Spec))));
-  if (p) *spec = p;
-  return present(p);
-}
-
 }  // namespace
 
-ZelStatus zeliDecodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize) {
-  if (const ZelStatus s = present(pSize)) return s;
-  *pSize = int(sizeof(ZeliDecodeHuffmanSpec));
-  return zelStsNoErr;
-}
+ZelStatus zeliDecodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize) { return sizeOfRecord<ZeliDecodeHuffmanSpec>(pSize); }
 
 ZelStatus zeliDecodeHuffmanSpecInit_JPEG_8u(const uint8_t* pListBits, const uint8_t* pListVals,
                                             ZeliDecodeHuffmanSpec* pDecHuffSpec) {
@@ -151,21 +140,13 @@ ZelStatus zeliDecodeHuffmanSpecInit_JPEG_8u(const uint8_t* pListBits, const uint
 ZelStatus zeliDecodeHuffmanSpecInitAlloc_JPEG_8u(const uint8_t* pListBits, const uint8_t* pListVals,
                                                  ZeliDecodeHuffmanSpec** ppDecHuffSpec) {
   if (const ZelStatus s = firstFailure(present(pListBits), present(pListVals), present(ppDecHuffSpec))) return s;
-  if (const ZelStatus s = allocate(ppDecHuffSpec)) return s;
+  if (const ZelStatus s = allocateRecord(ppDecHuffSpec)) return s;
   return buildDecoder(pListBits, pListVals, *ppDecHuffSpec);
 }
 
-ZelStatus zeliDecodeHuffmanSpecFree_JPEG_8u(ZeliDecodeHuffmanSpec* pDecHuffSpec) {
-  if (const ZelStatus s = present(pDecHuffSpec)) return s;
-  zelsFree(pDecHuffSpec);
-  return zelStsNoErr;
-}
+ZelStatus zeliDecodeHuffmanSpecFree_JPEG_8u(ZeliDecodeHuffmanSpec* pDecHuffSpec) { return freeRecord(pDecHuffSpec); }
 
-ZelStatus zeliEncodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize) {
-  if (const ZelStatus s = present(pSize)) return s;
-  *pSize = int(sizeof(ZeliEncodeHuffmanSpec));
-  return zelStsNoErr;
-}
+ZelStatus zeliEncodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize) { return sizeOfRecord<ZeliEncodeHuffmanSpec>(pSize); }
 
 ZelStatus zeliEncodeHuffmanSpecInit_JPEG_8u(const uint8_t* pListBits, const uint8_t* pListVals,
                                             ZeliEncodeHuffmanSpec* pEncHuffSpec) {
@@ -176,15 +157,11 @@ ZelStatus zeliEncodeHuffmanSpecInit_JPEG_8u(const uint8_t* pListBits, const uint
 ZelStatus zeliEncodeHuffmanSpecInitAlloc_JPEG_8u(const uint8_t* pListBits, const uint8_t* pListVals,
                                                  ZeliEncodeHuffmanSpec** ppEncHuffSpec) {
   if (const ZelStatus s = firstFailure(present(pListBits), present(pListVals), present(ppEncHuffSpec))) return s;
-  if (const ZelStatus s = allocate(ppEncHuffSpec)) return s;
+  if (const ZelStatus s = allocateRecord(ppEncHuffSpec)) return s;
   return buildEncoder(pListBits, pListVals, *ppEncHuffSpec);
 }
 
-ZelStatus zeliEncodeHuffmanSpecFree_JPEG_8u(ZeliEncodeHuffmanSpec* pEncHuffSpec) {
-  if (const ZelStatus s = present(pEncHuffSpec)) return s;
-  zelsFree(pEncHuffSpec);
-  return zelStsNoErr;
-}
+ZelStatus zeliEncodeHuffmanSpecFree_JPEG_8u(ZeliEncodeHuffmanSpec* pEncHuffSpec) { return freeRecord(pEncHuffSpec); }
 
 ZelStatus zeliEncodeHuffmanRawTableInit_JPEG_8u(const int32_t* pStatistics, uint8_t* pListBits, uint8_t* pListVals) {
   if (const ZelStatus s = firstFailure(present(pStatistics), present(pListBits), present(pListVals))) return s;

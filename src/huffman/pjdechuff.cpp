@@ -2,6 +2,7 @@
 #include "frame/checks.h"
 #include "huffman/bit_reader.h"
 #include "huffman/block.h"
+#include "huffman/records.h"
 
 namespace ZEL_VARIANT {
 namespace {
@@ -87,11 +88,7 @@ void resetState(ZeliDecodeHuffmanState* state) { __builtin_memset(state, 0, size
 
 }  // namespace
 
-ZelStatus zeliDecodeHuffmanStateGetBufSize_JPEG_8u(int* pSize) {
-  if (const ZelStatus s = present(pSize)) return s;
-  *pSize = int(sizeof(ZeliDecodeHuffmanState));
-  return zelStsNoErr;
-}
+ZelStatus zeliDecodeHuffmanStateGetBufSize_JPEG_8u(int* pSize) { return sizeOfRecord<ZeliDecodeHuffmanState>(pSize); }
 
 ZelStatus zeliDecodeHuffmanStateInit_JPEG_8u(ZeliDecodeHuffmanState* pDecHuffState) {
   if (const ZelStatus s = present(pDecHuffState)) return s;
@@ -101,17 +98,13 @@ ZelStatus zeliDecodeHuffmanStateInit_JPEG_8u(ZeliDecodeHuffmanState* pDecHuffSta
 
 ZelStatus zeliDecodeHuffmanStateInitAlloc_JPEG_8u(ZeliDecodeHuffmanState** ppDecHuffState) {
   if (const ZelStatus s = present(ppDecHuffState)) return s;
-  auto* state = reinterpret_cast<ZeliDecodeHuffmanState*>(zelsMalloc_8u(int(sizeof(ZeliDecodeHuffmanState))));
-  if (const ZelStatus s = present(state)) return s;
-  resetState(state);
-  *ppDecHuffState = state;
+  if (const ZelStatus s = allocateRecord(ppDecHuffState)) return s;
+  resetState(*ppDecHuffState);
   return zelStsNoErr;
 }
 
 ZelStatus zeliDecodeHuffmanStateFree_JPEG_8u(ZeliDecodeHuffmanState* pDecHuffState) {
-  if (const ZelStatus s = present(pDecHuffState)) return s;
-  zelsFree(pDecHuffState);
-  return zelStsNoErr;
+  return freeRecord(pDecHuffState);
 }
 
 ZelStatus zeliDecodeHuffman8x8_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos, int16_t* pDst,
