@@ -147,7 +147,7 @@ TEST(HuffmanBaseline, DirectKeepsStateInVariables) {
       if (r.below(2)) bits |= uint32_t(r.next() << count);  // no data
       int16_t referencePredictor = predictor;
       Coefficients wanted(64);
-      ZelStatus status = reference.baseline(wanted.data(), &referencePredictor, dc.dec, ac.dec);
+      ZelStatus status = reference.decode(scanWith(dc, ac), &wanted, &referencePredictor);
       if (reference.missing == reference.kCode) status = zelStsNoErr;
       if (reference.missing == reference.kValue) status = zelStsJPEGOutOfBufErr;
       const ZelStatus got = z.zeliDecodeHuffman8x8_Direct_JPEG_1u16s_C1(src.data(), &bitPos, block.data(), &predictor,

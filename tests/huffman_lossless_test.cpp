@@ -50,7 +50,7 @@ TEST(HuffmanLossless, RowsAtEveryLengthOfDestinationAndSource) {
     HuffmanScan scan = {HuffmanScan::row, {}, {}, rows};
     std::vector<HuffmanTable> tables;
     std::vector<Coefficients> calls(2);  // rows of the scan
-    for (int c = 0; c < scan.components(); ++c) {
+    for (size_t c = 0; c < scan.components(); ++c) {
       const Coefficients both = randomRow(rng, size_t(2 * n));
       tables.push_back(tableFor(both));
       calls[0].insert(calls[0].end(), both.begin(), both.begin() + n);
@@ -105,7 +105,7 @@ TEST(HuffmanLossless, RoomAndDamage) {
     const Bytes garbage = rng.vector<uint8_t>(size_t(1 + rng.below(200)));
     scan.rows = 1 + rng.below(5);
     scan.tables.assign(4, &table);
-    std::vector<Coefficients> rows(9, Coefficients(size_t(scan.components() * (1 + rng.below(20)))));
+    std::vector<Coefficients> rows(9, Coefficients(scan.components() * size_t(1 + rng.below(20))));
     ZelStatus status;
     decodeScan(scan, garbage, &rows, &status);
     const HuffmanScan one = {HuffmanScan::difference, {}, {&table}};

@@ -107,13 +107,16 @@ TEST(HuffmanProgressive, EveryDestinationLengthAndEveryTruncation) {
   }
 }
 
-// The most bits that a block can take, and a full buffer of correction bits before it, at every room about the limits of
-// the fast paths.
+// The most bits that a block can take, and a full buffer of correction bits before it, at every room about the limits
+// of the fast paths.
 TEST(HuffmanProgressive, TheFullestBlocksInEveryRoom) {
   const HuffmanTable ones = zeltest::onesHuffmanTable();
   const Coefficients tall(64, 2047), corrections(64, 3), fresh(64, 1);
-  for (const HuffmanScan& s : {with({HuffmanScan::dcFirst, {0, 0, 0}}, ones), with(kFirst, ones)})
-    for (int room = 1; room < 500 && !HasFailure(); ++room) encodeScan(s, {tall, tall, tall}, room);
+  for (int room = 1; room < 500 && !HasFailure(); ++room) encodeScan(with(kFirst, ones), {tall, tall, tall}, room);
+  Blocks steps;  // differences of eleven ones
+  for (int i = 1; i <= 12; ++i) steps.emplace_back(64, int16_t(2047 * i));
+  for (int room = 1; room < 100 && !HasFailure(); ++room)
+    encodeScan(with({HuffmanScan::dcFirst, {0, 0, 0}}, ones), steps, room);
   Blocks refined(14, corrections);
   refined.push_back(fresh);
   refined.push_back(fresh);
@@ -170,7 +173,8 @@ TEST(HuffmanProgressive, CorrectionBitsAreKeptUpToALimit) {
     EXPECT_EQ(last > 55 ? 0 : 14 * 63 + last, pair.state.correctionBitCount);
     EXPECT_EQ(last > 55 ? 0 : 15, pair.state.eobRun);
   }
-  // A full destination leaves bits without a run. Who goes on all the same gets errors, no overrun, and a flush of them.
+  // A full destination leaves bits without a run. Who goes on all the same gets errors, no overrun, and a flush of
+  // them.
   EncoderPair pair(with(kRefinement, table), 20);
   const Coefficients corrections(64, 3);
   for (int i = 0; i < 15; ++i) pair.call(corrections);
@@ -215,6 +219,29 @@ TEST(HuffmanProgressive, WhatCannotBeCoded) {
   for (const HuffmanScan& s : {kFirst, kRefinement})
     for (const Coefficients& b : {Coefficients(64), Coefficients(64, 1), Coefficients(64, 2)})
       EXPECT_EQ(zelStsJPEGHuffTableErr, codes(with(s, none), b));
+}
+
+// Refinement whose last bytes are cut off, and a 0xFF without its other half behind them: the standard's steps fail
+// there before they use bits that a fast reader has had.
+TEST(HuffmanProgressive, RefinementUpToALone0xFF) {
+  Random rng(4);
+  const HuffmanTable table = anyTable();
+  for (int trial = 0; trial < zeltest::rounds(60) && !HasFailure(); ++trial) {
+    Coefficients block(64), before(64);
+    for (int k = 1; k < 64; ++k) {  // new coefficients, then significant ones
+      const size_t at = size_t(zeltest::naturalPosition(k));
+      block[at] = int16_t(k < 30 ? rng.below(2) * 2 - 1 : rng.between(2, 3));
+      before[at] = int16_t(k < 30 ? 0 : 2);
+    }
+    const Bytes bytes = encodeScan(with(kRefinement, table), {block, block}, 500);
+    for (int left = 24; left < int(bytes.size()); ++left) {
+      Bytes cut = zeltest::truncated(bytes, left);
+      cut.push_back(0xFF);
+      Blocks decoded(2, before);
+      ZelStatus status;
+      decodeScan(with(kRefinement, table), cut, &decoded, &status);
+    }
+  }
 }
 
 TEST(HuffmanProgressive, Garbage) {

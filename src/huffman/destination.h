@@ -42,9 +42,9 @@ ZEL_INLINE void save(const Writer& writer, const Destination& to) {
   *to.pos = int(writer.next() - to.dst);
 }
 
-// The end of a scan or restart interval (T.81, F.1.2.3: the last byte is padded with ones). Seven ones complete the byte
-// that pending bits have begun, and where there is none they stay pending and are dropped. The state is reset in any
-// case.
+// The end of a scan or restart interval (T.81, F.1.2.3: the last byte is padded with ones). Seven ones complete the
+// byte that pending bits have begun, and where there is none they stay pending and are dropped. The state is reset in
+// any case.
 inline ZelStatus flush(const Destination& to) {
   auto writer = writerTo<Path::careful>(to);
   const ZelStatus s = writer.put(0x7F, 7);

@@ -11,6 +11,8 @@ static_assert(sizeof(ZeliDecodeHuffmanSpec) == 1644 && sizeof(ZeliEncodeHuffmanS
 
 constexpr uint16_t kNoCodes = 0xFFFF;
 
+// MINCODE, MAXCODE and VALPTR of T.81, F.2.2.3, and a lookup by eight bits for the codes that are no longer. Longer
+// codes are not checked for overflow: such a description builds, and its impossible codes never match.
 ZelStatus buildDecoder(const uint8_t* bits, const uint8_t* values, ZeliDecodeHuffmanSpec* spec) {
   __builtin_memset(spec, 0, sizeof *spec);
   CodeList list;
@@ -40,6 +42,7 @@ ZelStatus buildDecoder(const uint8_t* bits, const uint8_t* values, ZeliDecodeHuf
   return zelStsNoErr;
 }
 
+// EHUFCO and EHUFSI of T.81, Annex C, in one word for each symbol. Where a symbol occurs twice its last code holds.
 ZelStatus buildEncoder(const uint8_t* bits, const uint8_t* values, ZeliEncodeHuffmanSpec* spec) {
   __builtin_memset(spec, 0, sizeof *spec);
   CodeList list;
@@ -51,10 +54,11 @@ ZelStatus buildEncoder(const uint8_t* bits, const uint8_t* values, ZeliEncodeHuf
   return zelStsNoErr;
 }
 
-// T.81, Annex K.2. Symbol 256 is the reserved one, which takes the code of ones.
+// T.81, Annex K.2. Symbol 256 is the reserved one: its count of 1 gives it one of the longest codes, and as it comes
+// last among these, that is the code of ones. Its code is taken out again at the end.
 constexpr int kSymbols = 257;
 constexpr int kMaxSize = 32;               // of a code before lengths are limited
-constexpr int64_t kMaxCount = 1000000000;  // larger counts are never merged
+constexpr int64_t kMaxCount = 1000000000;  // larger counts, of a symbol or a tree, are never merged
 constexpr int kNone = -1;
 
 // The symbol with the smallest nonzero count, the last of them; `except` is passed over.
@@ -103,6 +107,8 @@ void limitLengths(int* bits) {
     }
 }
 
+// Nothing is written where a code comes out too long even for Figure K.3. The symbols are listed by the size that they
+// had before lengths were limited: the order among those that became equal does not change the coded size.
 ZelStatus describeOptimal(const int32_t* statistics, uint8_t* listBits, uint8_t* listVals) {
   int64_t counts[kSymbols];
   for (int i = 0; i < kSymbols - 1; ++i) counts[i] = statistics[i];

@@ -1,4 +1,8 @@
 // Decoder states, and baseline decoding of blocks (ITU-T T.81, Annex F.2.2).
+//
+// Each block is tried on the fast path first, where bytes enough are left and no marker has ended the data. What makes
+// that path give up (a marker, the end of the source, a code that does not exist, a run out of the block) makes the
+// careful path decode the same block again, from what the caller's variables still hold.
 #include "frame/checks.h"
 #include "huffman/bit_reader.h"
 #include "huffman/block.h"
@@ -9,8 +13,9 @@ namespace {
 
 static_assert(sizeof(ZeliDecodeHuffmanState) == 24);
 
-// One block from any reader. The predictor changes as soon as the DC difference is known; on an error the coefficients
-// decoded so far stay. *accounted: AC positions that coefficients and runs have covered.
+// One block from any reader (Figures F.13 and F.14). The predictor changes as soon as the DC difference is known; on an
+// error the coefficients decoded so far stay. A run of up to eight past the last coefficient lands on it, as the table
+// of positions goes on; a longer one is an error. *accounted: AC positions that coefficients and runs have covered.
 template <Path kPath>
 ZEL_INLINE ZelStatus decodeBlock(BitReader<kPath>& reader, int16_t* dst, int16_t* lastDC,
                                  const ZeliDecodeHuffmanSpec& dc, const ZeliDecodeHuffmanSpec& ac, int* accounted) {
@@ -51,6 +56,7 @@ ZEL_INLINE bool decodeFast(const uint8_t* src, int length, int* pos, int16_t* ds
   return true;
 }
 
+// Not inline, so that the fast path has the registers to itself.
 [[gnu::noinline]] ZelStatus decodeCarefully(const uint8_t* src, int length, int* pos, int16_t* dst, int16_t* lastDC,
                                             int* marker, const ZeliDecodeHuffmanSpec& dc,
                                             const ZeliDecodeHuffmanSpec& ac, ZeliDecodeHuffmanState* state) {
@@ -70,6 +76,7 @@ ZelStatus decodeBaseline(const uint8_t* src, int length, int* pos, int16_t* dst,
 }
 
 // No length: the data end with a marker, before which the careful reader stops by itself, having read no byte beyond.
+// Where bits are missing then, a code that was to come ends the block without an error, as after the last block.
 ZelStatus decodeDirect(const uint8_t* src, int* bitPos, int16_t* dst, int16_t* lastDC, int* marker, uint32_t* bits,
                        int* count, const ZeliDecodeHuffmanSpec& dc, const ZeliDecodeHuffmanSpec& ac) {
   using Reader = BitReader<Path::careful>;

@@ -53,8 +53,8 @@ ZEL_INLINE ZelStatus eobRunOf(Reader& reader, int category, int* run) {
   return zelStsNoErr;
 }
 
-// A block of a first scan (G.2.2). There is nothing to undo where the fast path gives up: the careful one stores the same
-// coefficients again.
+// A block of a first scan (G.2.2). There is nothing to undo where the fast path gives up: the careful one stores the
+// same coefficients again.
 ZelStatus decodeFirst(const Source& in, int16_t* dst, Band band, const ZeliDecodeHuffmanSpec& table) {
   int* eobRun = &in.state->eobRun;
   if (*eobRun > 0) {

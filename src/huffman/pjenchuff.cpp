@@ -1,4 +1,7 @@
 // Encoder states, and baseline encoding of blocks (ITU-T T.81, Annex F.1.2).
+//
+// Each block is written on the fast path where the longest block fits, and else, or where a symbol has no code, on the
+// careful one, which gives the statuses.
 #include "frame/checks.h"
 #include "huffman/destination.h"
 #include "huffman/records.h"
@@ -6,13 +9,13 @@
 namespace ZEL_VARIANT {
 namespace {
 
-// The longest block: a DC code with 16 extra bits (differences of 16-bit values reach that far), 63 AC codes with theirs.
-// Runs and the end of block only ever stand in for coefficients.
+// The longest block: a DC code with 16 extra bits (differences of 16-bit values reach that far), 63 AC codes with
+// theirs. Runs and the end of block only ever stand in for coefficients.
 constexpr int kMaxBlockBits = kMaxCodeLength + 16 + 63 * (kMaxCodeLength + kMaxExtraBits);
 constexpr int kMaxBlockBytes = roomFor(kMaxPendingBits + kMaxBlockBits);
 
-// One block to any writer. The coefficients of a zigzag walk are the set bits of a mask; runs are the gaps between
-// them.
+// One block to any writer (F.1.2.1 and F.1.2.2). The coefficients of a zigzag walk are the set bits of a mask; runs are
+// the gaps between them. A coefficient that its byte shows saturated is read again in full.
 template <class Writer>
 ZEL_INLINE ZelStatus encodeBlock(Writer& writer, const int16_t* src, int lastDC, const ZeliEncodeHuffmanSpec& dc,
                                  const ZeliEncodeHuffmanSpec& ac) {

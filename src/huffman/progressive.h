@@ -108,7 +108,7 @@ ZEL_INLINE uint64_t magnitudes(const int16_t* src, Band band, uint16_t* magnitud
   return nonzero & indexesOf(band);
 }
 
-// A block of a first scan (Figure G.3): runs of zeros are the gaps between the set bits of a mask.
+// A block of a first scan (G.1.2.2): runs of zeros are the gaps between the set bits of a mask.
 template <class Sink>
 ZEL_INLINE ZelStatus encodeFirst(const int16_t* src, Band band, Sink& sink, Pending* p) {
   uint16_t magnitude[64];
@@ -130,7 +130,7 @@ ZEL_INLINE ZelStatus encodeFirst(const int16_t* src, Band band, Sink& sink, Pend
   return zelStsNoErr;
 }
 
-// A block of a refinement scan (Figure G.7): magnitudes of 1 are new coefficients, greater ones had their leading bit in
+// A block of a refinement scan (G.1.2.3): magnitudes of 1 are new coefficients, greater ones had their leading bit in
 // an earlier scan and give one correction bit each. Zeros are coded as runs of sixteen only before the last new
 // coefficient: behind it an end of band covers them.
 // *g: the correction bits that are left for the run that this block begins or prolongs; the caller buffers them.

@@ -9,21 +9,8 @@
 
 #include "support/data.h"
 #include "support/huffman_reference.h"
-#include "support/huffman_table.h"
 
 namespace zeltest {
-
-// What a call codes: a block's share of a scan, one difference, or a row of them (component by component).
-struct HuffmanScan {
-  enum Coder { baseline, dcFirst, dcRefinement, acFirst, acRefinement, difference, row };
-  Coder coder;
-  ReferenceBand band = {1, 63, 0};
-  std::vector<const HuffmanTable*> tables = {};  // DC and AC; or one for each component of a row
-  int rows = 1;                                  // as passed; from the fifth on they are ignored
-  int components() const { return std::min(rows, 4); }
-};
-
-using Coefficients = std::vector<int16_t>;  // of one call
 
 inline uint64_t ones(int n) { return (uint64_t(1) << n) - 1; }
 
@@ -34,59 +21,26 @@ inline ZelStatus encode(const HuffmanScan& s, const int16_t* src, size_t size, u
   const Api& z = zel();
   const auto& [ss, se, al] = s.band;
   const ZeliEncodeHuffmanSpec* table = s.tables.empty() ? nullptr : &s.tables[0]->enc;
-  switch (s.coder) {
-    case HuffmanScan::baseline:
-      return z.zeliEncodeHuffman8x8_JPEG_16s1u_C1(src, dst, length, pos, lastDC, table, &s.tables[1]->enc, state,
-                                                  flush);
-    case HuffmanScan::dcFirst:
-      return z.zeliEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(src, dst, length, pos, lastDC, al, table, state, flush);
-    case HuffmanScan::dcRefinement:
-      return z.zeliEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(src, dst, length, pos, al, state, flush);
-    case HuffmanScan::acFirst:
-      return z.zeliEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(src, dst, length, pos, ss, se, al, table, state, flush);
-    case HuffmanScan::acRefinement:
-      return z.zeliEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(src, dst, length, pos, ss, se, al, table, state, flush);
-    case HuffmanScan::difference:
-      return z.zeliEncodeHuffmanOne_JPEG_16s1u_C1(src, dst, length, pos, table, state, flush);
-    case HuffmanScan::row:
-      break;
-  }
+  if (s.coder == HuffmanScan::baseline)
+    return z.zeliEncodeHuffman8x8_JPEG_16s1u_C1(src, dst, length, pos, lastDC, table, &s.tables[1]->enc, state, flush);
+  if (s.coder == HuffmanScan::dcFirst)
+    return z.zeliEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(src, dst, length, pos, lastDC, al, table, state, flush);
+  if (s.coder == HuffmanScan::dcRefinement)
+    return z.zeliEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(src, dst, length, pos, al, state, flush);
+  if (s.coder == HuffmanScan::acFirst)
+    return z.zeliEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(src, dst, length, pos, ss, se, al, table, state, flush);
+  if (s.coder == HuffmanScan::acRefinement)
+    return z.zeliEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(src, dst, length, pos, ss, se, al, table, state, flush);
+  if (s.coder == HuffmanScan::difference)
+    return z.zeliEncodeHuffmanOne_JPEG_16s1u_C1(src, dst, length, pos, table, state, flush);
   const int16_t* rows[5] = {};
   const ZeliEncodeHuffmanSpec* tables[5] = {};
-  const size_t n = size / size_t(s.components());
-  for (size_t c = 0; c < size_t(s.components()); ++c) {
+  const size_t n = size / s.components();
+  for (size_t c = 0; c < s.components(); ++c) {
     rows[c] = src + c * n;
     tables[c] = &s.tables[c]->enc;
   }
   return z.zeliEncodeHuffmanRow_JPEG_16s1u_P4C1(rows, int(n), s.rows, dst, length, pos, tables, state, flush);
-}
-
-inline ZelStatus encode(const HuffmanScan& s, const Coefficients& data, ReferenceEncoder* e, int16_t* lastDC,
-                        const std::vector<Alphabet>& tables, bool flush) {
-  const bool isBand = s.coder == HuffmanScan::acFirst || s.coder == HuffmanScan::acRefinement;
-  if (flush) return isBand ? e->flushBand(tables[0]) : e->flush();
-  const int16_t* src = data.data();
-  switch (s.coder) {
-    case HuffmanScan::baseline:
-      return e->baseline(src, lastDC, tables[0], tables[1]);
-    case HuffmanScan::dcFirst:
-      return e->dcFirst(src, lastDC, s.band.al, tables[0]);
-    case HuffmanScan::dcRefinement:
-      return e->dcRefinement(src, s.band.al);
-    case HuffmanScan::acFirst:
-      return e->acFirst(src, s.band, tables[0]);
-    case HuffmanScan::acRefinement:
-      return e->acRefinement(src, s.band, tables[0]);
-    case HuffmanScan::difference:
-      return e->difference(src[0], tables[0]);
-    case HuffmanScan::row:
-      break;
-  }
-  const size_t components = size_t(s.components()), n = data.size() / components;
-  for (size_t i = 0; i < data.size(); ++i)
-    if (const ZelStatus status = e->difference(src[i % components * n + i / components], tables[i % components]))
-      return status;
-  return zelStsNoErr;
 }
 
 inline void expectState(const ZeliEncodeHuffmanState& want, const ZeliEncodeHuffmanState& got) {
@@ -111,7 +65,7 @@ class EncoderPair {
   }
   ZelStatus call(const Coefficients& data, bool flush = false) {
     if (random_.below(2)) state.bits |= random_.next() & ~pendingBits();  // no data
-    const ZelStatus want = encode(scan_, data, &reference_, &referenceLastDC_, alphabets_, flush);
+    const ZelStatus want = reference_.code(scan_, data, &referenceLastDC_, alphabets_, flush);
     if (!src_) src_ = std::make_unique<Guarded<int16_t>>(data.size());
     std::copy(data.begin(), data.end(), src_->data());
     const ZelStatus got =
@@ -143,8 +97,8 @@ class EncoderPair {
   int16_t lastDC_ = 0, referenceLastDC_ = 0;
 };
 
-// A scan of these calls and its flush into so much room. Where that is too little, the flush goes to another destination,
-// as far as the record says.
+// A scan of these calls and its flush into so much room. Where that is too little, the flush writes what the record
+// still holds to another destination.
 inline std::vector<uint8_t> encodeScan(const HuffmanScan& scan, const std::vector<Coefficients>& calls, int room) {
   EncoderPair pair(scan, room);
   ZelStatus status = zelStsNoErr;
@@ -164,41 +118,35 @@ inline ZelStatus count(const HuffmanScan& s, const Coefficients& data, int32_t* 
   const Api& z = zel();
   const int16_t* src = data.data();
   const auto& [ss, se, al] = s.band;
-  switch (s.coder) {
-    case HuffmanScan::baseline:
-      return z.zeliGetHuffmanStatistics8x8_JPEG_16s_C1(src, dcCounts, counts, lastDC);
-    case HuffmanScan::dcFirst:
-      return z.zeliGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(src, dcCounts, lastDC, al);
-    case HuffmanScan::acFirst:
-      return z.zeliGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(src, counts, ss, se, al, state, flush);
-    case HuffmanScan::acRefinement:
-      return z.zeliGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(src, counts, ss, se, al, state, flush);
-    case HuffmanScan::difference:
-      return z.zeliGetHuffmanStatisticsOne_JPEG_16s_C1(src, counts);
-    default:
-      return zelStsErr;
-  }
+  if (s.coder == HuffmanScan::baseline) return z.zeliGetHuffmanStatistics8x8_JPEG_16s_C1(src, dcCounts, counts, lastDC);
+  if (s.coder == HuffmanScan::dcFirst)
+    return z.zeliGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(src, dcCounts, lastDC, al);
+  if (s.coder == HuffmanScan::acFirst)
+    return z.zeliGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(src, counts, ss, se, al, state, flush);
+  if (s.coder == HuffmanScan::acRefinement)
+    return z.zeliGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(src, counts, ss, se, al, state, flush);
+  if (s.coder == HuffmanScan::difference) return z.zeliGetHuffmanStatisticsOne_JPEG_16s_C1(src, counts);
+  return zelStsErr;
 }
 
 struct SymbolCounts {
-  std::vector<int32_t> dc = std::vector<int32_t>(256), other = std::vector<int32_t>(256);
+  std::vector<int32_t> dc = std::vector<int32_t>(256), other = dc;
 };
 
 // Counts a scan's symbols from a state on; progressive AC scans end with a flush. *status: the last.
 inline SymbolCounts countScan(const HuffmanScan& scan, const std::vector<Coefficients>& calls, ZelStatus* status,
                               ZeliEncodeHuffmanState state = {}) {
-  const bool isBand = scan.coder == HuffmanScan::acFirst || scan.coder == HuffmanScan::acRefinement;
   const bool isDc = scan.coder == HuffmanScan::dcFirst || scan.coder == HuffmanScan::baseline;
   SymbolCounts got, want;
   const Alphabet dc = {nullptr, want.dc.data()}, other = {nullptr, want.other.data()};
   ReferenceEncoder reference;
   reference.state = state;
   int16_t lastDC = 0, referenceLastDC = 0;
-  for (size_t i = 0; i < calls.size() + isBand; ++i) {
+  for (size_t i = 0; i < calls.size() + scan.isBand(); ++i) {
     const bool flush = i == calls.size();
     const Coefficients& data = calls[flush ? 0 : i];
     *status = count(scan, data, got.dc.data(), got.other.data(), &lastDC, &state, flush);
-    EXPECT_EQ(encode(scan, data, &reference, &referenceLastDC, {isDc ? dc : other, other}, flush), *status);
+    EXPECT_EQ(reference.code(scan, data, &referenceLastDC, {isDc ? dc : other, other}, flush), *status);
     EXPECT_EQ(referenceLastDC, lastDC);
     expectState(reference.state, state);
     if (*status != zelStsNoErr || testing::Test::HasFailure()) break;
@@ -223,58 +171,26 @@ inline ZelStatus decode(const HuffmanScan& s, int16_t* dst, size_t size, const u
   const Api& z = zel();
   const auto& [ss, se, al] = s.band;
   const ZeliDecodeHuffmanSpec* table = s.tables.empty() ? nullptr : &s.tables[0]->dec;
-  switch (s.coder) {
-    case HuffmanScan::baseline:
-      return z.zeliDecodeHuffman8x8_JPEG_1u16s_C1(src, length, pos, dst, lastDC, marker, table, &s.tables[1]->dec,
-                                                  state);
-    case HuffmanScan::dcFirst:
-      return z.zeliDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(src, length, pos, dst, lastDC, marker, al, table, state);
-    case HuffmanScan::dcRefinement:
-      return z.zeliDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(src, length, pos, dst, marker, al, state);
-    case HuffmanScan::acFirst:
-      return z.zeliDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(src, length, pos, dst, marker, ss, se, al, table, state);
-    case HuffmanScan::acRefinement:
-      return z.zeliDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(src, length, pos, dst, marker, ss, se, al, table, state);
-    case HuffmanScan::difference:
-      return z.zeliDecodeHuffmanOne_JPEG_1u16s_C1(src, length, pos, dst, marker, table, state);
-    case HuffmanScan::row:
-      break;
-  }
+  if (s.coder == HuffmanScan::baseline)
+    return z.zeliDecodeHuffman8x8_JPEG_1u16s_C1(src, length, pos, dst, lastDC, marker, table, &s.tables[1]->dec, state);
+  if (s.coder == HuffmanScan::dcFirst)
+    return z.zeliDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(src, length, pos, dst, lastDC, marker, al, table, state);
+  if (s.coder == HuffmanScan::dcRefinement)
+    return z.zeliDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(src, length, pos, dst, marker, al, state);
+  if (s.coder == HuffmanScan::acFirst)
+    return z.zeliDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(src, length, pos, dst, marker, ss, se, al, table, state);
+  if (s.coder == HuffmanScan::acRefinement)
+    return z.zeliDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(src, length, pos, dst, marker, ss, se, al, table, state);
+  if (s.coder == HuffmanScan::difference)
+    return z.zeliDecodeHuffmanOne_JPEG_1u16s_C1(src, length, pos, dst, marker, table, state);
   int16_t* rows[5] = {};
   const ZeliDecodeHuffmanSpec* tables[5] = {};
-  const size_t n = size / size_t(s.components());
-  for (size_t c = 0; c < size_t(s.components()); ++c) {
+  const size_t n = size / s.components();
+  for (size_t c = 0; c < s.components(); ++c) {
     rows[c] = dst + c * n;
     tables[c] = &s.tables[c]->dec;
   }
   return z.zeliDecodeHuffmanRow_JPEG_1u16s_C1P4(src, length, pos, rows, int(n), s.rows, marker, tables, state);
-}
-
-inline ZelStatus decode(const HuffmanScan& s, Coefficients* data, ReferenceDecoder* d, int16_t* lastDC) {
-  int16_t* dst = data->data();
-  const ZeliDecodeHuffmanSpec* table = s.tables.empty() ? nullptr : &s.tables[0]->dec;
-  switch (s.coder) {
-    case HuffmanScan::baseline:
-      return d->baseline(dst, lastDC, *table, s.tables[1]->dec);
-    case HuffmanScan::dcFirst:
-      return d->dcFirst(dst, lastDC, s.band.al, *table);
-    case HuffmanScan::dcRefinement:
-      return d->dcRefinement(dst, s.band.al);
-    case HuffmanScan::acFirst:
-      return d->acFirst(dst, s.band, *table);
-    case HuffmanScan::acRefinement:
-      return d->acRefinement(dst, s.band, *table);
-    case HuffmanScan::difference:
-      return d->difference(dst, *table);
-    case HuffmanScan::row:
-      break;
-  }
-  const size_t components = size_t(s.components()), n = data->size() / components;
-  for (size_t i = 0; i < data->size(); ++i)
-    if (const ZelStatus status =
-            d->difference(dst + i % components * n + i / components, s.tables[i % components]->dec))
-      return status;
-  return zelStsNoErr;
 }
 
 // A stream whose bits are known: which of them a position and a bit count stand for.
@@ -307,7 +223,8 @@ class DecoderPair {
   DecoderPair(const HuffmanScan& scan, const std::vector<uint8_t>& stream)
       : scan_(scan), random_(stream.size()), src_(stream), stream_(stream) {}
 
-  // Both from the same state. The fast path may have read other bytes than the steps of the standard, up to the same bit.
+  // Both from the same state. The fast path may have read other bytes than the steps of the standard, up to the same
+  // bit.
   ZelStatus call(Coefficients* data) {
     const int length = int(src_.size());
     ReferenceDecoder reference;
@@ -321,7 +238,7 @@ class DecoderPair {
     Coefficients wanted = *data;
     const bool mayBeFast = marker == 0 && length - pos >= fastBytes(data->size());
     if (random_.below(2)) state.bits |= random_.next() << state.bitCount;  // no data
-    const ZelStatus want = decode(scan_, &wanted, &reference, &referenceLastDC);
+    const ZelStatus want = reference.decode(scan_, &wanted, &referenceLastDC);
     if (!dst_) dst_ = std::make_unique<Guarded<int16_t>>(data->size());
     std::copy(data->begin(), data->end(), dst_->data());
     const ZelStatus got =
@@ -356,7 +273,7 @@ class DecoderPair {
  private:
   int fastBytes(size_t coefficients) const {
     if (scan_.coder == HuffmanScan::difference || scan_.rows > 4) return INT32_MAX;
-    return scan_.coder == HuffmanScan::row ? 2 * int(coefficients) / scan_.components() : 24;
+    return scan_.coder == HuffmanScan::row ? 2 * int(coefficients / scan_.components()) : 24;
   }
 
   HuffmanScan scan_;

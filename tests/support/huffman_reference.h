@@ -1,18 +1,18 @@
-// Plain Huffman coders of JPEG blocks and differences, written from the procedures of ITU-T T.81: Annexes F (sequential),
-// G (progressive) and H (lossless). They go bit by bit and coefficient by coefficient, and hold the same state records
-// as the functions under test. A step that fails throws its status; what was coded before it stays.
+// Plain Huffman coders of JPEG blocks and differences, written from the procedures of ITU-T T.81: Annexes F
+// (sequential), G (progressive) and H (lossless). They go bit by bit and coefficient by coefficient, and hold the same
+// state records as the functions under test. A step that fails throws its status; what was coded before it stays.
 #pragma once
 
 #include <cstdlib>
 #include <cstring>
 #include <vector>
 
-#include "zelj.h"
+#include "support/huffman_table.h"
 
 namespace zeltest {
 
-// The natural position of zigzag index k (Figure A.6): the diagonals, walked in alternating directions. The eight indexes
-// after the last give the last.
+// The natural position of zigzag index k (Figure A.6): the diagonals, walked in alternating directions. The eight
+// indexes after the last give the last.
 inline int naturalPosition(int k) {
   static const std::vector<int> order = [] {
     std::vector<int> v;
@@ -43,9 +43,22 @@ ZelStatus statusOf(Steps steps) {
   return zelStsNoErr;
 }
 
-struct ReferenceBand {
+struct HuffmanBand {
   int ss, se, al;
 };
+
+// What the calls of a scan code: a block's share of it, one difference, or a row of them (component by component).
+struct HuffmanScan {
+  enum Coder { baseline, dcFirst, dcRefinement, acFirst, acRefinement, difference, row };
+  Coder coder;
+  HuffmanBand band = {1, 63, 0};
+  std::vector<const HuffmanTable*> tables = {};  // DC and AC; or one for each component of a row
+  int rows = 1;                                  // as passed; from the fifth on they are ignored
+  size_t components() const { return size_t(rows < 4 ? rows : 4); }
+  bool isBand() const { return coder == acFirst || coder == acRefinement; }
+};
+
+using Coefficients = std::vector<int16_t>;  // of one call
 
 // Where symbols go: to the destination by their codes or, in a statistics pass, to counters.
 struct Alphabet {
@@ -59,110 +72,110 @@ class ReferenceEncoder {
   std::vector<uint8_t> dst;
   int pos = 0;
 
-  ReferenceEncoder() = default;
-  explicit ReferenceEncoder(int room) : dst(size_t(room)) {}
+  // One call; tables[i] stands for the scan's i-th.
+  ZelStatus code(const HuffmanScan& s, const Coefficients& data, int16_t* lastDC, const std::vector<Alphabet>& tables,
+                 bool flushes) {
+    if (flushes) return s.isBand() ? flushBand(tables[0]) : flush();
+    const int16_t* src = data.data();
+    return statusOf([&] {
+      if (s.coder == HuffmanScan::baseline) return baseline(src, lastDC, tables[0], tables[1]);
+      if (s.coder == HuffmanScan::dcFirst) return dcFirst(src, lastDC, s.band.al, tables[0]);
+      if (s.coder == HuffmanScan::dcRefinement) return dcRefinement(src, s.band.al);
+      if (s.coder == HuffmanScan::acFirst) return acFirst(src, s.band, tables[0]);
+      if (s.coder == HuffmanScan::acRefinement) return acRefinement(src, s.band, tables[0]);
+      const size_t components = s.components(), n = data.size() / components;
+      for (size_t i = 0; i < data.size(); ++i)
+        difference(src[i % components * n + i / components], tables[i % components]);
+    });
+  }
+
+ private:
+  static constexpr int kZeroRun = 0xF0, kEndOfBlock = 0x00;
 
   // F.1.2: the DC difference, then runs of zeros and coefficients. The statistics bound the categories to 15 and 14.
-  ZelStatus baseline(const int16_t* block, int16_t* lastDC, Alphabet dc, Alphabet ac) {
-    return statusOf([&] {
-      const int difference = block[0] - *lastDC;
-      *lastDC = block[0];
-      coefficient(dc, 0, difference, dc.counts ? 15 : 16);
-      int run = 0;
-      for (int k = 1; k < 64; ++k) {
-        const int value = block[naturalPosition(k)];
-        if (value == 0) {
-          ++run;
-          continue;
-        }
-        for (; run > 15; run -= 16) symbol(ac, kZeroRun);
-        coefficient(ac, run, value, ac.counts ? 14 : 15);
-        run = 0;
-      }
-      if (run > 0) symbol(ac, kEndOfBlock);
-    });
+  void baseline(const int16_t* block, int16_t* lastDC, Alphabet dc, Alphabet ac) {
+    const int difference = block[0] - *lastDC;
+    *lastDC = block[0];
+    coefficient(dc, 0, difference, dc.counts ? 15 : 16);
+    if (runsAndCoefficients(block, {1, 63, 0}, ac, ac.counts ? 14 : 15) > 0) symbol(ac, kEndOfBlock);
   }
 
   // G.1.2.1
-  ZelStatus dcFirst(const int16_t* block, int16_t* lastDC, int al, Alphabet dc) {
-    return statusOf([&] {
-      const int value = block[0] >> al, difference = value - *lastDC;
-      *lastDC = int16_t(value);
-      coefficient(dc, 0, difference, 11);
-    });
+  void dcFirst(const int16_t* block, int16_t* lastDC, int al, Alphabet dc) {
+    const int value = block[0] >> al, difference = value - *lastDC;
+    *lastDC = int16_t(value);
+    coefficient(dc, 0, difference, 11);
   }
-  ZelStatus dcRefinement(const int16_t* block, int al) {
-    return statusOf([&] { put(uint32_t(block[0] >> al), 1); });
-  }
+  void dcRefinement(const int16_t* block, int al) { put(uint32_t(block[0] >> al), 1); }
 
   // G.1.2.2
-  ZelStatus acFirst(const int16_t* block, ReferenceBand band, Alphabet ac) {
-    return statusOf([&] {
-      int run = 0;
-      for (int k = band.ss; k <= band.se; ++k) {
-        const int value = block[naturalPosition(k)], magnitude = std::abs(value) >> band.al;
-        if (magnitude == 0) {
-          ++run;
-          continue;
-        }
-        endOfBandRun(ac);
-        for (; run > 15; run -= 16) symbol(ac, kZeroRun);
-        coefficient(ac, run, value < 0 ? -magnitude : magnitude, ac.counts ? 10 : 11);
-        run = 0;
+  void acFirst(const int16_t* block, HuffmanBand band, Alphabet ac) {
+    const int zeros = runsAndCoefficients(block, band, ac, ac.counts ? 10 : 11);
+    if (zeros > 0 && ++state.eobRun == 32767) endOfBandRun(ac);
+  }
+
+  // Gives the number of zeros that end the band.
+  int runsAndCoefficients(const int16_t* block, HuffmanBand band, Alphabet ac, int maxCategory) {
+    int run = 0;
+    for (int k = band.ss; k <= band.se; ++k) {
+      const int value = block[naturalPosition(k)], magnitude = std::abs(value) >> band.al;
+      if (magnitude == 0) {
+        ++run;
+        continue;
       }
-      if (run > 0 && ++state.eobRun == 32767) endOfBandRun(ac);
-    });
+      endOfBandRun(ac);
+      for (; run > 15; run -= 16) symbol(ac, kZeroRun);
+      coefficient(ac, run, value < 0 ? -magnitude : magnitude, maxCategory);
+      run = 0;
+    }
+    return run;
   }
 
   // G.1.2.3
-  ZelStatus acRefinement(const int16_t* block, ReferenceBand band, Alphabet ac) {
-    return statusOf([&] {
-      const auto magnitudeAt = [&](int k) { return std::abs(int(block[naturalPosition(k)])) >> band.al; };
-      int lastNew = 0;
-      for (int k = band.ss; k <= band.se; ++k)
-        if (magnitudeAt(k) == 1) lastNew = k;
-      int run = 0;
-      std::vector<uint32_t> corrections;
-      const auto writeCorrections = [&] {
-        for (const uint32_t bit : corrections) put(ac, bit, 1);
-        corrections.clear();
-      };
-      for (int k = band.ss; k <= band.se; ++k) {
-        const int magnitude = magnitudeAt(k);
-        if (magnitude == 0) {
-          ++run;
-          continue;
-        }
-        for (; run > 15 && k <= lastNew; run -= 16) {
-          endOfBandRun(ac);
-          symbol(ac, kZeroRun);
-          writeCorrections();
-        }
-        if (magnitude > 1) {
-          corrections.push_back(uint32_t(magnitude) & 1);
-          continue;
-        }
-        endOfBandRun(ac);
-        symbol(ac, (run << 4) + 1);
-        put(ac, block[naturalPosition(k)] > 0 ? 1 : 0, 1);
-        writeCorrections();
-        run = 0;
+  void acRefinement(const int16_t* block, HuffmanBand band, Alphabet ac) {
+    const auto magnitudeAt = [&](int k) { return std::abs(int(block[naturalPosition(k)])) >> band.al; };
+    int lastNew = 0;
+    for (int k = band.ss; k <= band.se; ++k)
+      if (magnitudeAt(k) == 1) lastNew = k;
+    int run = 0;
+    std::vector<uint32_t> corrections;
+    const auto writeCorrections = [&] {
+      for (const uint32_t bit : corrections) put(ac, bit, 1);
+      corrections.clear();
+    };
+    for (int k = band.ss; k <= band.se; ++k) {
+      const int magnitude = magnitudeAt(k);
+      if (magnitude == 0) {
+        ++run;
+        continue;
       }
-      if (run == 0 && corrections.empty()) return;
-      ++state.eobRun;
-      for (const uint32_t bit : corrections) state.correctionBits[state.correctionBitCount++] = uint8_t(bit);
-      if (state.correctionBitCount > 937 || state.eobRun == 32767) endOfBandRun(ac);
-    });
+      for (; run > 15 && k <= lastNew; run -= 16) {
+        endOfBandRun(ac);
+        symbol(ac, kZeroRun);
+        writeCorrections();
+      }
+      if (magnitude > 1) {
+        corrections.push_back(uint32_t(magnitude) & 1);
+        continue;
+      }
+      endOfBandRun(ac);
+      symbol(ac, (run << 4) + 1);
+      put(ac, block[naturalPosition(k)] > 0 ? 1 : 0, 1);
+      writeCorrections();
+      run = 0;
+    }
+    if (run == 0 && corrections.empty()) return;
+    ++state.eobRun;
+    for (const uint32_t bit : corrections) state.correctionBits[state.correctionBitCount++] = uint8_t(bit);
+    if (state.correctionBitCount > 937 || state.eobRun == 32767) endOfBandRun(ac);
   }
 
   // H.1.2.2: category 16 has no bits.
-  ZelStatus difference(int value, Alphabet table) {
-    return statusOf([&] {
-      if (categoryOf(value) == 16)
-        symbol(table, 16);
-      else
-        coefficient(table, 0, value, 15);
-    });
+  void difference(int value, Alphabet table) {
+    if (categoryOf(value) == 16)
+      symbol(table, 16);
+    else
+      coefficient(table, 0, value, 15);
   }
 
   ZelStatus flush() {
@@ -186,9 +199,6 @@ class ReferenceEncoder {
     state.eobRun = left;
     return run;
   }
-
- private:
-  static constexpr int kZeroRun = 0xF0, kEndOfBlock = 0x00;
 
   void symbol(Alphabet a, int symbol) {
     if (a.counts)
@@ -264,104 +274,107 @@ class ReferenceDecoder {
   ZeliDecodeHuffmanState state = {};
   enum { kNothing, kCode, kValue } missing = kNothing;  // what a marker has cut off
 
-  // F.2.2
-  ZelStatus baseline(int16_t* block, int16_t* lastDC, const ZeliDecodeHuffmanSpec& dc,
-                     const ZeliDecodeHuffmanSpec& ac) {
+  // One call from this state on.
+  ZelStatus decode(const HuffmanScan& s, Coefficients* data, int16_t* lastDC) {
+    int16_t* dst = data->data();
     return statusOf([&] {
-      std::memset(block, 0, 64 * sizeof *block);
-      *lastDC = int16_t(*lastDC + value(symbol(dc) & 15));
-      block[0] = *lastDC;
-      int k = 1;
-      while (k < 64) {
-        const int rs = symbol(ac), run = rs >> 4, size = rs & 15;
-        if (size == 0 && run < 15) break;
-        k += run;
-        if (size > 0) {
-          const int coefficient = value(size);
-          if (k >= 72) throw zelStsErr;
-          block[naturalPosition(k)] = int16_t(coefficient);
-        }
-        ++k;
-      }
-      state.lastPosition = k - 1;
-    });
-  }
-
-  // G.2.1
-  ZelStatus dcFirst(int16_t* block, int16_t* lastDC, int al, const ZeliDecodeHuffmanSpec& dc) {
-    return statusOf([&] {
-      *lastDC = int16_t(*lastDC + value(symbol(dc) & 15));
-      block[0] = int16_t(*lastDC * (1 << al));
-    });
-  }
-  ZelStatus dcRefinement(int16_t* block, int al) {
-    return statusOf([&] {
-      if (bits(1, kValue)) block[0] = int16_t(block[0] | 1 << al);
-    });
-  }
-
-  // G.2.2
-  ZelStatus acFirst(int16_t* block, ReferenceBand band, const ZeliDecodeHuffmanSpec& ac) {
-    return statusOf([&] {
-      if (state.eobRun > 0) {
-        --state.eobRun;
-        return;
-      }
-      for (int k = band.ss; k <= band.se; ++k) {
-        const int rs = symbol(ac), run = rs >> 4, size = rs & 15;
-        if (size == 0 && run < 15) {
-          state.eobRun = endOfBandRun(run) - 1;
-          return;
-        }
-        k += run;
-        if (size == 0) continue;
-        const int coefficient = value(size);
-        if (k > band.se) throw zelStsJPEGCodeRangeErr;
-        block[naturalPosition(k)] = int16_t(coefficient * (1 << band.al));
-      }
-    });
-  }
-
-  // G.2.3, Figure G.7
-  ZelStatus acRefinement(int16_t* block, ReferenceBand band, const ZeliDecodeHuffmanSpec& ac) {
-    return statusOf([&] {
-      int k = band.ss;
-      for (; state.eobRun == 0 && k <= band.se; ++k) {
-        const int rs = symbol(ac);
-        int run = rs >> 4, coefficient = 0;
-        if ((rs & 15) != 0) {
-          coefficient = bits(1, kValue) ? 1 << band.al : -(1 << band.al);
-        } else if (run < 15) {
-          state.eobRun = endOfBandRun(run);
-          break;
-        }
-        for (; k <= band.se; ++k) {  // over `run` zeros to the next one
-          int16_t& passed = block[naturalPosition(k)];
-          if (passed != 0)
-            correct(&passed, band.al);
-          else if (run-- == 0)
-            break;
-        }
-        if (coefficient == 0) continue;
-        if (k > band.se) throw zelStsJPEGCodeRangeErr;
-        block[naturalPosition(k)] = int16_t(coefficient);
-      }
-      if (state.eobRun == 0) return;
-      for (; k <= band.se; ++k)
-        if (int16_t& c = block[naturalPosition(k)]; c != 0) correct(&c, band.al);
-      --state.eobRun;
-    });
-  }
-
-  // H.2; a symbol above 16 reads as 16.
-  ZelStatus difference(int16_t* value, const ZeliDecodeHuffmanSpec& table) {
-    return statusOf([&] {
-      const int size = symbol(table);
-      *value = size >= 16 ? int16_t(-32768) : int16_t(this->value(size));
+      const auto table = [&](size_t i) -> const ZeliDecodeHuffmanSpec& { return s.tables[i]->dec; };
+      if (s.coder == HuffmanScan::baseline) return baseline(dst, lastDC, table(0), table(1));
+      if (s.coder == HuffmanScan::dcFirst) return dcFirst(dst, lastDC, s.band.al, table(0));
+      if (s.coder == HuffmanScan::dcRefinement) return dcRefinement(dst, s.band.al);
+      if (s.coder == HuffmanScan::acFirst) return acFirst(dst, s.band, table(0));
+      if (s.coder == HuffmanScan::acRefinement) return acRefinement(dst, s.band, table(0));
+      const size_t components = s.components(), n = data->size() / components;
+      for (size_t i = 0; i < data->size(); ++i)
+        difference(dst + i % components * n + i / components, table(i % components));
     });
   }
 
  private:
+  // F.2.2
+  void baseline(int16_t* block, int16_t* lastDC, const ZeliDecodeHuffmanSpec& dc, const ZeliDecodeHuffmanSpec& ac) {
+    std::memset(block, 0, 64 * sizeof *block);
+    *lastDC = int16_t(*lastDC + value(symbol(dc) & 15));
+    block[0] = *lastDC;
+    int k = 1;
+    while (k < 64) {
+      const int rs = symbol(ac), run = rs >> 4, size = rs & 15;
+      if (size == 0 && run < 15) break;
+      k += run;
+      if (size > 0) {
+        const int coefficient = value(size);
+        if (k >= 72) throw zelStsErr;
+        block[naturalPosition(k)] = int16_t(coefficient);
+      }
+      ++k;
+    }
+    state.lastPosition = k - 1;
+  }
+
+  // G.2.1
+  void dcFirst(int16_t* block, int16_t* lastDC, int al, const ZeliDecodeHuffmanSpec& dc) {
+    *lastDC = int16_t(*lastDC + value(symbol(dc) & 15));
+    block[0] = int16_t(*lastDC * (1 << al));
+  }
+  void dcRefinement(int16_t* block, int al) {
+    if (bits(1, kValue)) block[0] = int16_t(block[0] | 1 << al);
+  }
+
+  // G.2.2
+  void acFirst(int16_t* block, HuffmanBand band, const ZeliDecodeHuffmanSpec& ac) {
+    if (state.eobRun > 0) {
+      --state.eobRun;
+      return;
+    }
+    for (int k = band.ss; k <= band.se; ++k) {
+      const int rs = symbol(ac), run = rs >> 4, size = rs & 15;
+      if (size == 0 && run < 15) {
+        state.eobRun = endOfBandRun(run) - 1;
+        return;
+      }
+      k += run;
+      if (size == 0) continue;
+      const int coefficient = value(size);
+      if (k > band.se) throw zelStsJPEGCodeRangeErr;
+      block[naturalPosition(k)] = int16_t(coefficient * (1 << band.al));
+    }
+  }
+
+  // G.2.3, Figure G.7
+  void acRefinement(int16_t* block, HuffmanBand band, const ZeliDecodeHuffmanSpec& ac) {
+    int k = band.ss;
+    for (; state.eobRun == 0 && k <= band.se; ++k) {
+      const int rs = symbol(ac);
+      int run = rs >> 4, coefficient = 0;
+      if ((rs & 15) != 0) {
+        coefficient = bits(1, kValue) ? 1 << band.al : -(1 << band.al);
+      } else if (run < 15) {
+        state.eobRun = endOfBandRun(run);
+        break;
+      }
+      for (; k <= band.se; ++k) {  // over `run` zeros to the next one
+        int16_t& passed = block[naturalPosition(k)];
+        if (passed != 0)
+          correct(&passed, band.al);
+        else if (run-- == 0)
+          break;
+      }
+      if (coefficient == 0) continue;
+      if (k > band.se) throw zelStsJPEGCodeRangeErr;
+      block[naturalPosition(k)] = int16_t(coefficient);
+    }
+    if (state.eobRun == 0) return;
+    for (; k <= band.se; ++k)
+      if (int16_t& c = block[naturalPosition(k)]; c != 0) correct(&c, band.al);
+    --state.eobRun;
+  }
+
+  // H.2; a symbol above 16 reads as 16.
+  void difference(int16_t* value, const ZeliDecodeHuffmanSpec& table) {
+    const int size = symbol(table);
+    *value = size >= 16 ? int16_t(-32768) : int16_t(this->value(size));
+  }
+
   // Bytes until 25 bits are held, a marker is met (B.1.1.2: after any number of 0xFF) or the source ends.
   void fill(int wanted) {
     while (marker == 0 && state.bitCount < 25) {
