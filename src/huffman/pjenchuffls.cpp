@@ -13,7 +13,10 @@ template <class Writer>
 ZEL_INLINE ZelStatus codeDifference(Writer& writer, int difference, const ZeliEncodeHuffmanSpec& table) {
   ExtraBits extra = extraBits(difference);
   const uint32_t* entry = table.codes + extra.size;
-  if (extra.size == kCategoryWithoutBits) extra = {0, 0};
+  if (extra.size == kCategoryWithoutBits) {
+    extra.size = 0;
+    extra.bits = 0;
+  }
   return writer.code(entry, extra);
 }
 

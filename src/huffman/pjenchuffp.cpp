@@ -44,8 +44,8 @@ ZelStatus encodeDcRefinement(const int16_t* src, int al, const Destination& to) 
   const uint32_t bit = uint32_t(src[0] >> al) & 1;
   ZeliEncodeHuffmanState* state = to.state;
   if (state->bitCount < kMaxPendingBits) {
-    const int unused = kStateTop - state->bitCount;  // the bits below are not data, nor are those above kStateTop
-    state->bits = (state->bits & lowBits(kStateTop) & ~lowBits(unused)) | uint64_t(bit) << (unused - 1);
+    const int unused = kStateTop - state->bitCount;  // so many bits below the pending ones are not data
+    state->bits = (state->bits >> unused << 1 | bit) << (unused - 1);
     ++state->bitCount;
     return zelStsNoErr;
   }

@@ -173,7 +173,7 @@ ZEL_INLINE ZelStatus encodeRefinement(const int16_t* src, Band band, Sink& sink,
 // Puts the gathered bits behind the buffered ones, and codes the run where it may not grow further. The buffer has room
 // unless the caller went on after a full destination had left its bits there.
 template <class Sink>
-ZEL_INLINE ZelStatus keepBits(const Gathered& g, Sink& sink, uint8_t* buffer, Pending* p) {
+ZelStatus keepBits(const Gathered& g, Sink& sink, uint8_t* buffer, Pending* p) {
   if (p->bitCount + g.count > kCorrectionBufferSize) return zelStsJPEGOutOfBufErr;
   for (int i = g.count - 1; i >= 0; --i) buffer[p->bitCount++] = uint8_t(g.bits >> i & 1);
   const bool full = p->bitCount > kMaxCorrectionBits || p->eobRun == kLongestEobRun;

@@ -221,7 +221,9 @@ class EntropyCodedBits {
 class DecoderPair {
  public:
   DecoderPair(const HuffmanScan& scan, const std::vector<uint8_t>& stream)
-      : scan_(scan), random_(stream.size()), src_(stream), stream_(stream) {}
+      : scan_(scan), random_(stream.size()), src_(stream.size()), stream_(stream) {
+    std::copy(stream.begin(), stream.end(), src_.data());
+  }
 
   // Both from the same state. The fast path may have read other bytes than the steps of the standard, up to the same
   // bit.
