@@ -14,10 +14,9 @@ struct Band {
   int al;      // the lowest bit that the scan codes
 };
 
-constexpr ZelStatus alOk(int al) { return valueOk(al >= 0 && al <= kMaxAl); }
-constexpr ZelStatus bandOk(Band b) {
-  return firstFailure(valueOk(b.ss >= 1 && b.ss <= 63), valueOk(b.se >= b.ss && b.se <= 63), alOk(b.al));
-}
+constexpr bool isAl(int al) { return al >= 0 && al <= kMaxAl; }
+constexpr ZelStatus alOk(int al) { return valueOk(isAl(al)); }
+constexpr ZelStatus bandOk(Band b) { return valueOk(b.ss >= 1 && b.ss <= b.se && b.se <= 63 && isAl(b.al)); }
 
 // The indexes of the band as a set: bit k stands for zigzag index k.
 constexpr uint64_t indexesOf(Band b) { return ~uint64_t(0) >> (63 - b.se) & ~lowBits(b.ss); }

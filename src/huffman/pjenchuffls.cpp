@@ -21,33 +21,49 @@ ZEL_INLINE ZelStatus codeDifference(Writer& writer, int difference, const ZeliEn
 }
 
 // Sample by sample, the components interleaved, while hasRoom(writer). *i is how many samples of each are done.
-template <class Writer, class HasRoom>
-ZEL_INLINE ZelStatus codeRow(Writer& writer, const int16_t* const* rows, int n, int components,
+template <int kCount, class Writer, class HasRoom>
+ZEL_INLINE ZelStatus codeRow(Writer& writer, const int16_t* const* rows, int n,
                              const ZeliEncodeHuffmanSpec* const* tables, int* i, HasRoom hasRoom) {
-  for (; *i < n && hasRoom(writer); ++*i)
-    for (int c = 0; c < components; ++c)
+  for (; *i < n && hasRoom(writer); ++*i) {
+#pragma GCC unroll 4
+    for (int c = 0; c < kCount; ++c)
       if (const ZelStatus s = codeDifference(writer, rows[c][*i], *tables[c])) return s;
+  }
   return zelStsNoErr;
 }
 
 // Fast while there is room for a whole sample of each component, then careful from there. A symbol without a code ends
 // the row on either path, and both then leave what was coded before it.
-ZelStatus encodeRow(const int16_t* const* rows, int n, int components, const ZeliEncodeHuffmanSpec* const* tables,
+template <int kCount>
+ZelStatus encodeRow(const int16_t* const* rows, int n, const ZeliEncodeHuffmanSpec* const* tables,
                     const Destination& to) {
   int i = 0;
   if (to.room() >= kMaxPixelBytes) {
     const uint8_t* const end = to.dst + to.length;
     auto writer = writerTo<Path::fast>(to);
-    const ZelStatus s = codeRow(writer, rows, n, components, tables, &i,
-                                [end](const auto& w) { return end - w.next() >= kMaxPixelBytes; });
+    const ZelStatus s =
+        codeRow<kCount>(writer, rows, n, tables, &i, [end](const auto& w) { return end - w.next() >= kMaxPixelBytes; });
     writer.writeWholeBytes();
     save(writer, to);
     if (s != zelStsNoErr || i == n) return s;
   }
   auto writer = writerTo<Path::careful>(to);
-  const ZelStatus s = codeRow(writer, rows, n, components, tables, &i, [](const auto&) { return true; });
+  const ZelStatus s = codeRow<kCount>(writer, rows, n, tables, &i, [](const auto&) { return true; });
   save(writer, to);
   return s;
+}
+
+ZelStatus encodeRow(const int16_t* const* rows, int n, int components, const ZeliEncodeHuffmanSpec* const* tables,
+                    const Destination& to) {
+  switch (components) {
+    case 1:
+      return encodeRow<1>(rows, n, tables, to);
+    case 2:
+      return encodeRow<2>(rows, n, tables, to);
+    case 3:
+      return encodeRow<3>(rows, n, tables, to);
+  }
+  return encodeRow<kMaxComponents>(rows, n, tables, to);
 }
 
 ZelStatus encodeOne(int difference, const ZeliEncodeHuffmanSpec& table, const Destination& to) {

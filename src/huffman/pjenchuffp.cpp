@@ -44,9 +44,8 @@ ZelStatus encodeDcRefinement(const int16_t* src, int al, const Destination& to) 
   const uint32_t bit = uint32_t(src[0] >> al) & 1;
   ZeliEncodeHuffmanState* state = to.state;
   if (state->bitCount < kMaxPendingBits) {
-    const int unused = kStateTop - state->bitCount;  // so many bits below the pending ones are not data
-    state->bits = (state->bits >> unused << 1 | bit) << (unused - 1);
-    ++state->bitCount;
+    const uint64_t place = uint64_t(1) << (kStateTop - 1 - state->bitCount++);
+    state->bits = (state->bits & -(2 * place)) | (bit ? place : 0);  // what stands below the pending bits is no data
     return zelStsNoErr;
   }
   auto writer = writerTo<Path::careful>(to);
@@ -55,10 +54,10 @@ ZelStatus encodeDcRefinement(const int16_t* src, int al, const Destination& to) 
   return s;
 }
 
-Pending pendingOf(const ZeliEncodeHuffmanState& state) {
+ZEL_INLINE Pending pendingOf(const ZeliEncodeHuffmanState& state) {
   return {state.eobRun, state.correctionBitCount, state.correctionBits};
 }
-void savePending(const Pending& p, ZeliEncodeHuffmanState* state) {
+ZEL_INLINE void savePending(const Pending& p, ZeliEncodeHuffmanState* state) {
   state->eobRun = p.eobRun;
   state->correctionBitCount = p.bitCount;
 }
