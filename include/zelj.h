@@ -120,34 +120,67 @@ ZEL_API const ZelLibraryVersion* zeljGetLibVersion(void);
 
 /** @defgroup zelj_huffman JPEG entropy coding
  *
+ * Huffman coding of quantised coefficients and of lossless differences (ITU-T T.81): tables, the state of a bit stream
+ * between two calls, and coders that take one block, difference or row a call.
+ *
+ * How a codec calls them. Tables are built once. Every scan, and every restart interval in it, starts with a reset
+ * state and with DC predictors of 0; then each block is one call, in the order of the scan. An encoder ends the
+ * interval with a flush and writes the marker itself:
+ * @code
+ *   zeliEncodeHuffmanStateInit_JPEG_8u(&state);
+ *   for (i = 0; i < n && s == zelStsNoErr; ++i)
+ *     s = zeliEncodeHuffman8x8_JPEG_16s1u_C1(block[i], dst, size, &pos, &lastDC, dc, ac, &state, 0);
+ *   if (s == zelStsNoErr) s = zeliEncodeHuffman8x8_JPEG_16s1u_C1(0, dst, size, &pos, 0, 0, 0, &state, 1);
+ *   // at a restart: write 0xFF 0xD0..0xD7 at pos, set every lastDC to 0, go on with the next interval
+ * @endcode
+ * A decoder stops before the marker by itself and tells it:
+ * @code
+ *   zeliDecodeHuffmanStateInit_JPEG_8u(&state);
+ *   for (marker = 0, lastDC = 0, i = 0; i < n && s == zelStsNoErr; ++i)
+ *     s = zeliDecodeHuffman8x8_JPEG_1u16s_C1(src, size, &pos, block[i], &lastDC, &marker, dc, ac, &state);
+ *   // at a restart: Init the state again, set marker and every lastDC to 0, go on behind the marker
+ * @endcode
+ * For tables fitted to an image, the statistics functions go over the blocks first, as the encoder will:
+ * @code
+ *   int32_t counts[256] = {0}, dcCounts[256] = {0};
+ *   for (i = 0; i < n; ++i) zeliGetHuffmanStatistics8x8_JPEG_16s_C1(block[i], dcCounts, counts, &lastDC);
+ *   s = zeliEncodeHuffmanRawTableInit_JPEG_8u(counts, bits, values);  // what the DHT segment holds
+ *   if (s == zelStsNoErr) s = zeliEncodeHuffmanSpecInit_JPEG_8u(bits, values, ac);
+ * @endcode
+ *
  * Records. A record is obtained in one of two ways and then used alike: GetBufSize gives the bytes that a record needs,
  * and Init fills caller memory of that size and the alignment of the record; or InitAlloc allocates and fills one,
  * which the matching Free releases (zelStsNullPtrErr where the allocation fails). Init on a used record resets it.
+ * Tables are only read by the coders: threads may share them. A state belongs to one stream at a time.
  *
  * Coefficient blocks are 64 signed 16-bit values in natural (row-major) order, DC first: entry 8 * v + u holds
- * horizontal frequency u of vertical frequency v. The coders walk them in zigzag order (ITU-T T.81, Figure A.6).
+ * horizontal frequency u of vertical frequency v. The coders walk them in zigzag order (T.81, Figure A.6).
  * @{ */
 
-/* ---- Huffman tables (ITU-T T.81, Annexes B.2.4.2 and C) ---- */
+/** @defgroup zelj_huffman_tables Huffman tables
+ * Tables from their descriptions (T.81, Annexes B.2.4.2 and C), and descriptions from symbol counts (Annex K.2).
+ * @{ */
 
-/* Decoder table: 1644 bytes. */
+/** Decoder table: 1644 bytes. */
 typedef struct ZeliDecodeHuffmanSpec {
-  uint16_t values[256];    /* the symbols in code order */
-  uint32_t lookup[256];    /* by the next 8 bits: symbol | code length << 16; 0 where the code is longer than 8 bits */
-  uint16_t firstCode[18];  /* by length 1..16 */
-  uint16_t lastCode[18];   /* by length 1..16: the largest code, 0xFFFF where there is none; [17] is 0xFFFF */
-  uint16_t firstIndex[18]; /* by length 1..16: position in values of the first symbol */
+  uint16_t values[256];    /**< the symbols in code order */
+  uint32_t lookup[256];    /**< by the next 8 bits: symbol | code length << 16; 0 where the code has more than 8 bits */
+  uint16_t firstCode[18];  /**< by length 1..16 */
+  uint16_t lastCode[18];   /**< by length 1..16: the largest code, 0xFFFF where there is none; [17] is 0xFFFF */
+  uint16_t firstIndex[18]; /**< by length 1..16: position in values of the first symbol */
 } ZeliDecodeHuffmanSpec;
 
-/* Encoder table: 1024 bytes, by symbol: code | code length << 16; 0 for a symbol without a code. */
+/** Encoder table: 1024 bytes. */
 typedef struct ZeliEncodeHuffmanSpec {
-  uint32_t codes[256];
+  uint32_t codes[256]; /**< by symbol: code | code length << 16; 0 for a symbol without a code */
 } ZeliEncodeHuffmanSpec;
 
-/* Build a table from its description in a stream: pListBits[16] counts of codes of length 1..16, pListVals the symbols
- * in code order. zelStsJPEGHuffTableErr: more than 256 codes; for the decoder codes of up to 8 bits that overflow the
- * 8-bit space; for the encoder any overflow or a code of ones only. InitAlloc then still hands out the record, to be
- * freed. */
+/** @name Tables from descriptions
+ * A description as a DHT segment holds it: pListBits[16] are the counts of codes of 1 to 16 bits, pListVals the symbols
+ * in code order, as many as the counts add up to. zelStsJPEGHuffTableErr: more than 256 codes; for the decoder, codes
+ * of up to 8 bits that overflow the 8-bit space; for the encoder, any overflow or a code of ones only. A record is then
+ * not to be used; InitAlloc still hands it out, to be freed.
+ * @{ */
 ZEL_API ZelStatus zeliDecodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize);
 ZEL_API ZelStatus zeliDecodeHuffmanSpecInit_JPEG_8u(const uint8_t* pListBits, const uint8_t* pListVals,
                                                     ZeliDecodeHuffmanSpec* pDecHuffSpec);
@@ -160,33 +193,43 @@ ZEL_API ZelStatus zeliEncodeHuffmanSpecInit_JPEG_8u(const uint8_t* pListBits, co
 ZEL_API ZelStatus zeliEncodeHuffmanSpecInitAlloc_JPEG_8u(const uint8_t* pListBits, const uint8_t* pListVals,
                                                          ZeliEncodeHuffmanSpec** ppEncHuffSpec);
 ZEL_API ZelStatus zeliEncodeHuffmanSpecFree_JPEG_8u(ZeliEncodeHuffmanSpec* pEncHuffSpec);
+/** @} */
 
-/* The table description with the least coded size for 256 symbol counts (T.81, Annex K.2): writes pListBits[16] and as
- * many symbols to pListVals as those counts add up to. All counts zero: 16 zero counts. Counts above 1000000000 are
- * passed over. zelStsJPEGHuffTableErr where a code would exceed 32 bits before lengths are limited; nothing is written
- * then. */
+/** The table description with the least coded size for 256 symbol counts. Writes pListBits[16] and as many symbols to
+ * pListVals as those counts add up to, at most 256. A symbol with a count of 0 gets no code, nor does one with a count
+ * above 1000000000: that is passed over, and to encode it gives zelStsJPEGHuffTableErr. Symbols whose counts add up to
+ * more are not merged with others either, and the description may then be one that Init refuses: where the sum of all
+ * counts may exceed 1000000000, divide them first, rounding up. All counts 0: 16 zero counts.
+ * zelStsJPEGHuffTableErr where a code would exceed 32 bits before lengths are limited to 16;
+ * nothing is written then. */
 ZEL_API ZelStatus zeliEncodeHuffmanRawTableInit_JPEG_8u(const int32_t* pStatistics, uint8_t* pListBits,
                                                         uint8_t* pListVals);
+/** @} */
 
-/* ---- Bit-stream states ---- */
+/** @defgroup zelj_huffman_states Bit-stream states
+ * What a coder keeps between two calls. Bits of a record beside those that its counts cover are not data.
+ * @{ */
 
-/* Decoder state, 24 bytes: start every scan and restart interval with Init. */
+/** Decoder state: 24 bytes. */
 typedef struct ZeliDecodeHuffmanState {
-  uint64_t bits;        /* bits read and not yet used, in the low 32 bits; the next one is bit bitCount - 1 */
-  int32_t bitCount;     /* 0..32 */
-  int32_t eobRun;       /* blocks left of a progressive end-of-band run */
-  int32_t lastPosition; /* zigzag positions accounted for in the last baseline block */
+  uint64_t bits;        /**< bits read and not yet used, in the low 32 bits; the next one is bit bitCount - 1 */
+  int32_t bitCount;     /**< 0..32 */
+  int32_t eobRun;       /**< blocks left of a progressive end-of-band run */
+  int32_t lastPosition; /**< zigzag positions accounted for in the last baseline block */
 } ZeliDecodeHuffmanState;
 
-/* Encoder state, 1048 bytes. */
+/** Encoder state: 1048 bytes. */
 typedef struct ZeliEncodeHuffmanState {
-  uint64_t bits;                /* pending bits; the first is bit 23 */
-  int32_t bitCount;             /* 0..7 between calls */
-  int32_t eobRun;               /* pending progressive end-of-band run */
-  int32_t correctionBitCount;   /* buffered correction bits of progressive AC refinement */
-  uint8_t correctionBits[1024]; /* one bit a byte */
+  uint64_t bits;                /**< pending bits; the first is bit 23 */
+  int32_t bitCount;             /**< 0..7 between calls */
+  int32_t eobRun;               /**< pending progressive end-of-band run, up to 32767 blocks */
+  int32_t correctionBitCount;   /**< buffered correction bits of progressive AC refinement */
+  uint8_t correctionBits[1024]; /**< one bit a byte */
 } ZeliEncodeHuffmanState;
 
+/** @name Size, initialisation, allocation, release
+ * Init clears every field: the start of a scan or restart interval.
+ * @{ */
 ZEL_API ZelStatus zeliDecodeHuffmanStateGetBufSize_JPEG_8u(int* pSize);
 ZEL_API ZelStatus zeliDecodeHuffmanStateInit_JPEG_8u(ZeliDecodeHuffmanState* pDecHuffState);
 ZEL_API ZelStatus zeliDecodeHuffmanStateInitAlloc_JPEG_8u(ZeliDecodeHuffmanState** ppDecHuffState);
@@ -195,68 +238,100 @@ ZEL_API ZelStatus zeliEncodeHuffmanStateGetBufSize_JPEG_8u(int* pSize);
 ZEL_API ZelStatus zeliEncodeHuffmanStateInit_JPEG_8u(ZeliEncodeHuffmanState* pEncHuffState);
 ZEL_API ZelStatus zeliEncodeHuffmanStateInitAlloc_JPEG_8u(ZeliEncodeHuffmanState** ppEncHuffState);
 ZEL_API ZelStatus zeliEncodeHuffmanStateFree_JPEG_8u(ZeliEncodeHuffmanState* pEncHuffState);
+/** @} */
+/** @} */
 
-/* ---- Baseline blocks (T.81, Annexes F.1.2 and F.2.2) ----
+/** @defgroup zelj_huffman_baseline Baseline blocks
+ * Sequential DCT scans (T.81, Annexes F.1.2 and F.2.2), one 8x8 block a call. What is said here of buffers, markers and
+ * errors holds for the progressive and lossless coders, too.
+ *
  * Entropy-coded bytes are stuffed (0x00 after 0xFF). *pSrcCurrPos and *pDstCurrPos are byte positions in the buffer,
  * read and advanced; *pLastDC is the component's DC predictor, read and updated.
+ * @{ */
+
+/** Decodes one block: clears pDst and stores its coefficients.
  *
- * Decoding: *pMarker is 0, or the code of the marker that ended the data: it is stored when a marker is met, with the
- * position just after it; from then on only the bits already held are used. At a restart marker the caller resets the
- * state, clears *pMarker and the predictors, and goes on at the position.
+ * *pMarker is 0 while the data go on. When the decoder meets a marker, it stores the marker's second byte there
+ * (0xD0..0xD7 a restart, 0xD9 the end of the image), with the position just after it, and from then on uses only the
+ * bits already held. It reads up to 4 bytes ahead, so it often meets the marker before the last block of an interval;
+ * but after that block *pMarker may also be 0 still, and the marker is then found from the position on. The caller sets
+ * *pMarker to 0 before it goes on behind a marker.
+ *
  *   zelStsJPEGOutOfBufErr   the source ends before the bits needed, or after a 0xFF
  *   zelStsJPEGCodeRangeErr  no code of up to 16 bits matches, or a marker came before the bits needed
  *   zelStsErr               a run passes the end of the block
  * After such an error the coefficients decoded so far stay, and the block cannot be resumed.
- * Checks: pSrc, nSrcLenBytes below 0 (zelStsBadArgErr), then the other pointers in order.
- *
- * Encoding: coefficients have magnitudes below 32768. bFlush nonzero codes no block: the last byte is padded with ones
- * and the state reset, as at the end of each scan and before each restart marker.
- *   zelStsJPEGOutOfBufErr   the destination is full; what was written stays, the stream cannot be continued
- *   zelStsJPEGHuffTableErr  a symbol has no code
- * Checks: pDst, nDstLenBytes, pDstCurrPos, pEncHuffState; then, unless flushing, pSrc, pLastDC, pDcTable, pAcTable. */
+ * Checks: pSrc, nSrcLenBytes below 0 (zelStsBadArgErr; 0 is allowed), then the other pointers in order. */
 ZEL_API ZelStatus zeliDecodeHuffman8x8_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
                                                      int16_t* pDst, int16_t* pLastDC, int* pMarker,
                                                      const ZeliDecodeHuffmanSpec* pDcTable,
                                                      const ZeliDecodeHuffmanSpec* pAcTable,
                                                      ZeliDecodeHuffmanState* pDecHuffState);
+
+/** Encodes one block, or flushes. Coefficients have magnitudes below 32768, so not -32768.
+ *
+ * bFlush nonzero codes no block: the last byte is padded with ones and the state reset, as at the end of each scan and
+ * before each restart marker; pSrc, pLastDC and the tables may be null then.
+ *
+ *   zelStsJPEGOutOfBufErr   the destination is full; what was written stays, the stream cannot be continued
+ *   zelStsJPEGHuffTableErr  a symbol has no code
+ * The bytes of the destination behind the position reached may have changed.
+ * Checks: pDst, nDstLenBytes, pDstCurrPos, pEncHuffState; then, unless flushing, pSrc, pLastDC, pDcTable, pAcTable. */
 ZEL_API ZelStatus zeliEncodeHuffman8x8_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int nDstLenBytes,
                                                      int* pDstCurrPos, int16_t* pLastDC,
                                                      const ZeliEncodeHuffmanSpec* pDcTable,
                                                      const ZeliEncodeHuffmanSpec* pAcTable,
                                                      ZeliEncodeHuffmanState* pEncHuffState, int bFlush);
 
-/* The same with the bit state in the caller's variables and no buffer length. Decoding: the data must end with a
- * marker; *pSrcBitsLen is the position in bits, a multiple of 8. Where a symbol is needed and a marker has left no
- * bits, the result is zelStsNoErr with the block as decoded so far. Encoding: *pDstBitsLen is the position in bits, the
- * partial byte there is kept and completed; 8 bytes of room are needed beyond the coded data; the tables must be
- * complete.
+/** Decodes one block like zeliDecodeHuffman8x8_JPEG_1u16s_C1, with the bit state in the caller's variables (both 0 at
+ * the start of an interval) and no buffer length: the data must end with a marker. *pSrcBitsLen is the position in
+ * bits, a multiple of 8. Where a symbol is needed and a marker has left too few bits, the result is zelStsNoErr with
+ * the block as decoded so far; where extra bits are, zelStsJPEGOutOfBufErr.
  * Checks: pSrc, pSrcBitsLen, *pSrcBitsLen below 0 (zelStsBadArgErr), pDst, pLastDC, pMarker, pPrefetchedBits,
- * pNumValidPrefetchedBits, its value below 0 (zelStsBadArgErr), pDcTable, pAcTable. Encoding: the six pointers. */
+ * pNumValidPrefetchedBits, its value below 0 (zelStsBadArgErr), pDcTable, pAcTable. */
 ZEL_API ZelStatus zeliDecodeHuffman8x8_Direct_JPEG_1u16s_C1(const uint8_t* pSrc, int* pSrcBitsLen, int16_t* pDst,
                                                             int16_t* pLastDC, int* pMarker, uint32_t* pPrefetchedBits,
                                                             int* pNumValidPrefetchedBits,
                                                             const ZeliDecodeHuffmanSpec* pDcTable,
                                                             const ZeliDecodeHuffmanSpec* pAcTable);
+
+/** Encodes one block without a state or a buffer length. *pDstBitsLen is the position in bits: the partial byte there
+ * is kept and completed, and the last one is written with zeros below its bits. 8 bytes of room are needed beyond the
+ * coded data; the tables must have a code for every symbol; padding at the end of the scan is the caller's.
+ * Checks: the six pointers. */
 ZEL_API ZelStatus zeliEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int* pDstBitsLen,
                                                             int16_t* pLastDC, const ZeliEncodeHuffmanSpec* pDcTable,
                                                             const ZeliEncodeHuffmanSpec* pAcTable);
+/** @} */
 
-/* ---- Progressive scans (T.81, Annexes G.1.2 and G.2) ----
- * One block's share of one scan. Al is the successive-approximation bit (0..13), Ss and Se the first and last zigzag
- * index of the band (1..63, Ss up to Se); others give zelStsBadArgErr. Blocks, buffers, markers and errors as for
- * baseline blocks, but an empty source gives zelStsSizeErr.
+/** @defgroup zelj_huffman_progressive Progressive scans
+ * One block's share of one scan a call (T.81, Annexes G.1.2 and G.2). Al is the successive-approximation bit (0..13),
+ * Ss and Se the first and last zigzag index of the band (1..63, Ss up to Se); others give zelStsBadArgErr. Blocks,
+ * buffers, markers and errors as for baseline blocks, but an empty source gives zelStsSizeErr.
  *
- * Decoding: a scan adds its bits to what earlier scans left; the caller clears every block once before its first scan.
- * An end-of-band run is carried in the state over the blocks that it covers. zelStsJPEGCodeRangeErr also where a run
- * leaves the band.
+ * The order of scans: DCFirst before all others; ACFirst of a band before its ACRefine; each refinement codes the next
+ * lower bit, so Al goes down by one to 0. AC scans have one component each; DC scans may interleave several. A
+ * component in four scans (an encoder keeps the blocks, a decoder finds in them what the scans before have left):
+ * @code
+ *   for (i = 0; i < n; ++i)  // DC and AC without their lowest bit: Al = 1; then that bit
+ *     zeliEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(block[i], dst, size, &pos, &lastDC, 1, dc, &state, 0);
+ *   for (i = 0; i < n; ++i)
+ *     zeliEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(block[i], dst, size, &pos, 1, 63, 1, ac, &state, 0);
+ *   for (i = 0; i < n; ++i)
+ *     zeliEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(block[i], dst, size, &pos, 1, 63, 0, acRefine, &state, 0);
+ *   for (i = 0; i < n; ++i)
+ *     zeliEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(block[i], dst, size, &pos, 0, &state, 0);
+ * @endcode
+ * Between two scans, the loops here, the encoder flushes and the headers of the next scan are written; the decoder
+ * resets its state.
+ * @{ */
+
+/** @name Decoders
+ * A scan adds its bits to what earlier scans left: the caller clears every block once, before its first scan. An
+ * end-of-band run is carried in the state over the blocks that it covers; they are still one call each.
+ * zelStsJPEGCodeRangeErr also where a run leaves the band.
  * Checks: pSrc, nSrcLenBytes, pSrcCurrPos, pDst, pLastDC, pMarker, then Ss, Se, Al, the table, the state.
- *
- * Encoding: the value of a block is shifted right by Al (DC, arithmetically) or its magnitude is (AC). End-of-band runs
- * and the correction bits of refinement are carried in the state until they must be coded. bFlush nonzero codes what is
- * pending and ends the scan or restart interval, as for baseline blocks; where the pending run has no code, it stays in
- * the state. zelStsJPEGCodeRangeErr: a category above 11, or a run of category above 14.
- * Checks: pDst, nDstLenBytes, pDstCurrPos, the AC table, the state; then, unless flushing, pSrc, pLastDC, Ss, Se, Al,
- * the DC table. */
+ * @{ */
 ZEL_API ZelStatus zeliDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
                                                              int16_t* pDst, int16_t* pLastDC, int* pMarker, int Al,
                                                              const ZeliDecodeHuffmanSpec* pDcTable,
@@ -272,6 +347,20 @@ ZEL_API ZelStatus zeliDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(const uint8_t* pSr
                                                               int16_t* pDst, int* pMarker, int Ss, int Se, int Al,
                                                               const ZeliDecodeHuffmanSpec* pAcTable,
                                                               ZeliDecodeHuffmanState* pDecHuffState);
+/** @} */
+
+/** @name Encoders
+ * pSrc holds whole coefficients in every scan: its value is shifted right by Al (DC, arithmetically), or its magnitude
+ * is (AC). End-of-band runs, and the correction bits of refinement, are carried in the state until they must be coded:
+ * at the next symbol of the scan, after 32767 blocks, or with more than 937 correction bits.
+ *
+ * bFlush nonzero ends the scan or restart interval as for baseline blocks. In AC scans, whose flush needs the table, it
+ * first codes the pending run and writes every buffered correction bit; where the run has no code, that status is given
+ * and the run stays in the state.
+ * zelStsJPEGCodeRangeErr: a category above 11, or a run of category above 14.
+ * Checks: pDst, nDstLenBytes, pDstCurrPos, the AC table, the state; then, unless flushing, pSrc, pLastDC, Ss, Se, Al,
+ * the DC table.
+ * @{ */
 ZEL_API ZelStatus zeliEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int nDstLenBytes,
                                                              int* pDstCurrPos, int16_t* pLastDC, int Al,
                                                              const ZeliEncodeHuffmanSpec* pDcTable,
@@ -287,38 +376,72 @@ ZEL_API ZelStatus zeliEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(const int16_t* pSr
                                                               int* pDstCurrPos, int Ss, int Se, int Al,
                                                               const ZeliEncodeHuffmanSpec* pAcTable,
                                                               ZeliEncodeHuffmanState* pEncHuffState, int bFlush);
+/** @} */
+/** @} */
 
-/* ---- Lossless differences (T.81, Annexes H.1.2.2 and H.2) ----
- * The output of the lossless predictors: one signed 16-bit difference a call, or rows of up to 4 components,
- * interleaved sample by sample (a component count above 4 acts as 4). Tables are DC-style, their symbols categories
- * 0..16; category 16 has no extra bits and means -32768. Buffers, states, markers, errors and bFlush as for baseline
- * blocks, but an empty source gives zelStsSizeErr. An error ends the call; what was coded or decoded before it stays.
+/** @defgroup zelj_huffman_lossless Lossless differences
+ * The differences of lossless prediction (T.81, Annexes H.1.2.2 and H.2), which zeliDiffPredRow_JPEG_16s_C1 and its
+ * like make and take: signed 16-bit, one a call, or a row of each of up to 4 components. A row is interleaved sample by
+ * sample in the stream (component 0, 1, ... of the first sample, then of the second); a component count above 4 acts as
+ * 4. Tables are DC-style, their symbols categories 0..16; category 16 has no extra bits and means -32768. Buffers,
+ * states, markers, errors and bFlush as for baseline blocks, but an empty source gives zelStsSizeErr. An error ends the
+ * call; what was coded or decoded before it stays.
+ *
+ * A scan of three components is, for each row, prediction and one call:
+ * @code
+ *   for (c = 0; c < 3; ++c) zeliDiffPredRow_JPEG_16s_C1(row[c], above[c], diff[c], width, zeliPredictorRa);
+ *   s = zeliEncodeHuffmanRow_JPEG_16s1u_P4C1(diff, width, 3, dst, size, &pos, tables, &state, 0);
+ * @endcode
  * Checks: encoding: pDst, nDstLenBytes, pDstCurrPos, the state; then, unless flushing, the source, its length and rows,
  * the tables, and for each component its row and table. Decoding: in order of the arguments, then each row and table.
- */
+ * @{ */
+
+/** @name One difference
+ * @{ */
 ZEL_API ZelStatus zeliEncodeHuffmanOne_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int nDstLenBytes,
                                                      int* pDstCurrPos, const ZeliEncodeHuffmanSpec* pEncHuffTable,
                                                      ZeliEncodeHuffmanState* pEncHuffState, int bFlush);
-ZEL_API ZelStatus zeliEncodeHuffmanRow_JPEG_16s1u_P4C1(const int16_t* const* ppSrc, int nSrcLen, int nSrcRows,
-                                                       uint8_t* pDst, int nDstLenBytes, int* pDstCurrPos,
-                                                       const ZeliEncodeHuffmanSpec* const* ppEncHuffTable,
-                                                       ZeliEncodeHuffmanState* pEncHuffState, int bFlush);
 ZEL_API ZelStatus zeliDecodeHuffmanOne_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
                                                      int16_t* pDst, int* pMarker,
                                                      const ZeliDecodeHuffmanSpec* pDecHuffTable,
                                                      ZeliDecodeHuffmanState* pDecHuffState);
+/** @} */
+
+/** @name Rows
+ * nSrcLen and nDstLen are samples of a component. The decoder's position, bit count and marker after a row are those of
+ * decoding its differences one by one where less than 2 * nDstLen bytes were left; else they stand for the same bit.
+ * @{ */
+ZEL_API ZelStatus zeliEncodeHuffmanRow_JPEG_16s1u_P4C1(const int16_t* const* ppSrc, int nSrcLen, int nSrcRows,
+                                                       uint8_t* pDst, int nDstLenBytes, int* pDstCurrPos,
+                                                       const ZeliEncodeHuffmanSpec* const* ppEncHuffTable,
+                                                       ZeliEncodeHuffmanState* pEncHuffState, int bFlush);
 ZEL_API ZelStatus zeliDecodeHuffmanRow_JPEG_1u16s_C1P4(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
                                                        int16_t* const* ppDst, int nDstLen, int nDstRows, int* pMarker,
                                                        const ZeliDecodeHuffmanSpec* const* ppDecHuffTable,
                                                        ZeliDecodeHuffmanState* pDecHuffState);
+/** @} */
+/** @} */
 
-/* ---- Symbol statistics (T.81, Annex K.2) ----
- * Like the encoders, symbol for symbol, but a counter of 256 grows where a code would be written: the input of
- * zeliEncodeHuffmanRawTableInit_JPEG_8u. The caller clears the counters first. In progressive AC scans a state of its
- * own carries runs from block to block, and bFlush counts the pending one.
+/** @defgroup zelj_huffman_statistics Symbol statistics
+ * The first pass of an encoder whose tables are fitted to the image (T.81, Annex K.2): like the encoders, symbol for
+ * symbol, but one of 256 counters grows where a code would be written: the input of
+ * zeliEncodeHuffmanRawTableInit_JPEG_8u. The caller clears the counters before the first block, and keeps one array for
+ * each table. Then the same blocks are coded, from reset states and predictors again. DC refinement has no symbols.
+ *
+ * In progressive AC scans a state of the pass carries runs from block to block, and bFlush nonzero counts the pending
+ * one and resets the state, wherever the encoder will flush:
+ * @code
+ *   zeliEncodeHuffmanStateInit_JPEG_8u(&state);
+ *   for (i = 0; i < n; ++i) zeliGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(block[i], counts, 1, 63, 0, &state, 0);
+ *   zeliGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(0, counts, 1, 63, 0, &state, 1);
+ * @endcode
  * zelStsJPEGCodeRangeErr: baseline categories above 15 (DC) and 14 (AC), progressive ones above 11 (DC) and 10 (AC).
  * Checks: baseline, DC and single differences: the pointers, then Al. AC: pAcStatistics, the state; then, unless
- * flushing, pSrc, Ss, Se, Al. */
+ * flushing, pSrc, Ss, Se, Al.
+ * @{ */
+
+/** @name Counters of a block's or a difference's symbols
+ * @{ */
 ZEL_API ZelStatus zeliGetHuffmanStatistics8x8_JPEG_16s_C1(const int16_t* pSrc, int32_t* pDcStatistics,
                                                           int32_t* pAcStatistics, int16_t* pLastDC);
 ZEL_API ZelStatus zeliGetHuffmanStatisticsOne_JPEG_16s_C1(const int16_t* pSrc, int32_t* pStatistics);
@@ -330,7 +453,8 @@ ZEL_API ZelStatus zeliGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(const int16_t*
 ZEL_API ZelStatus zeliGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(const int16_t* pSrc, int32_t* pAcStatistics, int Ss,
                                                                    int Se, int Al,
                                                                    ZeliEncodeHuffmanState* pEncHuffState, int bFlush);
-
+/** @} */
+/** @} */
 /** @} */
 
 /* ==== 3  JPEG transform and quantisation ========================================================================== */

@@ -1,156 +1,139 @@
-// Lossless Huffman coding of differences, singly and by rows, and the statistics of baseline blocks and differences.
+// Lossless Huffman coding of differences, singly and by rows, and their statistics.
 #include <gtest/gtest.h>
 
-#include "support/api.h"
-#include "support/data.h"
-#include "support/huffman_table.h"
+#include <array>
+
+#include "support/checks.h"
+#include "support/huffman_calls.h"
 
 namespace {
 
-using zeltest::Guarded;
+using zeltest::bad;
+using zeltest::Checks;
+using zeltest::Coefficients;
+using zeltest::countScan;
+using zeltest::expectChecks;
+using zeltest::fittedTable;
+using zeltest::HuffmanScan;
+using zeltest::HuffmanTable;
+using zeltest::length;
+using zeltest::null;
 using zeltest::Random;
-using Table = zeltest::FittedTable;
+using Bytes = std::vector<uint8_t>;
 
-int category(int d) {
-  int size = 0;
-  for (int m = d < 0 ? -d : d; m; m >>= 1) ++size;
-  return size;
+// Differences of one size, with some of any size among them; now and then extremes alone.
+Coefficients randomRow(Random& rng, size_t n) {
+  Coefficients row = rng.vector<int16_t>(n);
+  const int scale = rng.below(16);
+  for (int16_t& d : row)
+    if (rng.below(9)) d = int16_t(d >> scale);
+  return row;
 }
 
-// Codes and extra bits one after the other, then ones to the end of the byte and stuffing: the definition.
-std::vector<uint8_t> coded(const std::vector<std::vector<int16_t>>& rows, const std::vector<Table>& tables) {
-  std::vector<bool> bits;
-  const auto put = [&](uint32_t value, int n) {
-    while (n--) bits.push_back(value >> n & 1);
-  };
-  for (size_t i = 0; i < rows[0].size(); ++i)
-    for (size_t c = 0; c < rows.size(); ++c) {
-      const int d = rows[c][i], s = category(d);
-      put(tables[c].enc.codes[s] & 0xFFFF, int(tables[c].enc.codes[s] >> 16));
-      if (s < 16) put(uint32_t(d < 0 ? d - 1 : d), s);
-    }
-  while (bits.size() % 8) bits.push_back(true);
-  std::vector<uint8_t> bytes;
-  for (size_t i = 0; i < bits.size(); i += 8) {
-    int byte = 0;
-    for (size_t j = 0; j < 8; ++j) byte = byte << 1 | bits[i + j];
-    bytes.push_back(uint8_t(byte));
-    if (byte == 0xFF) bytes.push_back(0);
-  }
-  return bytes;
+std::vector<Coefficients> oneByOne(const Coefficients& row) {
+  std::vector<Coefficients> calls;
+  for (const int16_t d : row) calls.push_back({d});
+  return calls;
+}
+
+HuffmanTable tableFor(const Coefficients& row) {
+  ZelStatus status;
+  return fittedTable(countScan({HuffmanScan::difference}, oneByOne(row), &status).other);
 }
 
 }  // namespace
 
 TEST(HuffmanLossless, RowsAtEveryLengthOfDestinationAndSource) {
-  const zeltest::Api& z = zel();
   Random rng(1);
-  for (int trial = 0; trial < zeltest::rounds(60); ++trial) {
-    const int components = 1 + trial % 4, n = 1 + rng.below(60), scale = rng.below(16);
-    std::vector<std::vector<int16_t>> rows, back;
-    std::vector<Table> tables(4);
-    const int16_t* src[5] = {};  // a fifth row is not looked at
-    int16_t* dst[5] = {};
-    const ZeliEncodeHuffmanSpec* enc[5] = {};
-    const ZeliDecodeHuffmanSpec* dec[5] = {};
-    for (int c = 0; c < components; ++c) {
-      rows.push_back(rng.vector<int16_t>(size_t(n)));
-      for (int16_t& d : rows.back()) {
-        if (rng.below(9)) d = int16_t(d >> scale);
-        ASSERT_EQ(zelStsNoErr, z.zeliGetHuffmanStatisticsOne_JPEG_16s_C1(&d, tables[size_t(c)].counts));
-        --tables[size_t(c)].counts[category(d)], tables[size_t(c)].counts[category(d)] += 3;
-      }
-      tables[size_t(c)].fit();
-      back.emplace_back(size_t(n));
+  for (int trial = 0; trial < zeltest::rounds(40) && !HasFailure(); ++trial) {
+    const int rows = 1 + trial % 5, n = 1 + rng.below(60);
+    HuffmanScan scan = {HuffmanScan::row, {}, {}, rows};
+    std::vector<HuffmanTable> tables;
+    std::vector<Coefficients> calls(2);  // rows of the scan
+    for (size_t c = 0; c < scan.components(); ++c) {
+      const Coefficients both = randomRow(rng, size_t(2 * n));
+      tables.push_back(tableFor(both));
+      calls[0].insert(calls[0].end(), both.begin(), both.begin() + n);
+      calls[1].insert(calls[1].end(), both.begin() + n, both.end());
     }
-    for (int c = 0; c < components; ++c) {
-      src[c] = rows[size_t(c)].data(), dst[c] = back[size_t(c)].data();
-      enc[c] = &tables[size_t(c)].enc, dec[c] = &tables[size_t(c)].dec;
+    for (const HuffmanTable& t : tables) scan.tables.push_back(&t);
+    const Bytes bytes = encodeScan(scan, calls, 4000);
+    const int total = int(bytes.size());
+    for (int room = 1; room < total + 100 && !HasFailure(); ++room) encodeScan(scan, calls, room);
+    ZelStatus status;
+    std::vector<Coefficients> back = {Coefficients(calls[0].size()), Coefficients(calls[0].size())};
+    decodeScan(scan, bytes, &back, &status);
+    ASSERT_EQ(calls, back);
+    Bytes longer = bytes;
+    longer.resize(bytes.size() + 300);
+    decodeScan(scan, longer, &back, &status);
+    for (int left = 1; left < total && !HasFailure(); ++left) {
+      Bytes cut = zeltest::truncated(bytes, left);
+      decodeScan(scan, cut, &back, &status);
+      cut.insert(cut.end(), {0xFF, 0xD0});
+      cut.resize(cut.size() + size_t(rng.below(300)), 0x12);
+      decodeScan(scan, cut, &back, &status);
     }
-    const std::vector<uint8_t> want = coded(rows, tables);
-    const int total = int(want.size()), given = components == 4 ? 5 : components;
-    for (int length = total + 100; length >= 1; length -= length > total ? 25 : 1) {
-      ZeliEncodeHuffmanState state = {};
-      Guarded<uint8_t> bytes{size_t(length)};
-      int pos = 0;
-      ZelStatus s = z.zeliEncodeHuffmanRow_JPEG_16s1u_P4C1(src, n, given, bytes.data(), length, &pos, enc, &state, 0);
-      if (s == zelStsNoErr)
-        s = z.zeliEncodeHuffmanRow_JPEG_16s1u_P4C1(nullptr, 0, 0, bytes.data(), length, &pos, nullptr, &state, 1);
-      ASSERT_EQ(length < total ? zelStsJPEGOutOfBufErr : zelStsNoErr, s) << length << " of " << total;
-      ASSERT_EQ(std::min(length, total), pos);
-      ASSERT_TRUE(std::equal(want.begin(), want.begin() + pos, bytes.data()));
-    }
-    for (int length = total; length >= 1; --length) {
-      ZeliDecodeHuffmanState state = {};
-      Guarded<uint8_t> bytes(std::vector<uint8_t>(want.begin(), want.begin() + length));
-      int pos = 0, marker = 0;
-      const ZelStatus s =
-          z.zeliDecodeHuffmanRow_JPEG_1u16s_C1P4(bytes.data(), length, &pos, dst, n, given, &marker, dec, &state);
-      if (length == total) {
-        ASSERT_EQ(zelStsNoErr, s);
-        ASSERT_EQ(rows, back);
-        ZeliDecodeHuffmanState single = {};
-        int at = 0;
-        for (int i = 0; i < n * components; ++i) {  // one at a time reads the same
-          int16_t d;
-          ASSERT_EQ(zelStsNoErr, z.zeliDecodeHuffmanOne_JPEG_1u16s_C1(bytes.data(), length, &at, &d, &marker,
-                                                                      dec[i % components], &single));
-          ASSERT_EQ(rows[size_t(i % components)][size_t(i / components)], d);
-        }
-      } else {
-        ASSERT_TRUE(s == zelStsJPEGOutOfBufErr || (s == zelStsNoErr && rows == back)) << length << " of " << total;
-      }
-    }
-    ZeliEncodeHuffmanState state = {};
-    std::vector<uint8_t> bytes(want.size() + 8);
-    int pos = 0;
-    for (int i = 0; i < n * components; ++i)
-      ASSERT_EQ(zelStsNoErr,
-                z.zeliEncodeHuffmanOne_JPEG_16s1u_C1(src[i % components] + i / components, bytes.data(),
-                                                     int(bytes.size()), &pos, enc[i % components], &state, 0));
-    ASSERT_EQ(zelStsNoErr,
-              z.zeliEncodeHuffmanOne_JPEG_16s1u_C1(nullptr, bytes.data(), int(bytes.size()), &pos, nullptr, &state, 1));
-    bytes.resize(size_t(pos));
-    ASSERT_EQ(want, bytes);
   }
 }
 
-// The counts are what the baseline encoder needs, no symbol more or fewer.
-TEST(HuffmanLossless, BaselineStatisticsMirrorTheEncoder) {
+TEST(HuffmanLossless, OneAtATime) {
   Random rng(2);
-  for (int trial = 0; trial < zeltest::rounds(2000); ++trial) {
-    int16_t block[64] = {}, lastDC = int16_t(rng.between(-900, 900));
-    block[0] = int16_t(rng.between(-900, 900));
-    for (int i = rng.below(20); i > 0; --i) block[rng.below(64)] = int16_t(rng.between(-1023, 1023) >> rng.below(10));
-    int32_t dc[256] = {}, ac[256] = {};
-    int16_t predictor = lastDC;
-    ASSERT_EQ(zelStsNoErr, zel().zeliGetHuffmanStatistics8x8_JPEG_16s_C1(block, dc, ac, &predictor));
-    ASSERT_EQ(block[0], predictor);
-    // With codes for these symbols alone the encoder succeeds, and without any one of them it fails.
-    int missing = -1;
-    for (int skip = -1; skip < 256; ++skip) {
-      if (skip >= 0 && ac[skip] == 0) continue;
-      ZeliEncodeHuffmanSpec dcTable = {}, acTable = {};
-      for (int i = 0; i < 256; ++i) {
-        if (dc[i]) dcTable.codes[i] = 5u << 16;
-        if (ac[i] && i != skip) acTable.codes[i] = 9u << 16 | uint32_t(i);
-      }
-      ZeliEncodeHuffmanState state = {};
-      uint8_t bytes[600];
-      int pos = 0;
-      predictor = lastDC;
-      const ZelStatus s =
-          zel().zeliEncodeHuffman8x8_JPEG_16s1u_C1(block, bytes, 600, &pos, &predictor, &dcTable, &acTable, &state, 0);
-      ASSERT_EQ(skip < 0 ? zelStsNoErr : zelStsJPEGHuffTableErr, s) << skip;
-      missing = skip;
+  for (int trial = 0; trial < zeltest::rounds(20) && !HasFailure(); ++trial) {
+    const std::vector<Coefficients> calls = oneByOne(randomRow(rng, 50));
+    const HuffmanTable table = trial % 4 ? randomHuffmanTable(rng, 17) : tableFor(randomRow(rng, 20));
+    const HuffmanScan scan = {HuffmanScan::difference, {}, {&table}};
+    const Bytes bytes = encodeScan(scan, calls, 400);
+    for (int room = 1; room < int(bytes.size()) + 20; ++room) encodeScan(scan, calls, room);
+    for (int left = 1; left <= int(bytes.size()); ++left) {
+      std::vector<Coefficients> back(calls.size(), Coefficients(1));
+      ZelStatus status;
+      decodeScan(scan, zeltest::truncated(bytes, left), &back, &status);
+      if (status == zelStsNoErr) ASSERT_EQ(calls, back);
     }
-    ASSERT_GE(missing, 0);
   }
-  int16_t block[64] = {-32768}, lastDC = 32767;
-  int32_t dc[256] = {}, ac[256] = {};
-  EXPECT_EQ(zelStsJPEGCodeRangeErr, zel().zeliGetHuffmanStatistics8x8_JPEG_16s_C1(block, dc, ac, &lastDC));
-  EXPECT_EQ(-32768, lastDC);
-  block[5] = 16384;  // category 15
-  EXPECT_EQ(zelStsJPEGCodeRangeErr, zel().zeliGetHuffmanStatistics8x8_JPEG_16s_C1(block, dc, ac, &lastDC));
-  EXPECT_EQ(1, dc[0]);
+}
+
+// Ones alone take the most room. A damaged stream or table: no code matches, and symbols above 16 read as 16.
+TEST(HuffmanLossless, RoomAndDamage) {
+  const HuffmanTable ones = zeltest::onesHuffmanTable();
+  HuffmanScan scan = {HuffmanScan::row, {}, {&ones, &ones, &ones, &ones}, 4};
+  for (int room = 1; room < 400 && !HasFailure(); ++room) encodeScan(scan, {Coefficients(40, 32767)}, room);
+  Random rng(3);
+  for (int trial = 0; trial < zeltest::rounds(500) && !HasFailure(); ++trial) {
+    const HuffmanTable table = randomHuffmanTable(rng, trial % 2 ? 17 : 256);
+    const Bytes garbage = rng.vector<uint8_t>(size_t(1 + rng.below(200)));
+    scan.rows = 1 + rng.below(5);
+    scan.tables.assign(4, &table);
+    std::vector<Coefficients> rows(9, Coefficients(scan.components() * size_t(1 + rng.below(20))));
+    ZelStatus status;
+    decodeScan(scan, garbage, &rows, &status);
+    const HuffmanScan one = {HuffmanScan::difference, {}, {&table}};
+    std::vector<Coefficients> singles(40, Coefficients(1));
+    decodeScan(one, garbage, &singles, &status);
+  }
+}
+
+TEST_F(Checks, HuffmanLossless) {
+  int* const number = as<int*>();
+  auto* const dec = as<ZeliDecodeHuffmanSpec*>();
+  auto* const enc = as<ZeliEncodeHuffmanSpec*>();
+  auto* const reading = as<ZeliDecodeHuffmanState*>();
+  auto* const writing = as<ZeliEncodeHuffmanState*>();
+  const int16_t* const* const rows = constBlocks.data();
+  const std::array<const ZeliEncodeHuffmanSpec*, 4> encTables = {enc, enc, enc, nullptr};
+  const std::array<const ZeliDecodeHuffmanSpec*, 4> decTables = {dec, dec, dec, nullptr};
+  expectChecks(z.zeliEncodeHuffmanOne_JPEG_16s1u_C1, std::tuple(words, bytes, 9, number, enc, writing, 0), null<1>(),
+               length<2>(), null<3>(), null<5>(), null<0>(), null<4>());
+  expectChecks(z.zeliEncodeHuffmanRow_JPEG_16s1u_P4C1,
+               std::tuple(rows, 1, 3, bytes, 9, number, encTables.data(), writing, 0), null<3>(), length<4>(),
+               null<5>(), null<7>(), null<0>(), length<1>(), length<2>(), null<6>(),
+               bad<0>(constBlocksWithout[2].data(), zelStsNullPtrErr), bad<2>(4, zelStsNullPtrErr));
+  expectChecks(z.zeliDecodeHuffmanOne_JPEG_1u16s_C1, std::tuple(bytes, 9, number, words, number, dec, reading),
+               null<0>(), length<1>(), null<2>(), null<3>(), null<4>(), null<5>(), null<6>());
+  expectChecks(z.zeliDecodeHuffmanRow_JPEG_1u16s_C1P4,
+               std::tuple(bytes, 9, number, blocks.data(), 1, 3, number, decTables.data(), reading), null<0>(),
+               length<1>(), null<2>(), null<3>(), length<4>(), length<5>(), null<6>(), null<7>(), null<8>(),
+               bad<3>(blocksWithout[2].data(), zelStsNullPtrErr), bad<5>(4, zelStsNullPtrErr));
+  expectChecks(z.zeliGetHuffmanStatisticsOne_JPEG_16s_C1, std::tuple(words, as<int32_t*>()), null<0>(), null<1>());
 }

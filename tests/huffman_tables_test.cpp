@@ -1,17 +1,20 @@
-// Huffman table records from descriptions, and optimal descriptions from counts.
+// Huffman table records from descriptions, optimal descriptions from counts, and the memory of tables and states.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <numeric>
 #include <queue>
 
-#include "support/api.h"
+#include "support/checks.h"
 #include "support/core_hooks.h"
 #include "support/data.h"
 
 namespace {
 
+using zeltest::Checks;
+using zeltest::expectChecks;
 using zeltest::Guarded;
+using zeltest::null;
 using zeltest::Random;
 using Bytes = std::vector<uint8_t>;
 
@@ -37,7 +40,7 @@ Description randomDescription(Random& r) {
 // Every record field from the description, code by code; both records, or their errors.
 TEST(HuffmanTables, RecordsFromDescriptions) {
   Random r(1);
-  int failures[2] = {}, longTables = 0;
+  int decoderFailures = 0, encoderFailures = 0, longTables = 0;
   for (int trial = 0; trial < 3000; ++trial) {
     const Description d = randomDescription(r);
     Guarded<uint8_t> bits(d.bits), values(d.values.empty() ? Bytes(1) : d.values);
@@ -67,54 +70,91 @@ TEST(HuffmanTables, RecordsFromDescriptions) {
     ASSERT_EQ(encStatus, zel().zeliEncodeHuffmanSpecInit_JPEG_8u(bits.data(), values.data(), &enc));
     if (decStatus == 0) ASSERT_EQ(0, std::memcmp(&wantDec, &dec, sizeof dec));
     if (encStatus == 0) ASSERT_EQ(0, std::memcmp(&wantEnc, &enc, sizeof enc));
-    failures[0] += decStatus != 0, failures[1] += encStatus != 0, longTables += decStatus == 0 && d.values.size() > 100;
+    decoderFailures += decStatus != 0;
+    encoderFailures += encStatus != 0;
+    longTables += decStatus == 0 && d.values.size() > 100;
   }
-  EXPECT_TRUE(failures[0] > 20 && failures[1] > failures[0] && longTables > 100)
-      << failures[0] << " " << failures[1] << " " << longTables;
+  EXPECT_GT(decoderFailures, 20);
+  EXPECT_GT(encoderFailures, decoderFailures);
+  EXPECT_GT(longTables, 100);
 }
 
-template <class Spec, class GetBufSize, class Init, class InitAlloc, class Free>
-void checkRecord(int bytes, GetBufSize getBufSize, Init init, InitAlloc initAlloc, Free free) {
-  Bytes bits(16), values = {1, 2, 3};
-  bits[0] = 1;
+namespace {
+
+// The size query, the initialisation of caller memory and of allocated memory, and the release of a record. init and
+// initAlloc have the arguments before the record bound.
+template <class Record, class Init, class InitAlloc>
+void checkRecord(int bytes, ZelStatus (*getBufSize)(int*), Init init, InitAlloc initAlloc, ZelStatus (*free)(Record*),
+                 ZelStatus expected) {
   int size = 0;
-  Spec record, *spec = nullptr;
+  EXPECT_EQ(zelStsNoErr, getBufSize(&size));
+  EXPECT_EQ(bytes, size);
   EXPECT_EQ(zelStsNullPtrErr, getBufSize(nullptr));
-  EXPECT_TRUE(getBufSize(&size) == zelStsNoErr && size == bytes);
-  for (int missing = 0; missing < 3; ++missing) {
-    const uint8_t *b = missing == 0 ? nullptr : &bits[0], *v = missing == 1 ? nullptr : &values[0];
-    EXPECT_EQ(zelStsNullPtrErr, init(b, v, missing == 2 ? nullptr : &record));
-    EXPECT_EQ(zelStsNullPtrErr, initAlloc(b, v, missing == 2 ? nullptr : &spec));
-  }
   EXPECT_EQ(zelStsNullPtrErr, free(nullptr));
-  if (zeltest::CoreHooks* hooks = zeltest::hooks()) {
+  zeltest::CoreHooks* const hooks = zeltest::hooks();
+  const int before = hooks ? hooks->liveAllocations.load() : 0;
+  Record record, *allocated = nullptr;
+  if (hooks) {
     hooks->allocationsUntilFailure = 0;
-    EXPECT_EQ(zelStsNullPtrErr, initAlloc(&bits[0], &values[0], &spec));
+    EXPECT_EQ(zelStsNullPtrErr, initAlloc(&allocated));
+    EXPECT_EQ(nullptr, allocated);
     hooks->reset();
-    EXPECT_EQ(nullptr, spec);
   }
-  for (const int codes : {1, 3}) {  // three codes of one bit are invalid: the record is handed out all the same
-    bits[0] = uint8_t(codes);
-    spec = nullptr;
-    EXPECT_EQ(codes == 1 ? zelStsNoErr : zelStsJPEGHuffTableErr, initAlloc(&bits[0], &values[0], &spec));
-    if (codes == 1) {
-      EXPECT_TRUE(init(&bits[0], &values[0], &record) == 0 && std::memcmp(&record, spec, sizeof record) == 0);
-    }
-    EXPECT_EQ(zelStsNoErr, free(spec));
-  }
-  if (zeltest::hooks()) {
-    EXPECT_EQ(0, zeltest::hooks()->liveAllocations);
-  }
+  std::memset(&record, 0xEE, sizeof record);
+  EXPECT_EQ(expected, init(&record));
+  EXPECT_EQ(expected, initAlloc(&allocated));
+  ASSERT_NE(nullptr, allocated);
+  EXPECT_EQ(0, std::memcmp(&record, allocated, sizeof record));
+  if (hooks) EXPECT_EQ(before + 1, hooks->liveAllocations);
+  EXPECT_EQ(zelStsNoErr, free(allocated));
+  if (hooks) EXPECT_EQ(before, hooks->liveAllocations);
 }
+
+}  // namespace
 
 TEST(HuffmanTables, AllocationAndSizes) {
-  const zeltest::Api& a = zel();
-  checkRecord<ZeliDecodeHuffmanSpec>(1644, a.zeliDecodeHuffmanSpecGetBufSize_JPEG_8u,
-                                     a.zeliDecodeHuffmanSpecInit_JPEG_8u, a.zeliDecodeHuffmanSpecInitAlloc_JPEG_8u,
-                                     a.zeliDecodeHuffmanSpecFree_JPEG_8u);
-  checkRecord<ZeliEncodeHuffmanSpec>(1024, a.zeliEncodeHuffmanSpecGetBufSize_JPEG_8u,
-                                     a.zeliEncodeHuffmanSpecInit_JPEG_8u, a.zeliEncodeHuffmanSpecInitAlloc_JPEG_8u,
-                                     a.zeliEncodeHuffmanSpecFree_JPEG_8u);
+  const zeltest::Api& z = zel();
+  const uint8_t values[] = {1, 2, 3};
+  for (const int codes : {1, 3}) {  // three codes of one bit are invalid: the record is handed out all the same
+    const uint8_t bits[16] = {uint8_t(codes)};
+    const auto bound = [&](auto f) { return [=, &bits, &values](auto* p) { return f(bits, values, p); }; };
+    const ZelStatus expected = codes == 1 ? zelStsNoErr : zelStsJPEGHuffTableErr;
+    checkRecord(1644, z.zeliDecodeHuffmanSpecGetBufSize_JPEG_8u, bound(z.zeliDecodeHuffmanSpecInit_JPEG_8u),
+                bound(z.zeliDecodeHuffmanSpecInitAlloc_JPEG_8u), z.zeliDecodeHuffmanSpecFree_JPEG_8u, expected);
+    checkRecord(1024, z.zeliEncodeHuffmanSpecGetBufSize_JPEG_8u, bound(z.zeliEncodeHuffmanSpecInit_JPEG_8u),
+                bound(z.zeliEncodeHuffmanSpecInitAlloc_JPEG_8u), z.zeliEncodeHuffmanSpecFree_JPEG_8u, expected);
+  }
+  checkRecord(24, z.zeliDecodeHuffmanStateGetBufSize_JPEG_8u, z.zeliDecodeHuffmanStateInit_JPEG_8u,
+              z.zeliDecodeHuffmanStateInitAlloc_JPEG_8u, z.zeliDecodeHuffmanStateFree_JPEG_8u, zelStsNoErr);
+  checkRecord(1048, z.zeliEncodeHuffmanStateGetBufSize_JPEG_8u, z.zeliEncodeHuffmanStateInit_JPEG_8u,
+              z.zeliEncodeHuffmanStateInitAlloc_JPEG_8u, z.zeliEncodeHuffmanStateFree_JPEG_8u, zelStsNoErr);
+  ZeliDecodeHuffmanState reading;
+  ZeliEncodeHuffmanState writing;
+  std::memset(&reading, 0xEE, sizeof reading);
+  std::memset(&writing, 0xEE, sizeof writing);
+  z.zeliDecodeHuffmanStateInit_JPEG_8u(&reading);
+  z.zeliEncodeHuffmanStateInit_JPEG_8u(&writing);
+  const Bytes zeros(sizeof writing);
+  EXPECT_EQ(0, std::memcmp(zeros.data(), &reading, sizeof reading));
+  EXPECT_EQ(0, std::memcmp(zeros.data(), &writing, sizeof writing));
+}
+
+TEST_F(Checks, HuffmanTables) {
+  const auto* const description = bytes;
+  expectChecks(z.zeliDecodeHuffmanSpecInit_JPEG_8u, std::tuple(description, description, as<ZeliDecodeHuffmanSpec*>()),
+               null<0>(), null<1>(), null<2>());
+  expectChecks(z.zeliEncodeHuffmanSpecInit_JPEG_8u, std::tuple(description, description, as<ZeliEncodeHuffmanSpec*>()),
+               null<0>(), null<1>(), null<2>());
+  expectChecks(z.zeliDecodeHuffmanSpecInitAlloc_JPEG_8u,
+               std::tuple(description, description, as<ZeliDecodeHuffmanSpec**>()), null<0>(), null<1>(), null<2>());
+  expectChecks(z.zeliEncodeHuffmanSpecInitAlloc_JPEG_8u,
+               std::tuple(description, description, as<ZeliEncodeHuffmanSpec**>()), null<0>(), null<1>(), null<2>());
+  expectChecks(z.zeliDecodeHuffmanStateInit_JPEG_8u, std::tuple(as<ZeliDecodeHuffmanState*>()), null<0>());
+  expectChecks(z.zeliEncodeHuffmanStateInit_JPEG_8u, std::tuple(as<ZeliEncodeHuffmanState*>()), null<0>());
+  expectChecks(z.zeliDecodeHuffmanStateInitAlloc_JPEG_8u, std::tuple(as<ZeliDecodeHuffmanState**>()), null<0>());
+  expectChecks(z.zeliEncodeHuffmanStateInitAlloc_JPEG_8u, std::tuple(as<ZeliEncodeHuffmanState**>()), null<0>());
+  expectChecks(z.zeliEncodeHuffmanRawTableInit_JPEG_8u, std::tuple(as<int*>(), bytes, bytes), null<0>(), null<1>(),
+               null<2>());
 }
 
 // The coded size is the least possible (the sum of all merges of the two rarest) where no code needs limiting; always a

@@ -3,6 +3,10 @@
 //
 // Unused bits stand at the top of a 64-bit word, so that the next n bits are its top n. Below them the word may hold a
 // copy of bits that a later refill brings again; they are never counted.
+//
+// A decoder that fails on the fast path throws its reader away and starts again with a careful one: the caller's record
+// and variables are as they were, since only save() writes them. The careful reader decides which status an error has,
+// and where the position, the bit count and the marker then stand.
 #pragma once
 
 #include "frame/vec.h"
@@ -12,12 +16,14 @@
 namespace ZEL_VARIANT {
 namespace {
 
-constexpr int kFastPathBytes = 24;  // a block starts on the fast path where so many bytes are left
+// A block starts on the fast path where so many bytes are left: three refills, which last for most blocks. The path
+// needs no such room, as each refill looks at the end for itself; the limit keeps trials in vain away from the end of a
+// scan.
+constexpr int kFastPathBytes = 24;
 
 constexpr int kStateBits = 32;     // what a caller's state can hold
 constexpr int kFillBits = 25;      // the careful path reads bytes while it has fewer bits than this
 constexpr int kRefilledBits = 56;  // at least so many after a fast refill
-constexpr int kMaxExtraBits = 15;
 static_assert(kMaxCodeLength + kMaxExtraBits < kStateBits && kStateBits <= kRefilledBits,
               "below 32 bits a refill brings enough for a code and its extra bits");
 
@@ -46,11 +52,14 @@ struct [[gnu::may_alias]] LookupEntry {
   uint16_t length;
 };
 
+// A local variable whose members the compiler keeps in registers, as long as every function that is called in a loop is
+// inline and none takes its address.
 template <Path kPath>
 class BitReader {
  public:
   static constexpr bool kCareful = kPath == Path::careful;
 
+  // bits: the low `count` (0 to 32) are unused ones. The shifts to the top drop what stands above them.
   ZEL_INLINE BitReader(const uint8_t* src, int length, int pos, uint64_t bits, int count, int marker)
       : bits_(bits << 1 << (63 - count)),
         count_(count),
@@ -103,7 +112,10 @@ class BitReader {
 
   int marker() const { return marker_; }
 
-  // At least 56 bits at once; false where fewer than 8 bytes are left or a marker stands in them.
+  // At least 56 bits at once; false where fewer than 8 bytes are left or a marker stands in them. All eight bytes are
+  // put below the unused bits, but only those that fit as a whole are passed over, (63 - count) / 8 of them. That makes
+  // the count 56 to 63 with its low three bits unchanged, hence the or. What was put beyond the count comes again next
+  // time.
   ZEL_INLINE bool refill() {
     static_assert(kPath == Path::fast, "the careful path fills where a bit is missing");
     if (end_ - next_ < 8) return false;
@@ -149,7 +161,9 @@ class BitReader {
 
   // ---- Careful path ----
 
-  // Bytes until 25 bits are there, a marker is met or the source ends; an end with fewer than n bits is an error.
+  // Bytes until 25 bits are there, a marker is met or the source ends (T.81, Figure F.18, but with the bytes that are
+  // ahead taken at once); an end with fewer than n bits is an error. Any number of 0xFF may stand before the byte that
+  // tells stuffing (0x00) from a marker (B.1.1.2). Once a marker is recorded nothing is read any more.
   ZelStatus fill(int n) {
     if (marker_ != 0) return n > count_ ? zelStsJPEGCodeRangeErr : zelStsNoErr;
     while (count_ < kFillBits) {
@@ -170,6 +184,7 @@ class BitReader {
     return zelStsNoErr;
   }
 
+  // Makes sure of n bits. Where a marker has cut them off, remembers what they were for.
   ZelStatus require(int n, Missing what) {
     if (n <= count_) return zelStsNoErr;
     const ZelStatus s = fill(n);
@@ -179,6 +194,8 @@ class BitReader {
     return zelStsJPEGCodeRangeErr;
   }
 
+  // Codes of up to 8 bits by the lookup; others bit by bit from the ninth on, as Figure F.16 (DECODE) compares them. No
+  // length matches where lastCode is 0xFFFF.
   ZelStatus carefulSymbol(const ZeliDecodeHuffmanSpec& table, uint32_t* symbol) {
     if (count_ < 8)
       if (const ZelStatus s = fill(0)) return s;
@@ -247,7 +264,8 @@ class BitReader {
     uint64_t bits;
     int count;
   };
-  // Takes and gives the members by value: a reader whose address is taken would not stay in registers.
+  // The same where a byte of the eight is 0xFF: one byte at a time until 56 bits are there. Takes and gives the members
+  // by value: a reader whose address is taken would not stay in registers.
   [[gnu::noinline]] static Stuffed refillStuffed(const uint8_t* next, const uint8_t* end, uint64_t bits, int count) {
     while (count < kRefilledBits) {
       if (next == end) return {};
@@ -262,7 +280,8 @@ class BitReader {
     return {next, bits, count};
   }
 
-  // The position n data bytes earlier, none of them before `start`.
+  // The position n data bytes earlier, none of them before `start`. A data byte 0xFF goes back with the 0x00 behind it
+  // and all fill bytes before it, so that reading on finds it again.
   [[gnu::noinline]] static const uint8_t* stepBack(const uint8_t* next, const uint8_t* start, int64_t n) {
     for (; n > 0; --n) {
       --next;

@@ -2,20 +2,23 @@
 // the way out.
 //
 // Pending bits stand at the bottom of a 64-bit word; what is above them is older and already written.
+//
+// The careful writer stores each byte as it is complete and looks at the end of the destination before each. The others
+// gather up to 63 bits and store eight bytes at once; their caller has made sure of the room (roomFor).
 #pragma once
 
 #include "huffman/bits.h"
 #include "huffman/block.h"
+#include "huffman/code_list.h"
 
 namespace ZEL_VARIANT {
 namespace {
 
-constexpr int kStateTop = 24;  // a caller's state holds its pending bits below this bit
+constexpr int kMaxPendingBits = 7;  // between calls
 
-// The fast path wants room for the longest block: pending bits, a DC code with its extra bits, 63 AC codes with theirs,
-// every byte stuffed, and the rest of the last word.
-constexpr int kMaxBlockBytes = 512;
-static_assert(2 * ((7 + 16 + 16 + 63 * (16 + 15)) / 8) + 8 <= kMaxBlockBytes);
+// The bytes that a writer without a look at the end may store for so many bits, pending ones included: each whole byte
+// may be 0xFF and need its stuffing, and the last store is eight bytes wide wherever the position comes to stand.
+constexpr int roomFor(int bits) { return 2 * (bits / 8) + 8; }
 
 template <Path kPath>
 class BitWriter {
@@ -87,7 +90,8 @@ class BitWriter {
   uint8_t* next() const { return next_; }
 
  private:
-  // n bits (0 to 32) below the pending ones. Up to 63 stay pending: a full word is written.
+  // n bits (0 to 32) below the pending ones. Up to 63 stay pending. Where they would be 64 or more, the first 64 are
+  // written, and the `over` last ones of the value stay.
   ZEL_INLINE void add(uint64_t value, uint64_t n) {
     const uint64_t count = uint64_t(count_) + n;
     if (__builtin_expect(count < 64, 1)) {
@@ -107,7 +111,7 @@ class BitWriter {
     count_ = int64_t(over);
   }
 
-  // The n top bytes with 0x00 after each 0xFF; a partial byte after them is stored but not counted.
+  // The n top bytes with 0x00 after each 0xFF (T.81, F.1.2.3); a partial byte after them is stored but not counted.
   [[gnu::noinline]] static uint8_t* storeStuffed(uint8_t* next, uint64_t bytes, int n, bool partial) {
     for (; n > 0; --n, bytes <<= 8) {
       *next++ = uint8_t(bytes >> 56);

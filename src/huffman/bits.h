@@ -15,6 +15,8 @@ namespace {
 // vouches for the rest.
 enum class Path { careful, fast, unbounded };
 
+constexpr int kMaxExtraBits = 15;  // behind the code of a coefficient or difference (T.81, Tables F.1, F.2 and H.2)
+
 constexpr uint64_t kEveryByte = 0x0101010101010101;
 
 // A byte of x is 0xFF where it is zero in ~x: the borrow of subtracting 1 then reaches its top bit. False alarms are

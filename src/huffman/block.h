@@ -8,6 +8,10 @@
 namespace ZEL_VARIANT {
 namespace {
 
+// The AC symbols without a coefficient (T.81, F.1.2.2.1); any other is run << 4 | category.
+constexpr int kZeroRun = 0xF0;  // sixteen zeros
+constexpr int kEndOfBlock = 0x00;
+
 // Zigzag index -> natural position, as own_pj_izigzag_index, in two cache lines. A run of up to 8 past the last
 // coefficient lands on it.
 constexpr int kZigzagEnd = 72;

@@ -6,12 +6,15 @@
 namespace ZEL_VARIANT {
 namespace {
 
-constexpr int kMaxDcCategory = 15, kMaxAcCategory = 14;
-constexpr int kZeroRun = 0xF0, kEndOfBlock = 0x00;
+// The largest categories (T.81, Tables F.1 and F.2): 12-bit samples have 15 and 14.
+constexpr int kMaxDcCategory = 15;
+constexpr int kMaxAcCategory = 14;
 
+// Counters wrap around where a caller counts too much.
 ZEL_INLINE void count(int32_t* counts, int symbol) { counts[symbol] = int32_t(uint32_t(counts[symbol]) + 1); }
 ZEL_INLINE int categoryOf(int value) { return category(uint32_t(value < 0 ? -value : value)); }
 
+// The symbols of F.1.2.1 and F.1.2.2. What was counted before an error stays, and so does the new predictor.
 ZelStatus countBlock(const int16_t* src, int32_t* dcCounts, int32_t* acCounts, int16_t* lastDC) {
   const int dcCategory = categoryOf(src[0] - *lastDC);
   *lastDC = src[0];

@@ -1,8 +1,8 @@
 // Huffman table records from table descriptions (ITU-T T.81, Annexes C and F.2.2.3), and descriptions from symbol
 // counts (Annex K.2).
 #include "frame/checks.h"
-#include "frame/support.h"
 #include "huffman/code_list.h"
+#include "huffman/records.h"
 
 namespace ZEL_VARIANT {
 namespace {
@@ -11,6 +11,8 @@ static_assert(sizeof(ZeliDecodeHuffmanSpec) == 1644 && sizeof(ZeliEncodeHuffmanS
 
 constexpr uint16_t kNoCodes = 0xFFFF;
 
+// MINCODE, MAXCODE and VALPTR of T.81, F.2.2.3, and a lookup by eight bits for the codes that are no longer. Longer
+// codes are not checked for overflow: such a description builds, and its impossible codes never match.
 ZelStatus buildDecoder(const uint8_t* bits, const uint8_t* values, ZeliDecodeHuffmanSpec* spec) {
   __builtin_memset(spec, 0, sizeof *spec);
   CodeList list;
@@ -40,6 +42,7 @@ ZelStatus buildDecoder(const uint8_t* bits, const uint8_t* values, ZeliDecodeHuf
   return zelStsNoErr;
 }
 
+// EHUFCO and EHUFSI of T.81, Annex C, in one word for each symbol. Where a symbol occurs twice its last code holds.
 ZelStatus buildEncoder(const uint8_t* bits, const uint8_t* values, ZeliEncodeHuffmanSpec* spec) {
   __builtin_memset(spec, 0, sizeof *spec);
   CodeList list;
@@ -51,10 +54,11 @@ ZelStatus buildEncoder(const uint8_t* bits, const uint8_t* values, ZeliEncodeHuf
   return zelStsNoErr;
 }
 
-// T.81, Annex K.2. Symbol 256 is the reserved one, which takes the code of ones.
+// T.81, Annex K.2. Symbol 256 is the reserved one: its count of 1 gives it one of the longest codes, and as it comes
+// last among these, that is the code of ones. Its code is taken out again at the end.
 constexpr int kSymbols = 257;
 constexpr int kMaxSize = 32;               // of a code before lengths are limited
-constexpr int64_t kMaxCount = 1000000000;  // larger counts are never merged
+constexpr int64_t kMaxCount = 1000000000;  // larger counts, of a symbol or a tree, are never merged
 constexpr int kNone = -1;
 
 // The symbol with the smallest nonzero count, the last of them; `except` is passed over.
@@ -103,6 +107,8 @@ void limitLengths(int* bits) {
     }
 }
 
+// Nothing is written where a code comes out too long even for Figure K.3. The symbols are listed by the size that they
+// had before lengths were limited: the order among those that became equal does not change the coded size.
 ZelStatus describeOptimal(const int32_t* statistics, uint8_t* listBits, uint8_t* listVals) {
   int64_t counts[kSymbols];
   for (int i = 0; i < kSymbols - 1; ++i) counts[i] = statistics[i];
@@ -127,20 +133,9 @@ ZelStatus describeOptimal(const int32_t* statistics, uint8_t* listBits, uint8_t*
   return zelStsNoErr;
 }
 
-template <class Spec>
-ZelStatus allocate(Spec** spec) {
-  Spec* p = reinterpret_cast<Spec*>(zelsMalloc_8u(int(sizeof(Spec))));
-  if (p) *spec = p;
-  return present(p);
-}
-
 }  // namespace
 
-ZelStatus zeliDecodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize) {
-  if (const ZelStatus s = present(pSize)) return s;
-  *pSize = int(sizeof(ZeliDecodeHuffmanSpec));
-  return zelStsNoErr;
-}
+ZelStatus zeliDecodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize) { return sizeOfRecord<ZeliDecodeHuffmanSpec>(pSize); }
 
 ZelStatus zeliDecodeHuffmanSpecInit_JPEG_8u(const uint8_t* pListBits, const uint8_t* pListVals,
                                             ZeliDecodeHuffmanSpec* pDecHuffSpec) {
@@ -151,21 +146,13 @@ ZelStatus zeliDecodeHuffmanSpecInit_JPEG_8u(const uint8_t* pListBits, const uint
 ZelStatus zeliDecodeHuffmanSpecInitAlloc_JPEG_8u(const uint8_t* pListBits, const uint8_t* pListVals,
                                                  ZeliDecodeHuffmanSpec** ppDecHuffSpec) {
   if (const ZelStatus s = firstFailure(present(pListBits), present(pListVals), present(ppDecHuffSpec))) return s;
-  if (const ZelStatus s = allocate(ppDecHuffSpec)) return s;
+  if (const ZelStatus s = allocateRecord(ppDecHuffSpec)) return s;
   return buildDecoder(pListBits, pListVals, *ppDecHuffSpec);
 }
 
-ZelStatus zeliDecodeHuffmanSpecFree_JPEG_8u(ZeliDecodeHuffmanSpec* pDecHuffSpec) {
-  if (const ZelStatus s = present(pDecHuffSpec)) return s;
-  zelsFree(pDecHuffSpec);
-  return zelStsNoErr;
-}
+ZelStatus zeliDecodeHuffmanSpecFree_JPEG_8u(ZeliDecodeHuffmanSpec* pDecHuffSpec) { return freeRecord(pDecHuffSpec); }
 
-ZelStatus zeliEncodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize) {
-  if (const ZelStatus s = present(pSize)) return s;
-  *pSize = int(sizeof(ZeliEncodeHuffmanSpec));
-  return zelStsNoErr;
-}
+ZelStatus zeliEncodeHuffmanSpecGetBufSize_JPEG_8u(int* pSize) { return sizeOfRecord<ZeliEncodeHuffmanSpec>(pSize); }
 
 ZelStatus zeliEncodeHuffmanSpecInit_JPEG_8u(const uint8_t* pListBits, const uint8_t* pListVals,
                                             ZeliEncodeHuffmanSpec* pEncHuffSpec) {
@@ -176,15 +163,11 @@ ZelStatus zeliEncodeHuffmanSpecInit_JPEG_8u(const uint8_t* pListBits, const uint
 ZelStatus zeliEncodeHuffmanSpecInitAlloc_JPEG_8u(const uint8_t* pListBits, const uint8_t* pListVals,
                                                  ZeliEncodeHuffmanSpec** ppEncHuffSpec) {
   if (const ZelStatus s = firstFailure(present(pListBits), present(pListVals), present(ppEncHuffSpec))) return s;
-  if (const ZelStatus s = allocate(ppEncHuffSpec)) return s;
+  if (const ZelStatus s = allocateRecord(ppEncHuffSpec)) return s;
   return buildEncoder(pListBits, pListVals, *ppEncHuffSpec);
 }
 
-ZelStatus zeliEncodeHuffmanSpecFree_JPEG_8u(ZeliEncodeHuffmanSpec* pEncHuffSpec) {
-  if (const ZelStatus s = present(pEncHuffSpec)) return s;
-  zelsFree(pEncHuffSpec);
-  return zelStsNoErr;
-}
+ZelStatus zeliEncodeHuffmanSpecFree_JPEG_8u(ZeliEncodeHuffmanSpec* pEncHuffSpec) { return freeRecord(pEncHuffSpec); }
 
 ZelStatus zeliEncodeHuffmanRawTableInit_JPEG_8u(const int32_t* pStatistics, uint8_t* pListBits, uint8_t* pListVals) {
   if (const ZelStatus s = firstFailure(present(pStatistics), present(pListBits), present(pListVals))) return s;

@@ -1,15 +1,21 @@
 // Decoder states, and baseline decoding of blocks (ITU-T T.81, Annex F.2.2).
+//
+// Each block is tried on the fast path first, where bytes enough are left and no marker has ended the data. What makes
+// that path give up (a marker, the end of the source, a code that does not exist, a run out of the block) makes the
+// careful path decode the same block again, from what the caller's variables still hold.
 #include "frame/checks.h"
 #include "huffman/bit_reader.h"
 #include "huffman/block.h"
+#include "huffman/records.h"
 
 namespace ZEL_VARIANT {
 namespace {
 
 static_assert(sizeof(ZeliDecodeHuffmanState) == 24);
 
-// One block from any reader. The predictor changes as soon as the DC difference is known; on an error the coefficients
-// decoded so far stay. *accounted: AC positions that coefficients and runs have covered.
+// One block from any reader (Figures F.13 and F.14). The predictor changes as soon as the DC difference is known; on an
+// error the coefficients decoded so far stay. A run of up to eight past the last coefficient lands on it, as the table
+// of positions goes on; a longer one is an error. *accounted: AC positions that coefficients and runs have covered.
 template <Path kPath>
 ZEL_INLINE ZelStatus decodeBlock(BitReader<kPath>& reader, int16_t* dst, int16_t* lastDC,
                                  const ZeliDecodeHuffmanSpec& dc, const ZeliDecodeHuffmanSpec& ac, int* accounted) {
@@ -50,6 +56,7 @@ ZEL_INLINE bool decodeFast(const uint8_t* src, int length, int* pos, int16_t* ds
   return true;
 }
 
+// Not inline, so that the fast path has the registers to itself.
 [[gnu::noinline]] ZelStatus decodeCarefully(const uint8_t* src, int length, int* pos, int16_t* dst, int16_t* lastDC,
                                             int* marker, const ZeliDecodeHuffmanSpec& dc,
                                             const ZeliDecodeHuffmanSpec& ac, ZeliDecodeHuffmanState* state) {
@@ -69,6 +76,7 @@ ZelStatus decodeBaseline(const uint8_t* src, int length, int* pos, int16_t* dst,
 }
 
 // No length: the data end with a marker, before which the careful reader stops by itself, having read no byte beyond.
+// Where bits are missing then, a code that was to come ends the block without an error, as after the last block.
 ZelStatus decodeDirect(const uint8_t* src, int* bitPos, int16_t* dst, int16_t* lastDC, int* marker, uint32_t* bits,
                        int* count, const ZeliDecodeHuffmanSpec& dc, const ZeliDecodeHuffmanSpec& ac) {
   using Reader = BitReader<Path::careful>;
@@ -87,11 +95,7 @@ void resetState(ZeliDecodeHuffmanState* state) { __builtin_memset(state, 0, size
 
 }  // namespace
 
-ZelStatus zeliDecodeHuffmanStateGetBufSize_JPEG_8u(int* pSize) {
-  if (const ZelStatus s = present(pSize)) return s;
-  *pSize = int(sizeof(ZeliDecodeHuffmanState));
-  return zelStsNoErr;
-}
+ZelStatus zeliDecodeHuffmanStateGetBufSize_JPEG_8u(int* pSize) { return sizeOfRecord<ZeliDecodeHuffmanState>(pSize); }
 
 ZelStatus zeliDecodeHuffmanStateInit_JPEG_8u(ZeliDecodeHuffmanState* pDecHuffState) {
   if (const ZelStatus s = present(pDecHuffState)) return s;
@@ -101,17 +105,13 @@ ZelStatus zeliDecodeHuffmanStateInit_JPEG_8u(ZeliDecodeHuffmanState* pDecHuffSta
 
 ZelStatus zeliDecodeHuffmanStateInitAlloc_JPEG_8u(ZeliDecodeHuffmanState** ppDecHuffState) {
   if (const ZelStatus s = present(ppDecHuffState)) return s;
-  auto* state = reinterpret_cast<ZeliDecodeHuffmanState*>(zelsMalloc_8u(int(sizeof(ZeliDecodeHuffmanState))));
-  if (const ZelStatus s = present(state)) return s;
-  resetState(state);
-  *ppDecHuffState = state;
+  if (const ZelStatus s = allocateRecord(ppDecHuffState)) return s;
+  resetState(*ppDecHuffState);
   return zelStsNoErr;
 }
 
 ZelStatus zeliDecodeHuffmanStateFree_JPEG_8u(ZeliDecodeHuffmanState* pDecHuffState) {
-  if (const ZelStatus s = present(pDecHuffState)) return s;
-  zelsFree(pDecHuffState);
-  return zelStsNoErr;
+  return freeRecord(pDecHuffState);
 }
 
 ZelStatus zeliDecodeHuffman8x8_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos, int16_t* pDst,

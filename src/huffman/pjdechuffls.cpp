@@ -1,19 +1,17 @@
 // Huffman decoding of lossless differences (ITU-T T.81, Annex H.2), one or a row at a time.
 #include "frame/checks.h"
-#include "huffman/decoder_source.h"
+#include "huffman/lossless.h"
+#include "huffman/source.h"
 
 namespace ZEL_VARIANT {
 namespace {
 
-constexpr int kMaxComponents = 4;
-
-// Category 16 has no extra bits and means 32768; what is above it can only come from a corrupt table and is read alike.
 template <class Reader>
 ZEL_INLINE ZelStatus decodeDifference(Reader& reader, const ZeliDecodeHuffmanSpec& table, int16_t* difference) {
   uint32_t symbol;
   if (const ZelStatus s = reader.symbol(table, &symbol)) return s;
-  if (symbol >= 16) {
-    *difference = INT16_MIN;
+  if (symbol >= kCategoryWithoutBits) {
+    *difference = INT16_MIN;  // 32768 modulo 2^16
     return zelStsNoErr;
   }
   int value;
@@ -22,34 +20,48 @@ ZEL_INLINE ZelStatus decodeDifference(Reader& reader, const ZeliDecodeHuffmanSpe
   return zelStsNoErr;
 }
 
-// A row that the fast path gives up is written again from its start.
+// The fast path starts where the source has two bytes for each sample of a component; nearer to the end the careful
+// path decides on the position, the bit count and the marker that the caller sees. A row of more components than can be
+// coded is always read carefully.
+ZEL_INLINE int64_t fastRowBytes(int n, int givenRows) {
+  return givenRows <= kMaxComponents ? 2 * int64_t(n) : INT64_MAX;
+}
+
+// A row of kCount components, interleaved sample by sample. Where the fast path gives up there is nothing to undo: the
+// careful one writes the row again from its start.
 template <int kCount>
-ZelStatus decodeRows(const Source& in, int16_t* const* rows, int n, const ZeliDecodeHuffmanSpec* const* tables) {
-  return decodeFrom(in, [=](auto& reader, auto) -> ZelStatus {
+ZelStatus decodeRow(const Source& in, int16_t* const* rows, int n, int64_t fastBytes,
+                    const ZeliDecodeHuffmanSpec* const* tables) {
+  const auto decode = [=](auto& reader) -> ZelStatus {
     int16_t* to[kCount];
     const ZeliDecodeHuffmanSpec* table[kCount];
 #pragma GCC unroll 4
-    for (int c = 0; c < kCount; ++c) to[c] = rows[c], table[c] = tables[c];
+    for (int c = 0; c < kCount; ++c) {
+      to[c] = rows[c];
+      table[c] = tables[c];
+    }
     for (int i = 0; i < n; ++i) {
 #pragma GCC unroll 4
       for (int c = 0; c < kCount; ++c)
         if (const ZelStatus s = decodeDifference(reader, *table[c], to[c] + i)) return s;
     }
     return zelStsNoErr;
-  });
+  };
+  return decodeFrom(in, fastBytes, decode, [] {});
 }
 
-ZelStatus decodeRow(const Source& in, int16_t* const* rows, int n, int components,
+ZelStatus decodeRow(const Source& in, int16_t* const* rows, int n, int givenRows,
                     const ZeliDecodeHuffmanSpec* const* tables) {
-  switch (components) {
+  const int64_t fastBytes = fastRowBytes(n, givenRows);
+  switch (givenRows) {
     case 1:
-      return decodeRows<1>(in, rows, n, tables);
+      return decodeRow<1>(in, rows, n, fastBytes, tables);
     case 2:
-      return decodeRows<2>(in, rows, n, tables);
+      return decodeRow<2>(in, rows, n, fastBytes, tables);
     case 3:
-      return decodeRows<3>(in, rows, n, tables);
+      return decodeRow<3>(in, rows, n, fastBytes, tables);
   }
-  return decodeRows<4>(in, rows, n, tables);
+  return decodeRow<kMaxComponents>(in, rows, n, fastBytes, tables);
 }
 
 }  // namespace
@@ -57,25 +69,25 @@ ZelStatus decodeRow(const Source& in, int16_t* const* rows, int n, int component
 ZelStatus zeliDecodeHuffmanOne_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos, int16_t* pDst,
                                              int* pMarker, const ZeliDecodeHuffmanSpec* pDecHuffTable,
                                              ZeliDecodeHuffmanState* pDecHuffState) {
-  if (const ZelStatus s = firstFailure(present(pSrc), lengthOk(nSrcLenBytes), present(pSrcCurrPos), present(pDst),
-                                       present(pMarker), present(pDecHuffTable), present(pDecHuffState)))
+  const Source in = {pSrc, nSrcLenBytes, pSrcCurrPos, pMarker, pDecHuffState};
+  if (const ZelStatus s = firstFailure(checkSource(in), present(pDst), present(pMarker), present(pDecHuffTable),
+                                       present(pDecHuffState)))
     return s;
-  return decodeRow({pSrc, nSrcLenBytes, pSrcCurrPos, pMarker, pDecHuffState}, &pDst, 1, 1, &pDecHuffTable);
+  return decodeCarefully(in, [=](auto& reader) { return decodeDifference(reader, *pDecHuffTable, pDst); });
 }
 
 ZelStatus zeliDecodeHuffmanRow_JPEG_1u16s_C1P4(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
                                                int16_t* const* ppDst, int nDstLen, int nDstRows, int* pMarker,
                                                const ZeliDecodeHuffmanSpec* const* ppDecHuffTable,
                                                ZeliDecodeHuffmanState* pDecHuffState) {
-  if (const ZelStatus s =
-          firstFailure(present(pSrc), lengthOk(nSrcLenBytes), present(pSrcCurrPos), present(ppDst), lengthOk(nDstLen),
-                       lengthOk(nDstRows), present(pMarker), present(ppDecHuffTable), present(pDecHuffState)))
+  const Source in = {pSrc, nSrcLenBytes, pSrcCurrPos, pMarker, pDecHuffState};
+  if (const ZelStatus s = firstFailure(checkSource(in), present(ppDst), lengthOk(nDstLen), lengthOk(nDstRows),
+                                       present(pMarker), present(ppDecHuffTable), present(pDecHuffState)))
     return s;
   const int components = nDstRows < kMaxComponents ? nDstRows : kMaxComponents;
   for (int c = 0; c < components; ++c)
     if (const ZelStatus s = firstFailure(present(ppDst[c]), present(ppDecHuffTable[c]))) return s;
-  return decodeRow({pSrc, nSrcLenBytes, pSrcCurrPos, pMarker, pDecHuffState}, ppDst, nDstLen, components,
-                   ppDecHuffTable);
+  return decodeRow(in, ppDst, nDstLen, nDstRows, ppDecHuffTable);
 }
 
 }  // namespace ZEL_VARIANT

@@ -1,7 +1,8 @@
 // Progressive Huffman decoding (ITU-T T.81, Annex G.2). Each scan adds its bits to what earlier scans left in a block.
 #include "frame/checks.h"
+#include "huffman/band.h"
 #include "huffman/block.h"
-#include "huffman/decoder_source.h"
+#include "huffman/source.h"
 
 #ifdef __BMI2__
 #include <immintrin.h>
@@ -10,18 +11,10 @@
 namespace ZEL_VARIANT {
 namespace {
 
-// A spectral band and its successive-approximation bit.
-struct Band {
-  int ss, se, al;
-};
-
-ZelStatus alOk(int al) { return valueOk(al >= 0 && al <= 13); }
-ZelStatus bandOk(Band b) {
-  return firstFailure(valueOk(b.ss >= 1 && b.ss <= 63), valueOk(b.se >= b.ss && b.se <= 63), alOk(b.al));
-}
+constexpr auto kNothingToUndo = [] {};
 
 ZelStatus decodeDcFirst(const Source& in, int16_t* dst, int16_t* lastDC, int al, const ZeliDecodeHuffmanSpec& table) {
-  return decodeFrom(in, [&](auto& reader, auto) -> ZelStatus {
+  const auto decode = [&](auto& reader) -> ZelStatus {
     uint32_t symbol;
     int difference;
     if (const ZelStatus s = reader.symbol(table, &symbol)) return s;
@@ -29,23 +22,25 @@ ZelStatus decodeDcFirst(const Source& in, int16_t* dst, int16_t* lastDC, int al,
     *lastDC = int16_t(*lastDC + difference);
     dst[0] = int16_t(uint32_t(*lastDC) << al);
     return zelStsNoErr;
-  });
+  };
+  return decodeFrom(in, kFastPathBytes, decode, kNothingToUndo);
 }
 
-// Mostly the state has the one bit that a block needs.
+// Mostly the state has the one bit that a block needs. What stands above its bit count is spent, and no data.
 ZelStatus decodeDcRefinement(const Source& in, int16_t* dst, int al) {
   if (ZeliDecodeHuffmanState* s = in.state; s->bitCount > 0) {
     --s->bitCount;
-    dst[0] = int16_t(dst[0] | int(s->bits >> s->bitCount) << al);
+    dst[0] = int16_t(dst[0] | int(s->bits >> s->bitCount & 1) << al);
     s->bits &= lowBits(s->bitCount);
     return zelStsNoErr;
   }
-  return decodeFrom(in, [&](auto& reader, auto) -> ZelStatus {
+  const auto decode = [&](auto& reader) -> ZelStatus {
     uint32_t bit;
     if (const ZelStatus s = reader.bits(1, &bit)) return s;
     dst[0] = int16_t(dst[0] | int(bit << al));
     return zelStsNoErr;
-  });
+  };
+  return decodeFrom(in, kFastPathBytes, decode, kNothingToUndo);
 }
 
 // The length of an end-of-band run whose symbol is category << 4 (Table G.1), this block included.
@@ -58,14 +53,15 @@ ZEL_INLINE ZelStatus eobRunOf(Reader& reader, int category, int* run) {
   return zelStsNoErr;
 }
 
-// The same coefficients on the careful path overwrite those of a fast one that gave up.
+// A block of a first scan (G.2.2). There is nothing to undo where the fast path gives up: the careful one stores the
+// same coefficients again.
 ZelStatus decodeFirst(const Source& in, int16_t* dst, Band band, const ZeliDecodeHuffmanSpec& table) {
   int* eobRun = &in.state->eobRun;
   if (*eobRun > 0) {
     --*eobRun;
     return zelStsNoErr;
   }
-  return decodeFrom(in, [&](auto& reader, auto) -> ZelStatus {
+  const auto decode = [&](auto& reader) -> ZelStatus {
     for (int k = band.ss; k <= band.se; ++k) {
       uint32_t symbol;
       if (const ZelStatus s = reader.symbol(table, &symbol)) return s;
@@ -88,13 +84,15 @@ ZelStatus decodeFirst(const Source& in, int16_t* dst, Band band, const ZeliDecod
       dst[kNatural.at[k]] = int16_t(uint32_t(value) << band.al);
     }
     return zelStsNoErr;
-  });
+  };
+  return decodeFrom(in, kFastPathBytes, decode, kNothingToUndo);
 }
 
-ZEL_INLINE uint64_t bandOf(Band b) { return ~uint64_t(0) >> (63 - b.se) & ~lowBits(b.ss); }
+// ---- Refinement of AC bands: coefficients as sets of zigzag indexes, bit k for index k ----
 
-constexpr int kBitsAtOnce = 32;  // what a refill brings at the least
+constexpr int kBitsAtOnce = 32;  // that the fast reader gives in one call
 
+// The number of set bits. The variant without the instruction adds neighbours in ever wider fields.
 ZEL_INLINE int countOf(uint64_t x) {
 #ifdef __POPCNT__
   return __builtin_popcountll(x);
@@ -105,7 +103,7 @@ ZEL_INLINE int countOf(uint64_t x) {
 #endif
 }
 
-// The place of the set bit of x that has n set bits below it, or `otherwise`.
+// The place of the set bit of x that has n set bits below it, or `otherwise` where x has no more than n.
 ZEL_INLINE int placeOf(uint64_t x, int n, int otherwise) {
 #ifdef __BMI2__
   x = _pdep_u64(uint64_t(1) << n, x);
@@ -115,8 +113,8 @@ ZEL_INLINE int placeOf(uint64_t x, int n, int otherwise) {
   return x != 0 ? __builtin_ctzll(x) : otherwise;
 }
 
-// One correction bit for each of these coefficients, which are significant already: each moves away from zero where its
-// bit is set, unless its magnitude has it.
+// One correction bit for each of these coefficients, which are significant already (G.1.2.3): where it is set, the
+// magnitude grows by 2^Al, unless it has that bit, as it may in a damaged stream.
 template <class Reader>
 ZEL_INLINE ZelStatus correct(Reader& reader, int16_t* dst, int al, uint64_t places) {
   while (places != 0) {
@@ -130,7 +128,9 @@ ZEL_INLINE ZelStatus correct(Reader& reader, int16_t* dst, int al, uint64_t plac
     if (const ZelStatus s = reader.bits(n, &bits)) return s;
     for (bits <<= 32 - n; n > 0; --n, bits <<= 1, places &= places - 1) {
       int16_t* coefficient = dst + kNatural.at[__builtin_ctzll(places)];
-      const int value = *coefficient, sign = value >> 31, magnitude = (value ^ sign) - sign;
+      const int value = *coefficient;
+      const int sign = value >> 31;  // -1 or 0: (x ^ sign) - sign is x with that sign
+      const int magnitude = (value ^ sign) - sign;
       const int step = int(bits >> 31 & ~uint32_t(magnitude >> al)) << al;
       *coefficient = int16_t(value + (step ^ sign) - sign);
     }
@@ -139,11 +139,12 @@ ZEL_INLINE ZelStatus correct(Reader& reader, int16_t* dst, int al, uint64_t plac
 }
 
 // Figures G.7 and G.8, but with the band as sets: a run passes so many zeros, and what is not zero on the way is
-// corrected all at once. significant: the coefficients that are not zero.
+// corrected all at once. A new coefficient's sign comes before the corrections that its run passes.
+// significant: the coefficients that were not zero before the scan.
 template <class Reader>
 ZEL_INLINE ZelStatus refineBlock(Reader& reader, int16_t* dst, Band band, const ZeliDecodeHuffmanSpec& table,
                                  uint64_t significant, int* eobRun) {
-  uint64_t left = bandOf(band);  // the part not yet passed
+  uint64_t left = indexesOf(band);  // the part not yet passed
   while (*eobRun == 0 && left != 0) {
     uint32_t symbol, sign = 0;
     if (const ZelStatus s = reader.symbol(table, &symbol)) return s;
@@ -170,40 +171,36 @@ ZEL_INLINE ZelStatus refineBlock(Reader& reader, int16_t* dst, Band band, const 
   return zelStsNoErr;
 }
 
-// A block is corrected in place, so it is put back as it was where the fast path gives up.
+// A block is corrected in place, so it is put back as it was where the fast path gives up. Most blocks of a long run
+// have nothing to correct.
 ZelStatus decodeRefinement(const Source& in, int16_t* dst, Band band, const ZeliDecodeHuffmanSpec& table) {
   uint8_t bytes[64];
   const uint64_t significant = zigzagBytes(dst, bytes);
-  if (in.state->eobRun > 0 && (significant & bandOf(band)) == 0) {
+  const int eobRunBefore = in.state->eobRun;
+  if (eobRunBefore > 0 && (significant & indexesOf(band)) == 0) {
     --in.state->eobRun;
     return zelStsNoErr;
   }
   int16_t before[64];
   for (int i = 0; i < 64; i += i16v::N) store(before + i, load<i16v>(dst + i));
-  return decodeFrom(in, [&](auto& reader, auto path) -> ZelStatus {
-    constexpr bool kCareful = decltype(path)::kCareful;
-    int eobRun = in.state->eobRun;
+  const auto decode = [&](auto& reader) -> ZelStatus {
+    int eobRun = eobRunBefore;
     const ZelStatus s = refineBlock(reader, dst, band, table, significant, &eobRun);
-    if (!kCareful && s != zelStsNoErr) {
-      for (int i = 0; i < 64; i += i16v::N) store(dst + i, load<i16v>(before + i));
-      return s;
-    }
     in.state->eobRun = eobRun;
     return s;
-  });
-}
-
-ZelStatus checkSource(const uint8_t* pSrc, int nSrcLenBytes, const int* pSrcCurrPos, const int16_t* pDst) {
-  return firstFailure(present(pSrc), lengthOk(nSrcLenBytes), present(pSrcCurrPos), present(pDst));
+  };
+  const auto undo = [&] {
+    for (int i = 0; i < 64; i += i16v::N) store(dst + i, load<i16v>(before + i));
+  };
+  return decodeFrom(in, kFastPathBytes, decode, undo);
 }
 
 template <ZelStatus (*kDecode)(const Source&, int16_t*, Band, const ZeliDecodeHuffmanSpec&)>
-ZelStatus decodeAc(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos, int16_t* pDst, int* pMarker, Band band,
-                   const ZeliDecodeHuffmanSpec* pAcTable, ZeliDecodeHuffmanState* pDecHuffState) {
-  if (const ZelStatus s = firstFailure(checkSource(pSrc, nSrcLenBytes, pSrcCurrPos, pDst), present(pMarker),
-                                       bandOk(band), present(pAcTable), present(pDecHuffState)))
+ZelStatus decodeAc(const Source& in, int16_t* pDst, Band band, const ZeliDecodeHuffmanSpec* pAcTable) {
+  if (const ZelStatus s = firstFailure(checkSource(in), present(pDst), present(in.marker), bandOk(band),
+                                       present(pAcTable), present(in.state)))
     return s;
-  return kDecode({pSrc, nSrcLenBytes, pSrcCurrPos, pMarker, pDecHuffState}, pDst, band, *pAcTable);
+  return kDecode(in, pDst, band, *pAcTable);
 }
 
 }  // namespace
@@ -212,34 +209,36 @@ ZelStatus zeliDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(const uint8_t* pSrc, int nS
                                                      int16_t* pDst, int16_t* pLastDC, int* pMarker, int Al,
                                                      const ZeliDecodeHuffmanSpec* pDcTable,
                                                      ZeliDecodeHuffmanState* pDecHuffState) {
-  if (const ZelStatus s = firstFailure(checkSource(pSrc, nSrcLenBytes, pSrcCurrPos, pDst), present(pLastDC),
-                                       present(pMarker), alOk(Al), present(pDcTable), present(pDecHuffState)))
+  const Source in = {pSrc, nSrcLenBytes, pSrcCurrPos, pMarker, pDecHuffState};
+  if (const ZelStatus s = firstFailure(checkSource(in), present(pDst), present(pLastDC), present(pMarker), alOk(Al),
+                                       present(pDcTable), present(pDecHuffState)))
     return s;
-  return decodeDcFirst({pSrc, nSrcLenBytes, pSrcCurrPos, pMarker, pDecHuffState}, pDst, pLastDC, Al, *pDcTable);
+  return decodeDcFirst(in, pDst, pLastDC, Al, *pDcTable);
 }
 
 ZelStatus zeliDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
                                                       int16_t* pDst, int* pMarker, int Al,
                                                       ZeliDecodeHuffmanState* pDecHuffState) {
-  if (const ZelStatus s = firstFailure(checkSource(pSrc, nSrcLenBytes, pSrcCurrPos, pDst), present(pMarker), alOk(Al),
-                                       present(pDecHuffState)))
+  const Source in = {pSrc, nSrcLenBytes, pSrcCurrPos, pMarker, pDecHuffState};
+  if (const ZelStatus s =
+          firstFailure(checkSource(in), present(pDst), present(pMarker), alOk(Al), present(pDecHuffState)))
     return s;
-  return decodeDcRefinement({pSrc, nSrcLenBytes, pSrcCurrPos, pMarker, pDecHuffState}, pDst, Al);
+  return decodeDcRefinement(in, pDst, Al);
 }
 
 ZelStatus zeliDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
                                                      int16_t* pDst, int* pMarker, int Ss, int Se, int Al,
                                                      const ZeliDecodeHuffmanSpec* pAcTable,
                                                      ZeliDecodeHuffmanState* pDecHuffState) {
-  return decodeAc<decodeFirst>(pSrc, nSrcLenBytes, pSrcCurrPos, pDst, pMarker, {Ss, Se, Al}, pAcTable, pDecHuffState);
+  return decodeAc<decodeFirst>({pSrc, nSrcLenBytes, pSrcCurrPos, pMarker, pDecHuffState}, pDst, {Ss, Se, Al}, pAcTable);
 }
 
 ZelStatus zeliDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(const uint8_t* pSrc, int nSrcLenBytes, int* pSrcCurrPos,
                                                       int16_t* pDst, int* pMarker, int Ss, int Se, int Al,
                                                       const ZeliDecodeHuffmanSpec* pAcTable,
                                                       ZeliDecodeHuffmanState* pDecHuffState) {
-  return decodeAc<decodeRefinement>(pSrc, nSrcLenBytes, pSrcCurrPos, pDst, pMarker, {Ss, Se, Al}, pAcTable,
-                                    pDecHuffState);
+  return decodeAc<decodeRefinement>({pSrc, nSrcLenBytes, pSrcCurrPos, pMarker, pDecHuffState}, pDst, {Ss, Se, Al},
+                                    pAcTable);
 }
 
 }  // namespace ZEL_VARIANT

@@ -1,14 +1,21 @@
 // Encoder states, and baseline encoding of blocks (ITU-T T.81, Annex F.1.2).
+//
+// Each block is written on the fast path where the longest block fits, and else, or where a symbol has no code, on the
+// careful one, which gives the statuses.
 #include "frame/checks.h"
-#include "huffman/encoder_state.h"
+#include "huffman/destination.h"
+#include "huffman/records.h"
 
 namespace ZEL_VARIANT {
 namespace {
 
-constexpr int kZeroRun = 0xF0, kEndOfBlock = 0x00;
+// The longest block: a DC code with 16 extra bits (differences of 16-bit values reach that far), 63 AC codes with
+// theirs. Runs and the end of block only ever stand in for coefficients.
+constexpr int kMaxBlockBits = kMaxCodeLength + 16 + 63 * (kMaxCodeLength + kMaxExtraBits);
+constexpr int kMaxBlockBytes = roomFor(kMaxPendingBits + kMaxBlockBits);
 
-// One block to any writer. The coefficients of a zigzag walk are the set bits of a mask; runs are the gaps between
-// them.
+// One block to any writer (F.1.2.1 and F.1.2.2). The coefficients of a zigzag walk are the set bits of a mask; runs are
+// the gaps between them. A coefficient that its byte shows saturated is read again in full.
 template <class Writer>
 ZEL_INLINE ZelStatus encodeBlock(Writer& writer, const int16_t* src, int lastDC, const ZeliEncodeHuffmanSpec& dc,
                                  const ZeliEncodeHuffmanSpec& ac) {
@@ -28,7 +35,7 @@ ZEL_INLINE ZelStatus encodeBlock(Writer& writer, const int16_t* src, int lastDC,
     ExtraBits extra{small.bits, small.size};
     if (__builtin_expect(small.size == 0, 0)) {
       extra = extraBits(src[kNatural.at[k]]);
-      if (extra.size > 15) return zelStsJPEGHuffTableErr;  // -32768
+      if (extra.size > kMaxExtraBits) return zelStsJPEGHuffTableErr;  // -32768 has no symbol
     }
     const uint32_t* codes = ac.codes + 16 * step;  // of a run of `step` zeros, by category
     if (const ZelStatus s = writer.code(codes - 16 + extra.size, extra)) return s;
@@ -36,37 +43,37 @@ ZEL_INLINE ZelStatus encodeBlock(Writer& writer, const int16_t* src, int lastDC,
   return last == 63 ? zelStsNoErr : writer.code(ac.codes + kEndOfBlock);
 }
 
-// The position reached; null where a symbol has no code. What was written then is whole words of bytes that the careful
-// path writes again. A function of its own, for its registers.
-ZEL_INLINE uint8_t* encodeFast(const int16_t* src, uint8_t* next, const ZeliEncodeHuffmanSpec& dc,
-                               const ZeliEncodeHuffmanSpec& ac, ZeliEncodeHuffmanState* state, int lastDC) {
-  auto writer = writerFrom<Path::fast>(*state, next, nullptr);
-  if (encodeBlock(writer, src, lastDC, dc, ac) != zelStsNoErr) return nullptr;
+// False where a symbol has no code: nothing that the caller sees has changed then but bytes after the position, which
+// the careful path writes again.
+ZEL_INLINE bool encodeFast(const int16_t* src, int lastDC, const ZeliEncodeHuffmanSpec& dc,
+                           const ZeliEncodeHuffmanSpec& ac, const Destination& to) {
+  auto writer = writerTo<Path::fast>(to);
+  if (encodeBlock(writer, src, lastDC, dc, ac) != zelStsNoErr) return false;
   writer.writeWholeBytes();
-  return save(writer, state);
+  save(writer, to);
+  return true;
 }
 
-[[gnu::noinline]] ZelStatus encodeCarefully(const int16_t* src, uint8_t* dst, int length, int* pos, int lastDC,
-                                            const ZeliEncodeHuffmanSpec& dc, const ZeliEncodeHuffmanSpec& ac,
-                                            ZeliEncodeHuffmanState* state) {
-  auto writer = writerFrom<Path::careful>(*state, dst + *pos, dst + length);
+// Not inline, so that the fast path has the registers to itself.
+[[gnu::noinline]] ZelStatus encodeCarefully(const int16_t* src, int lastDC, const ZeliEncodeHuffmanSpec& dc,
+                                            const ZeliEncodeHuffmanSpec& ac, Destination to) {
+  auto writer = writerTo<Path::careful>(to);
   const ZelStatus s = encodeBlock(writer, src, lastDC, dc, ac);
-  *pos = int(save(writer, state) - dst);
+  save(writer, to);
   return s;
 }
 
-ZelStatus encodeBaseline(const int16_t* src, uint8_t* dst, int length, int* pos, int16_t* lastDC,
-                         const ZeliEncodeHuffmanSpec& dc, const ZeliEncodeHuffmanSpec& ac,
-                         ZeliEncodeHuffmanState* state) {
+// The predictor changes whatever becomes of the block.
+ZelStatus encodeBaseline(const int16_t* src, int16_t* lastDC, const ZeliEncodeHuffmanSpec& dc,
+                         const ZeliEncodeHuffmanSpec& ac, const Destination& to) {
   const int predictor = *lastDC;
   *lastDC = src[0];
-  if (length - *pos >= kMaxBlockBytes)
-    if (const uint8_t* next = encodeFast(src, dst + *pos, dc, ac, state, predictor)) {
-      *pos = int(next - dst);
-      return zelStsNoErr;
-    }
-  return encodeCarefully(src, dst, length, pos, predictor, dc, ac, state);
+  if (to.room() >= kMaxBlockBytes && encodeFast(src, predictor, dc, ac, to)) return zelStsNoErr;
+  return encodeCarefully(src, predictor, dc, ac, to);
 }
+
+// No destination length: the caller vouches for the room and for a code for every symbol. The bits that precede the
+// position within its byte are taken from the destination and written again.
 
 void encodeDirect(const int16_t* src, uint8_t* dst, int* bitPos, int16_t* lastDC, const ZeliEncodeHuffmanSpec& dc,
                   const ZeliEncodeHuffmanSpec& ac) {
@@ -82,11 +89,7 @@ void encodeDirect(const int16_t* src, uint8_t* dst, int* bitPos, int16_t* lastDC
 
 }  // namespace
 
-ZelStatus zeliEncodeHuffmanStateGetBufSize_JPEG_8u(int* pSize) {
-  if (const ZelStatus s = present(pSize)) return s;
-  *pSize = int(sizeof(ZeliEncodeHuffmanState));
-  return zelStsNoErr;
-}
+ZelStatus zeliEncodeHuffmanStateGetBufSize_JPEG_8u(int* pSize) { return sizeOfRecord<ZeliEncodeHuffmanState>(pSize); }
 
 ZelStatus zeliEncodeHuffmanStateInit_JPEG_8u(ZeliEncodeHuffmanState* pEncHuffState) {
   if (const ZelStatus s = present(pEncHuffState)) return s;
@@ -96,29 +99,24 @@ ZelStatus zeliEncodeHuffmanStateInit_JPEG_8u(ZeliEncodeHuffmanState* pEncHuffSta
 
 ZelStatus zeliEncodeHuffmanStateInitAlloc_JPEG_8u(ZeliEncodeHuffmanState** ppEncHuffState) {
   if (const ZelStatus s = present(ppEncHuffState)) return s;
-  auto* state = reinterpret_cast<ZeliEncodeHuffmanState*>(zelsMalloc_8u(int(sizeof(ZeliEncodeHuffmanState))));
-  if (const ZelStatus s = present(state)) return s;
-  resetState(state);
-  *ppEncHuffState = state;
+  if (const ZelStatus s = allocateRecord(ppEncHuffState)) return s;
+  resetState(*ppEncHuffState);
   return zelStsNoErr;
 }
 
 ZelStatus zeliEncodeHuffmanStateFree_JPEG_8u(ZeliEncodeHuffmanState* pEncHuffState) {
-  if (const ZelStatus s = present(pEncHuffState)) return s;
-  zelsFree(pEncHuffState);
-  return zelStsNoErr;
+  return freeRecord(pEncHuffState);
 }
 
 ZelStatus zeliEncodeHuffman8x8_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int nDstLenBytes, int* pDstCurrPos,
                                              int16_t* pLastDC, const ZeliEncodeHuffmanSpec* pDcTable,
                                              const ZeliEncodeHuffmanSpec* pAcTable,
                                              ZeliEncodeHuffmanState* pEncHuffState, int bFlush) {
-  if (const ZelStatus s =
-          firstFailure(present(pDst), lengthOk(nDstLenBytes), present(pDstCurrPos), present(pEncHuffState)))
-    return s;
-  if (bFlush) return flush(pDst, nDstLenBytes, pDstCurrPos, pEncHuffState);
+  const Destination to = {pDst, nDstLenBytes, pDstCurrPos, pEncHuffState};
+  if (const ZelStatus s = checkDestination(to)) return s;
+  if (bFlush) return flush(to);
   if (const ZelStatus s = firstFailure(present(pSrc), present(pLastDC), present(pDcTable), present(pAcTable))) return s;
-  return encodeBaseline(pSrc, pDst, nDstLenBytes, pDstCurrPos, pLastDC, *pDcTable, *pAcTable, pEncHuffState);
+  return encodeBaseline(pSrc, pLastDC, *pDcTable, *pAcTable, to);
 }
 
 ZelStatus zeliEncodeHuffman8x8_Direct_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int* pDstBitsLen,

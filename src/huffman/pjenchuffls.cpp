@@ -1,65 +1,76 @@
-// Huffman encoding of lossless differences (ITU-T T.81, Annex H.1.2.2 and Table H.2), one or a row at a time.
-//
-// A difference is coded as a DC difference is, but for -32768: category 16 has no extra bits.
+// Huffman encoding of lossless differences (ITU-T T.81, Annex H.1.2.2), one or a row at a time.
 #include "frame/checks.h"
-#include "huffman/encoder_state.h"
+#include "huffman/destination.h"
+#include "huffman/lossless.h"
 
 namespace ZEL_VARIANT {
 namespace {
 
-constexpr int kMaxComponents = 4;
-constexpr int kMaxPixelBytes = 80;  // a sample adds at most 31 bits, so each of four may spill a word of stuffed bytes
-static_assert(kMaxComponents * 16 + 16 <= kMaxPixelBytes);
+// Room for one sample of each component. The writer may hold up to 63 bits of the samples before.
+constexpr int kMaxPixelBytes = roomFor(63 + kMaxComponents * (kMaxCodeLength + kMaxExtraBits));
 
 template <class Writer>
 ZEL_INLINE ZelStatus codeDifference(Writer& writer, int difference, const ZeliEncodeHuffmanSpec& table) {
   ExtraBits extra = extraBits(difference);
   const uint32_t* entry = table.codes + extra.size;
-  if (extra.size == 16) extra.size = 0, extra.bits = 0;
+  if (extra.size == kCategoryWithoutBits) {
+    extra.size = 0;
+    extra.bits = 0;
+  }
   return writer.code(entry, extra);
 }
 
-// Sample by sample, interleaved. *i is how many samples of each component are done; *c the component that failed.
-template <class Writer, class HasRoom>
-ZEL_INLINE ZelStatus codeRow(Writer& writer, const int16_t* const* rows, int n, int components,
+// Sample by sample, the components interleaved, while hasRoom(writer). *i is how many samples of each are done.
+template <int kCount, class Writer, class HasRoom>
+ZEL_INLINE ZelStatus codeRow(Writer& writer, const int16_t* const* rows, int n,
                              const ZeliEncodeHuffmanSpec* const* tables, int* i, HasRoom hasRoom) {
-  for (; *i < n && hasRoom(writer); ++*i)
-    for (int c = 0; c < components; ++c)
+  for (; *i < n && hasRoom(writer); ++*i) {
+#pragma GCC unroll 4
+    for (int c = 0; c < kCount; ++c)
       if (const ZelStatus s = codeDifference(writer, rows[c][*i], *tables[c])) return s;
+  }
   return zelStsNoErr;
 }
 
-// Fast while there is room for whole pixels, then careful from there.
-ZelStatus encodeRow(const int16_t* const* rows, int n, int components, uint8_t* dst, int length, int* pos,
-                    const ZeliEncodeHuffmanSpec* const* tables, ZeliEncodeHuffmanState* state) {
-  uint8_t* const end = dst + length;
+// Fast while there is room for a whole sample of each component, then careful from there. A symbol without a code ends
+// the row on either path, and both then leave what was coded before it.
+template <int kCount>
+ZelStatus encodeRow(const int16_t* const* rows, int n, const ZeliEncodeHuffmanSpec* const* tables,
+                    const Destination& to) {
   int i = 0;
-  ZelStatus s = zelStsNoErr;
-  if (length - *pos >= kMaxPixelBytes) {
-    auto writer = writerFrom<Path::fast>(*state, dst + *pos, nullptr);
-    s = codeRow(writer, rows, n, components, tables, &i,
-                [end](const auto& w) { return end - w.next() >= kMaxPixelBytes; });
+  if (to.room() >= kMaxPixelBytes) {
+    const uint8_t* const end = to.dst + to.length;
+    auto writer = writerTo<Path::fast>(to);
+    const ZelStatus s =
+        codeRow<kCount>(writer, rows, n, tables, &i, [end](const auto& w) { return end - w.next() >= kMaxPixelBytes; });
     writer.writeWholeBytes();
-    *pos = int(save(writer, state) - dst);
+    save(writer, to);
+    if (s != zelStsNoErr || i == n) return s;
   }
-  if (s != zelStsNoErr || i == n) return s;
-  auto writer = writerFrom<Path::careful>(*state, dst + *pos, end);
-  s = codeRow(writer, rows, n, components, tables, &i, [](const auto&) { return true; });
-  *pos = int(save(writer, state) - dst);
+  auto writer = writerTo<Path::careful>(to);
+  const ZelStatus s = codeRow<kCount>(writer, rows, n, tables, &i, [](const auto&) { return true; });
+  save(writer, to);
   return s;
 }
 
-ZelStatus encodeOne(int difference, uint8_t* dst, int length, int* pos, const ZeliEncodeHuffmanSpec& table,
-                    ZeliEncodeHuffmanState* state) {
-  auto writer = writerFrom<Path::careful>(*state, dst + *pos, dst + length);
+ZelStatus encodeRow(const int16_t* const* rows, int n, int components, const ZeliEncodeHuffmanSpec* const* tables,
+                    const Destination& to) {
+  switch (components) {
+    case 1:
+      return encodeRow<1>(rows, n, tables, to);
+    case 2:
+      return encodeRow<2>(rows, n, tables, to);
+    case 3:
+      return encodeRow<3>(rows, n, tables, to);
+  }
+  return encodeRow<kMaxComponents>(rows, n, tables, to);
+}
+
+ZelStatus encodeOne(int difference, const ZeliEncodeHuffmanSpec& table, const Destination& to) {
+  auto writer = writerTo<Path::careful>(to);
   const ZelStatus s = codeDifference(writer, difference, table);
-  *pos = int(save(writer, state) - dst);
+  save(writer, to);
   return s;
-}
-
-ZelStatus checkDestination(const uint8_t* pDst, int nDstLenBytes, const int* pDstCurrPos,
-                           const ZeliEncodeHuffmanState* pEncHuffState) {
-  return firstFailure(present(pDst), lengthOk(nDstLenBytes), present(pDstCurrPos), present(pEncHuffState));
 }
 
 }  // namespace
@@ -67,24 +78,26 @@ ZelStatus checkDestination(const uint8_t* pDst, int nDstLenBytes, const int* pDs
 ZelStatus zeliEncodeHuffmanOne_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int nDstLenBytes, int* pDstCurrPos,
                                              const ZeliEncodeHuffmanSpec* pEncHuffTable,
                                              ZeliEncodeHuffmanState* pEncHuffState, int bFlush) {
-  if (const ZelStatus s = checkDestination(pDst, nDstLenBytes, pDstCurrPos, pEncHuffState)) return s;
-  if (bFlush) return flush(pDst, nDstLenBytes, pDstCurrPos, pEncHuffState);
+  const Destination to = {pDst, nDstLenBytes, pDstCurrPos, pEncHuffState};
+  if (const ZelStatus s = checkDestination(to)) return s;
+  if (bFlush) return flush(to);
   if (const ZelStatus s = firstFailure(present(pSrc), present(pEncHuffTable))) return s;
-  return encodeOne(*pSrc, pDst, nDstLenBytes, pDstCurrPos, *pEncHuffTable, pEncHuffState);
+  return encodeOne(*pSrc, *pEncHuffTable, to);
 }
 
 ZelStatus zeliEncodeHuffmanRow_JPEG_16s1u_P4C1(const int16_t* const* ppSrc, int nSrcLen, int nSrcRows, uint8_t* pDst,
                                                int nDstLenBytes, int* pDstCurrPos,
                                                const ZeliEncodeHuffmanSpec* const* ppEncHuffTable,
                                                ZeliEncodeHuffmanState* pEncHuffState, int bFlush) {
-  if (const ZelStatus s = checkDestination(pDst, nDstLenBytes, pDstCurrPos, pEncHuffState)) return s;
-  if (bFlush) return flush(pDst, nDstLenBytes, pDstCurrPos, pEncHuffState);
+  const Destination to = {pDst, nDstLenBytes, pDstCurrPos, pEncHuffState};
+  if (const ZelStatus s = checkDestination(to)) return s;
+  if (bFlush) return flush(to);
   if (const ZelStatus s = firstFailure(present(ppSrc), lengthOk(nSrcLen), lengthOk(nSrcRows), present(ppEncHuffTable)))
     return s;
   const int components = nSrcRows < kMaxComponents ? nSrcRows : kMaxComponents;
   for (int c = 0; c < components; ++c)
     if (const ZelStatus s = firstFailure(present(ppSrc[c]), present(ppEncHuffTable[c]))) return s;
-  return encodeRow(ppSrc, nSrcLen, components, pDst, nDstLenBytes, pDstCurrPos, ppEncHuffTable, pEncHuffState);
+  return encodeRow(ppSrc, nSrcLen, components, ppEncHuffTable, to);
 }
 
 }  // namespace ZEL_VARIANT

@@ -1,21 +1,19 @@
 // Progressive Huffman encoding (ITU-T T.81, Annex G.1.2), and the statistics that mirror it.
 #include "frame/checks.h"
-#include "huffman/encoder_state.h"
+#include "huffman/destination.h"
 #include "huffman/progressive.h"
 
 namespace ZEL_VARIANT {
 namespace {
 
 constexpr int kMaxDcCategory = 11;
+constexpr int kMaxDcBytes = roomFor(kMaxPendingBits + kMaxCodeLength + kMaxDcCategory);
 
-// The fast path wants room for the longest block: pending bits, a run with all its correction bits, 63 codes with
-// theirs and their zero runs, every byte stuffed, and the rest of the last word.
-constexpr int kMaxBandBytes = 1024;
-static_assert(2 * ((7 + 30 + 1024 + 63 * (16 + 15) + 4 * 16 + 63) / 8) + 8 <= kMaxBandBytes);
-
-constexpr int kMaxDcBytes = 16;  // pending bits and a DC code with its extra bits, stored as eight bytes or stuffed
-
-ZelStatus alOk(int al) { return valueOk(al >= 0 && al <= 13); }
+// The most that one block may write: a pending run with a full buffer of correction bits, 63 coefficients with their
+// extra bits or one correction bit each, and the three runs of sixteen zeros that fit between them.
+constexpr int kMaxEobRunBits = kMaxCodeLength + kMaxEobCategory + kCorrectionBufferSize;
+constexpr int kMaxBandBits = kMaxEobRunBits + 63 * (kMaxCodeLength + kMaxAcCategory) + 3 * kMaxCodeLength;
+constexpr int kMaxBandBytes = roomFor(kMaxPendingBits + kMaxBandBits);
 
 // The point-transformed DC and its difference from the predictor, which becomes that value.
 int dcDifference(const int16_t* src, int al, int16_t* lastDC) {
@@ -24,95 +22,101 @@ int dcDifference(const int16_t* src, int al, int16_t* lastDC) {
   return difference;
 }
 
-ZelStatus encodeDcFirst(const int16_t* src, uint8_t* dst, int length, int* pos, int16_t* lastDC, int al,
-                        const ZeliEncodeHuffmanSpec& table, ZeliEncodeHuffmanState* state) {
+ZelStatus encodeDcFirst(const int16_t* src, int16_t* lastDC, int al, const ZeliEncodeHuffmanSpec& table,
+                        const Destination& to) {
   const ExtraBits extra = extraBits(dcDifference(src, al, lastDC));
   if (extra.size > kMaxDcCategory) return zelStsJPEGCodeRangeErr;
-  if (length - *pos >= kMaxDcBytes) {
-    auto writer = writerFrom<Path::fast>(*state, dst + *pos, nullptr);
+  if (to.room() >= kMaxDcBytes) {
+    auto writer = writerTo<Path::fast>(to);
     if (const ZelStatus s = writer.code(table.codes + extra.size, extra)) return s;
     writer.writeWholeBytes();
-    *pos = int(save(writer, state) - dst);
+    save(writer, to);
     return zelStsNoErr;
   }
-  auto writer = writerFrom<Path::careful>(*state, dst + *pos, dst + length);
+  auto writer = writerTo<Path::careful>(to);
   const ZelStatus s = writer.code(table.codes + extra.size, extra);
-  *pos = int(save(writer, state) - dst);
+  save(writer, to);
   return s;
 }
 
-ZelStatus encodeDcRefinement(const int16_t* src, uint8_t* dst, int length, int* pos, int al,
-                             ZeliEncodeHuffmanState* state) {
+// One bit. Seven times in eight it completes no byte and joins the pending ones.
+ZelStatus encodeDcRefinement(const int16_t* src, int al, const Destination& to) {
   const uint32_t bit = uint32_t(src[0] >> al) & 1;
-  if (state->bitCount < 7) {  // it completes no byte
-    state->bits |= uint64_t(bit) << (kStateTop - 1 - state->bitCount++);
+  ZeliEncodeHuffmanState* state = to.state;
+  if (state->bitCount < kMaxPendingBits) {
+    const uint64_t place = uint64_t(1) << (kStateTop - 1 - state->bitCount++);
+    state->bits = (state->bits & -(2 * place)) | (bit ? place : 0);  // what stands below the pending bits is no data
     return zelStsNoErr;
   }
-  auto writer = writerFrom<Path::careful>(*state, dst + *pos, dst + length);
+  auto writer = writerTo<Path::careful>(to);
   const ZelStatus s = writer.put(bit, 1);
-  *pos = int(save(writer, state) - dst);
+  save(writer, to);
   return s;
 }
 
-// One block of an AC scan to any sink. Changes the pending run; bits are added to the state's buffer.
+ZEL_INLINE Pending pendingOf(const ZeliEncodeHuffmanState& state) {
+  return {state.eobRun, state.correctionBitCount, state.correctionBits};
+}
+ZEL_INLINE void savePending(const Pending& p, ZeliEncodeHuffmanState* state) {
+  state->eobRun = p.eobRun;
+  state->correctionBitCount = p.bitCount;
+}
+
+// One block of an AC scan to any sink. Changes the pending run; correction bits are added to the state's buffer, behind
+// those that its count covers.
 template <bool kRefines, class Sink>
 ZEL_INLINE ZelStatus walkBand(const int16_t* src, Band band, Sink& sink, Pending* p, ZeliEncodeHuffmanState* state) {
   if constexpr (!kRefines) return encodeFirst(src, band, sink, p);
   Gathered g;
   if (const ZelStatus s = encodeRefinement(src, band, sink, p, &g)) return s;
-  return keepBits(g, state->correctionBits, p) ? codeEobRun(sink, p) : zelStsNoErr;
+  return keepBits(g, sink, state->correctionBits, p);
 }
 
-void savePending(const Pending& p, ZeliEncodeHuffmanState* state) {
-  state->eobRun = p.eobRun;
-  state->correctionBitCount = p.bitCount;
-}
-
-template <bool kRefines>
-ZelStatus encodeBand(const int16_t* src, uint8_t* dst, int length, int* pos, Band band,
-                     const ZeliEncodeHuffmanSpec& table, ZeliEncodeHuffmanState* state) {
-  if (length - *pos >= kMaxBandBytes) {
-    Pending p = {state->eobRun, state->correctionBitCount, state->correctionBits};
-    auto writer = writerFrom<Path::fast>(*state, dst + *pos, nullptr);
-    CodeSink<decltype(writer)> sink = {writer, table};
-    if (walkBand<kRefines>(src, band, sink, &p, state) == zelStsNoErr) {
-      writer.writeWholeBytes();
-      *pos = int(save(writer, state) - dst);
-      savePending(p, state);
-      return zelStsNoErr;
-    }
-  }
-  Pending p = {state->eobRun, state->correctionBitCount, state->correctionBits};
-  auto writer = writerFrom<Path::careful>(*state, dst + *pos, dst + length);
+// One block on either path. The careful one saves what was coded before an error, the fast one then saves nothing.
+template <Path kPath, bool kRefines>
+ZEL_INLINE ZelStatus encodeBandOn(const int16_t* src, Band band, const ZeliEncodeHuffmanSpec& table,
+                                  const Destination& to) {
+  Pending p = pendingOf(*to.state);
+  auto writer = writerTo<kPath>(to);
   CodeSink<decltype(writer)> sink = {writer, table};
-  const ZelStatus s = walkBand<kRefines>(src, band, sink, &p, state);
-  *pos = int(save(writer, state) - dst);
-  savePending(p, state);
+  const ZelStatus s = walkBand<kRefines>(src, band, sink, &p, to.state);
+  if constexpr (kPath == Path::fast) {
+    if (s != zelStsNoErr) return s;
+    writer.writeWholeBytes();
+  }
+  save(writer, to);
+  savePending(p, to.state);
   return s;
 }
 
-// The end of an AC scan or restart interval: the pending run, its correction bits, and ones to the end of the byte. A
-// run that cannot be coded is left in the state, and reported; everything else is reset. A full destination outweighs
-// that.
-ZelStatus flushBand(uint8_t* dst, int length, int* pos, const ZeliEncodeHuffmanSpec& table,
-                    ZeliEncodeHuffmanState* state) {
-  auto writer = writerFrom<Path::careful>(*state, dst + *pos, dst + length);
+template <bool kRefines>
+ZelStatus encodeBand(const int16_t* src, Band band, const ZeliEncodeHuffmanSpec& table, const Destination& to) {
+  if (to.room() >= kMaxBandBytes && encodeBandOn<Path::fast, kRefines>(src, band, table, to) == zelStsNoErr)
+    return zelStsNoErr;
+  return encodeBandOn<Path::careful, kRefines>(src, band, table, to);
+}
+
+// The end of an AC scan or restart interval: the pending run, every correction bit that is still buffered, and ones to
+// the end of the byte. Bits may be buffered without a run: a destination that was full has cut them off from its code.
+// A run that cannot be coded is reported and stays in the state; everything else is reset. A full destination outweighs
+// that status.
+ZelStatus flushBand(const ZeliEncodeHuffmanSpec& table, const Destination& to) {
+  auto writer = writerTo<Path::careful>(to);
   CodeSink<decltype(writer)> sink = {writer, table};
-  Pending p = {state->eobRun, state->correctionBitCount, state->correctionBits};
+  Pending p = pendingOf(*to.state);
   const ZelStatus run = codeEobRun(sink, &p);
-  const bool uncodable = run == zelStsJPEGCodeRangeErr || run == zelStsJPEGHuffTableErr;
-  ZelStatus rest = uncodable ? sink.buffered(p) : run;
+  ZelStatus rest = run == zelStsJPEGOutOfBufErr ? run : sink.buffered(p);  // none are left where the run was coded
   if (rest == zelStsNoErr) rest = writer.put(0x7F, 7);
-  *pos = int(writer.next() - dst);
-  resetState(state);
+  *to.pos = int(writer.next() - to.dst);
+  resetState(to.state);
   if (rest != zelStsNoErr) return rest;
-  if (uncodable) state->eobRun = p.eobRun;
+  to.state->eobRun = p.eobRun;
   return run;
 }
 
 template <bool kRefines>
 ZelStatus countBand(const int16_t* src, int32_t* counts, Band band, ZeliEncodeHuffmanState* state) {
-  Pending p = {state->eobRun, state->correctionBitCount, state->correctionBits};
+  Pending p = pendingOf(*state);
   CountSink sink = {counts};
   const ZelStatus s = walkBand<kRefines>(src, band, sink, &p, state);
   savePending(p, state);
@@ -120,7 +124,7 @@ ZelStatus countBand(const int16_t* src, int32_t* counts, Band band, ZeliEncodeHu
 }
 
 ZelStatus flushCounts(int32_t* counts, ZeliEncodeHuffmanState* state) {
-  Pending p = {state->eobRun, state->correctionBitCount, state->correctionBits};
+  Pending p = pendingOf(*state);
   CountSink sink = {counts};
   const ZelStatus s = codeEobRun(sink, &p);
   resetState(state);
@@ -128,14 +132,14 @@ ZelStatus flushCounts(int32_t* counts, ZeliEncodeHuffmanState* state) {
 }
 
 template <bool kRefines>
-ZelStatus encodeAc(const int16_t* pSrc, uint8_t* pDst, int nDstLenBytes, int* pDstCurrPos, Band band,
-                   const ZeliEncodeHuffmanSpec* pAcTable, ZeliEncodeHuffmanState* pEncHuffState, int bFlush) {
-  if (const ZelStatus s = firstFailure(present(pDst), lengthOk(nDstLenBytes), present(pDstCurrPos), present(pAcTable),
-                                       present(pEncHuffState)))
+ZelStatus encodeAc(const int16_t* pSrc, const Destination& to, Band band, const ZeliEncodeHuffmanSpec* pAcTable,
+                   int bFlush) {
+  if (const ZelStatus s =
+          firstFailure(present(to.dst), lengthOk(to.length), present(to.pos), present(pAcTable), present(to.state)))
     return s;
-  if (bFlush) return flushBand(pDst, nDstLenBytes, pDstCurrPos, *pAcTable, pEncHuffState);
+  if (bFlush) return flushBand(*pAcTable, to);
   if (const ZelStatus s = firstFailure(present(pSrc), bandOk(band))) return s;
-  return encodeBand<kRefines>(pSrc, pDst, nDstLenBytes, pDstCurrPos, band, *pAcTable, pEncHuffState);
+  return encodeBand<kRefines>(pSrc, band, *pAcTable, to);
 }
 
 template <bool kRefines>
@@ -153,37 +157,35 @@ ZelStatus zeliEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(const int16_t* pSrc, uint8_
                                                      int* pDstCurrPos, int16_t* pLastDC, int Al,
                                                      const ZeliEncodeHuffmanSpec* pDcTable,
                                                      ZeliEncodeHuffmanState* pEncHuffState, int bFlush) {
-  if (const ZelStatus s =
-          firstFailure(present(pDst), lengthOk(nDstLenBytes), present(pDstCurrPos), present(pEncHuffState)))
-    return s;
-  if (bFlush) return flush(pDst, nDstLenBytes, pDstCurrPos, pEncHuffState);
+  const Destination to = {pDst, nDstLenBytes, pDstCurrPos, pEncHuffState};
+  if (const ZelStatus s = checkDestination(to)) return s;
+  if (bFlush) return flush(to);
   if (const ZelStatus s = firstFailure(present(pSrc), present(pLastDC), alOk(Al), present(pDcTable))) return s;
-  return encodeDcFirst(pSrc, pDst, nDstLenBytes, pDstCurrPos, pLastDC, Al, *pDcTable, pEncHuffState);
+  return encodeDcFirst(pSrc, pLastDC, Al, *pDcTable, to);
 }
 
 ZelStatus zeliEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int nDstLenBytes,
                                                       int* pDstCurrPos, int Al, ZeliEncodeHuffmanState* pEncHuffState,
                                                       int bFlush) {
-  if (const ZelStatus s =
-          firstFailure(present(pDst), lengthOk(nDstLenBytes), present(pDstCurrPos), present(pEncHuffState)))
-    return s;
-  if (bFlush) return flush(pDst, nDstLenBytes, pDstCurrPos, pEncHuffState);
+  const Destination to = {pDst, nDstLenBytes, pDstCurrPos, pEncHuffState};
+  if (const ZelStatus s = checkDestination(to)) return s;
+  if (bFlush) return flush(to);
   if (const ZelStatus s = firstFailure(present(pSrc), alOk(Al))) return s;
-  return encodeDcRefinement(pSrc, pDst, nDstLenBytes, pDstCurrPos, Al, pEncHuffState);
+  return encodeDcRefinement(pSrc, Al, to);
 }
 
 ZelStatus zeliEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int nDstLenBytes,
                                                      int* pDstCurrPos, int Ss, int Se, int Al,
                                                      const ZeliEncodeHuffmanSpec* pAcTable,
                                                      ZeliEncodeHuffmanState* pEncHuffState, int bFlush) {
-  return encodeAc<false>(pSrc, pDst, nDstLenBytes, pDstCurrPos, {Ss, Se, Al}, pAcTable, pEncHuffState, bFlush);
+  return encodeAc<false>(pSrc, {pDst, nDstLenBytes, pDstCurrPos, pEncHuffState}, {Ss, Se, Al}, pAcTable, bFlush);
 }
 
 ZelStatus zeliEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(const int16_t* pSrc, uint8_t* pDst, int nDstLenBytes,
                                                       int* pDstCurrPos, int Ss, int Se, int Al,
                                                       const ZeliEncodeHuffmanSpec* pAcTable,
                                                       ZeliEncodeHuffmanState* pEncHuffState, int bFlush) {
-  return encodeAc<true>(pSrc, pDst, nDstLenBytes, pDstCurrPos, {Ss, Se, Al}, pAcTable, pEncHuffState, bFlush);
+  return encodeAc<true>(pSrc, {pDst, nDstLenBytes, pDstCurrPos, pEncHuffState}, {Ss, Se, Al}, pAcTable, bFlush);
 }
 
 ZelStatus zeliGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(const int16_t* pSrc, int32_t* pDcStatistics, int16_t* pLastDC,

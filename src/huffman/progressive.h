@@ -1,47 +1,50 @@
 // Progressive encoding of AC bands (ITU-T T.81, Annex G.1.2): the walks over a block that the encoders and their
-// statistics share. They are templates on where symbols go: to a bit writer, or to counters that mirror it symbol for
-// symbol.
+// statistics share. They are templates on where symbols go, the sink: to a bit writer, or to counters that mirror it
+// symbol for symbol.
+//
+// A block without (further) coefficients in the band adds one to an end-of-band run, which is coded when a later block
+// needs another symbol. In refinement scans the correction bits of the blocks in the run follow its code, so they are
+// buffered as long as it is pending.
 #pragma once
 
+#include "huffman/band.h"
 #include "huffman/bit_writer.h"
 
 namespace ZEL_VARIANT {
 namespace {
 
-constexpr int kZeroRun = 0xF0;  // the symbol of sixteen zeros
-constexpr int kLongestEobRun = 0x7FFF;
-constexpr int kMaxCorrectionBits = 937;  // more than these are not kept for a longer run: another block may add 63
-static_assert(kMaxCorrectionBits + 63 <= 1024, "a block's correction bits fit behind the buffered ones");
+constexpr int kLongestEobRun = 0x7FFF;  // T.81, Table G.1
+constexpr int kMaxEobCategory = 14;
+constexpr int kMaxAcCategory = 11;  // of coefficients of a first scan; the statistics are stricter by one
+constexpr int kMaxCountedAcCategory = 10;
 
-// A spectral band and its successive-approximation bit.
-struct Band {
-  int ss, se, al;
-};
+// A run is coded as soon as more correction bits than this are kept for it: each further block may add 63.
+constexpr int kMaxCorrectionBits = 937;
+constexpr int kCorrectionBufferSize = int(sizeof ZeliEncodeHuffmanState::correctionBits);
+static_assert(kMaxCorrectionBits + 63 <= kCorrectionBufferSize,
+              "a block's correction bits fit behind the buffered ones");
 
-inline ZelStatus bandOk(Band b) {
-  const auto in = [](int x, int low, int high) { return x >= low && x <= high ? zelStsNoErr : zelStsBadArgErr; };
-  if (const ZelStatus s = in(b.ss, 1, 63)) return s;
-  if (const ZelStatus s = in(b.se, b.ss, 63)) return s;
-  return in(b.al, 0, 13);
-}
-
-// What the encoder state carries from block to block. Bits gathered in the current block stay in a word until the block
-// is done, so that a walk that is given up has changed nothing.
+// What the encoder state carries from block to block, in a copy: a walk that is given up has not changed the record.
 struct Pending {
   int eobRun;
   int bitCount;             // buffered correction bits
   const uint8_t* buffered;  // one a byte
 };
+
+// The correction bits of the current block, which follow its next symbol or, where there is none, join the buffer.
 struct Gathered {
   uint64_t bits = 0;  // the first one is the highest of `count`
   int count = 0;
-  void add(uint32_t bit) { bits = bits << 1 | bit, ++count; }
+  void add(uint32_t bit) {
+    bits = bits << 1 | bit;
+    ++count;
+  }
 };
 
 // Symbols, extra bits and correction bits to a writer.
 template <class Writer>
 struct CodeSink {
-  static constexpr int kMaxFirstCategory = 11;
+  static constexpr int kMaxCategory = kMaxAcCategory;
   static constexpr bool kSplitsRuns = false;
   Writer& writer;
   const ZeliEncodeHuffmanSpec& table;
@@ -61,9 +64,10 @@ struct CodeSink {
   }
 };
 
-// Symbols to counters; bits go nowhere.
+// Symbols to counters, which wrap around; bits go nowhere. A run that is longer than the encoder could have left it (a
+// caller may have set it) is counted in two parts.
 struct CountSink {
-  static constexpr int kMaxFirstCategory = 10;
+  static constexpr int kMaxCategory = kMaxCountedAcCategory;
   static constexpr bool kSplitsRuns = true;
   int32_t* counts;
 
@@ -76,20 +80,20 @@ struct CountSink {
   ZelStatus gathered(const Gathered&) { return zelStsNoErr; }
 };
 
-// The pending end-of-band run (Table G.1): its category and the bits below the leading one, then the correction bits
-// kept for it. Nothing where no run is pending.
+// The pending end-of-band run (Table G.1): its category as the symbol category << 4 and the bits below its leading one,
+// then the correction bits kept for it. Nothing where no run is pending.
 template <class Sink>
 ZelStatus codeEobRun(Sink& sink, Pending* p) {
   if (p->eobRun == 0) return zelStsNoErr;
   if (Sink::kSplitsRuns && p->eobRun > kLongestEobRun) {
-    if (const ZelStatus s = sink.symbol(14 << 4)) return s;
+    if (const ZelStatus s = sink.symbol(kMaxEobCategory << 4)) return s;
     p->eobRun -= kLongestEobRun;
   }
-  const int size = 31 ^ __builtin_clz(uint32_t(p->eobRun));
-  if (size > 14) return zelStsJPEGCodeRangeErr;
+  const int size = 31 ^ __builtin_clz(uint32_t(p->eobRun));  // floor(log2(run))
+  if (size > kMaxEobCategory) return zelStsJPEGCodeRangeErr;
   if (const ZelStatus s = sink.symbol(size << 4)) return s;
   if (size > 0)
-    if (const ZelStatus s = sink.bits(uint32_t(p->eobRun) & ((1u << size) - 1), size)) return s;
+    if (const ZelStatus s = sink.bits(uint32_t(p->eobRun) & uint32_t(lowBits(size)), size)) return s;
   p->eobRun = 0;
   if (const ZelStatus s = sink.buffered(*p)) return s;
   p->bitCount = 0;
@@ -101,9 +105,10 @@ ZEL_INLINE uint64_t magnitudes(const int16_t* src, Band band, uint16_t* magnitud
   for (int i = 0; i < 64; i += i16v::N) store(magnitude + i, as<u16v>(abs(load<i16v>(src + i))) >> band.al);
   uint8_t bytes[64];
   const uint64_t nonzero = zigzagBytes(reinterpret_cast<const int16_t*>(magnitude), bytes);
-  return nonzero & (~uint64_t(0) >> (63 - band.se)) & ~lowBits(band.ss);
+  return nonzero & indexesOf(band);
 }
 
+// A block of a first scan (G.1.2.2): runs of zeros are the gaps between the set bits of a mask.
 template <class Sink>
 ZEL_INLINE ZelStatus encodeFirst(const int16_t* src, Band band, Sink& sink, Pending* p) {
   uint16_t magnitude[64];
@@ -117,7 +122,7 @@ ZEL_INLINE ZelStatus encodeFirst(const int16_t* src, Band band, Sink& sink, Pend
       if (const ZelStatus s = sink.symbol(kZeroRun)) return s;
     const uint32_t m = magnitude[kNatural.at[k]];
     const int size = category(m);
-    if (size > Sink::kMaxFirstCategory) return zelStsJPEGCodeRangeErr;
+    if (size > Sink::kMaxCategory) return zelStsJPEGCodeRangeErr;
     const uint32_t sign = src[kNatural.at[k]] < 0 ? ~0u : 0;  // a negative coefficient's bits are complemented
     if (const ZelStatus s = sink.symbol((run << 4) + size, {(m ^ sign) & lowBits(size), uint64_t(size)})) return s;
   }
@@ -125,6 +130,9 @@ ZEL_INLINE ZelStatus encodeFirst(const int16_t* src, Band band, Sink& sink, Pend
   return zelStsNoErr;
 }
 
+// A block of a refinement scan (G.1.2.3): magnitudes of 1 are new coefficients, greater ones had their leading bit in
+// an earlier scan and give one correction bit each. Zeros are coded as runs of sixteen only before the last new
+// coefficient: behind it an end of band covers them.
 // *g: the correction bits that are left for the run that this block begins or prolongs; the caller buffers them.
 template <class Sink>
 ZEL_INLINE ZelStatus encodeRefinement(const int16_t* src, Band band, Sink& sink, Pending* p, Gathered* g) {
@@ -162,10 +170,14 @@ ZEL_INLINE ZelStatus encodeRefinement(const int16_t* src, Band band, Sink& sink,
   return zelStsNoErr;
 }
 
-// The gathered bits behind the buffered ones; whether the run must be coded now.
-inline bool keepBits(const Gathered& g, uint8_t* buffer, Pending* p) {
+// Puts the gathered bits behind the buffered ones, and codes the run where it may not grow further. The buffer has room
+// unless the caller went on after a full destination had left its bits there.
+template <class Sink>
+ZelStatus keepBits(const Gathered& g, Sink& sink, uint8_t* buffer, Pending* p) {
+  if (p->bitCount + g.count > kCorrectionBufferSize) return zelStsJPEGOutOfBufErr;
   for (int i = g.count - 1; i >= 0; --i) buffer[p->bitCount++] = uint8_t(g.bits >> i & 1);
-  return p->bitCount > kMaxCorrectionBits || p->eobRun == kLongestEobRun;
+  const bool full = p->bitCount > kMaxCorrectionBits || p->eobRun == kLongestEobRun;
+  return full ? codeEobRun(sink, p) : zelStsNoErr;
 }
 
 }  // namespace
