@@ -1219,8 +1219,7 @@ ZEL_API ZelStatus zeliEncodeFree_JPEG2K(ZeliEncodeState_JPEG2K* pState);
  * @param termMode        a ZeliTermination
  * @param reserved        not looked at
  * @param codeStyleFlags  ZeliCodeBlockFlags, of the styles and the encoder
- * @param pSfBits         planes from the highest bit set down to bit 0, also where they are not all coded; 0 for a
- * block
+ * @param pSfBits         planes from the highest bit set down to bit 0, even where not all are coded; 0 for a block
  *                        of zeros, which has no pass and no segment
  * @param pNOfPasses      coding passes
  * @param pNOfTermPasses  codeword segments */
@@ -1241,8 +1240,8 @@ ZEL_API ZelStatus zeliEncodeStoreBits_JPEG2K_1u(uint8_t* pDst, int* pDstLen, Zel
 /** Bytes of the block, from its first segment on, after which a decoder has all it needs through pass passNum. It is
  * not less than for the pass before, and never just behind a byte 0xFF. Known once all bytes have been handed out.
  *
- * zelStsJPEG2KBadPassNumberErr: no such pass. Checks: pState, its tag, the result, the number; so too in the next two.
- * */
+ * zelStsJPEG2KBadPassNumberErr: no such pass. Checks: pState, its tag, the result, the number; so too in the two that
+ * follow. */
 ZEL_API ZelStatus zeliEncodeGetRate_JPEG2K(const ZeliEncodeState_JPEG2K* pState, int passNum, int* pRate);
 
 /** The squared error that passes 0..passNum take away together, in squared units of the lowest plane coded. Known as
