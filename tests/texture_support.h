@@ -56,13 +56,4 @@ inline void checkDecoderOverSizes(Decoder decode, BlockDecoder* definition, int 
   });
 }
 
-// Rows 2 GiB apart, in memory that is reserved and hardly touched.
-struct FarRows {
-  static constexpr uint32_t kStep = 0x80000004u;
-  static constexpr size_t kBytes = size_t(kStep) * 2 + 4096;
-  uint8_t* base = static_cast<uint8_t*>(
-      mmap(nullptr, kBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0));
-  ~FarRows() { munmap(base, kBytes); }
-};
-
 }  // namespace zeltest

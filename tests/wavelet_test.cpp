@@ -16,6 +16,7 @@ namespace {
 using zeltest::bad;
 using zeltest::Checks;
 using zeltest::expectChecks;
+using zeltest::FarRows;
 using zeltest::Guarded;
 using zeltest::length;
 using zeltest::null;
@@ -640,32 +641,12 @@ void bufferLimits(const TileFunctions<T>& f) {
   for (const int w : {longest, kMost}) EXPECT_EQ(tooLarge, sizes(f.planeBytes, {0, 0, w, 1}));
 }
 
-// Rows a gigabyte apart, in address space that takes no memory until it is written to.
-template <class T>
-class FarRows {
- public:
-  static constexpr int kStep = 1 << 30;
-  explicit FarRows(int rows) : bytes_(size_t(kStep) * size_t(rows)) {
-    base_ = mmap(nullptr, bytes_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-    if (base_ == MAP_FAILED) std::abort();
-  }
-  ~FarRows() { munmap(base_, bytes_); }
-  FarRows(const FarRows&) = delete;
-  T* row(int r) { return reinterpret_cast<T*>(static_cast<char*>(base_) + int64_t(r) * kStep); }
-  void fill(Plane<T>& plane) {
-    for (int y = 0; y < plane.height(); ++y)
-      std::memcpy(row(y), plane.row(y).data(), size_t(plane.width()) * sizeof(T));
-  }
-  std::vector<T> samples(int width, int height) {
-    std::vector<T> all;
-    for (int y = 0; y < height; ++y) all.insert(all.end(), row(y), row(y) + width);
-    return all;
-  }
+constexpr int kFar = 1 << 30;  // bytes from row to row
 
- private:
-  size_t bytes_;
-  void* base_;
-};
+template <class T>
+void copyRows(const Plane<T>& from, FarRows<T>& to) {
+  for (int y = 0; y < from.height(); ++y) std::memcpy(to.row(y), from.row(y).data(), size_t(from.width()) * sizeof(T));
+}
 
 template <class T>
 void farTile(const TileFunctions<T>& f) {
@@ -673,34 +654,33 @@ void farTile(const TileFunctions<T>& f) {
   const ZeliRect r = {0, 1, kW, kH};
   std::vector<uint8_t> buffer(2048);
   Plane<T> image(kW, kH);
-  FarRows<T> far(kH), ll(kH / 2), lh(kH / 2), hl(kH / 2), hh(kH / 2);
+  FarRows<T> far(kH, kFar), ll(kH / 2, kFar), lh(kH / 2, kFar), hl(kH / 2, kFar), hh(kH / 2, kFar);
   T* const bands[4] = {ll.row(0), lh.row(0), hl.row(0), hh.row(0)};
-  const int steps[4] = {far.kStep, far.kStep, far.kStep, far.kStep};
+  const int steps[4] = {kFar, kFar, kFar, kFar};
   Random rng(8);
   image.fill(rng);
-  far.fill(image);
+  copyRows(image, far);
   const std::vector<T> samples = samplesOf(image);
-  ASSERT_EQ(zelStsNoErr, f.toBands(far.row(0), far.kStep, &r, bands, steps, buffer.data()));
-  ASSERT_EQ(zelStsNoErr, f.forward(far.row(0), far.kStep, &r, buffer.data()));
+  ASSERT_EQ(zelStsNoErr, f.toBands(far.row(0), kFar, &r, bands, steps, buffer.data()));
+  ASSERT_EQ(zelStsNoErr, f.forward(far.row(0), kFar, &r, buffer.data()));
   ASSERT_EQ(zelStsNoErr, f.forward(image.data(), image.step(), &r, buffer.data()));
   const std::vector<T> transformed = far.samples(kW, kH);
   EXPECT_EQ(samplesOf(image), transformed);
   EXPECT_EQ(transformed[size_t(kW * kH - 1)], hh.row(kH / 2 - 1)[kW / 2 - 1]);
-  ASSERT_EQ(zelStsNoErr, f.fromBands(bands, steps, far.row(0), far.kStep, &r, buffer.data()));
+  ASSERT_EQ(zelStsNoErr, f.fromBands(bands, steps, far.row(0), kFar, &r, buffer.data()));
   ASSERT_EQ(zelStsNoErr, f.inverse(image.data(), image.step(), &r, buffer.data()));
   EXPECT_EQ(samplesOf(image), far.samples(kW, kH));
 }
 template <class T>
 void farRegion(const RegionFunctions<T>& f) {
   constexpr int kN = 5, kBorder = 4, kSide = 2 * kN + 2 * kBorder;
-  FarRows<T> x(kSide), low(kN), high(kN);
+  FarRows<T> x(kSide, kFar), low(kN, kFar), high(kN, kFar);
   Plane<T> image(kSide, kSide), nearLow(kN, kN), nearHigh(kN, kN);
   Random rng(9);
   image.fill(rng);
-  x.fill(image);
+  copyRows(image, x);
   const ZeliSize size = {kN, kN};
-  ASSERT_EQ(zelStsNoErr,
-            f.forward(x.row(kBorder) + kBorder, x.kStep, low.row(0), x.kStep, high.row(0), x.kStep, size, 0));
+  ASSERT_EQ(zelStsNoErr, f.forward(x.row(kBorder) + kBorder, kFar, low.row(0), kFar, high.row(0), kFar, size, 0));
   ASSERT_EQ(zelStsNoErr, f.forward(image.data() + kBorder * kSide + kBorder, image.step(), nearLow.data(),
                                    nearLow.step(), nearHigh.data(), nearHigh.step(), size, 0));
   EXPECT_EQ(samplesOf(nearLow), low.samples(kN, kN));

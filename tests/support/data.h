@@ -110,4 +110,28 @@ class Guarded {
   uint8_t *base_, *begin_, *end_;
 };
 
+// Rows so far apart that their offsets exceed 32 bits, in address space that takes no memory until it is written to.
+template <class T>
+class FarRows {
+ public:
+  FarRows(int rows, uint32_t step) : step_(step), bytes_(size_t(step) * size_t(rows)) {
+    base_ = mmap(nullptr, bytes_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (base_ == MAP_FAILED) std::abort();
+  }
+  ~FarRows() { munmap(base_, bytes_); }
+  FarRows(const FarRows&) = delete;
+  FarRows& operator=(const FarRows&) = delete;
+  T* row(int r) { return reinterpret_cast<T*>(static_cast<char*>(base_) + int64_t(r) * step_); }
+  std::vector<T> samples(int width, int height) {
+    std::vector<T> all;
+    for (int y = 0; y < height; ++y) all.insert(all.end(), row(y), row(y) + width);
+    return all;
+  }
+
+ private:
+  uint32_t step_;
+  size_t bytes_;
+  void* base_;
+};
+
 }  // namespace zeltest
