@@ -101,7 +101,7 @@ void resampling(const std::string& where, const std::shared_ptr<Work>& w) {
   const size_t width = size_t(w->width), height = size_t(w->height);
   for (const bool both : {false, true}) {
     const std::string kind = both ? "H2V2, " : "H2V1, ";
-    const auto copyRows = [w, width](size_t bytes, size_t rows) {
+    const auto copyRows = [w](size_t bytes, size_t rows) {
       for (size_t y = 0; y < rows; ++y) std::memcpy(w->largeRows[y], w->planeRows[0][y], bytes);
     };
     // H2V2 makes two rows of each source row; the first half of the rows is the source.

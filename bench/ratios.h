@@ -9,6 +9,14 @@
 
 #include "support/api.h"
 
+// A scalar yardstick, compiled at a stated level: g++ vectorises simple loops at -O3 and not at -O2. clang does at
+// both, and has no such attribute.
+#ifdef __clang__
+#define BENCH_PLAIN(level) [[gnu::noinline]]
+#else
+#define BENCH_PLAIN(level) [[gnu::noinline, gnu::optimize(level)]]
+#endif
+
 namespace bench {
 
 // Does the row's work once. Contenders of one row do the same work on the same data.

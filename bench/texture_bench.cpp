@@ -118,7 +118,7 @@ void ycocgRow() {
 
 // ---- Photo core transform: the steps of ITU-T T.832 on one block after the other -----------------------------------
 
-#define PLAIN [[gnu::noinline, gnu::optimize("O2")]] void
+#define PLAIN BENCH_PLAIN("O2") void
 
 inline void hadamard(int32_t& a, int32_t& b, int32_t& c, int32_t& d, int r) {
   a += d, b -= c;
@@ -167,7 +167,7 @@ void coreRows() {
   for (const bool back : {false, true}) {
     auto contenders = bench::ours([&](const Api& api) -> bench::Work {
       auto data = std::make_shared<std::vector<int32_t>>(plane);
-      return [data, step, size, f = back ? api.zeliPCTInv_HDP_32s_C1IR : api.zeliPCTFwd_HDP_32s_C1IR] {
+      return [data, size, f = back ? api.zeliPCTInv_HDP_32s_C1IR : api.zeliPCTFwd_HDP_32s_C1IR] {
         f(data->data(), step, size);
       };
     });

@@ -181,7 +181,7 @@ struct Components {
   T* planes[3] = {plane[0].data(), plane[1].data(), plane[2].data()};
 };
 
-#define PLAIN [[gnu::noinline, gnu::optimize("O3")]] void
+#define PLAIN BENCH_PLAIN("O3") void
 PLAIN plainRct(int32_t* a, int32_t* b, int32_t* c, size_t n) {
   for (size_t i = 0; i < n; ++i) {
     const int32_t y = (a[i] + 2 * b[i] + c[i]) >> 2, cb = c[i] - b[i], cr = a[i] - b[i];
@@ -230,16 +230,16 @@ PLAIN plainIct(int16_t* a, int16_t* b, int16_t* c, size_t n) {
 template <class T>
 void componentRow(const std::string& name, ZelStatus (*zeltest::Api::*transform)(T* const*, int, ZeliSize),
                   void (*plain)(T*, T*, T*, size_t)) {
-  const size_t n = size_t(kSide) * kSide / 4;
+  constexpr size_t n = size_t(kSide) * kSide / 4;
   auto ours = bench::ours([&](const zeltest::Api& api) -> bench::Work {
     auto c = std::make_shared<Components<T>>();
     return [c, f = api.*transform] { f(c->planes, kSide * int(sizeof(T)), {kSide, kSide / 4}); };
   });
   auto copying = ours;
   auto c = std::make_shared<Components<T>>(), copy = std::make_shared<Components<T>>();
-  ours.push_back({"plain -O3", [c, plain, n] { plain(c->planes[0], c->planes[1], c->planes[2], n); }});
+  ours.push_back({"plain -O3", [c, plain] { plain(c->planes[0], c->planes[1], c->planes[2], n); }});
   bench::compare(name, double(n), "pixel", {1.0, 1.5}, ours);
-  copying.push_back({"memcpy", [c, copy, n] {
+  copying.push_back({"memcpy", [c, copy] {
                        for (int i = 0; i < 3; ++i) std::memcpy(copy->planes[i], c->planes[i], n * sizeof(T));
                      }});
   bench::compare(name + " beside a copy", double(n), "pixel", {0, 0}, copying);
