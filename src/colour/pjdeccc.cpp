@@ -185,8 +185,9 @@ ZEL_INLINE void decode422Step(const uint8_t* src, uint8_t* dst) {
 // Pixels come in pairs that share their chroma. The last pixel of an odd width has no Cr of its own, and takes that of
 // the pair before it.
 void decode422Row(const uint8_t* src, uint8_t* dst, int width) {
+  const int whole = width - width % 8;
   int i = 0;
-  for (; i + 8 <= width; i += 8) decode422Step(src + 2 * int64_t(i), dst + 3 * int64_t(i));
+  for (; i < whole; i += 8) decode422Step(src + 2 * int64_t(i), dst + 3 * int64_t(i));
   const ToChannels<true> to = {dst};
   int cr = i > 0 ? src[2 * int64_t(i) - 1] : 128;
   for (; i < width; ++i) {

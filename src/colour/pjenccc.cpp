@@ -25,7 +25,7 @@ ZEL_INLINE Ycc<V> matrix14(const Rgb<V>& c) {
 }
 
 // The same for a single pixel. Chroma of pure blue and of pure red comes to 256.
-Ycc<uint8_t> matrix14(const Rgb<int>& c) {
+Ycc<uint8_t> matrix14(Rgb<int> c) {
   constexpr ForwardMatrix m = kForward14;
   return {uint8_t((m.y.r * c.r + m.y.g * c.g + m.y.b * c.b + kHalf14) >> 14),
           clampToByte((m.cb.r * c.r + m.cb.g * c.g + m.cb.b * c.b + kChroma14) >> 14),
@@ -48,7 +48,7 @@ ZEL_INLINE V luma15(const Rgb<V>& c) {
   const auto high = maddPairs(unpackHigh128(rg, bg), differences) + maddPairs(unpackHigh128(c.g, one), green);
   return packI16x128(low >> 15, high >> 15) + c.g;
 }
-uint8_t luma15(const Rgb<int>& c) {
+uint8_t luma15(Rgb<int> c) {
   constexpr Weights w = kForward15.y;
   return uint8_t((w.r * c.r + w.g * c.g + w.b * c.b + kLumaRounding15) >> 15);
 }
@@ -76,11 +76,11 @@ ZEL_INLINE Ycc<V> planarForm(const Rgb<V>& c) {
           mulHiRound(c.r - y, splat<V>(kCrOfDifference)) + centre};
 }
 
-uint8_t lumaByTables(const Rgb<int>& c) {
+uint8_t lumaByTables(Rgb<int> c) {
   const auto& t = kEncodingTables.cc_table;
   return uint8_t((t[0][c.r] + t[1][c.g] + t[2][c.b]) >> 16);
 }
-Ycc<uint8_t> byTables(const Rgb<int>& c) {
+Ycc<uint8_t> byTables(Rgb<int> c) {
   const auto& t = kEncodingTables.cc_table;
   return {lumaByTables(c), uint8_t((t[3][c.r] + t[4][c.g] + t[5][c.b]) >> 16),
           uint8_t((t[5][c.r] + t[6][c.g] + t[7][c.b]) >> 16)};
@@ -231,8 +231,9 @@ void lumaRow(FromChannels<kRedFirst> from, uint8_t* y, int width) {
 }
 
 void lumaRowOfPlanes(FromPlanes from, uint8_t* y, int width) {
+  const int whole = width - width % 4;
   int i = 0;
-  for (; i + 4 <= width; i += 4) {
+  for (; i < whole; i += 4) {
     const Rgb<i16x8> c = from.get<Step<i16x8, 4>>(i);
     const auto wide = [](i16x8 x) { return as<i32x4>(unpackLow128(x, zero<i16x8>())); };
     const i32x4 luma = lumaFloat(wide(c.r), wide(c.g), wide(c.b));
@@ -242,8 +243,9 @@ void lumaRowOfPlanes(FromPlanes from, uint8_t* y, int width) {
 }
 
 void copyRow(const uint8_t* src, uint8_t* dst, int n) {
+  const int whole = n - n % u8v::N;
   int i = 0;
-  for (; i + u8v::N <= n; i += u8v::N) store(dst + i, load<u8v>(src + i));
+  for (; i < whole; i += u8v::N) store(dst + i, load<u8v>(src + i));
   for (; i < n; ++i) dst[i] = src[i];
 }
 void copyKey(const uint8_t* cmyk, uint8_t* dst, int n) {

@@ -73,16 +73,17 @@ struct Step {
 // many pixels that were; fewer than kSmallest stay.
 template <int kSmallest, class Body>
 ZEL_INLINE int inSteps(int n, Body body) {
+  const int whole = n - n % i16v::N;
   int i = 0;
-  for (; i + i16v::N <= n; i += i16v::N) body(Step<i16v, i16v::N>{}, i);
+  for (; i < whole; i += i16v::N) body(Step<i16v, i16v::N>{}, i);
   if constexpr (i16v::N > 8) {
-    if (i + 8 <= n) {
+    if (n - i >= 8) {
       body(Step<i16x8, 8>{}, i);
       i += 8;
     }
   }
   if constexpr (kSmallest == 4) {
-    if (i + 4 <= n) {
+    if (n - i >= 4) {
       body(Step<i16x8, 4>{}, i);
       i += 4;
     }
