@@ -101,7 +101,7 @@ void upRow(Source src, uint8_t* dst, int64_t begin, int64_t end) {
   for (; i < end; ++i) dst[i] = i % 2 ? rightOf(src, i / 2) : leftOf(src, i / 2);
 }
 
-// A whole row without neighbours outside: the two outermost outputs are the outermost samples, as if they were repeated.
+// A whole row without neighbours outside: the outermost samples are their own neighbours.
 // A row may have more outputs than an int holds.
 template <class Source>
 void upRowInside(Source src, int width, uint8_t* dst) {

@@ -3,8 +3,8 @@
 // With the JFIF matrix in 14-bit fixed point (matrix.h), rounded to nearest,
 //   Y - 128 = (4899 R + 9617 G + 1868 B + 2^13 - 128 * 2^14) >> 14
 //   Cb = (-2764 R - 5428 G + 8192 B + 2^(n-1)) >> n,  Cr = (8192 R - 6860 G - 1332 B + 2^(n-1)) >> n
-// where chroma takes the sums over its 1, 2 or 4 pixels and n is 14, 15 or 16. The factors of Y add up to 2^14 and those
-// of chroma to 0, so that all three need only the differences R - G and B - G:
+// where chroma takes the sums over its 1, 2 or 4 pixels and n is 14, 15 or 16. The factors of Y add up to 2^14 and
+// those of chroma to 0, so that all three need only the differences R - G and B - G:
 //   Y - 128 = ((4899 (R - G) + 1868 (B - G) + 2^13 - 128 * 2^14) >> 14) + G
 // and every component costs one pairwise multiply-add on one common vector. Sums of 4 differences stay within +-1020.
 #include "colour/mcu.h"
@@ -18,7 +18,7 @@ ZEL_INLINE i32v weigh(i16v differences, const McuTables::Words& factors, const M
   return (maddPairs(differences, loadAligned<i16v>(factors)) + loadAligned<i32v>(rounding)) >> kShift;
 }
 
-// ---- Readers of pixels: what a group of them gives to each component -------------------------------------------------
+// ---- Readers of pixels: what a group of them gives to each component ------------------------------------------------
 // A reader gives a group's luma (and key) ready for their blocks. Its chroma is written at full resolution, or summed
 // over one or two rows and then averaged over pairs of columns, 2^kLog pixels in all.
 
