@@ -445,7 +445,8 @@ ZEL_API ZelStatus zeliReconstructPredRow_JPEG_16s_C1(const int16_t* pSrc, const 
  *     Cr =  0.5     R - 0.41869 G - 0.08131 B + 128    B = Y + 1.772   (Cb - 128)
  *
  * in fixed point: every result is clamped to 0..255 and, for samples in that range, within 1 of the exact one (4:2:2
- * pairs: within 1.6). CMYK and YCCK follow the Adobe convention: R = 255 - C, G = 255 - M, B = 255 - Y go through the matrix, K is carried along.
+ * pairs: within 1.6). CMYK and YCCK follow the Adobe convention: R = 255 - C, G = 255 - M, B = 255 - Y go through the
+ * matrix, K is carried along.
  *
  * Pixels of 16 bits keep the high bits of each channel, cut when written and followed by zeros when read (so white is
  * read as 248, 252, 248). A name lists its fields from the lowest bit on: in RGB555 and RGB565 red is lowest, in BGR555
