@@ -63,7 +63,7 @@ ZEL_INLINE Ycc<V> matrix15(const Rgb<V>& c) {
 }
 
 // The planar form: luma in 16 bits, and chroma from the rounded luma, as Cb = (B - Y) * 0.5 / (1 - 0.114) + 128 and
-// Cr = (R - Y) * 0.5 / (1 - 0.299) + 128. The factors are those of the quotients' first four digits, in 15 bits.
+// Cr = (R - Y) * 0.5 / (1 - 0.299) + 128. The factors are these quotients rounded to four digits, in 15 bits.
 template <class V>
 ZEL_INLINE Ycc<V> planarForm(const Rgb<V>& c) {
   constexpr int kCbOfDifference = fixedPoint(0.5643, 15);  // 18491
