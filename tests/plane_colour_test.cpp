@@ -63,8 +63,8 @@ class ColourChecks : public Checks {
     const auto [src, srcWithout] = argument<S>(sources, sourcesWithout);
     const auto [dst, dstWithout] = argument<D>(planes, planesWithout);
     for (int i = 0; i < 4; ++i) {
-      const auto srcMissing = bad<0>(i < srcPlanes ? srcWithout[i] : S(nullptr), zelStsNullPtrErr);
-      const auto dstMissing = bad<2>(i < dstPlanes ? dstWithout[i] : D(nullptr), zelStsNullPtrErr);
+      const auto srcMissing = bad<0>(i < srcPlanes ? srcWithout[size_t(i)] : S(nullptr), zelStsNullPtrErr);
+      const auto dstMissing = bad<2>(i < dstPlanes ? dstWithout[size_t(i)] : D(nullptr), zelStsNullPtrErr);
       expectChecks(f, std::tuple(src, 8, dst, 8, one), null<0>(), null<2>(), srcMissing, dstMissing, step<1>(-i),
                    step<3>(-i), size<4>(i % 2, 1 - i % 2));
     }
