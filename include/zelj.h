@@ -541,7 +541,7 @@ ZEL_API ZelStatus zeliYCCKToCMYK_JPEG_8u_P4C4R(const uint8_t* const pSrc[4], int
 /** @} */
 
 /** From 4:2:2 pairs, without interpolation of chroma. The width should be even: of an odd one the last pixel has no Cr
- * of its own, and takes that of the pair before it; the source row then ends with its Cb.
+ * of its own, and takes that of the pair before it, or 128; the source row then ends with its Cb.
  * Checks: pSrc, pDst, roiSize. The steps are not checked and may be negative. */
 ZEL_API ZelStatus zeliYCbCr422ToRGB_JPEG_8u_C2C3R(const uint8_t* pSrc, int srcStep, uint8_t* pDst, int dstStep,
                                                   ZeliSize roiSize);

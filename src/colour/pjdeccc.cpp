@@ -161,11 +161,12 @@ ZEL_INLINE void decodeRowFrom(const uint8_t* const* src, int srcStep, int r, int
 
 // ---- Interleaved 4:2:2 ----------------------------------------------------------------------------------------------
 
-// High half of (c << 7) * factor, 2^9 times the product in units of 1: chroma is not centred yet, and c << 7 just fits.
+// (c * factor) >> 9, as the high half of the product with c << 7, which just fits 16 bits. Chroma is not centred here;
+// the constants below take the centre off afterwards.
 ZEL_INLINE i16x8 product(i16x8 c, int factor) { return mulHi(c << 7, splat<i16x8>(int16_t(factor))); }
 
 ZEL_INLINE void decode422Step(const uint8_t* src, uint8_t* dst) {
-  constexpr int kShift = 5;  // 7 + 14 bits, of which the high half has dropped 16
+  constexpr int kShift = kFractionBits - 9;
   constexpr int16_t kRedCentre = kCentre * kRedOfCr >> kFractionBits;                      // 179
   constexpr int16_t kGreenCentre = -kCentre * (kGreenOfCb + kGreenOfCr) >> kFractionBits;  // 135
   constexpr int16_t kBlueCentre = kCentre * kBlueOfCb >> kFractionBits;                    // 226
