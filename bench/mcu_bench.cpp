@@ -73,7 +73,10 @@ struct McuRow {
       for (int c = 1; c < 3; ++c) reducedRows[c][y] = reduced.p + ((c - 1) * s.height() + y) * width;
       reducedRows[0][y] = planeRows[0][y];
     }
-    for (int c = 0; c < 3; ++c) plane[c] = planeRows[c], reducedPlane[c] = s.logX ? reducedRows[c] : planeRows[c];
+    for (int c = 0; c < 3; ++c) {
+      plane[c] = planeRows[c];
+      reducedPlane[c] = s.logX ? reducedRows[c] : planeRows[c];
+    }
     const auto& api = zeltest::variants()[0].api;
     for (int i = 0; i < mcus(); ++i) {
       int16_t* const out[] = {luma(i), chroma(i), chroma(i) + 64};

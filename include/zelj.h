@@ -557,17 +557,64 @@ ZEL_API ZelStatus zeliReconstructPredRow_JPEG_16s_C1(const int16_t* pSrc, const 
 /* ==== 4  JPEG colour conversion and resampling ==================================================================== */
 
 /** @defgroup zelj_colour JPEG colour conversion and resampling
+ *
+ * Between the pixels of a caller and the components of a JPEG picture: colours, chroma of half the size, and the level
+ * shift. There are two ways: plane by plane over a whole picture or a band of rows, with any sampling; or one MCU at a
+ * time, all in one call, which keeps a band of pixels in the cache, for three samplings.
+ *
+ * The matrices are those of JFIF (ITU-T T.871), full range, with chroma centred on 128:
+ *
+ *     Y  =  0.299   R + 0.587   G + 0.114   B          R = Y + 1.402   (Cr - 128)
+ *     Cb = -0.16874 R - 0.33126 G + 0.5     B + 128    G = Y - 0.34414 (Cb - 128) - 0.71414 (Cr - 128)
+ *     Cr =  0.5     R - 0.41869 G - 0.08131 B + 128    B = Y + 1.772   (Cb - 128)
+ *
+ * in fixed point: every result is clamped to 0..255 and, for samples in that range, within 1 of the exact one (4:2:2
+ * pairs: within 1.6). CMYK and YCCK follow the Adobe convention: R = 255 - C, G = 255 - M, B = 255 - Y go through the
+ * matrix, K is carried along.
+ *
+ * Pixels of 16 bits keep the high bits of each channel, cut when written and followed by zeros when read (so white is
+ * read as 248, 252, 248). A name lists its fields from the lowest bit on: in RGB555 and RGB565 red is lowest, in BGR555
+ * and BGR565 blue is. Most picture formats say RGB565 for what is BGR565 here. The functions on planes take both
+ * orders, those on MCUs BGR alone:
+ *
+ *     name     bits 0-4   green   last field   bit 15
+ *     RGB555   red        5-9     10-14 blue   written as 0, ignored when read
+ *     BGR555   blue       5-9     10-14 red    written as 0, ignored when read
+ *     RGB565   red        5-10    11-15 blue
+ *     BGR565   blue       5-10    11-15 red
  * @{ */
 
-/* ---- Colour conversion of planes ----
- * RGB and YCbCr as JFIF defines them (full range, chroma centred on 128); CMYK and YCCK: R = 255 - C, G = 255 - M, B =
- * 255 - Y, K as it is. C3 and C4 pixels have their channels in the named order; planes of one image share a step.
- * 16-bit pixels: RGB555 has red in bits 0-4, green in 5-9, blue in 10-14, RGB565 green in 5-10 and blue in 11-15; BGR
- * the other way round. Fields are cut and widened by shifts alone. C2 is interleaved 4:2:2: Y0 Cb Y1 Cr.
- * All results are clamped to 0..255. The last pixels of a row, those that do not fill 4 (planar sources, and all
- * inverse members) or 8 (RGB and BGR C3P3, 4:2:2), are computed in another fixed-point form and can differ by 1.
- * Checks: pSrc, pDst, each plane in order (source first), srcStep, dstStep, roiSize. 4:2:2: no step check; any
- * distance. Threads, but for the 16-bit pixels. */
+/** @defgroup zelj_colour_planes Colour conversion of planes
+ *
+ * P3 and P4 are arrays of planes of one size, which share a step; C3 and C4 pixels have their channels interleaved in
+ * the named order; C2 is interleaved 4:2:2, the bytes Y0 Cb Y1 Cr for each pair of pixels.
+ *
+ * The last pixels of a row, fewer than a group, are computed with other rounding and can differ by 1 from what the same
+ * colour gives elsewhere. A codec that converts tiles therefore cuts them at multiples of 8 pixels from the row's
+ * start. Groups have 4 pixels in all decoding functions and those with planar sources, 8 in 4:2:2 and the RGB and BGR
+ * C3P3 functions; the other functions have one form.
+ *
+ * Checks: pSrc and pDst; the planes of the source, then those of the destination; srcStep; dstStep; roiSize. Threads,
+ * but for pixels of 16 bits.
+ *
+ * How an encoder calls them, for 4:2:0 of a band of w x h pixels (w and h even): colours, chroma at half the size, and
+ * the level shift to the words that the DCT takes; a decoder goes the other way, from zeliAdd128_JPEG_16s8u_C1R over
+ * up-sampling to zeliYCbCrToRGB_JPEG_8u_P3C3R:
+ * @code
+ *   uint8_t* const ycc[3] = {y, cb, cr};                    // rows w bytes apart
+ *   const ZeliSize size = {w, h}, half = {w / 2, h / 2};
+ *   zeliRGBToYCbCr_JPEG_8u_C3P3R(rgb, 3 * w, ycc, w, size);
+ *   zeliSampleDownH2V2_JPEG_8u_C1R(cb, w, size, smallCb, w / 2, half);
+ *   zeliSampleDownH2V2_JPEG_8u_C1R(cr, w, size, smallCr, w / 2, half);
+ *   zeliSub128_JPEG_8u16s_C1R(y, w, words, 2 * w, size);    // and both small planes
+ * @endcode
+ * @{ */
+
+/** @name To YCbCr, YCCK and luma
+ * @{ */
+/** The fixed-point forms: planar sources have Y in 16 bits, and Cb and Cr from the rounded Y, (B - Y) * 0.5643 + 128
+ * and (R - Y) * 0.7133 + 128; RGB and BGR C3P3 the matrix in 15 bits, all other sources in 14. RGBToY of planes
+ * computes in single precision. */
 ZEL_API ZelStatus zeliRGBToYCbCr_JPEG_8u_P3R(const uint8_t* const pSrc[3], int srcStep, uint8_t* const pDst[3],
                                              int dstStep, ZeliSize roiSize);
 ZEL_API ZelStatus zeliRGBToYCbCr_JPEG_8u_C3P3R(const uint8_t* pSrc, int srcStep, uint8_t* const pDst[3], int dstStep,
@@ -592,6 +639,11 @@ ZEL_API ZelStatus zeliRGBToY_JPEG_8u_C3C1R(const uint8_t* pSrc, int srcStep, uin
                                            ZeliSize roiSize);
 ZEL_API ZelStatus zeliBGRToY_JPEG_8u_C3C1R(const uint8_t* pSrc, int srcStep, uint8_t* pDst, int dstStep,
                                            ZeliSize roiSize);
+/** @} */
+
+/** @name From YCbCr and YCCK
+ * @{ */
+/** The inverse matrix in 14 bits. */
 ZEL_API ZelStatus zeliYCbCrToRGB_JPEG_8u_P3R(const uint8_t* const pSrc[3], int srcStep, uint8_t* const pDst[3],
                                              int dstStep, ZeliSize roiSize);
 ZEL_API ZelStatus zeliYCbCrToRGB_JPEG_8u_P3C3R(const uint8_t* const pSrc[3], int srcStep, uint8_t* pDst, int dstStep,
@@ -610,44 +662,135 @@ ZEL_API ZelStatus zeliYCCKToCMYK_JPEG_8u_P4R(const uint8_t* const pSrc[4], int s
                                              int dstStep, ZeliSize roiSize);
 ZEL_API ZelStatus zeliYCCKToCMYK_JPEG_8u_P4C4R(const uint8_t* const pSrc[4], int srcStep, uint8_t* pDst, int dstStep,
                                                ZeliSize roiSize);
+/** @} */
+
+/** From 4:2:2 pairs, without interpolation of chroma. The width should be even: of an odd one the last pixel has no Cr
+ * of its own, and takes that of the pair before it, or 128; the source row then ends with its Cb.
+ * Checks: pSrc, pDst, roiSize. The steps are not checked and may be negative. */
 ZEL_API ZelStatus zeliYCbCr422ToRGB_JPEG_8u_C2C3R(const uint8_t* pSrc, int srcStep, uint8_t* pDst, int dstStep,
                                                   ZeliSize roiSize);
 
-/* ---- Resampling of chroma planes ----
- * Box down-sampling: the mean of 2 (H2V1) or 2x2 (H2V2) samples. Planes are biased upwards: (a + b + 1) >> 1,
- * (a + b + c + d + 3) >> 2; rows by turns: the bias is 0, 1, 0, 1 ... (H2V1) or 1, 2, 1, 2 ... (H2V2) along the row.
- * Triangle up-sampling: d[2k] = (3 s[k] + s[k-1] + 1) >> 2, d[2k+1] = (3 s[k] + s[k+1] + 2) >> 2; for H2V2 with column
- * sums c[k] = 3 near[k] + far[k] in place of s, (... + 8) >> 4 and (... + 7) >> 4.
- * Planes: the loops run over the destination size; the source size is only checked. Up-sampling reads one sample beyond
- * each end of a source row, H2V2 also the rows above the first and below the last: the caller provides them. Threads,
- * but for the plane H2V1 up-sampler. Checks: pSrc, srcStep, srcSize, pDst, dstStep, dstSize.
- * Rows: (srcWidth + 1) / 2 outputs down, 2 * srcWidth up. Down-sampling an odd width reads one sample past it;
- * up-sampling reads nothing beyond, its outermost outputs are the outermost samples. pSrc1 is the upper row, or the
- * nearer one. */
+/** @} */
+
+/** @defgroup zelj_colour_resampling Resampling of chroma
+ *
+ * H2V1 halves or doubles a row (4:2:2), H2V2 rows and columns (4:2:0). Down-sampling takes the mean of 2 or 2 x 2
+ * samples, as JPEG encoders do; up-sampling interpolates with a triangle filter: new samples lie a quarter of a sample
+ * left and right of (above and below) an old one, and are three parts of it and one of the neighbour on that side.
+ *
+ * How a decoder calls them, for one chroma plane of 4:2:0 row by row; at the top and the bottom a row is its own
+ * neighbour:
+ * @code
+ *   for (int r = 0; r < h; ++r) {
+ *     const uint8_t* above = small[r > 0 ? r - 1 : 0];
+ *     const uint8_t* below = small[r + 1 < h ? r + 1 : r];
+ *     zeliSampleUpRowH2V2_Triangle_JPEG_8u_C1(small[r], above, w, large[2 * r]);
+ *     zeliSampleUpRowH2V2_Triangle_JPEG_8u_C1(small[r], below, w, large[2 * r + 1]);
+ *   }
+ * @endcode
+ * @{ */
+
+/** @name Planes
+ * @{ */
+/** Box filter on a plane: (a + b + 1) >> 1 of two samples, (a + b + c + d + 3) >> 2 of four. dstSize alone says how
+ * much is done: H2V1 reads dstSize.height rows of 2 * dstSize.width samples, H2V2 twice as many rows; srcSize is only
+ * checked. A codec whose plane has an odd side repeats its last column or row first.
+ * Checks: pSrc, srcStep, srcSize, pDst, dstStep, dstSize. Threads. */
 ZEL_API ZelStatus zeliSampleDownH2V1_JPEG_8u_C1R(const uint8_t* pSrc, int srcStep, ZeliSize srcSize, uint8_t* pDst,
                                                  int dstStep, ZeliSize dstSize);
 ZEL_API ZelStatus zeliSampleDownH2V2_JPEG_8u_C1R(const uint8_t* pSrc, int srcStep, ZeliSize srcSize, uint8_t* pDst,
                                                  int dstStep, ZeliSize dstSize);
+/** @} */
+
+/** @name Planes with a border
+ * @{ */
+/** Triangle filter on a plane. With s the samples of a row, and for H2V2 the columns 3 * near + far of the two rows
+ * around the new one in their place:
+ *
+ *     H2V1   d[2k] = (3 s[k] + s[k-1] + 1) >> 2    d[2k+1] = (3 s[k] + s[k+1] + 2) >> 2
+ *     H2V2   d[2k] = (3 s[k] + s[k-1] + 8) >> 4    d[2k+1] = (3 s[k] + s[k+1] + 7) >> 4
+ *
+ * Row r of the destination comes from row r of the source, or (H2V2) from row r / 2 and the one above it where r is
+ * even, the one below where r is odd. dstSize alone says how much is done; srcSize is only checked. Its sides may be
+ * odd.
+ *
+ * The functions read beyond the picture, and the caller provides what is there: one sample before the first and, where
+ * dstSize.width is even, one after the last of every row; for H2V2 also the row above the first and, where
+ * dstSize.height is even, the one below the last, with their own outer samples. So a plane of w x h samples lies in
+ * memory of w + 2 columns and h + 2 rows, pSrc is the second sample of the second row, and the outermost samples of the
+ * plane are repeated into the border:
+ * @code
+ *   for (int r = 0; r < h; ++r) {
+ *     uint8_t* row = pSrc + r * step;
+ *     row[-1] = row[0];
+ *     row[w] = row[w - 1];
+ *   }
+ *   memcpy(pSrc - step - 1, pSrc - 1, w + 2);
+ *   memcpy(pSrc + h * step - 1, pSrc + (h - 1) * step - 1, w + 2);
+ *   zeliSampleUpH2V2_JPEG_8u_C1R(pSrc, step, size, pDst, dstStep, twice);
+ * @endcode
+ * Checks: pSrc, srcStep, srcSize, pDst, dstStep, dstSize. H2V2: Threads. */
 ZEL_API ZelStatus zeliSampleUpH2V1_JPEG_8u_C1R(const uint8_t* pSrc, int srcStep, ZeliSize srcSize, uint8_t* pDst,
                                                int dstStep, ZeliSize dstSize);
 ZEL_API ZelStatus zeliSampleUpH2V2_JPEG_8u_C1R(const uint8_t* pSrc, int srcStep, ZeliSize srcSize, uint8_t* pDst,
                                                int dstStep, ZeliSize dstSize);
+/** @} */
+
+/** @name Rows down
+ * @{ */
+/** Box filter on one row, or on pSrc1 above pSrc2, to (srcWidth + 1) / 2 samples. The bias changes along the row, so
+ * that means drift to neither side: 0, 1, 0, 1 ... of two samples, 1, 2, 1, 2 ... of four. An odd width reads one
+ * sample past it. Checks: the pointers, srcWidth. */
 ZEL_API ZelStatus zeliSampleDownRowH2V1_Box_JPEG_8u_C1(const uint8_t* pSrc, int srcWidth, uint8_t* pDst);
 ZEL_API ZelStatus zeliSampleDownRowH2V2_Box_JPEG_8u_C1(const uint8_t* pSrc1, const uint8_t* pSrc2, int srcWidth,
                                                        uint8_t* pDst);
+/** @} */
+
+/** @name Rows up
+ * @{ */
+/** Triangle filter on one row, or on the nearer row pSrc1 and the farther one pSrc2, to 2 * srcWidth samples: the
+ * formulas of planes, with the outermost samples as their own neighbours. Nothing beyond the row is read.
+ * Checks: the pointers, srcWidth. */
 ZEL_API ZelStatus zeliSampleUpRowH2V1_Triangle_JPEG_8u_C1(const uint8_t* pSrc, int srcWidth, uint8_t* pDst);
 ZEL_API ZelStatus zeliSampleUpRowH2V2_Triangle_JPEG_8u_C1(const uint8_t* pSrc1, const uint8_t* pSrc2, int srcWidth,
                                                           uint8_t* pDst);
+/** @} */
 
-/* ---- One MCU at a time ----
- * An MCU is 8x8 pixels (444), 16x8 (422) or 16x16 (411: chroma halved both ways). On the block side each component has
- * a pointer to its 8x8 blocks of level-shifted 16-bit samples: luminance (and K) 1, 2 (left, right) or 4 (top left, top
- * right, bottom left, bottom right) consecutive blocks, chroma one block each.
- * Pixels: 8-bit channels interleaved in the named order, or 16-bit pixels: BGR555 has blue in bits 0-4, green in 5-9,
- * red in 10-14; BGR565 blue in 0-4, green in 5-10, red in 11-15. Fields are cut and widened by shifts alone. */
+/** @} */
 
-/* Pixels to blocks: Y - 128, Cb and Cr of the JFIF matrix in 14-bit fixed point, chroma averaged over its pixels and
- * rounded. CMYK: R = 255 - C, G = 255 - M, B = 255 - Y, and K - 128 as fourth component.
+/** @defgroup zelj_colour_mcu One MCU at a time
+ *
+ * Colours, sampling and level shift of one minimum coded unit in a call, on the calling thread.
+ *
+ *     name   pixels    luma (and K) blocks, one after the other               chroma
+ *     444     8 x 8    1                                                      as it is
+ *     422    16 x 8    2: left, right                                         1 block each, columns halved
+ *     411    16 x 16   4: top left, top right, bottom left, bottom right      1 block each, columns and rows halved
+ *
+ * (411 is what is mostly called 4:2:0.) The pixels are interleaved, rows apart by the step; all pixels of an MCU are
+ * read or written, so a codec hands the last MCUs of a picture over in a buffer of their own. The block side is an
+ * array of 3 (YCCK 4) pointers, one for each component, to blocks of 64 words in row-major order, as
+ * zeliDCTQuantFwd8x8_JPEG_16s_C1 takes them and zeliDCTQuantInv8x8_JPEG_16s_C1 makes them: level-shifted, nominally
+ * -128..127.
+ *
+ * How a codec calls them, for 4:2:0, both ways. blocks holds four of luma, then Cb and Cr:
+ * @code
+ *   int16_t* const component[3] = {blocks, blocks + 4 * 64, blocks + 5 * 64};
+ *   zeliRGBToYCbCr411LS_MCU_8u16s_C3P3R(rgb + 3 * x, rgbStep, component);
+ *   for (int i = 0; i < 6; ++i)
+ *     zeliDCTQuantFwd8x8_JPEG_16s_C1(blocks + 64 * i, coefficients + 64 * i, i < 4 ? lumaTable : chromaTable);
+ *
+ *   const int16_t* const decoded[3] = {blocks, blocks + 4 * 64, blocks + 5 * 64};
+ *   for (int i = 0; i < 6; ++i)
+ *     zeliDCTQuantInv8x8_JPEG_16s_C1(coefficients + 64 * i, blocks + 64 * i, i < 4 ? lumaInverse : chromaInverse);
+ *   zeliYCbCr411ToRGBLS_MCU_16s8u_P3C3R(decoded, rgb + 3 * x, rgbStep);
+ * @endcode
+ * @{ */
+
+/** @name Pixels to blocks
+ * @{ */
+/** Y - 128, Cb - 128 and Cr - 128 by the matrix in 14 bits, the mean chroma of 1, 2 or 4 pixels rounded to nearest; of
+ * blue and red it reaches 128. CMYK adds K - 128 as fourth component.
  * Checks: pSrc and pDst, srcStep, the block pointers in order. */
 ZEL_API ZelStatus zeliRGBToYCbCr444LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
 ZEL_API ZelStatus zeliRGBToYCbCr422LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
@@ -664,15 +807,24 @@ ZEL_API ZelStatus zeliBGR565ToYCbCr411LS_MCU_16u16s_C3P3R(const uint16_t* pSrc, 
 ZEL_API ZelStatus zeliCMYKToYCCK444LS_MCU_8u16s_C4P4R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[4]);
 ZEL_API ZelStatus zeliCMYKToYCCK422LS_MCU_8u16s_C4P4R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[4]);
 ZEL_API ZelStatus zeliCMYKToYCCK411LS_MCU_8u16s_C4P4R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[4]);
+/** @} */
 
-/* Pixels that are Y, Cb, Cr already: each minus 128, chroma averaged and rounded down. Split422: bytes Y0 Cb Y1 Cr. */
+/** @name YCbCr pixels to blocks
+ * @{ */
+/** For pixels that are Y, Cb, Cr already: each minus 128, the mean chroma rounded down (so not to the bit as above).
+ * Split422 takes 16 x 8 pixels as the bytes Y0 Cb Y1 Cr. Checks: pSrc and pDst, srcStep, the block pointers in
+ * order. */
 ZEL_API ZelStatus zeliSampleDown444LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
 ZEL_API ZelStatus zeliSampleDown422LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
 ZEL_API ZelStatus zeliSampleDown411LS_MCU_8u16s_C3P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
 ZEL_API ZelStatus zeliSplit422LS_MCU_8u16s_C2P3R(const uint8_t* pSrc, int srcStep, int16_t* const pDst[3]);
+/** @} */
 
-/* Blocks to pixels: chroma replicated over its pixels, the inverse matrix in 14-bit fixed point, 128 added, clamped.
- * CMYK: C = 255 - R, M = 255 - G, Y = 255 - B, and K + 128.
+/** @name Blocks to pixels
+ * @{ */
+/** Each chroma sample serves its 1, 2 or 4 pixels without interpolation; the inverse matrix in 14 bits, 128 added,
+ * clamped. Every 16-bit value is allowed in the blocks. CMYK: C = 255 - R, M = 255 - G, Y = 255 - B, and K + 128. Green
+ * that falls exactly between two values is rounded up in 444 RGB and BGR, down in all others.
  * Checks: pSrc and pDst, the block pointers in order, dstStep. */
 ZEL_API ZelStatus zeliYCbCr444ToRGBLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
 ZEL_API ZelStatus zeliYCbCr422ToRGBLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
@@ -689,13 +841,20 @@ ZEL_API ZelStatus zeliYCbCr411ToBGR565LS_MCU_16s16u_P3C3R(const int16_t* const p
 ZEL_API ZelStatus zeliYCCK444ToCMYKLS_MCU_16s8u_P4C4R(const int16_t* const pSrc[4], uint8_t* pDst, int dstStep);
 ZEL_API ZelStatus zeliYCCK422ToCMYKLS_MCU_16s8u_P4C4R(const int16_t* const pSrc[4], uint8_t* pDst, int dstStep);
 ZEL_API ZelStatus zeliYCCK411ToCMYKLS_MCU_16s8u_P4C4R(const int16_t* const pSrc[4], uint8_t* pDst, int dstStep);
+/** @} */
 
-/* Blocks to Y, Cb, Cr pixels without colour conversion: each plus 128, clamped, chroma replicated. Join422: bytes
- * Y0 Cb Y1 Cr. */
+/** @name Blocks to YCbCr pixels
+ * @{ */
+/** Each plus 128, clamped, chroma repeated, without colour conversion. Join422 writes 16 x 8 pixels as the bytes Y0 Cb
+ * Y1 Cr.
+ * Checks: pSrc and pDst, the block pointers in order, dstStep. */
 ZEL_API ZelStatus zeliSampleUp444LS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
 ZEL_API ZelStatus zeliSampleUp422LS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
 ZEL_API ZelStatus zeliSampleUp411LS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
 ZEL_API ZelStatus zeliJoin422LS_MCU_16s8u_P3C2R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep);
+/** @} */
+
+/** @} */
 
 /** @} */
 

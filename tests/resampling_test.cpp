@@ -1,15 +1,13 @@
 // Chroma resampling of planes and rows against its definition.
-#include <gtest/gtest.h>
-
-#include "support/api.h"
+#include "support/checks.h"
 #include "support/core_hooks.h"
-#include "support/data.h"
+#include "support/picture.h"
 
 namespace {
 
-using zeltest::Guarded;
-using zeltest::Random;
+using namespace zeltest;
 
+// The mean of two samples, or of four in two rows, with a bias for outputs of even and of odd index.
 std::vector<uint8_t> downRow(const uint8_t* upper, const uint8_t* lower, int n, int even, int odd) {
   std::vector<uint8_t> d;
   for (int i = 0; i < n; ++i) {
@@ -20,15 +18,56 @@ std::vector<uint8_t> downRow(const uint8_t* upper, const uint8_t* lower, int n, 
   return d;
 }
 
-// far null: H2V1. The samples at -1 and at the end are read.
+// Three parts of a sample and one of its neighbour; the samples before the first and after the last are read. With a
+// second row (`far` not null) three parts of the nearer row and one of the farther one before that.
 std::vector<uint8_t> upRow(const uint8_t* near, const uint8_t* far, int n) {
-  const auto c = [&](int k) { return far ? 3 * near[k] + far[k] : near[k]; };
+  const auto column = [&](int k) { return far ? 3 * near[k] + far[k] : near[k]; };
   std::vector<uint8_t> d;
   for (int i = 0; i < n; ++i) {
-    const int sum = 3 * c(i / 2) + (i % 2 ? c(i / 2 + 1) : c(i / 2 - 1));
-    d.push_back(uint8_t(far ? (sum + (i % 2 ? 7 : 8)) >> 4 : (sum + (i % 2 ? 2 : 1)) >> 2));
+    const int k = i / 2, left = i % 2 == 0;
+    const int sum = 3 * column(k) + column(left ? k - 1 : k + 1);
+    const int bias = far ? (left ? 8 : 7) : (left ? 1 : 2);
+    d.push_back(uint8_t((sum + bias) >> (far ? 4 : 2)));
   }
   return d;
+}
+
+// A row between copies of its ends.
+std::vector<uint8_t> extended(const std::vector<uint8_t>& row) {
+  std::vector<uint8_t> e(row.size() + 2, row.back());
+  e.front() = row.front();
+  std::copy(row.begin(), row.end(), e.begin() + 1);
+  return e;
+}
+
+using PlaneFunction = ZelStatus (*)(const uint8_t*, int, ZeliSize, uint8_t*, int, ZeliSize);
+
+// Sources end at unreadable pages after what may be read; their own size is only checked.
+void expectDown(PlaneFunction f, bool v2, int width, int height, Random& rng) {
+  Plane<uint8_t> src(2 * width, v2 ? 2 * height : height, width % 3), dst(width, height, height % 4, width % 3);
+  src.fill(rng);
+  ASSERT_EQ(zelStsNoErr, f(src.data(), src.step(), {1, 1}, dst.data(), dst.step(), dst.size()));
+  for (int y = 0; y < height; ++y) {
+    const uint8_t* upper = src.data() + (v2 ? 2 * y : y) * src.step();
+    ASSERT_EQ(downRow(upper, v2 ? upper + src.step() : nullptr, width, v2 ? 3 : 1, v2 ? 3 : 1), dst.row(y))
+        << width << "x" << height << " row " << y;
+  }
+  ASSERT_TRUE(dst.intact());
+}
+// One sample more at each end of a row, and for H2V2 the row above and, where the last row is odd, the one below.
+void expectUp(PlaneFunction f, bool v2, int width, int height, Random& rng) {
+  const int readable = 1 + width / 2 + 1, above = v2 ? 1 : 0, below = v2 && height % 2 == 0 ? 1 : 0;
+  const int rows = v2 ? (height + 1) / 2 : height;
+  Plane<uint8_t> src(readable, above + rows + below, width % 3), dst(width, height, height % 4, width % 3);
+  src.fill(rng);
+  const uint8_t* origin = src.data() + 1 + above * src.step();
+  ASSERT_EQ(zelStsNoErr, f(origin, src.step(), {1, 1}, dst.data(), dst.step(), dst.size()));
+  for (int y = 0; y < height; ++y) {
+    const uint8_t* near = origin + (v2 ? y / 2 : y) * src.step();
+    ASSERT_EQ(upRow(near, v2 ? near + (y % 2 ? src.step() : -src.step()) : nullptr, width), dst.row(y))
+        << width << "x" << height << " row " << y;
+  }
+  ASSERT_TRUE(dst.intact());
 }
 
 }  // namespace
@@ -36,86 +75,66 @@ std::vector<uint8_t> upRow(const uint8_t* near, const uint8_t* far, int n) {
 TEST(Resampling, RowsDown) {
   Random rng(1);
   for (int width = 1; width <= 200; ++width) {
-    const int n = (width + 1) / 2;
-    Guarded<uint8_t> upper(rng.vector<uint8_t>(size_t(2 * n))), lower(rng.vector<uint8_t>(size_t(2 * n))),
-        dst(size_t(n), size_t(width % 17));
+    const size_t n = size_t(width + 1) / 2;
+    Guarded<uint8_t> upper(rng.vector<uint8_t>(2 * n)), lower(rng.vector<uint8_t>(2 * n)), dst(n, size_t(width % 17));
     ASSERT_EQ(zelStsNoErr, zel().zeliSampleDownRowH2V1_Box_JPEG_8u_C1(upper.data(), width, dst.data()));
-    ASSERT_EQ(downRow(upper.data(), nullptr, n, 0, 1), dst.copy()) << width;
+    ASSERT_EQ(downRow(upper.data(), nullptr, int(n), 0, 1), dst.copy()) << width;
     ASSERT_EQ(zelStsNoErr, zel().zeliSampleDownRowH2V2_Box_JPEG_8u_C1(upper.data(), lower.data(), width, dst.data()));
-    ASSERT_EQ(downRow(upper.data(), lower.data(), n, 1, 2), dst.copy()) << width;
+    ASSERT_EQ(downRow(upper.data(), lower.data(), int(n), 1, 2), dst.copy()) << width;
     ASSERT_TRUE(dst.intact());
   }
 }
 
+// The rule of planes, on rows between copies of their ends.
 TEST(Resampling, RowsUp) {
   Random rng(2);
-  for (int width = 1; width <= 150; ++width)
-    for (const bool twoRows : {false, true}) {
-      const size_t w = size_t(width);
-      Guarded<uint8_t> near(rng.vector<uint8_t>(w)), far(rng.vector<uint8_t>(w)), dst(2 * w, w % 17);
-      // The edge rule is the plane rule on a row whose ends are repeated, but for the outermost outputs.
-      std::vector<uint8_t> n(w + 2), f(w + 2);
-      for (size_t i = 0; i < w + 2; ++i) {
-        const size_t k = std::min(w - 1, i ? i - 1 : 0);
-        n[i] = near[k];
-        f[i] = far[k];
-      }
-      std::vector<uint8_t> expected = upRow(n.data() + 1, twoRows ? f.data() + 1 : nullptr, 2 * width);
-      const int first = 3 * near[0] + far[0], last = 3 * near[w - 1] + far[w - 1];
-      expected[0] = twoRows ? uint8_t((4 * first + 8) >> 4) : near[0];
-      expected[2 * w - 1] = twoRows ? uint8_t((4 * last + 7) >> 4) : near[w - 1];
-      ASSERT_EQ(zelStsNoErr,
-                twoRows ? zel().zeliSampleUpRowH2V2_Triangle_JPEG_8u_C1(near.data(), far.data(), width, dst.data())
-                        : zel().zeliSampleUpRowH2V1_Triangle_JPEG_8u_C1(near.data(), width, dst.data()));
-      ASSERT_EQ(expected, dst.copy()) << width << (twoRows ? " of two rows" : " of one row");
-      ASSERT_TRUE(dst.intact());
-    }
+  for (int width = 1; width <= 150; ++width) {
+    const size_t n = size_t(width);
+    Guarded<uint8_t> near(rng.vector<uint8_t>(n)), far(rng.vector<uint8_t>(n)), dst(2 * n, n % 17);
+    const std::vector<uint8_t> nearRow = extended(near.copy()), farRow = extended(far.copy());
+    ASSERT_EQ(zelStsNoErr, zel().zeliSampleUpRowH2V1_Triangle_JPEG_8u_C1(near.data(), width, dst.data()));
+    ASSERT_EQ(upRow(nearRow.data() + 1, nullptr, 2 * width), dst.copy()) << width;
+    ASSERT_EQ(zelStsNoErr, zel().zeliSampleUpRowH2V2_Triangle_JPEG_8u_C1(near.data(), far.data(), width, dst.data()));
+    ASSERT_EQ(upRow(nearRow.data() + 1, farRow.data() + 1, 2 * width), dst.copy()) << width << " of two rows";
+    ASSERT_TRUE(dst.intact());
+  }
 }
 
-// Planes of every small size and some that are divided among threads. Sources end at unreadable pages with exactly the
-// margins that the up-samplers may read.
-TEST(Resampling, PlanesInThreadsToo) {
+// Planes of every small width, and such as are divided among threads from 8193 samples on.
+TEST(Resampling, PlanesInAnyNumberOfThreads) {
   Random rng(3);
-  const auto run = [&](int width, int height) {
-    const bool even = width % 2 == 0;
-    for (const bool v2 : {false, true}) {
-      const ZeliSize size = {width, height}, any = {1, 1};  // the source size is only checked
-      const int step = 2 * width + width % 3, dstStep = width + height % 4;
-      const int rows = v2 ? 2 * height : height;
-      Guarded<uint8_t> src(rng.vector<uint8_t>(size_t((rows - 1) * step + 2 * width)));
-      Guarded<uint8_t> dst(size_t((height - 1) * dstStep + width));
-      ASSERT_EQ(zelStsNoErr, (v2 ? zel().zeliSampleDownH2V2_JPEG_8u_C1R : zel().zeliSampleDownH2V1_JPEG_8u_C1R)(
-                                 src.data(), step, any, dst.data(), dstStep, size));
-      for (int r = 0; r < height; ++r) {
-        const uint8_t* upper = src.data() + (v2 ? 2 * r : r) * step;
-        const auto want = v2 ? downRow(upper, upper + step, width, 3, 3) : downRow(upper, nullptr, width, 1, 1);
-        ASSERT_TRUE(std::equal(want.begin(), want.end(), dst.data() + r * dstStep)) << width << " row " << r;
-        for (int i = width; r + 1 < height && i < dstStep; ++i) ASSERT_EQ(dst.kPattern, dst[size_t(r * dstStep + i)]);
-      }
-
-      // Sample k = width / 2 is read for its neighbour's sake (even widths) or its own.
-      const int inner = width / 2 + 1, upStep = inner + 1 + width % 3;
-      const int first = v2 ? 1 : 0, last = v2 ? (height + 1) / 2 + (height % 2 ? 0 : 1) : height - 1;
-      Guarded<uint8_t> low(rng.vector<uint8_t>(size_t(last * upStep + 1 + inner)));
-      const uint8_t* origin = low.data() + 1 + first * upStep;
-      ASSERT_EQ(zelStsNoErr, (v2 ? zel().zeliSampleUpH2V2_JPEG_8u_C1R : zel().zeliSampleUpH2V1_JPEG_8u_C1R)(
-                                 origin, upStep, any, dst.data(), dstStep, size));
-      for (int r = 0; r < height; ++r) {
-        const uint8_t* near = origin + (v2 ? r / 2 : r) * upStep;
-        const auto want = upRow(near, v2 ? near + (r % 2 ? upStep : -upStep) : nullptr, width);
-        ASSERT_TRUE(std::equal(want.begin(), want.end(), dst.data() + r * dstStep))
-            << width << "x" << height << " row " << r << (even ? "" : ", odd") << (v2 ? " H2V2" : " H2V1");
-      }
-      ASSERT_TRUE(dst.intact());
-    }
+  const auto run = [&](int width, int height, int queries) {
+    const auto queried = [&](int expected) {
+      if (hooks()) EXPECT_EQ(expected, hooks()->threadQueries.exchange(0)) << width << "x" << height;
+    };
+    ASSERT_NO_FATAL_FAILURE(expectDown(zel().zeliSampleDownH2V1_JPEG_8u_C1R, false, width, height, rng));
+    queried(queries);
+    ASSERT_NO_FATAL_FAILURE(expectDown(zel().zeliSampleDownH2V2_JPEG_8u_C1R, true, width, height, rng));
+    queried(queries);
+    ASSERT_NO_FATAL_FAILURE(expectUp(zel().zeliSampleUpH2V1_JPEG_8u_C1R, false, width, height, rng));
+    queried(0);
+    ASSERT_NO_FATAL_FAILURE(expectUp(zel().zeliSampleUpH2V2_JPEG_8u_C1R, true, width, height, rng));
+    queried(queries);
   };
-  for (int width = 1; width <= 70; ++width) run(width, 1 + width % 5);
-  if (zeltest::hooks()) zeltest::hooks()->threads = 3;
-  for (const auto& [w, h] : {std::pair(128, 64), std::pair(8193, 1), std::pair(131, 77), std::pair(31, 301)}) {
-    if (zeltest::hooks()) zeltest::hooks()->threadQueries = 0;
-    run(w, h);
-    if (zeltest::hooks())
-      EXPECT_EQ(w * h > 8192 ? 3 : 0, zeltest::hooks()->threadQueries);  // all but the H2V1 up-sampler
+  if (hooks()) hooks()->reset();
+  for (int width = 1; width <= 140; ++width) run(width, 1 + width % 5, 0);
+  run(128, 64, 0);
+  for (const int threads : {1, 2, 3, 7}) {
+    if (hooks()) hooks()->threads = threads;
+    for (const auto& [width, height] : {std::pair(8193, 1), std::pair(131, 77), std::pair(31, 301)})
+      run(width, height, 1);
   }
-  if (zeltest::hooks()) zeltest::hooks()->reset();
+  if (hooks()) hooks()->reset();
+}
+
+TEST_F(Checks, Resampling) {
+  for (const ZeliSize s : {ZeliSize{0, 1}, ZeliSize{1, 0}, ZeliSize{-1, -1}})
+    for (const auto f : {z.zeliSampleDownH2V1_JPEG_8u_C1R, z.zeliSampleDownH2V2_JPEG_8u_C1R,
+                         z.zeliSampleUpH2V1_JPEG_8u_C1R, z.zeliSampleUpH2V2_JPEG_8u_C1R})
+      expectChecks(f, std::tuple(bytes, 8, one, bytes, 8, one), null<0>(), step<1>(), size<2>(s.width, s.height),
+                   null<3>(), step<4>(-1), size<5>(s.width, s.height));
+  for (const auto f : {z.zeliSampleDownRowH2V1_Box_JPEG_8u_C1, z.zeliSampleUpRowH2V1_Triangle_JPEG_8u_C1})
+    expectChecks(f, std::tuple(bytes, 1, bytes), null<0>(), null<2>(), length<1>());
+  for (const auto f : {z.zeliSampleDownRowH2V2_Box_JPEG_8u_C1, z.zeliSampleUpRowH2V2_Triangle_JPEG_8u_C1})
+    expectChecks(f, std::tuple(bytes, bytes, 1, bytes), null<0>(), null<1>(), null<3>(), length<2>(-1));
 }

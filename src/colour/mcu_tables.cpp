@@ -3,16 +3,12 @@
 namespace ZEL_VARIANT {
 namespace {
 
-constexpr int kHalf = 1 << (kFractionBits - 1), kOne = 1 << kFractionBits;
-
-struct Factors {
-  int r, g, b;
-};
-constexpr Factors kY = {4899, 9617, 1868}, kCb = {-2764, -5428, 8192}, kCr = {8192, -6860, -1332};
-static_assert(kY.r + kY.g + kY.b == kOne, "luma is green and a part of the differences");
-static_assert(kCb.r + kCb.g + kCb.b == 0 && kCr.r + kCr.g + kCr.b == 0, "chroma needs the differences alone");
-
-constexpr int kRedOfCr = 22970, kGreenOfCb = -5638, kGreenOfCr = -11700, kBlueOfCb = 29032;
+constexpr int kOne = 1 << kFractionBits;
+constexpr int kHalf = kOne / 2;
+constexpr ForwardMatrix kForward = kForward14;
+static_assert(sumOf(kForward.y) == kOne, "luma is green and a part of the differences");
+static_assert(sumOf(kForward.cb) == 0 && sumOf(kForward.cr) == 0, "chroma needs the differences alone");
+constexpr int kCmykChromaRounding = 8133;  // of 4:4:4, instead of a half
 
 template <class T, int N>
 constexpr void fill(T (&lanes)[N], int value) {
@@ -20,7 +16,7 @@ constexpr void fill(T (&lanes)[N], int value) {
 }
 template <class T, int N>
 constexpr void fillPairs(T (&lanes)[N], int even, int odd) {
-  for (int i = 0; i < N; i += 2) lanes[i] = T(even), lanes[i + 1] = T(odd);
+  for (int i = 0; i < N; ++i) lanes[i] = T(i % 2 ? odd : even);
 }
 
 // Bytes r g b g of four pixels of the given size, the first at byte `start`.
@@ -31,17 +27,13 @@ constexpr void greenTwice(McuTables::Bytes& t, int start, int pixelBytes, int re
   }
 }
 
-constexpr McuTables mcuTables() {
-  McuTables t{};
-  fill(t.centre, 128);
-  fill(t.centreByte, 128);
-
-  fillPairs(t.toY, kY.r, kY.b);
-  fillPairs(t.toCb, kCb.r, kCb.b);
-  fillPairs(t.toCr, kCr.r, kCr.b);
-  fill(t.toYAdd, kHalf - 128 * kOne);
+constexpr void fillEncoder(McuTables& t) {
+  fillPairs(t.toY, kForward.y.r, kForward.y.b);
+  fillPairs(t.toCb, kForward.cb.r, kForward.cb.b);
+  fillPairs(t.toCr, kForward.cr.r, kForward.cr.b);
+  fill(t.toYAdd, kHalf - kCentre * kOne);
   for (int log = 0; log < 3; ++log) fill(t.toChromaAdd[log], kHalf << log);
-  fill(t.inkToChromaAdd, 8133);
+  fill(t.cmykToChromaAdd, kCmykChromaRounding);
   fillPairs(t.evenMinusOdd, 1, -1);
   fillPairs(t.oddMinusEven, -1, 1);
   fill(t.evenPlusOdd, 1);
@@ -49,7 +41,7 @@ constexpr McuTables mcuTables() {
     greenTwice(t.rgbGreenTwice[i], 4 * i, 3, 0, 2);
     greenTwice(t.bgrGreenTwice[i], 4 * i, 3, 2, 0);
   }
-  greenTwice(t.inkGreenTwice, 0, 4, 0, 2);
+  greenTwice(t.cmykGreenTwice, 0, 4, 0, 2);
   for (int i = 0; i < kVecBytes; ++i) {
     const int lane = i % 16;
     t.oddOfFour[i] = lane % 2 ? kZeroByte : uint8_t(lane / 2 % 4 * 4 + (lane < 8 ? 1 : 3));
@@ -58,14 +50,25 @@ constexpr McuTables mcuTables() {
     t.chroma[1][i] = byte < 16 ? kZeroByte : uint8_t(byte - 8);
   }
   fill(t.lowByte, 0xFF);
-  fill(t.field5, 0xF8);
-  fill(t.field6, 0xFC);
+  fill(t.field5, Bgr555::kGreenMask);
+  fill(t.field6, Bgr565::kGreenMask);
+}
 
+// Whole samples are kOne; a rounding multiply takes twice the factor that remains.
+constexpr void fillDecoder(McuTables& t) {
   fill(t.redRest, 2 * (kRedOfCr - kOne));
   fill(t.blueRest, 2 * (kBlueOfCb - kOne));
   fillPairs(t.greenRest, kGreenOfCb, kGreenOfCr + kOne);
-  fill(t.greenHalfUp, 128 * kOne + kHalf);
-  fill(t.greenHalfDown, 128 * kOne + kHalf - 1);
+  fill(t.greenHalfUp, kCentre * kOne + kHalf);
+  fill(t.greenHalfDown, kCentre * kOne + kHalf - 1);
+}
+
+constexpr McuTables mcuTables() {
+  McuTables t{};
+  fill(t.centre, kCentre);
+  fill(t.centreByte, kCentre);
+  fillEncoder(t);
+  fillDecoder(t);
   return t;
 }
 

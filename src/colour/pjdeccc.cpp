@@ -9,37 +9,31 @@
 namespace ZEL_VARIANT {
 namespace {
 
-constexpr int kVectorPixels = 4;
-
-template <class V>
-struct Rgb {
-  V r, g, b;
-};
-
-// Offsets of the vector part: the centring of chroma, and a rounding of each kind's own.
-struct PlanarForm {  // green is subtracted
-  static constexpr int kRed = -2932015, kGreen = -2211182, kBlue = -3708561, kGreenSign = -1;
+// The two forms of the vector part. Each adds a figure of its own where rounding to nearest would add a half, 8192; and
+// the green sum is either subtracted from luma or, with negative factors, added to it.
+struct PlanarForm {
+  static constexpr int kRedRounding = 8145;
+  static constexpr int kGreenRounding = 8082;
+  static constexpr int kBlueRounding = 7535;
+  static constexpr int kGreenSign = -1;
 };
 struct InterleavedForm {
-  static constexpr int kRed = -2932015, kGreen = 2227566, kBlue = -3707961, kGreenSign = 1;
+  static constexpr int kRedRounding = 8145;
+  static constexpr int kGreenRounding = 8302;
+  static constexpr int kBlueRounding = 8135;
+  static constexpr int kGreenSign = 1;
 };
-
-// (cb * fcb + cr * fcr + offset) >> 14
-template <class V>
-ZEL_INLINE V chromaTerm(V cb, V cr, int fcb, int fcr, int offset) {
-  using Wide = Vec<int32_t, int(sizeof(V))>;
-  const V factors = as<V>(splat<Wide>(int32_t(uint32_t(uint16_t(fcb)) | uint32_t(fcr) << 16)));
-  const Wide add = splat<Wide>(offset);
-  return packI16x128((maddPairs(unpackLow128(cb, cr), factors) + add) >> 14,
-                     (maddPairs(unpackHigh128(cb, cr), factors) + add) >> 14);
-}
 
 // Not yet clamped; with bytes as input no sum leaves 16 bits.
 template <class Form, class V>
 ZEL_INLINE Rgb<V> toRgb(V y, V cb, V cr) {
-  const V green = chromaTerm(cb, cr, 5638 * -Form::kGreenSign, 11700 * -Form::kGreenSign, Form::kGreen);
-  return {y + chromaTerm(cb, cr, 0, 22970, Form::kRed), Form::kGreenSign < 0 ? y - green : y + green,
-          y + chromaTerm(cb, cr, 29032, 0, Form::kBlue)};
+  constexpr int kCbToGreen = kGreenOfCb * Form::kGreenSign;
+  constexpr int kCrToGreen = kGreenOfCr * Form::kGreenSign;
+  const V red = weigh<kFractionBits>(cb, cr, 0, kRedOfCr, -kCentre * kRedOfCr + Form::kRedRounding);
+  const V green =
+      weigh<kFractionBits>(cb, cr, kCbToGreen, kCrToGreen, -kCentre * (kCbToGreen + kCrToGreen) + Form::kGreenRounding);
+  const V blue = weigh<kFractionBits>(cb, cr, kBlueOfCb, 0, -kCentre * kBlueOfCb + Form::kBlueRounding);
+  return {y + red, Form::kGreenSign < 0 ? y - green : y + green, y + blue};
 }
 
 Rgb<uint8_t> toRgbByTables(int y, int cb, int cr) {
@@ -55,9 +49,15 @@ struct ToPlanes {
   uint8_t *r, *g, *b;
   template <class S>
   ZEL_INLINE void put(int i, const Rgb<typename S::V>& c) const {
-    storeSamples<S>(r + i, c.r), storeSamples<S>(g + i, c.g), storeSamples<S>(b + i, c.b);
+    storeSamples<S>(r + i, c.r);
+    storeSamples<S>(g + i, c.g);
+    storeSamples<S>(b + i, c.b);
   }
-  void put(int i, Rgb<uint8_t> c) const { r[i] = c.r, g[i] = c.g, b[i] = c.b; }
+  void put(int i, Rgb<uint8_t> c) const {
+    r[i] = c.r;
+    g[i] = c.g;
+    b[i] = c.b;
+  }
 };
 
 template <bool kRedFirst>
@@ -72,7 +72,9 @@ struct ToChannels {
   }
   void put(int i, Rgb<uint8_t> c) const {
     uint8_t* p = dst + 3 * int64_t(i);
-    p[0] = kRedFirst ? c.r : c.b, p[1] = c.g, p[2] = kRedFirst ? c.b : c.r;
+    p[0] = kRedFirst ? c.r : c.b;
+    p[1] = c.g;
+    p[2] = kRedFirst ? c.b : c.r;
   }
 };
 
@@ -109,11 +111,16 @@ struct ToCmykPlanes {
   ZEL_INLINE void put(int i, const Rgb<typename S::V>& x) const {
     using V = typename S::V;
     const V full = splat<V>(255);
-    storeSamples<S>(c + i, full - x.r), storeSamples<S>(m + i, full - x.g), storeSamples<S>(y + i, full - x.b);
+    storeSamples<S>(c + i, full - x.r);
+    storeSamples<S>(m + i, full - x.g);
+    storeSamples<S>(y + i, full - x.b);
     storeSamples<S>(k + i, loadSamples<S>(key + i));
   }
   void put(int i, Rgb<uint8_t> x) const {
-    c[i] = uint8_t(255 - x.r), m[i] = uint8_t(255 - x.g), y[i] = uint8_t(255 - x.b), k[i] = key[i];
+    c[i] = uint8_t(255 - x.r);
+    m[i] = uint8_t(255 - x.g);
+    y[i] = uint8_t(255 - x.b);
+    k[i] = key[i];
   }
 };
 
@@ -129,13 +136,16 @@ struct ToCmykChannels {
   }
   void put(int i, Rgb<uint8_t> x) const {
     uint8_t* p = dst + 4 * int64_t(i);
-    p[0] = uint8_t(255 - x.r), p[1] = uint8_t(255 - x.g), p[2] = uint8_t(255 - x.b), p[3] = key[i];
+    p[0] = uint8_t(255 - x.r);
+    p[1] = uint8_t(255 - x.g);
+    p[2] = uint8_t(255 - x.b);
+    p[3] = key[i];
   }
 };
 
 template <class Target>
 void decodeRow(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, Target to, int width) {
-  int i = inSteps<kVectorPixels>(width, [&](auto step, int at) {
+  int i = inSteps<4>(width, [&](auto step, int at) {
     using S = decltype(step);
     to.template put<S>(
         at, toRgb<typename Target::Form>(loadSamples<S>(y + at), loadSamples<S>(cb + at), loadSamples<S>(cr + at)));
@@ -151,28 +161,34 @@ ZEL_INLINE void decodeRowFrom(const uint8_t* const* src, int srcStep, int r, int
 
 // ---- Interleaved 4:2:2 ----------------------------------------------------------------------------------------------
 
-constexpr int kPixels422 = 8;  // a vector part of whole eights
-
-// High half of c * 128 * factor: the products are formed on uncentred chroma.
-ZEL_INLINE i16x8 product(i16x8 c, int16_t factor) { return mulHi(c << 7, splat<i16x8>(factor)); }
+// (c * factor) >> 9, as the high half of the product with c << 7, which just fits 16 bits. Chroma is not centred here;
+// the constants below take the centre off afterwards.
+ZEL_INLINE i16x8 product(i16x8 c, int factor) { return mulHi(c << 7, splat<i16x8>(int16_t(factor))); }
 
 ZEL_INLINE void decode422Step(const uint8_t* src, uint8_t* dst) {
+  constexpr int kShift = kFractionBits - 9;
+  constexpr int16_t kRedCentre = kCentre * kRedOfCr >> kFractionBits;                      // 179
+  constexpr int16_t kGreenCentre = -kCentre * (kGreenOfCb + kGreenOfCr) >> kFractionBits;  // 135
+  constexpr int16_t kBlueCentre = kCentre * kBlueOfCb >> kFractionBits;                    // 226
+  static_assert(kRedCentre == 179 && kGreenCentre == 135 && kBlueCentre == 226);
   const u8x16 in = load<u8x16>(src);  // y0 cb y1 cr ...
   const u8x16 cbOrder = {{1, 128, 1, 128, 5, 128, 5, 128, 9, 128, 9, 128, 13, 128, 13, 128}};
   const u8x16 crOrder = {{3, 128, 3, 128, 7, 128, 7, 128, 11, 128, 11, 128, 15, 128, 15, 128}};
   const i16x8 y = as<i16x8>(in) & splat<i16x8>(0xFF);
   const i16x8 cb = as<i16x8>(shuffle128(in, cbOrder)), cr = as<i16x8>(shuffle128(in, crOrder));
-  const i16x8 r = y + (product(cr, 22970) >> 5) - splat<i16x8>(179);
-  const i16x8 g = y + (addSat(product(cb, -5638), product(cr, -11700)) >> 5) + splat<i16x8>(135);
-  const i16x8 b = y + (product(cb, 29032) >> 5) - splat<i16x8>(226);
-  ToChannels<true>{dst}.put<Step<i16x8, 8>>(0, {r, g, b});
+  const i16x8 green = addSat(product(cb, kGreenOfCb), product(cr, kGreenOfCr)) >> kShift;
+  const Rgb<i16x8> c = {y + (product(cr, kRedOfCr) >> kShift) - splat<i16x8>(kRedCentre),
+                        y + green + splat<i16x8>(kGreenCentre),
+                        y + (product(cb, kBlueOfCb) >> kShift) - splat<i16x8>(kBlueCentre)};
+  ToChannels<true>{dst}.put<Step<i16x8, 8>>(0, c);
 }
 
 // Pixels come in pairs that share their chroma. The last pixel of an odd width has no Cr of its own, and takes that of
 // the pair before it.
 void decode422Row(const uint8_t* src, uint8_t* dst, int width) {
+  const int whole = width - width % 8;
   int i = 0;
-  for (; i + kPixels422 <= width; i += kPixels422) decode422Step(src + 2 * int64_t(i), dst + 3 * int64_t(i));
+  for (; i < whole; i += 8) decode422Step(src + 2 * int64_t(i), dst + 3 * int64_t(i));
   const ToChannels<true> to = {dst};
   int cr = i > 0 ? src[2 * int64_t(i) - 1] : 128;
   for (; i < width; ++i) {
@@ -182,25 +198,11 @@ void decode422Row(const uint8_t* src, uint8_t* dst, int width) {
   }
 }
 
-ZelStatus checkSizes(int srcStep, int dstStep, ZeliSize roi) {
-  return firstFailure(stepOk(srcStep), stepOk(dstStep), sizeOk(roi));
-}
-
-// Planar source of N planes, one destination.
-template <int N>
-ZelStatus checkToOne(const uint8_t* const* pSrc, int srcStep, const void* pDst, int dstStep, ZeliSize roi) {
-  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst))) return s;
-  return firstFailure(allPresent<N>(pSrc), checkSizes(srcStep, dstStep, roi));
-}
-template <int N>
-ZelStatus checkToPlanes(const uint8_t* const* pSrc, int srcStep, uint8_t* const* pDst, int dstStep, ZeliSize roi) {
-  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst))) return s;
-  return firstFailure(allPresent<N>(pSrc), allPresent<N>(pDst), checkSizes(srcStep, dstStep, roi));
-}
+// ---- Regions --------------------------------------------------------------------------------------------------------
 
 template <bool kRedFirst>
 ZelStatus toChannels(const uint8_t* const* pSrc, int srcStep, uint8_t* pDst, int dstStep, ZeliSize roiSize) {
-  if (const ZelStatus s = checkToOne<3>(pSrc, srcStep, pDst, dstStep, roiSize)) return s;
+  if (const ZelStatus s = checkColours<3, 0>(pSrc, srcStep, pDst, dstStep, roiSize)) return s;
   forEachRow(roiSize, [=](int r) {
     decodeRowFrom(pSrc, srcStep, r, roiSize.width,
                   [=](int at) { return ToChannels<kRedFirst>{rowAt(pDst, dstStep, at)}; });
@@ -211,7 +213,7 @@ ZelStatus toChannels(const uint8_t* const* pSrc, int srcStep, uint8_t* pDst, int
 // On the calling thread alone.
 template <bool kRedFirst, int kGreenBits>
 ZelStatus toPacked(const uint8_t* const* pSrc, int srcStep, uint16_t* pDst, int dstStep, ZeliSize roiSize) {
-  if (const ZelStatus s = checkToOne<3>(pSrc, srcStep, pDst, dstStep, roiSize)) return s;
+  if (const ZelStatus s = checkColours<3, 0>(pSrc, srcStep, pDst, dstStep, roiSize)) return s;
   for (int r = 0; r < roiSize.height; ++r)
     decodeRowFrom(pSrc, srcStep, r, roiSize.width,
                   [=](int at) { return ToPacked<kRedFirst, kGreenBits>{rowAt(pDst, dstStep, at)}; });
@@ -222,7 +224,7 @@ ZelStatus toPacked(const uint8_t* const* pSrc, int srcStep, uint16_t* pDst, int 
 
 ZelStatus zeliYCbCrToRGB_JPEG_8u_P3R(const uint8_t* const pSrc[3], int srcStep, uint8_t* const pDst[3], int dstStep,
                                      ZeliSize roiSize) {
-  if (const ZelStatus s = checkToPlanes<3>(pSrc, srcStep, pDst, dstStep, roiSize)) return s;
+  if (const ZelStatus s = checkColours<3, 3>(pSrc, srcStep, pDst, dstStep, roiSize)) return s;
   forEachRow(roiSize, [=](int r) {
     decodeRowFrom(pSrc, srcStep, r, roiSize.width, [=](int at) {
       return ToPlanes{rowAt(pDst[0], dstStep, at), rowAt(pDst[1], dstStep, at), rowAt(pDst[2], dstStep, at)};
@@ -263,7 +265,7 @@ ZelStatus zeliYCbCrToBGR565_JPEG_8u16u_P3C3R(const uint8_t* const pSrc[3], int s
 
 ZelStatus zeliYCCKToCMYK_JPEG_8u_P4R(const uint8_t* const pSrc[4], int srcStep, uint8_t* const pDst[4], int dstStep,
                                      ZeliSize roiSize) {
-  if (const ZelStatus s = checkToPlanes<4>(pSrc, srcStep, pDst, dstStep, roiSize)) return s;
+  if (const ZelStatus s = checkColours<4, 4>(pSrc, srcStep, pDst, dstStep, roiSize)) return s;
   forEachRow(roiSize, [=](int r) {
     decodeRowFrom(pSrc, srcStep, r, roiSize.width, [=](int at) {
       return ToCmykPlanes{rowAt(pDst[0], dstStep, at), rowAt(pDst[1], dstStep, at), rowAt(pDst[2], dstStep, at),
@@ -275,7 +277,7 @@ ZelStatus zeliYCCKToCMYK_JPEG_8u_P4R(const uint8_t* const pSrc[4], int srcStep, 
 
 ZelStatus zeliYCCKToCMYK_JPEG_8u_P4C4R(const uint8_t* const pSrc[4], int srcStep, uint8_t* pDst, int dstStep,
                                        ZeliSize roiSize) {
-  if (const ZelStatus s = checkToOne<4>(pSrc, srcStep, pDst, dstStep, roiSize)) return s;
+  if (const ZelStatus s = checkColours<4, 0>(pSrc, srcStep, pDst, dstStep, roiSize)) return s;
   forEachRow(roiSize, [=](int r) {
     decodeRowFrom(pSrc, srcStep, r, roiSize.width, [=](int at) {
       return ToCmykChannels{rowAt(pDst, dstStep, at), rowAt(pSrc[3], srcStep, at)};

@@ -1,15 +1,15 @@
 // MCU conversion for the decoder: level-shifted blocks to pixels, chroma replication and colour conversion in one pass.
 //
 // With the inverse JFIF matrix in 14-bit fixed point, for any 16-bit y, cb and cr,
-//   R = clamp(y + ((22970 cr + 2105344) >> 14)),  B = clamp(y + ((29032 cb + 2105344) >> 14))
-//   G = clamp(y + ((-5638 cb - 11700 cr + 2105344) >> 14)), or clamp(y - ((5638 cb + 11700 cr - 2088960) >> 14))
-// 2105344 adds 128 and rounds to nearest; the second form of green rounds halves down instead.
+//   R = clamp(y + 128 + ((22970 cr + 2^13) >> 14)),  B = clamp(y + 128 + ((29032 cb + 2^13) >> 14))
+//   G = clamp(y + 128 + ((-5638 cb - 11700 cr + half) >> 14))
+// where half is 2^13 for RGB and BGR of 4:4:4, and 2^13 - 1 for all others: those round a green half down.
 //
 // All of it is done in 16-bit lanes. The terms beside y need 17 bits, so each is split in two: whole chroma samples,
 // and a rest whose factor is below 16384.
-//   R = y + cr + ((6586 cr + 8192) >> 14) + 128
-//   B = y + cb + ((12648 cb + 8192) >> 14) + 128
-//   G = y - cr + ((-5638 cb + 4684 cr + 8192 or 8191) >> 14) + 128
+//   R = y + cr + ((6586 cr + 2^13) >> 14) + 128
+//   B = y + cb + ((12648 cb + 2^13) >> 14) + 128
+//   G = y - cr + ((-5638 cb + 4684 cr + half) >> 14) + 128
 // A rounding multiply gives the rests of red and blue: (2 f c + 2^14) >> 15 = (f c + 2^13) >> 14. Every rest with its
 // 128 is within +-25425. So where the first addition saturates, the second stays outside 0..255 on the same side, as
 // the true sum does: saturating additions give the clamped value for every input.
@@ -19,17 +19,17 @@ namespace ZEL_VARIANT {
 namespace {
 
 // 16 samples of each channel in each half, as bytes.
-struct Planes {
+struct Channels {
   u8v at[3];
 };
 
 // Level shift and clamp: the signed byte with its top bit inverted.
 ZEL_INLINE u8v shiftedBytes(i16v a, i16v b) { return as<u8v>(packI8x128(a, b)) ^ loadAligned<u8v>(kMcu.centreByte); }
 
-// ---- Colour models: blocks to planes --------------------------------------------------------------------------------
+// ---- Colour models: blocks to channels ------------------------------------------------------------------------------
 
 template <bool kHalvesUp>
-struct FromYcc {
+struct YccToRgb {
   struct Chroma {
     i16v cb, cr, red, green, blue;  // the samples, and the rests with 128
   };
@@ -62,31 +62,31 @@ struct FromYcc {
   ZEL_INLINE static i16v green(i16v y, const Chroma& c) { return addSat(subSat(y, c.cr), c.green); }
   ZEL_INLINE static i16v blue(i16v y, const Chroma& c) { return addSat(addSat(y, c.cb), c.blue); }
 
-  ZEL_INLINE static Planes full(i16v y0, i16v y1, const Chroma& c0, const Chroma& c1) {
+  ZEL_INLINE static Channels full(i16v y0, i16v y1, const Chroma& c0, const Chroma& c1) {
     return {{packU8x128(red(y0, c0), red(y1, c1)), packU8x128(green(y0, c0), green(y1, c1)),
              packU8x128(blue(y0, c0), blue(y1, c1))}};
   }
-  ZEL_INLINE static Planes doubled(i16v left, i16v right, const Chroma& c) {
+  ZEL_INLINE static Channels doubled(i16v left, i16v right, const Chroma& c) {
     return full(left, right, leftOf(c), rightOf(c));
   }
 };
 
 // No conversion.
-struct Samples {
+struct Unconverted {
   struct Chroma {
     i16v cb, cr;
   };
   ZEL_INLINE static Chroma chroma(const int16_t* pCb, const int16_t* pCr) { return {load<i16v>(pCb), load<i16v>(pCr)}; }
-  ZEL_INLINE static Planes full(i16v y0, i16v y1, const Chroma& c0, const Chroma& c1) {
+  ZEL_INLINE static Channels full(i16v y0, i16v y1, const Chroma& c0, const Chroma& c1) {
     return {{shiftedBytes(y0, y1), shiftedBytes(c0.cb, c1.cb), shiftedBytes(c0.cr, c1.cr)}};
   }
-  ZEL_INLINE static Planes doubled(i16v left, i16v right, const Chroma& c) {
+  ZEL_INLINE static Channels doubled(i16v left, i16v right, const Chroma& c) {
     const u8v both = shiftedBytes(c.cb, c.cr);  // cb0..cb7 cr0..cr7
     return {{shiftedBytes(left, right), unpackLow128(both, both), unpackHigh128(both, both)}};
   }
 };
 
-// ---- Pixel formats: planes to rows ----------------------------------------------------------------------------------
+// ---- Writers of pixels: channels to rows ----------------------------------------------------------------------------
 
 // Where the 16 pixels of each half go: to one row, or 8 each to two rows.
 template <class Sample, int kWidth>
@@ -131,13 +131,13 @@ ZEL_INLINE void writeHalves(const u8v (&v)[kVectors], const Rows<Sample, kWidth>
   if constexpr (kRows == 2) writeHalf<kRows - 1>(v, rows);
 }
 
-// The planes as bytes, the one of index kFirst first.
+// The channels as bytes, the one of index kFirst first.
 template <int kFirst>
-struct Bytes3 {
+struct BytesWriter {
   using Sample = uint8_t;
   static constexpr int kBlocks = 3;
   template <int kWidth>
-  ZEL_INLINE static void write(const Planes& p, u8v, const Rows<Sample, kWidth>& rows) {
+  ZEL_INLINE static void write(const Channels& p, u8v, const Rows<Sample, kWidth>& rows) {
     u8v pixels[3];
     interleave3(p.at[kFirst], p.at[1], p.at[2 - kFirst], pixels);
     writeHalves(pixels, rows);
@@ -145,11 +145,11 @@ struct Bytes3 {
 };
 
 // The complements of R, G and B, and K.
-struct Cmyk {
+struct CmykWriter {
   using Sample = uint8_t;
   static constexpr int kBlocks = 4;
   template <int kWidth>
-  ZEL_INLINE static void write(const Planes& p, u8v key, const Rows<Sample, kWidth>& rows) {
+  ZEL_INLINE static void write(const Channels& p, u8v key, const Rows<Sample, kWidth>& rows) {
     u8v pixels[4];
     interleave4(~p.at[0], ~p.at[1], ~p.at[2], key, pixels);
     writeHalves(pixels, rows);
@@ -158,26 +158,26 @@ struct Cmyk {
 
 // 16-bit pixels; a channel is cut to its field by a shift.
 template <class Fields>
-struct Packed {
+struct PackedWriter {
   using Sample = uint16_t;
   static constexpr int kBlocks = 3;
-  static constexpr int kGreenAt = Fields::kBits[0], kRedAt = kGreenAt + Fields::kBits[1];
+  static constexpr int kAboveRed = 16 - Fields::kRedAt - 5;  // bits of a pixel that stay 0
 
   // Bytes shifted right and masked: lanes of 16 bits do the shift, the mask drops what crosses.
   ZEL_INLINE static u8v field(u8v a, int shift, int mask) {
     return as<u8v>(as<u16v>(a) >> shift) & splat<u8v>(uint8_t(mask));
   }
   template <int kWidth>
-  ZEL_INLINE static void write(const Planes& p, u8v, const Rows<Sample, kWidth>& rows) {
-    const u8v high = field(p.at[0], 16 - kRedAt - 5, 0xF8 >> (16 - kRedAt - 5));  // red in the high byte
+  ZEL_INLINE static void write(const Channels& p, u8v, const Rows<Sample, kWidth>& rows) {
+    const u8v high = field(p.at[0], kAboveRed, 0xF8 >> kAboveRed);  // red in the high byte
     const u8v low = field(p.at[2], 3, 0x1F);
-    const u8v green = p.at[1] & splat<u8v>(uint8_t(0x100 - (0x100 >> Fields::kBits[1])));
+    const u8v green = p.at[1] & splat<u8v>(uint8_t(Fields::kGreenMask));
     u8v redBlue[2], greens[2];
     interleave2(low, high, redBlue);
     interleave2(zero<u8v>(), green, greens);  // green << 8
     u8v pixels[2];
 #pragma GCC unroll 2
-    for (int i = 0; i < 2; ++i) pixels[i] = redBlue[i] | as<u8v>(as<u16v>(greens[i]) >> (16 - kRedAt));
+    for (int i = 0; i < 2; ++i) pixels[i] = redBlue[i] | as<u8v>(as<u16v>(greens[i]) >> (16 - Fields::kRedAt));
     writeHalves(pixels, rows);
   }
 };
@@ -193,42 +193,42 @@ struct Components {
   }
 };
 
-template <class Format>
-ZEL_INLINE u8v keyOf(const Components<Format::kBlocks>& src, int first, int second) {
-  if constexpr (Format::kBlocks == 4)
+template <class Writer>
+ZEL_INLINE u8v keyOf(const Components<Writer::kBlocks>& src, int first, int second) {
+  if constexpr (Writer::kBlocks == 4)
     return shiftedBytes(load<i16v>(src.at[3] + first), load<i16v>(src.at[3] + second));
   return zero<u8v>();
 }
 
-template <class Model, class Format>
-void toPixels444(const int16_t* const* blocks, typename Format::Sample* dst, int step) {
-  const Components<Format::kBlocks> src(blocks);
+template <class Model, class Writer>
+void toPixels444(const int16_t* const* blocks, typename Writer::Sample* dst, int step) {
+  const Components<Writer::kBlocks> src(blocks);
   for (int r = 0; r < 8; r += 2 * kRows) {
     const int at = 8 * r, next = at + i16v::N;
-    const Planes planes =
+    const Channels pixels =
         Model::full(load<i16v>(src.at[0] + at), load<i16v>(src.at[0] + next),
                     Model::chroma(src.at[1] + at, src.at[2] + at), Model::chroma(src.at[1] + next, src.at[2] + next));
-    Format::template write<8>(planes, keyOf<Format>(src, at, next),
-                              rowsFrom<typename Format::Sample, 8>(dst, step, r, 1, kRows));
+    Writer::template write<8>(pixels, keyOf<Writer>(src, at, next),
+                              rowsFrom<typename Writer::Sample, 8>(dst, step, r, 1, kRows));
   }
 }
 
-template <class Model, class Format>
-void toPixels422(const int16_t* const* blocks, typename Format::Sample* dst, int step) {
-  const Components<Format::kBlocks> src(blocks);
+template <class Model, class Writer>
+void toPixels422(const int16_t* const* blocks, typename Writer::Sample* dst, int step) {
+  const Components<Writer::kBlocks> src(blocks);
   for (int r = 0; r < 8; r += kRows) {
     const int at = 8 * r;
-    const Planes planes = Model::doubled(load<i16v>(src.at[0] + at), load<i16v>(src.at[0] + 64 + at),
-                                         Model::chroma(src.at[1] + at, src.at[2] + at));
-    Format::template write<16>(planes, keyOf<Format>(src, at, at + 64),
-                               rowsFrom<typename Format::Sample, 16>(dst, step, r, 1, 0));
+    const Channels pixels = Model::doubled(load<i16v>(src.at[0] + at), load<i16v>(src.at[0] + 64 + at),
+                                           Model::chroma(src.at[1] + at, src.at[2] + at));
+    Writer::template write<16>(pixels, keyOf<Writer>(src, at, at + 64),
+                               rowsFrom<typename Writer::Sample, 16>(dst, step, r, 1, 0));
   }
 }
 
 // A chroma row serves two rows of pixels, so the rows of a group are two apart.
-template <class Model, class Format>
-void toPixels411(const int16_t* const* blocks, typename Format::Sample* dst, int step) {
-  const Components<Format::kBlocks> src(blocks);
+template <class Model, class Writer>
+void toPixels411(const int16_t* const* blocks, typename Writer::Sample* dst, int step) {
+  const Components<Writer::kBlocks> src(blocks);
   for (int r = 0; r < 8; r += kRows, dst = rowAt(dst, step, 2 * kRows)) {
     const int luma = 16 * r + (r & 4) * 16;  // rows from 8 on are in the second pair of blocks
     const auto chroma = Model::chroma(src.at[1] + 8 * r, src.at[2] + 8 * r);
@@ -238,10 +238,10 @@ void toPixels411(const int16_t* const* blocks, typename Format::Sample* dst, int
       const auto group = [&](int component, int first) {
         return loadHalves<i16v>(src.at[component] + first, src.at[component] + first + 16);
       };
-      const Planes planes = Model::doubled(group(0, at), group(0, at + 64), chroma);
+      const Channels pixels = Model::doubled(group(0, at), group(0, at + 64), chroma);
       u8v key = zero<u8v>();
-      if constexpr (Format::kBlocks == 4) key = shiftedBytes(group(3, at), group(3, at + 64));
-      Format::template write<16>(planes, key, rowsFrom<typename Format::Sample, 16>(dst, step, i, 2, 0));
+      if constexpr (Writer::kBlocks == 4) key = shiftedBytes(group(3, at), group(3, at + 64));
+      Writer::template write<16>(pixels, key, rowsFrom<typename Writer::Sample, 16>(dst, step, i, 2, 0));
     }
   }
 }
@@ -272,63 +272,63 @@ ZelStatus convert(void (*toPixels)(const int16_t* const*, T*, int), const int16_
 }  // namespace
 
 ZelStatus zeliYCbCr444ToRGBLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep) {
-  return convert<3>(toPixels444<FromYcc<true>, Bytes3<0>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels444<YccToRgb<true>, BytesWriter<0>>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCbCr422ToRGBLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep) {
-  return convert<3>(toPixels422<FromYcc<false>, Bytes3<0>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels422<YccToRgb<false>, BytesWriter<0>>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCbCr411ToRGBLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep) {
-  return convert<3>(toPixels411<FromYcc<false>, Bytes3<0>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels411<YccToRgb<false>, BytesWriter<0>>, pSrc, pDst, dstStep);
 }
 
 ZelStatus zeliYCbCr444ToBGRLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep) {
-  return convert<3>(toPixels444<FromYcc<true>, Bytes3<2>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels444<YccToRgb<true>, BytesWriter<2>>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCbCr422ToBGRLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep) {
-  return convert<3>(toPixels422<FromYcc<false>, Bytes3<2>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels422<YccToRgb<false>, BytesWriter<2>>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCbCr411ToBGRLS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep) {
-  return convert<3>(toPixels411<FromYcc<false>, Bytes3<2>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels411<YccToRgb<false>, BytesWriter<2>>, pSrc, pDst, dstStep);
 }
 
 ZelStatus zeliYCbCr444ToBGR555LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep) {
-  return convert<3>(toPixels444<FromYcc<false>, Packed<Bgr555>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels444<YccToRgb<false>, PackedWriter<Bgr555>>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCbCr422ToBGR555LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep) {
-  return convert<3>(toPixels422<FromYcc<false>, Packed<Bgr555>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels422<YccToRgb<false>, PackedWriter<Bgr555>>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCbCr411ToBGR555LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep) {
-  return convert<3>(toPixels411<FromYcc<false>, Packed<Bgr555>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels411<YccToRgb<false>, PackedWriter<Bgr555>>, pSrc, pDst, dstStep);
 }
 
 ZelStatus zeliYCbCr444ToBGR565LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep) {
-  return convert<3>(toPixels444<FromYcc<false>, Packed<Bgr565>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels444<YccToRgb<false>, PackedWriter<Bgr565>>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCbCr422ToBGR565LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep) {
-  return convert<3>(toPixels422<FromYcc<false>, Packed<Bgr565>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels422<YccToRgb<false>, PackedWriter<Bgr565>>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCbCr411ToBGR565LS_MCU_16s16u_P3C3R(const int16_t* const pSrc[3], uint16_t* pDst, int dstStep) {
-  return convert<3>(toPixels411<FromYcc<false>, Packed<Bgr565>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels411<YccToRgb<false>, PackedWriter<Bgr565>>, pSrc, pDst, dstStep);
 }
 
 ZelStatus zeliYCCK444ToCMYKLS_MCU_16s8u_P4C4R(const int16_t* const pSrc[4], uint8_t* pDst, int dstStep) {
-  return convert<4>(toPixels444<FromYcc<false>, Cmyk>, pSrc, pDst, dstStep);
+  return convert<4>(toPixels444<YccToRgb<false>, CmykWriter>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCCK422ToCMYKLS_MCU_16s8u_P4C4R(const int16_t* const pSrc[4], uint8_t* pDst, int dstStep) {
-  return convert<4>(toPixels422<FromYcc<false>, Cmyk>, pSrc, pDst, dstStep);
+  return convert<4>(toPixels422<YccToRgb<false>, CmykWriter>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliYCCK411ToCMYKLS_MCU_16s8u_P4C4R(const int16_t* const pSrc[4], uint8_t* pDst, int dstStep) {
-  return convert<4>(toPixels411<FromYcc<false>, Cmyk>, pSrc, pDst, dstStep);
+  return convert<4>(toPixels411<YccToRgb<false>, CmykWriter>, pSrc, pDst, dstStep);
 }
 
 ZelStatus zeliSampleUp444LS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep) {
-  return convert<3>(toPixels444<Samples, Bytes3<0>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels444<Unconverted, BytesWriter<0>>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliSampleUp422LS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep) {
-  return convert<3>(toPixels422<Samples, Bytes3<0>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels422<Unconverted, BytesWriter<0>>, pSrc, pDst, dstStep);
 }
 ZelStatus zeliSampleUp411LS_MCU_16s8u_P3C3R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep) {
-  return convert<3>(toPixels411<Samples, Bytes3<0>>, pSrc, pDst, dstStep);
+  return convert<3>(toPixels411<Unconverted, BytesWriter<0>>, pSrc, pDst, dstStep);
 }
 
 ZelStatus zeliJoin422LS_MCU_16s8u_P3C2R(const int16_t* const pSrc[3], uint8_t* pDst, int dstStep) {

@@ -1,18 +1,18 @@
+#include "colour/matrix.h"
 #include "colour/tables.h"
 
 namespace ZEL_VARIANT {
 namespace {
 
 constexpr DecodingTables decodingTables() {
-  constexpr int32_t kCrToR = 91881, kCbToB = 116130, kCrToG = 46802, kCbToG = 22554;  // 1.402, 1.772, 0.71414, 0.34414
-  constexpr int32_t kHalf = 32768;
+  constexpr int32_t kHalf = 1 << 15;
   DecodingTables t{};
   for (int i = 0; i < 256; ++i) {
-    const int32_t centred = i - 128;
-    t.cr_r_tbl[i] = (kCrToR * centred + kHalf) >> 16;
-    t.cb_b_tbl[i] = (kCbToB * centred + kHalf) >> 16;
-    t.cr_g_tbl[i] = -kCrToG * centred;
-    t.cb_g_tbl[i] = -kCbToG * centred + kHalf;
+    const int32_t chroma = i - kCentre;
+    t.cr_r_tbl[i] = (fixedPoint(1.402, 16) * chroma + kHalf) >> 16;
+    t.cb_b_tbl[i] = (fixedPoint(1.772, 16) * chroma + kHalf) >> 16;
+    t.cr_g_tbl[i] = -fixedPoint(0.71414, 16) * chroma;
+    t.cb_g_tbl[i] = -fixedPoint(0.34414, 16) * chroma + kHalf;
   }
   return t;
 }

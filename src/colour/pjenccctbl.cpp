@@ -1,12 +1,15 @@
+#include "colour/matrix.h"
 #include "colour/tables.h"
 
 namespace ZEL_VARIANT {
 namespace {
 
 constexpr EncodingTables encodingTables() {
-  // FIX of 0.299, 0.587, 0.114, 0.16874, 0.33126, 0.5, 0.41869, 0.08131
-  constexpr int32_t kWeights[8] = {19595, 38470, 7471, -11059, -21709, 32768, -27439, -5329};
-  constexpr int32_t kOffsets[8] = {0, 0, 32768, 0, 0, (128 << 16) + 32767, 0, 0};
+  constexpr ForwardMatrix m = kForward16;
+  static_assert(m.cb.b == m.cr.r, "one table for both");
+  constexpr int32_t kWeights[8] = {m.y.r, m.y.g, m.y.b, m.cb.r, m.cb.g, m.cb.b, m.cr.g, m.cr.b};
+  constexpr int32_t kHalf = 1 << 15;
+  constexpr int32_t kOffsets[8] = {0, 0, kHalf, 0, 0, (kCentre << 16) + kHalf - 1, 0, 0};
   EncodingTables t{};
   for (int row = 0; row < 8; ++row)
     for (int i = 0; i < 256; ++i) t.cc_table[row][i] = kWeights[row] * i + kOffsets[row];

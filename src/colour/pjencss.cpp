@@ -1,7 +1,5 @@
 // Chroma down-sampling by a box filter (as in JPEG's 4:2:2 and 4:2:0): a sample is the mean of 2 or 2x2.
 #include "colour/planes.h"
-#include "frame/rows.h"
-#include "frame/vec.h"
 
 namespace ZEL_VARIANT {
 namespace {
@@ -29,13 +27,13 @@ ZEL_INLINE Vec<int16_t, B> pairSums(const uint8_t* p) {
 template <bool kTwoRows>
 void downRow(const uint8_t* upper, const uint8_t* lower, uint8_t* dst, int n, Bias bias) {
   constexpr int kShift = kTwoRows ? 2 : 1;
-  const auto sums = [&](auto lanes, int i) {
+  const auto sums = [&](auto lanes, int64_t i) {
     using V = decltype(lanes);
     V s = pairSums<sizeof(V)>(upper + 2 * i);
     if constexpr (kTwoRows) s = s + pairSums<sizeof(V)>(lower + 2 * i);
     return (s + alternating<V>(bias)) >> kShift;
   };
-  int i = 0;
+  int64_t i = 0;  // twice as many samples can be more than an int holds
   for (; i + u8v::N <= n; i += u8v::N) store(dst + i, packU8(sums(i16v{}, i), sums(i16v{}, i + i16v::N)));
   for (; i + i16x8::N <= n; i += i16x8::N) storeNarrow(dst + i, sums(i16x8{}, i));
   for (; i < n; ++i) {

@@ -1,7 +1,8 @@
-// What the functions on planes share: argument checks, and rows taken in steps of a whole vector, of 8 and of 4
-// samples.
+// What the functions on planes share: argument checks, pixels in vectors, weighted sums of two channels, and rows taken
+// in steps of a whole vector, of 8 and of 4 samples.
 #pragma once
 
+#include "colour/matrix.h"
 #include "frame/checks.h"
 #include "frame/interleave.h"
 #include "frame/rows.h"
@@ -9,10 +10,57 @@
 namespace ZEL_VARIANT {
 namespace {
 
+// ---- Checks ---------------------------------------------------------------------------------------------------------
+
 inline ZelStatus checkResampling(const void* pSrc, int srcStep, ZeliSize srcSize, const void* pDst, int dstStep,
                                  ZeliSize dstSize) {
   return firstFailure(present(pSrc), stepOk(srcStep), sizeOk(srcSize), present(pDst), stepOk(dstStep), sizeOk(dstSize));
 }
+
+// Source and destination are arrays of kSrcPlanes and kDstPlanes pointers, or one pointer each where that is 0.
+template <int kSrcPlanes, int kDstPlanes, class Src, class Dst>
+ZelStatus checkColours(const Src* pSrc, int srcStep, const Dst* pDst, int dstStep, ZeliSize roi) {
+  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst))) return s;
+  if constexpr (kSrcPlanes > 0)
+    if (const ZelStatus s = allPresent<kSrcPlanes>(pSrc)) return s;
+  if constexpr (kDstPlanes > 0)
+    if (const ZelStatus s = allPresent<kDstPlanes>(pDst)) return s;
+  return firstFailure(stepOk(srcStep), stepOk(dstStep), sizeOk(roi));
+}
+
+// ---- Pixels and weighted sums ---------------------------------------------------------------------------------------
+
+// One pixel, or as many as a vector has lanes.
+template <class V>
+struct Rgb {
+  V r, g, b;
+};
+template <class V>
+struct Ycc {
+  V y, cb, cr;
+};
+
+template <class V>
+using WideOf = Vec<int32_t, int(sizeof(V))>;
+
+// One factor for the lanes of even and one for those of odd index.
+template <class V>
+ZEL_INLINE V pairFactors(int even, int odd) {
+  return as<V>(splat<WideOf<V>>(int32_t(uint32_t(uint16_t(even)) | uint32_t(odd) << 16)));
+}
+
+// (a * fa + b * fb + offset) >> kShift
+template <int kShift, class V>
+ZEL_INLINE V weigh(V a, V b, int fa, int fb, int offset) {
+  const V factors = pairFactors<V>(fa, fb);
+  const WideOf<V> add = splat<WideOf<V>>(offset);
+  return packI16x128((maddPairs(unpackLow128(a, b), factors) + add) >> kShift,
+                     (maddPairs(unpackHigh128(a, b), factors) + add) >> kShift);
+}
+
+constexpr uint8_t clampToByte(int x) { return uint8_t(x < 0 ? 0 : x > 255 ? 255 : x); }
+
+// ---- Rows in steps --------------------------------------------------------------------------------------------------
 
 // How many pixels one step of a row kernel takes, in which lanes.
 template <class Lanes, int kPixels>
@@ -25,12 +73,21 @@ struct Step {
 // many pixels that were; fewer than kSmallest stay.
 template <int kSmallest, class Body>
 ZEL_INLINE int inSteps(int n, Body body) {
+  const int whole = n - n % i16v::N;
   int i = 0;
-  for (; i + i16v::N <= n; i += i16v::N) body(Step<i16v, i16v::N>{}, i);
-  if constexpr (i16v::N > 8)
-    if (i + 8 <= n) body(Step<i16x8, 8>{}, i), i += 8;
-  if constexpr (kSmallest == 4)
-    if (i + 4 <= n) body(Step<i16x8, 4>{}, i), i += 4;
+  for (; i < whole; i += i16v::N) body(Step<i16v, i16v::N>{}, i);
+  if constexpr (i16v::N > 8) {
+    if (n - i >= 8) {
+      body(Step<i16x8, 8>{}, i);
+      i += 8;
+    }
+  }
+  if constexpr (kSmallest == 4) {
+    if (n - i >= 4) {
+      body(Step<i16x8, 4>{}, i);
+      i += 4;
+    }
+  }
   return i;
 }
 
@@ -68,12 +125,11 @@ ZEL_INLINE void storeBytes(uint8_t* p, const u8x16 (&v)[N]) {
   static_assert(kBytes <= 16 * N && kBytes % 4 == 0);
 #pragma GCC unroll 4
   for (int i = 0; i < kBytes / 16; ++i) store(p + 16 * i, v[i]);
-  constexpr int kWhole = kBytes / 16 * 16, kRest = kBytes % 16;
+  constexpr int kWhole = kBytes / 16 * 16;
+  constexpr int kRest = kBytes % 16;
   if constexpr (kRest >= 8) storeLow8(p + kWhole, v[kWhole / 16]);
   if constexpr (kRest == 12) store4(p + kWhole + 8, permute32x128<0xEE>(v[kWhole / 16]));
 }
-
-constexpr uint8_t clampToByte(int x) { return uint8_t(x < 0 ? 0 : x > 255 ? 255 : x); }
 
 }  // namespace
 }  // namespace ZEL_VARIANT
