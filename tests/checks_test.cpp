@@ -8,13 +8,7 @@
 #include "support/api.h"
 
 namespace {
-using zeltest::bad;
-using zeltest::Checks;
-using zeltest::expectChecks;
-using zeltest::length;
-using zeltest::null;
-using zeltest::size;
-using zeltest::step;
+using namespace zeltest;
 
 }  // namespace
 

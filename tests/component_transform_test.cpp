@@ -12,15 +12,7 @@
 
 namespace {
 
-using zeltest::bad;
-using zeltest::Checks;
-using zeltest::expectChecks;
-using zeltest::null;
-using zeltest::Picture;
-using zeltest::Plane;
-using zeltest::Random;
-using zeltest::size;
-using zeltest::step;
+using namespace zeltest;
 
 template <class T>
 using Pixel = std::array<T, 3>;

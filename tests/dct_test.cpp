@@ -8,8 +8,7 @@
 
 namespace {
 
-using zeltest::Guarded;
-using zeltest::Random;
+using namespace zeltest;
 
 constexpr int kTg1 = 13036, kTg2 = 27146, kTg3 = -21746, kOcos4 = 23170, kCos4 = -19195;
 

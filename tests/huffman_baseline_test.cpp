@@ -6,17 +6,7 @@
 
 namespace {
 
-using zeltest::bad;
-using zeltest::Checks;
-using zeltest::Coefficients;
-using zeltest::countScan;
-using zeltest::expectChecks;
-using zeltest::Guarded;
-using zeltest::HuffmanScan;
-using zeltest::HuffmanTable;
-using zeltest::length;
-using zeltest::null;
-using zeltest::Random;
+using namespace zeltest;
 using Bytes = std::vector<uint8_t>;
 
 Coefficients randomBlock(Random& r) {

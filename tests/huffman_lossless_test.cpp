@@ -8,17 +8,7 @@
 
 namespace {
 
-using zeltest::bad;
-using zeltest::Checks;
-using zeltest::Coefficients;
-using zeltest::countScan;
-using zeltest::expectChecks;
-using zeltest::fittedTable;
-using zeltest::HuffmanScan;
-using zeltest::HuffmanTable;
-using zeltest::length;
-using zeltest::null;
-using zeltest::Random;
+using namespace zeltest;
 using Bytes = std::vector<uint8_t>;
 
 // Differences of one size, with some of any size among them; now and then extremes alone.

@@ -6,18 +6,7 @@
 
 namespace {
 
-using zeltest::bad;
-using zeltest::Checks;
-using zeltest::Coefficients;
-using zeltest::countScan;
-using zeltest::EncoderPair;
-using zeltest::expectChecks;
-using zeltest::fittedTable;
-using zeltest::HuffmanScan;
-using zeltest::HuffmanTable;
-using zeltest::length;
-using zeltest::null;
-using zeltest::Random;
+using namespace zeltest;
 using Blocks = std::vector<Coefficients>;
 using Bytes = std::vector<uint8_t>;
 

@@ -11,11 +11,7 @@
 
 namespace {
 
-using zeltest::Checks;
-using zeltest::expectChecks;
-using zeltest::Guarded;
-using zeltest::null;
-using zeltest::Random;
+using namespace zeltest;
 using Bytes = std::vector<uint8_t>;
 
 struct Description {

@@ -7,9 +7,7 @@
 
 namespace {
 
-using zeltest::Guarded;
-using zeltest::hooks;
-using zeltest::Random;
+using namespace zeltest;
 
 uint8_t clamp8(int x) { return uint8_t(x < 0 ? 0 : x > 255 ? 255 : x); }
 

@@ -7,13 +7,7 @@
 
 namespace {
 
-using zeltest::bad;
-using zeltest::Checks;
-using zeltest::expectChecks;
-using zeltest::Guarded;
-using zeltest::null;
-using zeltest::Random;
-using zeltest::size;
+using namespace zeltest;
 
 struct Int {  // wraps
   int32_t v;

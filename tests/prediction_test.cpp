@@ -6,8 +6,7 @@
 
 namespace {
 
-using zeltest::Guarded;
-using zeltest::Random;
+using namespace zeltest;
 
 int prediction(int predictor, int Ra, int Rb, int Rc) {
   const int all[] = {Ra, Rb, Rc, Ra + Rb - Rc, Ra + ((Rb - Rc) >> 1), Rb + ((Ra - Rc) >> 1), (Ra + Rb) >> 1};

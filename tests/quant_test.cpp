@@ -10,8 +10,7 @@
 
 namespace {
 
-using zeltest::Guarded;
-using zeltest::Random;
+using namespace zeltest;
 
 // ITU-T T.81, Figure A.6: for each natural position its place in the zigzag.
 constexpr int kZigzag[64] = {0,  1,  5,  6,  14, 15, 27, 28, 2,  4,  7,  13, 16, 26, 29, 42, 3,  8,  12, 17, 25, 30,

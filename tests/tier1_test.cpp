@@ -14,14 +14,7 @@ using tier1::Decoded;
 using tier1::Encoded;
 using tier1::Samples;
 using tier1::Style;
-using zeltest::Bad;
-using zeltest::bad;
-using zeltest::expectChecks;
-using zeltest::Guarded;
-using zeltest::null;
-using zeltest::Random;
-using zeltest::size;
-using zeltest::step;
+using namespace zeltest;
 
 constexpr int kMagnitude = 0x7FFFFFFF;
 constexpr int kNotWritten = -99;  // what a result holds before a call

@@ -9,13 +9,7 @@
 
 namespace {
 
-using zeltest::Checks;
-using zeltest::expectChecks;
-using zeltest::Guarded;
-using zeltest::length;
-using zeltest::null;
-using zeltest::Random;
-using zeltest::step;
+using namespace zeltest;
 using Bytes = std::vector<uint8_t>;
 
 // The runs of a row, each with its header.

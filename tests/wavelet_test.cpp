@@ -13,17 +13,7 @@
 
 namespace {
 
-using zeltest::bad;
-using zeltest::Checks;
-using zeltest::expectChecks;
-using zeltest::FarRows;
-using zeltest::Guarded;
-using zeltest::length;
-using zeltest::null;
-using zeltest::Plane;
-using zeltest::Random;
-using zeltest::size;
-using zeltest::step;
+using namespace zeltest;
 
 // ---- The arithmetic of each function, one value at a time ----------------------------------------------------------
 // T is a sample, W what it is between the steps. add(i, ...) is step i of the forward transform, sub its undoing; `out`

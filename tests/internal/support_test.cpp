@@ -10,9 +10,7 @@
 #include "zelcore.h"
 
 using namespace ZEL_VARIANT;
-using zeltest::Guarded;
-using zeltest::hooks;
-using zeltest::Random;
+using namespace zeltest;
 
 TEST(Support, Allocation) {
   const int before = hooks()->liveAllocations;
