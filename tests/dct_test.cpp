@@ -132,12 +132,17 @@ Block inverse(const Block& in, const Table& steps, int group) {
 
 // The exact transform of 64 values.
 std::vector<double> exact(const std::vector<double>& in, bool isForward) {
-  const auto basis = [](int x, int u) { return std::cos((2 * x + 1) * u * M_PI / 16) * (u ? 0.5 : std::sqrt(0.125)); };
+  static const auto basis = [] {
+    std::array<double, 64> all;
+    for (int i = 0; i < 64; ++i)
+      all[size_t(i)] = std::cos((2 * (i / 8) + 1) * (i % 8) * M_PI / 16) * (i % 8 ? 0.5 : std::sqrt(0.125));
+    return all;
+  }();
   std::vector<double> out(64);
-  for (int i = 0; i < 64; ++i)
-    for (int j = 0; j < 64; ++j) {
-      const int sample = isForward ? j : i, frequency = isForward ? i : j;
-      out[size_t(i)] += in[size_t(j)] * basis(sample % 8, frequency % 8) * basis(sample / 8, frequency / 8);
+  for (size_t i = 0; i < 64; ++i)
+    for (size_t j = 0; j < 64; ++j) {
+      const size_t x = isForward ? j : i, u = isForward ? i : j;  // the sample, and the frequency
+      out[i] += in[j] * basis[x % 8 * 8 + u % 8] * basis[x / 8 * 8 + u / 8];
     }
   return out;
 }
@@ -145,7 +150,7 @@ std::vector<double> exact(const std::vector<double>& in, bool isForward) {
 // Samples and coefficients of every magnitude, sparse blocks, extremes; zero outside the corner.
 Block randomBlock(Random& rng, int corner = 8) {
   Block b(64);
-  const int kind = rng.below(5), limit = kind == 0 ? 128 : kind == 1 ? 1024 : 32768;
+  const int kind = rng.below(5), limit = kind == 0 ? 32768 : kind == 1 ? 256 : 64;
   const int rows = rng.below(3) ? corner : std::min(corner, 4);  // the transforms pass over a lower half of zeros
   for (int v = 0; v < rows; ++v)
     for (int u = 0; u < corner; ++u)
@@ -156,6 +161,7 @@ Block randomBlock(Random& rng, int corner = 8) {
 Table randomTable(Random& rng, int low, int high) {
   Table t(64);
   const bool any = rng.below(4) == 0;
+  if (rng.below(2)) high = low + (high - low) / 16;  // leaves blocks of real pictures, without saturation
   for (uint16_t& q : t) q = uint16_t(any ? rng.below(65536) : rng.between(low, high));
   return t;
 }
@@ -247,7 +253,7 @@ TEST(Dct, CornersAndReducedSizes) {
     for (int slack = 0; slack < kAlignments; ++slack) {
       Guarded<int16_t> src(64, size_t(slack));
       Plane<uint8_t> samples(c.size, c.size, slack);
-      for (int round = 0; round < zeltest::rounds(2500); ++round) {
+      for (int round = 0; round < zeltest::rounds(1500); ++round) {
         Block in = randomBlock(rng, c.corner);
         const Table steps = randomTable(rng, 1, 64);
         const int dc = (in[0] * steps[0]) >> 3;

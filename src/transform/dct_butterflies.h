@@ -60,7 +60,7 @@ struct OddSums {
   i16x8 first, x, y, last;
 };
 ZEL_INLINE OddSums oddSums(i16x8 R1, i16x8 R3, i16x8 R5, i16x8 R7) {
-  const Turned t3 = turned3(R3, R5), t1 = turned1(R1, R7);
+  const Turned t1 = turned1(R1, R7), t3 = turned3(R3, R5);
   return {addSat(t3.x, t1.x), subSat(t1.x, t3.x), subSat(t1.y, t3.y), addSat(t1.y, t3.y)};
 }
 // R5 and R7 are zero.
@@ -105,17 +105,18 @@ ZEL_INLINE BlockRows forwardColumns(const BlockRows& x) {
 
   const i16x8 sum03 = addSat(s[0], s[3]) << 3, difference03 = subSat(s[0], s[3]) << 3;
   const i16x8 sum12 = addSat(s[1] << 3, s[2] << 3), difference12 = subSat(s[1] << 3, s[2] << 3);
-  const Turned t2 = turned2(difference03, difference12);
   F.row[0] = addSat(sum03, sum12);
   F.row[4] = subSat(sum03, sum12);
+  const Turned t2 = turned2(difference03, difference12);
   F.row[2] = t2.x | one;
   F.row[6] = t2.y | one;
 
   // cos(pi/4) of the middle pair; a factor of 2^15 on 4 fraction bits leaves 3.
   const i16x8 x4 = times(addSat(d[1] << 4, d[2] << 4), kDct.ocos_4_16) | one;
   const i16x8 y4 = times(subSat(d[1] << 4, d[2] << 4), kDct.ocos_4_16);
-  const Turned t1 = turned1(addSat(d[0] << 3, x4), addSat(d[3] << 3, y4));
-  const Turned t3 = turned3(subSat(d[3] << 3, y4), subSat(d[0] << 3, x4));
+  const i16x8 sum3 = addSat(d[3] << 3, y4), difference3 = subSat(d[3] << 3, y4);
+  const i16x8 sum0 = addSat(d[0] << 3, x4), difference0 = subSat(d[0] << 3, x4);
+  const Turned t1 = turned1(sum0, sum3), t3 = turned3(difference3, difference0);
   F.row[1] = t1.x | one;
   F.row[7] = t1.y;
   F.row[3] = t3.y;

@@ -95,7 +95,7 @@ ZEL_INLINE void storeRow4(uint8_t* dst, int dstStep, int row, int32_t four) {
   __builtin_memcpy(rowAt(dst, dstStep, row), &four, sizeof four);
 }
 
-void dct_quant_inv8x8To4x4_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
+ZEL_INLINE void dct_quant_inv8x8To4x4_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
   const FourRows upper = fourRows4(src, table, 0, kUpperRounders4);
   FourRows lower = {zero<i16x8>(), zero<i16x8>()};  // what the row pass gives for rows of zeros
   if (!lowerHalfIsZero(src)) lower = fourRows4(src, table, 4, kLowerRounders4);
@@ -178,7 +178,7 @@ ZEL_INLINE OddAndDcRows allRows2(const int16_t* src, const uint16_t* table) {
 #endif
 }
 
-void dct_quant_inv8x8To2x2_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
+ZEL_INLINE void dct_quant_inv8x8To2x2_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
   const OddAndDcRows rows = allRows2(src, table);
   // Left in lane 0, right in lane 4; the others are not looked at.
   const auto next = [&](int n) { return as<i16x8>(as<Vec<uint64_t, 16>>(rows.odd) >> (16 * n)); };
