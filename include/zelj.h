@@ -461,70 +461,191 @@ ZEL_API ZelStatus zeliGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(const int16_t
 
 /** @defgroup zelj_transform JPEG transform and quantisation
  *
- * Quantisation tables. Raw tables are 64 unsigned 8-bit steps q in zigzag order, as in a stream; forward tables are 64
- * reciprocals 32768 / q and inverse tables 64 steps q, both unsigned 16-bit in natural order.
+ * Between samples and what the entropy coders code (ITU-T T.81, Annexes A.3 and H): quantised DCT coefficients, or
+ * differences from predictions in lossless mode.
+ *
+ * A block is 64 signed 16-bit values, row by row (natural order): entry 8 * v + u is sample u of row v, or horizontal
+ * frequency u of vertical frequency v. It has no step and needs no alignment beyond that of its elements. The zigzag
+ * order is the entropy coders' business; only raw quantisation tables have it here. Functions on one block never start
+ * threads: a codec divides its blocks among threads itself.
+ *
+ * How a codec calls them, for the block at row by and column bx of blocks; the tables are those of the first group:
+ * @code
+ *   // Encoder: samples to a block for zeliEncodeHuffman8x8_JPEG_16s1u_C1.
+ *   zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R(samples + 8 * by * step + 8 * bx, step, block, forward);
+ *   // Decoder: the block that zeliDecodeHuffman8x8_JPEG_1u16s_C1 gave, at full size, or at half and quarter size.
+ *   zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(block, samples + 8 * by * step + 8 * bx, step, inverse);
+ *   zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R(block, half + 4 * by * halfStep + 4 * bx, halfStep, inverse);
+ *   zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R(block, quarter + 2 * by * quarterStep + 2 * bx, quarterStep, inverse);
+ * @endcode
  * @{ */
 
-/* Scale a raw table in place by a quality of 1 to 100: t becomes (t * S + 50) / 100 clamped to 1..255, S = 5000 /
- * quality below 50, else 200 - 2 * quality. Above 100 acts as 100 (all ones); below 1 gives zelStsBadArgErr. */
+/** @defgroup zelj_transform_quant Quantisation tables and quantisation
+ *
+ * - raw table: 64 unsigned 8-bit steps q in zigzag order, as a DQT segment of 8-bit precision holds them
+ * - forward table: 64 unsigned 16-bit reciprocals 32768 / q in natural order, rounded to nearest: 32768 for q = 1
+ * - inverse table: 64 unsigned 16-bit steps q in natural order
+ *
+ * Steps above 255 (a DQT segment of 16-bit precision) have no raw table: the caller fills the other two by these rules.
+ *
+ * How a codec calls them, at a quality of 90:
+ * @code
+ *   uint8_t raw[64];                                  // the steps of T.81, Table K.1, in zigzag order
+ *   uint16_t forward[64], inverse[64];
+ *   zeliQuantFwdRawTableInit_JPEG_8u(raw, 90);        // now what the encoder writes into its DQT segment
+ *   zeliQuantFwdTableInit_JPEG_8u16u(raw, forward);   // the encoder's table
+ *   zeliQuantInvTableInit_JPEG_8u16u(raw, inverse);   // the decoder's, from the DQT segment that it read
+ * @endcode
+ * @{ */
+
+/** Scale a raw table in place by a quality: t becomes (t * S + 50) / 100, clamped to 1..255, with S = 5000 / quality
+ * below 50 and 200 - 2 * quality from there on (divisions truncate). 50 leaves the table as it is, 100 and everything
+ * above makes all steps 1; below 1 is zelStsBadArgErr. */
 ZEL_API ZelStatus zeliQuantFwdRawTableInit_JPEG_8u(uint8_t* pQuantRawTable, int qualityFactor);
 
-/* Forward and inverse table of a raw table. A step of 0 gives the reciprocal 65535 and zelStsDivByZeroWrn.
- * Checks of the inverse: the destination first. */
+/** @name Tables of a raw table
+ * @{ */
+/** The forward and the inverse table. A step of 0 gives the reciprocal 65535 and the warning zelStsDivByZeroWrn; the
+ * rest of the table is complete. Checks of the inverse: the destination first. */
 ZEL_API ZelStatus zeliQuantFwdTableInit_JPEG_8u16u(const uint8_t* pQuantRawTable, uint16_t* pQuantFwdTable);
 ZEL_API ZelStatus zeliQuantInvTableInit_JPEG_8u16u(const uint8_t* pQuantRawTable, uint16_t* pQuantInvTable);
+/** @} */
 
-/* Quantise a block: x / q rounded to nearest, halves up, by the truncated half of the reciprocal. Dequantise: the low
- * 16 bits of x * q. */
+/** @name A block of coefficients
+ * @{ */
+/** Quantise, for a transform of the caller's own: x / q rounded to nearest, halves up, for x from -4096 to 4095 (x * 8
+ * is cut to 16 bits); the reciprocal is halved and cut to an integer first. The fused functions below round otherwise,
+ * so the two do not mix bit for bit. Dequantise: the low 16 bits of x * q. */
 ZEL_API ZelStatus zeliQuantFwd8x8_JPEG_16s_C1I(int16_t* pSrcDst, const uint16_t* pQuantFwdTable);
 ZEL_API ZelStatus zeliQuantInv8x8_JPEG_16s_C1I(int16_t* pSrcDst, const uint16_t* pQuantInvTable);
+/** @} */
 
-/* ---- DCT with quantisation (T.81, Annex A.3.3 and A.3.4) ----
- * Blocks are 64 coefficients or samples in natural order; sample rows of the LS functions are step bytes apart.
- * Forward: samples (8u: minus 128), DCT, times the reciprocal, rounded to nearest, halves to even.
- * Inverse: times the step (low 16 bits), inverse DCT; 8u: plus 128, clamped to 0..255.
- * 12-bit samples (16u) take single-precision tables: 1 / q forward, q inverse, in natural order; they are centred on
- * 2048 and clamped to 0..4095.
- * Checks: source and destination pointers, the step, the table. */
+/** @} */
+
+/** @defgroup zelj_transform_dct DCT with quantisation
+ *
+ * One block at a time (T.81, A.3.3 and A.3.4). Samples are 8 rows of 8, step bytes apart, or a block.
+ * Checks: source and destination pointers, then the step (zelStsStepErr), then the table.
+ *
+ * 8-bit samples take 16-bit fixed-point arithmetic, whose results are within 1 of the exact transform:
+ *   - forward: samples (8u: minus 128; 16s as they are, from -256 to 255), DCT, times the reciprocal, rounded to
+ *     nearest, halves to even
+ *   - inverse: times the step (low 16 bits of the product), inverse DCT; 8u: plus 128, clamped to 0..255
+ *
+ * Samples in that range, and the coefficients that they give, meet no limit on the way. Beyond, nothing is refused:
+ * sums saturate at 16 bits. The inverse DCT gives -512 to 511 before the level shift.
+ *
+ * 12-bit samples (16u) take single precision, and tables of the caller's making in natural order: the factors 1 / q
+ * forward, the steps q inverse. Samples from 0 to 4095 (read as signed) are centred on 2048. Forward results are
+ * rounded to nearest, halves to even, and saturated; inverse ones truncated and clamped to 0..4095.
+ * @code
+ *   float forward[64], inverse[64];                   // steps: as in an inverse table, natural order
+ *   for (int i = 0; i < 64; ++i) forward[i] = 1.0f / steps[i], inverse[i] = steps[i];
+ *   zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(samples, samplesStep, block, forward);
+ *   zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R(block, samples, samplesStep, inverse);
+ * @endcode
+ * @{ */
+
+/** @name Forward
+ * @{ */
+/** Samples to quantised coefficients. */
 ZEL_API ZelStatus zeliDCTQuantFwd8x8_JPEG_16s_C1(const int16_t* pSrc, int16_t* pDst, const uint16_t* pQuantFwdTable);
 ZEL_API ZelStatus zeliDCTQuantFwd8x8_JPEG_16s_C1I(int16_t* pSrcDst, const uint16_t* pQuantFwdTable);
 ZEL_API ZelStatus zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R(const uint8_t* pSrc, int srcStep, int16_t* pDst,
                                                       const uint16_t* pQuantFwdTable);
 ZEL_API ZelStatus zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(const uint16_t* pSrc, int srcStep, int16_t* pDst,
                                                        const float* pQuantFwdTable);
+/** @} */
+
+/** @name Inverse
+ * @{ */
+/** Quantised coefficients to samples; without LS they stay signed and unclamped. */
 ZEL_API ZelStatus zeliDCTQuantInv8x8_JPEG_16s_C1(const int16_t* pSrc, int16_t* pDst, const uint16_t* pQuantInvTable);
 ZEL_API ZelStatus zeliDCTQuantInv8x8_JPEG_16s_C1I(int16_t* pSrcDst, const uint16_t* pQuantInvTable);
 ZEL_API ZelStatus zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
                                                       const uint16_t* pQuantInvTable);
 ZEL_API ZelStatus zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R(const int16_t* pSrc, uint16_t* pDst, int dstStep,
                                                        const float* pQuantInvTable);
+/** @} */
 
-/* Like zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R, but for blocks whose nonzero coefficients lie in the top-left 1x1, 2x2 or
- * 4x4 corner (others are not read). The 1x1 member truncates where the full inverse rounds. */
+/** @name Inverse of sparse blocks
+ * @{ */
+/** Like zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R, to 8x8 samples, but for blocks whose nonzero coefficients lie in the
+ * top-left 1x1, 2x2 or 4x4 corner: others are not looked at. A decoder knows the corner by the last zigzag index that
+ * is not zero: 0, at most 2, at most 9.
+ *
+ * 2x2 and 4x4 give what the full inverse gives, to the bit. 1x1 does not: all 64 samples are ((DC * q) >> 3) + 128, cut
+ * to 16 bits and clamped to 0..255, which rounds DC * q / 8 down where the full inverse rounds it to nearest. DC * q =
+ * 12 gives 129 there and 130 in full. A decoder that must not depend on the way that a block takes uses 2x2 for these
+ * blocks too. */
 ZEL_API ZelStatus zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
                                                           const uint16_t* pQuantInvTable);
 ZEL_API ZelStatus zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
                                                           const uint16_t* pQuantInvTable);
 ZEL_API ZelStatus zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
                                                           const uint16_t* pQuantInvTable);
+/** @} */
 
-/* Reduced-size decoding: 2x2 or 4x4 samples, each the mean of its 4x4 or 2x2 group of the block's inverse DCT. */
+/** @name Inverse at a reduced size
+ * @{ */
+/** 2 rows of 2 samples or 4 rows of 4, each the mean of its group of 4x4 or 2x2 samples of the block's inverse DCT,
+ * plus 128 and clamped to 0..255. For an eighth of the size a codec takes the mean of the block: DC * q / 8 + 128. */
 ZEL_API ZelStatus zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
                                                            const uint16_t* pQuantInvTable);
 ZEL_API ZelStatus zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep,
                                                            const uint16_t* pQuantInvTable);
+/** @} */
 
-/* Inverse DCT of dequantised coefficients, plus level (16-bit wrap), clamped to 0..255 and then to lower..upper.
+/** Inverse DCT of coefficients that are dequantised already, plus level (the sum cut to 16 bits), clamped to 0..255,
+ * then raised to lower and then lowered to upper: 16 and 235 for samples that video equipment takes. With bounds that
+ * cross, every sample is upper.
  * Checks: pSrc, pDst, dstStep. */
 ZEL_API ZelStatus zeliDCT8x8InvLSClip_16s8u_C1R(const int16_t* pSrc, uint8_t* pDst, int dstStep, int16_t level,
                                                 uint8_t lower, uint8_t upper);
 
-/* ---- Level shift of planes ----
- * dst = src - 128, or src + 128 clamped to 0..255. Threads. */
+/** @} */
+
+/** @defgroup zelj_transform_levelshift Level shift of planes
+ *
+ * For codecs that do the level shift (T.81, A.3.1) apart from the DCT, or have no DCT. Threads.
+ * Checks: the source and its step, the destination and its step, the size.
+ * @code
+ *   zeliSub128_JPEG_8u16s_C1R(samples, samplesStep, words, wordsStep, size);
+ *   zeliAdd128_JPEG_16s8u_C1R(words, wordsStep, samples, samplesStep, size);
+ * @endcode
+ * @{ */
+
+/** @name Unsigned samples to signed ones, and back
+ * @{ */
+/** Sub: dst = src - 128. Add: dst = src + 128, clamped to 0..255 whatever src is. */
 ZEL_API ZelStatus zeliSub128_JPEG_8u16s_C1R(const uint8_t* pSrc, int srcStep, int16_t* pDst, int dstStep,
                                             ZeliSize roiSize);
 ZEL_API ZelStatus zeliAdd128_JPEG_16s8u_C1R(const int16_t* pSrc, int srcStep, uint8_t* pDst, int dstStep,
                                             ZeliSize roiSize);
+/** @} */
+
+/** @} */
+
+/** @defgroup zelj_transform_prediction Lossless prediction
+ *
+ * Rows of samples to rows of differences, and back (T.81, H.1.2 and H.2), one row of one component at a time. A row is
+ * width 16-bit samples, unsigned ones as their bit pattern, which the caller has shifted right by the point transform.
+ * Differences and samples are taken modulo 2^16, so that every row comes back exactly.
+ *
+ * How a codec calls them; a first row is that of a scan or of a restart interval:
+ * @code
+ *   // Encoder, then zeliEncodeHuffmanRow_JPEG_16s1u_P4C1 on the differences of all components.
+ *   if (first)
+ *     zeliDiffPredFirstRow_JPEG_16s_C1(row, differences, width, precision, pointTransform);
+ *   else
+ *     zeliDiffPredRow_JPEG_16s_C1(row, rowAbove, differences, width, zeliPredictorRaRbRc);
+ *   // Decoder, after zeliDecodeHuffmanRow_JPEG_1u16s_C1P4.
+ *   if (first)
+ *     zeliReconstructPredFirstRow_JPEG_16s_C1(differences, row, width, precision, pointTransform);
+ *   else
+ *     zeliReconstructPredRow_JPEG_16s_C1(differences, rowAbove, row, width, zeliPredictorRaRbRc);
+ * @endcode
+ * @{ */
 
 /** Predictors of lossless JPEG (T.81, Table H.1): Ra is the left, Rb the upper, Rc the upper left neighbour. */
 typedef enum ZeliPredictor {
@@ -537,21 +658,30 @@ typedef enum ZeliPredictor {
   zeliPredictorHalfRaRb = 7    /**< (Ra + Rb) >> 1 */
 } ZeliPredictor;
 
-/* ---- Lossless prediction (T.81, Annex H.1.2 and H.2) ----
- * One row of one component: samples to differences, and back. Rows are width 16-bit samples, already point-transformed.
- * With Ra the left, Rb the upper and Rc the upper left neighbour, predictors 1 to 7 are Ra, Rb, Rc, Ra + Rb - Rc,
- * Ra + ((Rb - Rc) >> 1), Rb + ((Ra - Rc) >> 1), (Ra + Rb) >> 1: modulo 2^16, but the halved terms read their operands
- * as signed, so that samples of 32768 and above are negative there. The first column is predicted by Rb.
- * The first row of a scan or restart interval has functions of its own: its first sample is predicted by 2^(P - Pt -
- * 1), the others by Ra. P is the precision (2..16), Pt the point transform (from 0).
- * Checks: the rows, width, then predictor, or P and Pt (zelStsBadArgErr). */
+/** @name First rows
+ * @{ */
+/** The first sample is predicted by 2^(P - Pt - 1) (0 where Pt >= P), the others by Ra. P is the precision of the
+ * samples before the point transform, 2 to 16; Pt the point transform, from 0.
+ * Checks: the rows, width, P and Pt (zelStsBadArgErr). */
 ZEL_API ZelStatus zeliDiffPredFirstRow_JPEG_16s_C1(const int16_t* pSrc, int16_t* pDst, int width, int P, int Pt);
+ZEL_API ZelStatus zeliReconstructPredFirstRow_JPEG_16s_C1(const int16_t* pSrc, int16_t* pDst, int width, int P, int Pt);
+/** @} */
+
+/** @name Other rows
+ * @{ */
+/** The first sample is predicted by Rb, the others by the predictor, a ZeliPredictor. pPrevRow is the row of samples
+ * above: the input on the encoder's side, the reconstructed one on the decoder's.
+ *
+ * The halved terms of predictors 5, 6 and 7 read their operands as signed. Samples below 32768 give what T.81 asks for;
+ * samples of all 16 bits do not, though they come back exactly from this library's own decoder.
+ * Checks: the rows, width, the predictor (zelStsBadArgErr). */
 ZEL_API ZelStatus zeliDiffPredRow_JPEG_16s_C1(const int16_t* pSrc, const int16_t* pPrevRow, int16_t* pDst, int width,
                                               int predictor);
-ZEL_API ZelStatus zeliReconstructPredFirstRow_JPEG_16s_C1(const int16_t* pSrc, int16_t* pDst, int width, int P, int Pt);
 ZEL_API ZelStatus zeliReconstructPredRow_JPEG_16s_C1(const int16_t* pSrc, const int16_t* pPrevRow, int16_t* pDst,
                                                      int width, int predictor);
+/** @} */
 
+/** @} */
 /** @} */
 
 /* ==== 4  JPEG colour conversion and resampling ==================================================================== */

@@ -1,57 +1,35 @@
 // Level shift of planes: values, and the rule by which plane functions divide their rows among threads.
-#include <gtest/gtest.h>
+#include <filesystem>
+#include <iterator>
 
-#include "support/api.h"
+#include "support/checks.h"
 #include "support/core_hooks.h"
-#include "support/data.h"
+#include "support/picture.h"
 
 namespace {
 
 using namespace zeltest;
 
-uint8_t clamp8(int x) { return uint8_t(x < 0 ? 0 : x > 255 ? 255 : x); }
-
-// A region in guarded memory: rows of width elements, step bytes apart.
-template <class T>
-struct Region {
-  Region(int width, int height, int step)
-      : step(step), bytes(size_t(height - 1) * size_t(step) + size_t(width) * sizeof(T)) {}
-  T* data() { return reinterpret_cast<T*>(bytes.data()); }
-  T get(int x, int y) {
-    T v;
-    std::memcpy(&v, bytes.data() + y * step + x * int(sizeof(T)), sizeof v);
-    return v;
-  }
-  int step;
-  Guarded<uint8_t> bytes;
-};
-
 void shiftBothWays(int width, int height, int srcPad, int dstPad, Random& rng) {
-  Region<uint8_t> samples(width, height, width + srcPad);
-  Region<int16_t> shifted(width, height, 2 * width + dstPad);
-  rng.fill(samples.data(), samples.bytes.size());
-  ASSERT_EQ(zelStsNoErr, zel().zeliSub128_JPEG_8u16s_C1R(samples.data(), samples.step, shifted.data(), shifted.step,
-                                                         {width, height}));
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x)
-      ASSERT_EQ(samples.get(x, y) - 128, shifted.get(x, y)) << width << "x" << height << " at " << x << "," << y;
-    for (int i = 2 * width; y + 1 < height && i < shifted.step; ++i)
-      ASSERT_EQ(shifted.bytes.kPattern, shifted.bytes[size_t(y * shifted.step + i)]);
-  }
-  Region<int16_t> wide(width, height, 2 * width + srcPad / 2 * 2);
-  Region<uint8_t> clamped(width, height, width + dstPad);
-  std::vector<int16_t> values = rng.vector<int16_t>(wide.bytes.size() / 2);
-  if (rng.below(2))
-    for (int16_t& v : values) v = int16_t(rng.between(-140, 140));
-  std::memcpy(wide.bytes.data(), values.data(), wide.bytes.size());
+  Plane<uint8_t> samples(width, height, srcPad), clamped(width, height, dstPad);
+  Plane<int16_t> words(width, height, srcPad), shifted(width, height, dstPad);
+  samples.fill(rng);
+  words.fill(rng);
+  if (rng.below(2)) words.fill([&](int, int) { return int16_t(rng.between(-140, 140)); });
+  ASSERT_EQ(zelStsNoErr, zel().zeliSub128_JPEG_8u16s_C1R(samples.data(), samples.step(), shifted.data(), shifted.step(),
+                                                         samples.size()));
   ASSERT_EQ(zelStsNoErr,
-            zel().zeliAdd128_JPEG_16s8u_C1R(wide.data(), wide.step, clamped.data(), clamped.step, {width, height}));
-  for (int y = 0; y < height; ++y) {
-    for (int x = 0; x < width; ++x) ASSERT_EQ(clamp8(wide.get(x, y) + 128), clamped.get(x, y)) << x << "," << y;
-    for (int i = width; y + 1 < height && i < clamped.step; ++i)
-      ASSERT_EQ(clamped.bytes.kPattern, clamped.bytes[size_t(y * clamped.step + i)]);
-  }
+            zel().zeliAdd128_JPEG_16s8u_C1R(words.data(), words.step(), clamped.data(), clamped.step(), words.size()));
+  for (int y = 0; y < height; ++y)
+    for (int x = 0; x < width; ++x) {
+      ASSERT_EQ(samples.get(x, y) - 128, shifted.get(x, y)) << width << "x" << height << " at " << x << "," << y;
+      ASSERT_EQ(clamp8(words.get(x, y) + 128), clamped.get(x, y)) << width << "x" << height << " at " << x << "," << y;
+    }
+  ASSERT_TRUE(shifted.intact());
+  ASSERT_TRUE(clamped.intact());
 }
+
+int runningThreads() { return int(std::distance(std::filesystem::directory_iterator("/proc/self/task"), {})); }
 
 }  // namespace
 
@@ -61,6 +39,7 @@ TEST(LevelShift, EveryWidthAndAlignment) {
     for (int pad = 0; pad < 16; ++pad) shiftBothWays(width, 1 + width % 3, pad, (pad * 7) % 16, rng);
 }
 
+// The threads of a team stay for the next one, where they can be counted.
 TEST(LevelShift, ThreadsFromTheFirstElementAbove8192) {
   Random rng(2);
   const struct {
@@ -76,7 +55,34 @@ TEST(LevelShift, ThreadsFromTheFirstElementAbove8192) {
       shiftBothWays(c.width, c.height, 0, 0, rng);
       if (hooks()) {
         EXPECT_EQ(c.threaded ? 2 : 0, hooks()->threadQueries) << c.width << "x" << c.height;
+        if (c.threaded) EXPECT_LE(threads, runningThreads()) << c.width << "x" << c.height;
         hooks()->reset();
       }
     }
+}
+
+// 2^31 elements are negative in 32 bits, hence not above 8192. Rows one byte apart hold them in half a megabyte.
+TEST(LevelShift, CountsElementsIn32BitsForThreads) {
+  if (!hooks()) GTEST_SKIP() << "needs the test core";
+  const ZeliSize size = {4096, 1 << 19};
+  const std::vector<uint8_t> src(size_t(size.height + 2 * size.width), 0);
+  std::vector<uint8_t> dst(size_t(size.height + size.width), 0);
+  hooks()->threadQueries = 0;
+  ASSERT_EQ(zelStsNoErr,
+            zel().zeliAdd128_JPEG_16s8u_C1R(reinterpret_cast<const int16_t*>(src.data()), 1, dst.data(), 1, size));
+  EXPECT_EQ(0, hooks()->threadQueries);
+  EXPECT_EQ(128, dst[0]);
+  EXPECT_EQ(128, dst[dst.size() - 2]);
+  EXPECT_EQ(0, dst.back());
+  hooks()->reset();
+}
+
+TEST_F(Checks, LevelShift) {
+  for (const ZeliSize s : {ZeliSize{0, 1}, ZeliSize{1, 0}, ZeliSize{-1, -1}}) {
+    const auto badSize = size<4>(s.width, s.height);
+    expectChecks(z.zeliSub128_JPEG_8u16s_C1R, std::tuple(bytes, 8, words, 8, one), null<0>(), step<1>(), null<2>(),
+                 step<3>(-4), badSize);
+    expectChecks(z.zeliAdd128_JPEG_16s8u_C1R, std::tuple(words, 8, bytes, 8, one), null<0>(), step<1>(-4), null<2>(),
+                 step<3>(), badSize);
+  }
 }

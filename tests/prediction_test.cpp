@@ -1,7 +1,5 @@
 // Lossless prediction against its definition, both ways.
-#include <gtest/gtest.h>
-
-#include "support/api.h"
+#include "support/checks.h"
 #include "support/data.h"
 
 namespace {
@@ -9,8 +7,22 @@ namespace {
 using namespace zeltest;
 
 int prediction(int predictor, int Ra, int Rb, int Rc) {
-  const int all[] = {Ra, Rb, Rc, Ra + Rb - Rc, Ra + ((Rb - Rc) >> 1), Rb + ((Ra - Rc) >> 1), (Ra + Rb) >> 1};
-  return all[predictor - 1];
+  switch (predictor) {
+    case zeliPredictorRa:
+      return Ra;
+    case zeliPredictorRb:
+      return Rb;
+    case zeliPredictorRc:
+      return Rc;
+    case zeliPredictorRaRbRc:
+      return Ra + Rb - Rc;
+    case zeliPredictorRaHalfRbRc:
+      return Ra + ((Rb - Rc) >> 1);
+    case zeliPredictorRbHalfRaRc:
+      return Rb + ((Ra - Rc) >> 1);
+    default:
+      return (Ra + Rb) >> 1;
+  }
 }
 
 }  // namespace
@@ -18,7 +30,7 @@ int prediction(int predictor, int Ra, int Rb, int Rc) {
 TEST(Prediction, RowsAndTheirReconstruction) {
   Random rng(1);
   for (int width = 1; width <= 100; ++width)
-    for (int predictor = 1; predictor <= 7; ++predictor) {
+    for (int predictor = zeliPredictorRa; predictor <= zeliPredictorHalfRaRb; ++predictor) {
       const size_t n = size_t(width);
       Guarded<int16_t> src(rng.vector<int16_t>(n), size_t(width % 5 * 2)), previous(rng.vector<int16_t>(n)),
           dst(n, size_t(predictor * 2)), back(n, size_t(width % 3 * 2));
@@ -31,7 +43,8 @@ TEST(Prediction, RowsAndTheirReconstruction) {
       ASSERT_EQ(zelStsNoErr,
                 zel().zeliReconstructPredRow_JPEG_16s_C1(dst.data(), previous.data(), back.data(), width, predictor));
       ASSERT_EQ(src.copy(), back.copy()) << "predictor " << predictor << " width " << width;
-      ASSERT_TRUE(dst.intact() && back.intact());
+      ASSERT_TRUE(dst.intact());
+      ASSERT_TRUE(back.intact());
     }
 }
 
@@ -39,38 +52,54 @@ TEST(Prediction, FirstRows) {
   Random rng(2);
   for (int width = 1; width <= 70; ++width)
     for (const int precision : {2, 8, 12, 16})
-      for (int pt = 0; pt < precision; pt += 1 + precision / 5) {
+      for (int pt = 0; pt <= precision; ++pt) {
         const size_t n = size_t(width);
         Guarded<int16_t> src(rng.vector<int16_t>(n)), dst(n, 2), back(n);
         ASSERT_EQ(zelStsNoErr, zel().zeliDiffPredFirstRow_JPEG_16s_C1(src.data(), dst.data(), width, precision, pt));
         for (size_t i = 0; i < n; ++i)
-          ASSERT_EQ(int16_t(src[i] - (i ? src[i - 1] : 1 << (precision - pt - 1))), dst[i]);
+          ASSERT_EQ(int16_t(src[i] - (i > 0 ? src[i - 1] : (1 << (precision - pt)) / 2)), dst[i]);
         ASSERT_EQ(zelStsNoErr,
                   zel().zeliReconstructPredFirstRow_JPEG_16s_C1(dst.data(), back.data(), width, precision, pt));
         ASSERT_EQ(src.copy(), back.copy());
+        ASSERT_TRUE(dst.intact());
       }
-  int16_t sample = 5, difference;
-  EXPECT_EQ(zelStsNoErr, zel().zeliDiffPredFirstRow_JPEG_16s_C1(&sample, &difference, 1, 8, 200));
 }
 
 // Rows that overlap are done in ascending order, each column from what stands there then.
-TEST(Prediction, OverlappingRowsOfPredictors2And3) {
+TEST(Prediction, OverlappingRows) {
   Random rng(3);
-  for (const int predictor : {2, 3})
-    for (int shift = -3; shift <= 3; ++shift) {
-      std::vector<int16_t> memory = rng.vector<int16_t>(200), expected = memory;
-      const std::vector<int16_t> src = rng.vector<int16_t>(100);
-      const int base = 50;
-      for (int pass = 0; pass < 2; ++pass) {  // differences, then samples
-        std::vector<int16_t> work = memory;
-        expected = memory;
-        for (int i = 0; i < 100; ++i) {
-          const int px = expected[size_t(base + (i == 0 || predictor == 2 ? i : i - 1))];
-          expected[size_t(base + shift + i)] = int16_t(pass ? src[size_t(i)] + px : src[size_t(i)] - px);
+  constexpr int kWidth = 100, kBase = 50;
+  for (int predictor = zeliPredictorRa; predictor <= zeliPredictorHalfRaRb; ++predictor)
+    for (const bool isReconstruction : {false, true})
+      for (const bool overSource : {false, true})  // or over the previous row
+        for (int shift = -3; shift <= 3; ++shift) {
+          std::vector<int16_t> work = rng.vector<int16_t>(200), apart = rng.vector<int16_t>(200), expected = work;
+          const int16_t* const other = apart.data() + kBase;
+          const auto inputs = [&](int16_t* row) {
+            return overSource ? std::pair<const int16_t*, const int16_t*>(row, other) : std::pair(other, row);
+          };
+          const auto [src, previous] = inputs(&expected[kBase]);
+          int16_t* const dst = &expected[size_t(kBase + shift)];
+          for (int i = 0; i < kWidth; ++i) {
+            const int Ra = i == 0 ? 0 : isReconstruction ? dst[i - 1] : src[i - 1];
+            const int px = i == 0 ? previous[0] : prediction(predictor, Ra, previous[i], previous[i - 1]);
+            dst[i] = int16_t(isReconstruction ? src[i] + px : src[i] - px);
+          }
+          const auto function =
+              isReconstruction ? zel().zeliReconstructPredRow_JPEG_16s_C1 : zel().zeliDiffPredRow_JPEG_16s_C1;
+          const auto [from, above] = inputs(&work[kBase]);
+          ASSERT_EQ(zelStsNoErr, function(from, above, &work[size_t(kBase + shift)], kWidth, predictor));
+          ASSERT_EQ(expected, work) << "predictor " << predictor << " shifted by " << shift;
         }
-        const auto function = pass ? zel().zeliReconstructPredRow_JPEG_16s_C1 : zel().zeliDiffPredRow_JPEG_16s_C1;
-        ASSERT_EQ(zelStsNoErr, function(src.data(), work.data() + base, work.data() + base + shift, 100, predictor));
-        ASSERT_EQ(expected, work) << predictor << " shifted by " << shift;
-      }
-    }
+}
+
+TEST_F(Checks, Prediction) {
+  for (const int predictor : {0, 8, -1})
+    for (const auto f : {z.zeliDiffPredRow_JPEG_16s_C1, z.zeliReconstructPredRow_JPEG_16s_C1})
+      expectChecks(f, std::tuple(words, words, words, 1, 1), null<0>(), null<1>(), null<2>(), length<3>(),
+                   bad<4>(predictor));
+  for (const int precision : {1, 17})
+    for (const auto f : {z.zeliDiffPredFirstRow_JPEG_16s_C1, z.zeliReconstructPredFirstRow_JPEG_16s_C1})
+      expectChecks(f, std::tuple(words, words, 1, 8, 0), null<0>(), null<1>(), length<2>(), bad<3>(precision),
+                   bad<4>(-1));
 }

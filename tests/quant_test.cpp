@@ -1,11 +1,9 @@
 // Quantisation tables, and quantisation and dequantisation of blocks.
-#include <gtest/gtest.h>
-
 #include <climits>
 #include <cmath>
 #include <numeric>
 
-#include "support/api.h"
+#include "support/checks.h"
 #include "support/data.h"
 
 namespace {
@@ -57,26 +55,29 @@ TEST(Quant, TablesInNaturalOrder) {
 }
 
 TEST(Quant, EveryCoefficientUnderManySteps) {
-  const std::vector<uint16_t> reciprocals = {32768, 16384, 10923, 2048, 819, 129, 128, 1, 0, 65535, 40000};
-  std::vector<uint16_t> table(64);
-  for (size_t i = 0; i < 64; ++i) table[i] = reciprocals[i % reciprocals.size()];
+  const std::vector<uint16_t> entries = {32768, 16384, 10923, 2048, 819, 129, 128, 1, 0, 65535, 40000};
+  Guarded<uint16_t> table(64, 6);
+  for (size_t i = 0; i < 64; ++i) table[i] = entries[i % entries.size()];
   for (int base = -32768; base < 32768; base += 29) {
-    int16_t block[64];
-    for (int i = 0; i < 64; ++i) block[i] = int16_t(base + i * (i % 2 ? 1 : 577));
-    int16_t quantised[64], dequantised[64];
-    std::memcpy(quantised, block, sizeof block);
-    std::memcpy(dequantised, block, sizeof block);
-    ASSERT_EQ(zelStsNoErr, zel().zeliQuantFwd8x8_JPEG_16s_C1I(quantised, table.data()));
-    ASSERT_EQ(zelStsNoErr, zel().zeliQuantInv8x8_JPEG_16s_C1I(dequantised, table.data()));
-    for (int i = 0; i < 64; ++i) {
-      const int a = int16_t(uint32_t(block[i]) << 3), b = table[size_t(i)] >> 1;
-      ASSERT_EQ(int16_t((((a * b) >> 16) + 1) >> 1), quantised[i]) << block[i] << " by " << table[size_t(i)];
-      ASSERT_EQ(int16_t(uint32_t(block[i]) * table[size_t(i)]), dequantised[i]);
+    std::vector<int16_t> block(64);
+    for (int i = 0; i < 64; ++i) block[size_t(i)] = int16_t(base + i * (i % 2 ? 1 : 577));
+    std::vector<int16_t> quantised = block, dequantised = block;
+    ASSERT_EQ(zelStsNoErr, zel().zeliQuantFwd8x8_JPEG_16s_C1I(quantised.data(), table.data()));
+    ASSERT_EQ(zelStsNoErr, zel().zeliQuantInv8x8_JPEG_16s_C1I(dequantised.data(), table.data()));
+    for (size_t i = 0; i < 64; ++i) {
+      const int x = block[i], twice = (int16_t(x * 8) * (table[i] >> 1)) >> 16;
+      ASSERT_EQ(int16_t((twice + 1) >> 1), quantised[i]) << x << " by " << table[i];
+      if (table[i] == 2048 && std::abs(x) < 4096) ASSERT_EQ(std::floor(x / 16.0 + 0.5), quantised[i]);
+      ASSERT_EQ(int16_t(uint32_t(x) * table[i]), dequantised[i]) << x << " by " << table[i];
     }
   }
-  // x / 16 rounds halves up.
-  const std::vector<uint16_t> sixteenth(64, 2048);
-  int16_t block[64] = {8, 7, -8, -9, 24, -24};
-  zel().zeliQuantFwd8x8_JPEG_16s_C1I(block, sixteenth.data());
-  EXPECT_EQ((std::vector<int16_t>{1, 0, 0, -1, 2, -1}), std::vector<int16_t>(block, block + 6));
+}
+
+TEST_F(Checks, Quantisation) {
+  for (const int quality : {0, INT_MIN})
+    expectChecks(z.zeliQuantFwdRawTableInit_JPEG_8u, std::tuple(bytes, 1), null<0>(), bad<1>(quality));
+  for (const auto f : {z.zeliQuantFwdTableInit_JPEG_8u16u, z.zeliQuantInvTableInit_JPEG_8u16u})
+    expectChecks(f, std::tuple(bytes, table), null<0>(), null<1>());
+  for (const auto f : {z.zeliQuantFwd8x8_JPEG_16s_C1I, z.zeliQuantInv8x8_JPEG_16s_C1I})
+    expectChecks(f, std::tuple(words, table), null<0>(), null<1>());
 }

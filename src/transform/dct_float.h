@@ -4,7 +4,8 @@
 #pragma once
 
 #include "frame/vec.h"
-#include "transform/dct_fixed.h"
+#include "transform/cosines.h"
+#include "variant.h"
 
 namespace ZEL_VARIANT {
 namespace {
@@ -77,10 +78,22 @@ constexpr NormTable normTable(bool forward) {
   return t;
 }
 
-constexpr float kCos4 = 0.707106781186547524f;  // cos(pi/4)
-constexpr float kCos6 = 0.382683432365089772f;  // cos(3 pi/8)
-constexpr float kCos2MinusCos6 = 0.541196100146196985f;
-constexpr float kCos2PlusCos6 = 1.306562964876376527f;
+constexpr float fLS = 2048.0f;  // level shift: half of the range of 12 bits
+
+constexpr double kCos2 = cosSixteenth(2);
+constexpr double kCos4 = cosSixteenth(4);
+constexpr double kCos6 = cosSixteenth(6);
+
+// A row as integers, saturated to 16 bits. toInt rounds or truncates.
+template <class ToInt>
+ZEL_INLINE i16x8 narrowed(FloatRow x, ToInt toInt) {
+#ifdef __AVX2__
+  const i32v row = toInt(x.part[0]);
+  return packI16(lowHalf(row), highHalf(row));
+#else
+  return packI16(toInt(x.part[0]), toInt(x.part[1]));
+#endif
+}
 
 }  // namespace
 }  // namespace ZEL_VARIANT

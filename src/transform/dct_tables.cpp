@@ -1,21 +1,54 @@
+// The constant vectors of the fixed-point DCT, from their rules.
 #include "transform/dct_fixed.h"
 
 namespace ZEL_VARIANT {
+namespace {
 
-#define EIGHT(x) \
-  { x, x, x, x, x, x, x, x }
-#define TWICE(...) \
-  { __VA_ARGS__, __VA_ARGS__ }
+constexpr double kOne16 = 65536.0;  // 2^16, what the high half of a product divides by
 
-constexpr DctConstants kDct = {EIGHT(13036),  EIGHT(27146), EIGHT(-21746), EIGHT(23170),
-                               EIGHT(-19195), EIGHT(1),     EIGHT(128)};
+template <class T, int N>
+constexpr void fill(T (&lanes)[N], int value) {
+  for (T& lane : lanes) lane = T(value);
+}
 
-constexpr DctRowConstants kDctRow = {TWICE(14, 15, 12, 13, 10, 11, 8, 9, 6, 7, 4, 5, 2, 3, 0, 1),
-                                     EIGHT(1 << 19),
-                                     TWICE(16382, 16382, 16382, 16382, 16382, 16382, 16382, 16382),
-                                     TWICE(0, 1, 4, 5, 8, 9, 12, 13, 2, 3, 6, 7, 10, 11, 14, 15),
-                                     TWICE(0, 1, 2, 3, 10, 11, 8, 9, 4, 5, 6, 7, 14, 15, 12, 13),
-                                     TWICE(2, 3, 6, 7, 10, 11, 14, 15, 0, 1, 128, 128, 128, 128, 128, 128),
-                                     TWICE(0, 4, 8, 12, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128)};
+constexpr DctConstants columnConstants() {
+  DctConstants c{};
+  fill(c.tg_1_16, toInt16(tanSixteenth(1) * kOne16));
+  fill(c.tg_2_16, toInt16(tanSixteenth(2) * kOne16));
+  fill(c.tg_3_16, toInt16((tanSixteenth(3) - 1) * kOne16));
+  fill(c.ocos_4_16, toInt16(cosSixteenth(4) * kOne16 / 2));
+  fill(c.cos_4_16, toInt16((cosSixteenth(4) - 1) * kOne16));
+  fill(c.one_corr, 1);
+  fill(c.level, 128);
+  return c;
+}
+
+// The byte order that puts the 16-bit lanes of each 16 bytes in the given order; -1 gives zero.
+constexpr void setOrder(uint8_t (&order)[32], const int (&lanes)[8]) {
+  for (int i = 0; i < 32; ++i) {
+    const int lane = lanes[i % 16 / 2];
+    order[i] = lane < 0 ? 128 : uint8_t(2 * lane + i % 2);
+  }
+}
+
+constexpr DctRowConstants rowConstants() {
+  DctRowConstants c{};
+  setOrder(c.reverse, {7, 6, 5, 4, 3, 2, 1, 0});
+  fill(c.round_frw_row, 1 << 19);
+  fill(c.tieBias, (1 << 14) - 2);
+  setOrder(c.pairs, {0, 2, 4, 6, 1, 3, 5, 7});
+  setOrder(c.mirrorPairs, {0, 1, 5, 4, 2, 3, 7, 6});
+  setOrder(c.oddThenDc, {1, 3, 5, 7, 0, -1, -1, -1});
+  for (int i = 0; i < 32; ++i) c.everyFourth[i] = i % 16 < 4 ? uint8_t(4 * (i % 16)) : 128;
+  return c;
+}
+
+}  // namespace
+
+constexpr DctConstants kDct = columnConstants();
+constexpr DctRowConstants kDctRow = rowConstants();
+
+static_assert(kDct.tg_1_16[0] == 13036 && kDct.tg_2_16[0] == 27146 && kDct.tg_3_16[0] == -21746);
+static_assert(kDct.ocos_4_16[0] == 23170 && kDct.cos_4_16[0] == -19195);
 
 }  // namespace ZEL_VARIANT

@@ -26,20 +26,20 @@ ZEL_INLINE BlockRows inverseOf(const int16_t* src, const uint16_t* table) {
 
 void dctQuantInv(const int16_t* src, int16_t* dst, const uint16_t* table) { storeSigned(inverseOf(src, table), dst); }
 
-void dctQuantInvLS(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
+ZEL_INLINE void dctQuantInvLS(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
   storeBlock(shifted(inverseOf(src, table)), dst, dstStep, kFullRange);
 }
 
-void dct_quant_inv8x8_4x4_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
+ZEL_INLINE void dct_quant_inv8x8_4x4_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
   storeBlock(shifted(dct_8x8_inv_4x4_16s(Quantised{src, table})), dst, dstStep, kFullRange);
 }
 
-void dct_quant_inv8x8_2x2_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
+ZEL_INLINE void dct_quant_inv8x8_2x2_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
   storeBlock(shifted(dct_8x8_inv_2x2_16s(Quantised{src, table})), dst, dstStep, kFullRange);
 }
 
 // (DC * q0 >> 3) + 128, reduced to a signed 16-bit value and then clamped: it truncates where the full inverse rounds.
-void dct_quant_inv8x8_1x1_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
+ZEL_INLINE void dct_quant_inv8x8_1x1_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
   const int16_t v = int16_t(((int32_t(src[0]) * table[0]) >> 3) + 128);
   const u8x16 flat = splat<u8x16>(uint8_t(v < 0 ? 0 : v > 255 ? 255 : v));
 #pragma GCC unroll 8

@@ -7,27 +7,21 @@ namespace ZEL_VARIANT {
 namespace {
 
 constexpr NormTable tab_norm_inv = normTable(false);
-constexpr float fLS = 2048.0f;  // level shift
-constexpr int16_t iST = 4095;   // largest sample
-
-constexpr float k2Cos4 = 1.414213562373095049f;
-constexpr float k2Cos2 = 1.847759065022573512f;
-constexpr float k2Cos2MinusCos6 = 1.082392200292393968f;
-constexpr float k2Cos2PlusCos6 = 2.613125929752753056f;
+constexpr int16_t iST = 4095;  // largest sample
 
 // Eight columns of the scaled inverse.
 ZEL_INLINE FloatBlock inverseFloatColumns(const FloatBlock& F) {
   const FloatRow e0 = F.row[0] + F.row[4], e1 = F.row[0] - F.row[4];
-  const FloatRow e3 = F.row[2] + F.row[6], e2 = (F.row[2] - F.row[6]) * k2Cos4 - e3;
+  const FloatRow e3 = F.row[2] + F.row[6], e2 = (F.row[2] - F.row[6]) * float(2 * kCos4) - e3;
   const FloatRow t0 = e0 + e3, t3 = e0 - e3, t1 = e1 + e2, t2 = e1 - e2;
 
   const FloatRow z13 = F.row[5] + F.row[3], z10 = F.row[5] - F.row[3];
   const FloatRow z11 = F.row[1] + F.row[7], z12 = F.row[1] - F.row[7];
   const FloatRow o7 = z11 + z13;
-  const FloatRow z5 = (z10 + z12) * k2Cos2;
-  const FloatRow o6 = z5 - z10 * k2Cos2PlusCos6 - o7;
-  const FloatRow o5 = (z11 - z13) * k2Cos4 - o6;
-  const FloatRow o4 = z5 - z12 * k2Cos2MinusCos6 - o5;
+  const FloatRow z5 = (z10 + z12) * float(2 * kCos2);
+  const FloatRow o6 = z5 - z10 * float(2 * (kCos2 + kCos6)) - o7;
+  const FloatRow o5 = (z11 - z13) * float(2 * kCos4) - o6;
+  const FloatRow o4 = z5 - z12 * float(2 * (kCos2 - kCos6)) - o5;
   return {{t0 + o7, t1 + o6, t2 + o5, t3 + o4, t3 - o4, t2 - o5, t1 - o6, t0 - o7}};
 }
 
@@ -36,15 +30,10 @@ ZEL_INLINE FloatBlock dct_8x8_inv_32f(FloatBlock b) {
   return transposed(inverseFloatColumns(transposed(inverseFloatColumns(b))));
 }
 
-// Truncated towards zero, saturated to 16 bits, clamped to a 12-bit sample.
+// Truncated towards zero and clamped to a 12-bit sample.
 ZEL_INLINE i16x8 samples(FloatRow x) {
-#ifdef __AVX2__
-  const i32v i = truncToInt(x.part[0]);
-  const i16x8 packed = packI16(lowHalf(i), highHalf(i));
-#else
-  const i16x8 packed = packI16(truncToInt(x.part[0]), truncToInt(x.part[1]));
-#endif
-  return min(max(packed, zero<i16x8>()), splat<i16x8>(iST));
+  const i16x8 row = narrowed(x, [](f32v v) { return truncToInt(v); });
+  return min(max(row, zero<i16x8>()), splat<i16x8>(iST));
 }
 
 void dct_qnt_inv_8x8_ls(const int16_t* src, uint16_t* dst, int dstStep, const float* table) {

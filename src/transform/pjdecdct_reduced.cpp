@@ -5,25 +5,10 @@
 // frequency 4 drops out; over four, only frequencies 0, 1, 3, 5 and 7 stay. Rows first, then columns, as at full size.
 #include "frame/checks.h"
 #include "frame/rows.h"
-#include "transform/dct_fixed.h"
+#include "transform/idct_fixed.h"
 
 namespace ZEL_VARIANT {
 namespace {
-
-// Saturating column pass: what the 4x4 and the 2x2 form compute alike from the odd rows.
-struct OddRows {
-  i16x8 e, f, b, c;
-};
-
-ZEL_INLINE OddRows oddRows(i16x8 R1, i16x8 R3, i16x8 R5, i16x8 R7) {
-  const i16x8 a = addSat(addSat(mulHi(R5, kDct.tg_3_16), R5), R3);
-  const i16x8 b = subSat(R5, addSat(mulHi(R3, kDct.tg_3_16), R3));
-  const i16x8 c = subSat(mulHi(R1, kDct.tg_1_16), R7);
-  const i16x8 d = addSat(mulHi(R7, kDct.tg_1_16), R1);
-  return {addSat(a, d), subSat(d, a), b, c};
-}
-
-ZEL_INLINE i16x8 plusCos4(i16x8 x) { return addSat(x, mulHi(x, kDct.cos_4_16)); }
 
 // Vector i (kRows rows) of the dequantised block, low 16 bits of the products, its coefficients put in another order.
 ZEL_INLINE i16v dequantised(const int16_t* src, const uint16_t* table, int i, const uint8_t (&order)[32]) {
@@ -32,11 +17,14 @@ ZEL_INLINE i16v dequantised(const int16_t* src, const uint16_t* table, int i, co
 
 // ---- 4x4 -----------------------------------------------------------------------------------------------------------
 
-constexpr int32_t kRounders4[8] = {66560, 5802, 4520, 3408, 0, 910, 1024, 746};
+// Twice those of the full size, as the shift is by 12 here and was by 11. Row 0's adds 16 to each of its sums, which
+// the column pass doubles to 32 (half of what the shift by 6 takes away), and a quarter.
+constexpr int32_t kRounders4[8] = {(16 << 12) + 1024, 2 * kRounders[1], 2 * kRounders[2], 2 * kRounders[3], 0,
+                                   2 * kRounders[5],  2 * kRounders[6], 2 * kRounders[7]};
 
 constexpr int16_t weight4(int row, int k, int n) {
   return k == 4 || row == 4 ? int16_t(0)
-                            : roundWeight(frequencyScale(row, k) * cosSixteenth((2 * n + 1) * 2 * k) * cosSixteenth(k));
+                            : toInt16(frequencyScale(row, k) * cosSixteenth((2 * n + 1) * 2 * k) * cosSixteenth(k));
 }
 static_assert(weight4(0, 1, 0) == 20995 && weight4(0, 6, 0) == -6270 && weight4(0, 7, 0) == -4176);
 static_assert(weight4(1, 1, 1) == 12063 && weight4(0, 4, 0) == 0);
@@ -57,15 +45,19 @@ constexpr RowWeights<2> weights4() {
 constexpr RowWeights<2> kWeights4 = weights4();
 
 // Rounders of two rows (or, at 32 bytes, of two pairs of rows) that are finished together, as twoRows4 orders them.
-constexpr RowLanes<4 / kRows> rounders4(int first) {
-  RowLanes<4 / kRows> t{};
+struct alignas(kVecBytes) FourRounders {
+  int32_t at[4 / kRows][i32v::N];
+};
+constexpr FourRounders rounders4(int first) {
+  FourRounders t{};
   for (int row = 0; row < 4; ++row) {
     const int vector = kRows == 2 ? 0 : row % 2, half = kRows == 2 ? row % 2 : 0;
     for (int i = 0; i < 2; ++i) t.at[vector][4 * half + 2 * (row / 2) + i] = kRounders4[first + row];
   }
   return t;
 }
-constexpr RowLanes<4 / kRows> kUpperRounders4 = rounders4(0), kLowerRounders4 = rounders4(4);
+constexpr FourRounders kUpperRounders4 = rounders4(0);
+constexpr FourRounders kLowerRounders4 = rounders4(4);
 
 // even0 even1 odd0 odd1 of a row
 ZEL_INLINE i32v rowSums4(const int16_t* src, const uint16_t* table, int i) {
@@ -86,7 +78,7 @@ ZEL_INLINE i16v twoRows4(i32v x, i32v y, const int32_t (&round)[i32v::N]) {
 struct FourRows {
   i16x8 rows02, rows13;
 };
-ZEL_INLINE FourRows fourRows4(const int16_t* src, const uint16_t* table, int first, const RowLanes<4 / kRows>& round) {
+ZEL_INLINE FourRows fourRows4(const int16_t* src, const uint16_t* table, int first, const FourRounders& round) {
 #ifdef __AVX2__
   const i16v all = twoRows4(rowSums4(src, table, first / 2), rowSums4(src, table, first / 2 + 1), round.at[0]);
   return {lowHalf(all), highHalf(all)};
@@ -103,39 +95,41 @@ ZEL_INLINE void storeRow4(uint8_t* dst, int dstStep, int row, int32_t four) {
   __builtin_memcpy(rowAt(dst, dstStep, row), &four, sizeof four);
 }
 
-void dct_quant_inv8x8To4x4_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
+ZEL_INLINE void dct_quant_inv8x8To4x4_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
   const FourRows upper = fourRows4(src, table, 0, kUpperRounders4);
   FourRows lower = {zero<i16x8>(), zero<i16x8>()};  // what the row pass gives for rows of zeros
   if (!lowerHalfIsZero(src)) lower = fourRows4(src, table, 4, kLowerRounders4);
   const i16x8 R0 = upper.rows02, R2 = upperRow(upper.rows02), R6 = upperRow(lower.rows02);
 
-  const OddRows odd = oddRows(upper.rows13, upperRow(upper.rows13), lower.rows13, upperRow(lower.rows13));
-  const i16x8 g = addSat(mulHi(R6, kDct.tg_2_16), R2), h = subSat(mulHi(R2, kDct.tg_2_16), R6);
-  const i16x8 i = subSat(odd.c, odd.b), j = addSat(odd.c, odd.b);
-  const i16x8 M = addSat(plusCos4(addSat(odd.f, i)), odd.e);
-  const i16x8 P = addSat(plusCos4(subSat(odd.f, i)), j);
-  const i16x8 z = addSat(R0, R0), hg = addSat(h, g);
-  const i16x8 q = addSat(hg, z), r = subSat(z, hg);
+  // Sums of samples 0 and 1, and of 2 and 3, of the even part (R4 has no weight) and of the odd one.
+  const Turned t2 = turned2(R2, R6);
+  const i16x8 twiceR0 = addSat(R0, R0), sum = addSat(t2.y, t2.x);
+  const i16x8 even01 = addSat(sum, twiceR0), even23 = subSat(twiceR0, sum);
+  const Part odd = oddPart(oddSums(upper.rows13, upperRow(upper.rows13), lower.rows13, upperRow(lower.rows13)));
+  const i16x8 odd01 = addSat(odd.of[1], odd.of[0]), odd23 = addSat(odd.of[2], odd.of[3]);
 
   using Halves = Vec<int64_t, 16>;
   const auto twoRows = [](i16x8 first, i16x8 second) {
     const i16x8 both = as<i16x8>(unpackLow128(as<Halves>(first), as<Halves>(second)));
     return addSat(both >> 6, load<i16x8>(kDct.level));
   };
-  const i32x4 out = as<i32x4>(packU8(twoRows(addSat(M, q), addSat(P, r)), twoRows(subSat(r, P), subSat(q, M))));
+  const i32x4 out = as<i32x4>(packU8(twoRows(addSat(odd01, even01), addSat(odd23, even23)),
+                                     twoRows(subSat(even23, odd23), subSat(even01, odd01))));
 #pragma GCC unroll 4
   for (int row = 0; row < 4; ++row) storeRow4(dst, dstStep, row, out.v[row]);
 }
 
 // ---- 2x2 -----------------------------------------------------------------------------------------------------------
 
-constexpr int32_t kRounders2[8] = {67072, 5802, 0, 3408, 0, 910, 0, 746};
+// As above; the column pass takes row 0 four times and shifts by 7, and three eighths are added.
+constexpr int32_t kRounders2[8] = {(16 << 12) + 1536, 2 * kRounders[1], 0, 2 * kRounders[3], 0, 2 * kRounders[5], 0,
+                                   2 * kRounders[7]};
 
 constexpr int16_t weight2(int row, int k) {
   if (k == 2 || k == 4 || k == 6) return 0;
   double mean = 0;
   for (int j = 0; j < 4; ++j) mean += cosSixteenth((2 * j + 1) * k) / 4;
-  return roundWeight(frequencyScale(row, k) * mean);
+  return toInt16(frequencyScale(row, k) * mean);
 }
 static_assert(weight2(0, 1) == 14846 && weight2(0, 3) == -5213 && weight2(0, 7) == -2953);
 static_assert(weight2(1, 5) == 4832 && weight2(7, 0) == 22725 && weight2(3, 1) == 17457 && weight2(5, 7) == -3472);
@@ -184,17 +178,18 @@ ZEL_INLINE OddAndDcRows allRows2(const int16_t* src, const uint16_t* table) {
 #endif
 }
 
-void dct_quant_inv8x8To2x2_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
+ZEL_INLINE void dct_quant_inv8x8To2x2_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
   const OddAndDcRows rows = allRows2(src, table);
   // Left in lane 0, right in lane 4; the others are not looked at.
   const auto next = [&](int n) { return as<i16x8>(as<Vec<uint64_t, 16>>(rows.odd) >> (16 * n)); };
   const i16x8 R0 = rows.dc;
-  const OddRows odd = oddRows(rows.odd, next(1), next(2), next(3));
-  const i16x8 m = plusCos4(odd.f), j = addSat(odd.c, odd.b);
-  const i16x8 o = addSat(addSat(odd.e, j), addSat(m, m));
-  const i16x8 z = addSat(addSat(R0, R0), addSat(R0, R0));
+  // The sum of all four samples of the odd part: cos(pi/4) times x + y and x - y are together twice that of x.
+  const OddSums odd = oddSums(rows.odd, next(1), next(2), next(3));
+  const i16x8 middle = timesCos4(odd.x);
+  const i16x8 oddSum = addSat(addSat(odd.first, odd.last), addSat(middle, middle));
+  const i16x8 evenSum = addSat(addSat(R0, R0), addSat(R0, R0));
   const i16x8 level = load<i16x8>(kDct.level);
-  const u8x16 out = packU8(addSat(addSat(z, o) >> 7, level), addSat(subSat(z, o) >> 7, level));
+  const u8x16 out = packU8(addSat(addSat(evenSum, oddSum) >> 7, level), addSat(subSat(evenSum, oddSum) >> 7, level));
   const uint32_t four = as<u32x4>(shuffle128(out, load<u8x16>(kDctRow.everyFourth))).v[0];
   const uint16_t upper = uint16_t(four), lower = uint16_t(four >> 16);
   __builtin_memcpy(dst, &upper, 2);

@@ -9,16 +9,11 @@
 namespace ZEL_VARIANT {
 namespace {
 
-// What is added to the left neighbour (predictors 1, 4, 5), or the sample itself (2, 3).
-template <int kPredictor>
-ZEL_INLINE i16x8 term(i16x8 difference, const int16_t* previous) {
-  if constexpr (kPredictor == 1) return difference;
-  const i16x8 Rb = load<i16x8>(previous), Rc = load<i16x8>(previous - 1);
-  if constexpr (kPredictor == 2) return difference + Rb;
-  if constexpr (kPredictor == 3) return difference + Rc;
-  if constexpr (kPredictor == 4) return difference + Rb - Rc;
-  if constexpr (kPredictor == 5) return difference + halfDifference(Rb, Rc);
+// Whether a sample is its left neighbour plus something, and whether it depends on that neighbour at all.
+constexpr bool isRunningSum(ZeliPredictor p) {
+  return p == zeliPredictorRa || p == zeliPredictorRaRbRc || p == zeliPredictorRaHalfRbRc;
 }
+constexpr bool isApart(ZeliPredictor p) { return p == zeliPredictorRb || p == zeliPredictorRc; }
 
 // Lane i: the sum of lanes 0 to i.
 ZEL_INLINE i16x8 runningSum(i16x8 a) {
@@ -34,15 +29,18 @@ ZEL_INLINE i16x8 lastLane(i16x8 a) {
 }
 
 // Columns 1 to width - 1; column 0 is done. Vectors only where the output lies apart from the rows that are read.
-template <int kPredictor>
+template <ZeliPredictor kPredictor>
 void reconstructColumns(const int16_t* src, const int16_t* previous, int16_t* dst, int width) {
   int i = 1;
-  if constexpr (kPredictor <= 5) {
+  if constexpr (isRunningSum(kPredictor) || isApart(kPredictor)) {
     if (!overlap(dst, src, width) && !overlap(dst, previous, width)) {
       i16x8 left = splat<i16x8>(dst[0]);
       for (; i + i16x8::N <= width; i += i16x8::N) {
-        i16x8 x = term<kPredictor>(load<i16x8>(src + i), previous + i);
-        if constexpr (kPredictor != 2 && kPredictor != 3) {
+        // As if the left neighbour were 0; a running sum adds it.
+        const i16x8 term =
+            predicted<kPredictor>(zero<i16x8>(), load<i16x8>(previous + i), load<i16x8>(previous + i - 1));
+        i16x8 x = load<i16x8>(src + i) + term;
+        if constexpr (isRunningSum(kPredictor)) {
           x = runningSum(x) + left;
           left = lastLane(x);
         }
@@ -50,34 +48,35 @@ void reconstructColumns(const int16_t* src, const int16_t* previous, int16_t* ds
       }
     }
   }
-  for (; i < width; ++i) dst[i] = int16_t(src[i] + predicted<kPredictor>(dst[i - 1], previous[i], previous[i - 1]));
+  for (; i < width; ++i)
+    dst[i] = int16_t(src[i] + predicted<kPredictor, int>(dst[i - 1], previous[i], previous[i - 1]));
 }
 
 void ownpj_ReconstructPredFirstRow_JPEG_16s_C1(const int16_t* src, int16_t* dst, int width, int precision,
                                                int pointTransform) {
   dst[0] = int16_t(src[0] + firstPrediction(precision, pointTransform));
-  reconstructColumns<1>(src, src, dst, width);
+  reconstructColumns<zeliPredictorRa>(src, src, dst, width);
 }
 
 using Columns = void (*)(const int16_t*, const int16_t*, int16_t*, int);
-constexpr Columns kColumns[7] = {reconstructColumns<1>, reconstructColumns<2>, reconstructColumns<3>,
-                                 reconstructColumns<4>, reconstructColumns<5>, reconstructColumns<6>,
-                                 reconstructColumns<7>};
+constexpr Columns kColumns[7] = {  // from predictor 1 on
+    reconstructColumns<zeliPredictorRa>,         reconstructColumns<zeliPredictorRb>,
+    reconstructColumns<zeliPredictorRc>,         reconstructColumns<zeliPredictorRaRbRc>,
+    reconstructColumns<zeliPredictorRaHalfRbRc>, reconstructColumns<zeliPredictorRbHalfRaRc>,
+    reconstructColumns<zeliPredictorHalfRaRb>};
 
 }  // namespace
 
 ZelStatus zeliReconstructPredFirstRow_JPEG_16s_C1(const int16_t* pSrc, int16_t* pDst, int width, int P, int Pt) {
-  if (const ZelStatus s =
-          firstFailure(present(pSrc), present(pDst), lengthOk(width), valueOk(P >= 2 && P <= 16 && Pt >= 0)))
-    return s;
+  if (const ZelStatus s = firstFailure(present(pSrc), present(pDst), lengthOk(width), firstRowOk(P, Pt))) return s;
   ownpj_ReconstructPredFirstRow_JPEG_16s_C1(pSrc, pDst, width, P, Pt);
   return zelStsNoErr;
 }
 
 ZelStatus zeliReconstructPredRow_JPEG_16s_C1(const int16_t* pSrc, const int16_t* pPrevRow, int16_t* pDst, int width,
                                              int predictor) {
-  if (const ZelStatus s = firstFailure(present(pSrc), present(pPrevRow), present(pDst), lengthOk(width),
-                                       valueOk(predictor >= 1 && predictor <= 7)))
+  if (const ZelStatus s =
+          firstFailure(present(pSrc), present(pPrevRow), present(pDst), lengthOk(width), predictorOk(predictor)))
     return s;
   pDst[0] = int16_t(pSrc[0] + pPrevRow[0]);  // column 0 is predicted from above, whatever the predictor
   kColumns[predictor - 1](pSrc, pPrevRow, pDst, width);

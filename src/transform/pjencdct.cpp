@@ -1,7 +1,7 @@
 // Forward DCT with quantisation of 8-bit samples (ITU-T T.81, Annexes A.3.3 and A.3.4).
 #include "frame/checks.h"
 #include "frame/rows.h"
-#include "transform/dct_fixed.h"
+#include "transform/dct_butterflies.h"
 
 namespace ZEL_VARIANT {
 namespace {
@@ -24,33 +24,6 @@ constexpr RowWeights<4> forwardWeights() {
   return t;
 }
 constexpr RowWeights<4> kForward = forwardWeights();
-
-// Eight columns at once; saturating sums, wrapping shifts. y2, y6, y1 and tp65 have their lowest bit set: rounding.
-ZEL_INLINE BlockRows forwardColumns(const BlockRows& x) {
-  const i16x8 one = load<i16x8>(kDct.one);
-  const i16x8 t0 = addSat(x.row[0], x.row[7]), t7 = subSat(x.row[0], x.row[7]);
-  const i16x8 t1 = addSat(x.row[1], x.row[6]), t6 = subSat(x.row[1], x.row[6]);
-  const i16x8 t2 = addSat(x.row[2], x.row[5]), t5 = subSat(x.row[2], x.row[5]);
-  const i16x8 t3 = addSat(x.row[3], x.row[4]), t4 = subSat(x.row[3], x.row[4]);
-  BlockRows y;
-
-  const i16x8 tp03 = addSat(t0, t3) << 3, tm03 = subSat(t0, t3) << 3;
-  const i16x8 tp12 = addSat(t1 << 3, t2 << 3), tm12 = subSat(t1 << 3, t2 << 3);
-  y.row[0] = addSat(tp03, tp12);
-  y.row[4] = subSat(tp03, tp12);
-  y.row[2] = addSat(mulHi(tm12, kDct.tg_2_16), tm03) | one;
-  y.row[6] = subSat(mulHi(tm03, kDct.tg_2_16), tm12) | one;
-
-  const i16x8 tp65 = mulHi(addSat(t6 << 4, t5 << 4), kDct.ocos_4_16) | one;
-  const i16x8 tm65 = mulHi(subSat(t6 << 4, t5 << 4), kDct.ocos_4_16);
-  const i16x8 tp465 = addSat(t4 << 3, tm65), tm465 = subSat(t4 << 3, tm65);
-  const i16x8 tp765 = addSat(t7 << 3, tp65), tm765 = subSat(t7 << 3, tp65);
-  y.row[1] = addSat(mulHi(tp465, kDct.tg_1_16), tp765) | one;
-  y.row[7] = subSat(mulHi(tp765, kDct.tg_1_16), tp465);
-  y.row[3] = subSat(tm765, addSat(mulHi(tm465, kDct.tg_3_16), tm465));
-  y.row[5] = addSat(addSat(mulHi(tm765, kDct.tg_3_16), tm765), tm465);
-  return y;
-}
 
 // kRows rows: F_k = (sum of weights times s or d + 2^19) >> 20, saturated.
 ZEL_INLINE i16v forwardRows(i16v x, const int16_t (&w)[4][i16v::N]) {

@@ -7,7 +7,6 @@ namespace ZEL_VARIANT {
 namespace {
 
 constexpr NormTable tab_norm_frw = normTable(true);
-constexpr float kLevel = 2048.0f;
 
 // Eight columns of the scaled transform.
 ZEL_INLINE FloatBlock forwardFloatColumns(const FloatBlock& x) {
@@ -17,11 +16,11 @@ ZEL_INLINE FloatBlock forwardFloatColumns(const FloatBlock& x) {
   const FloatRow s3 = x.row[3] + x.row[4], d3 = x.row[3] - x.row[4];
 
   const FloatRow e0 = s0 + s3, e3 = s0 - s3, e1 = s1 + s2, e2 = s1 - s2;
-  const FloatRow z1 = (e2 + e3) * kCos4;
+  const FloatRow z1 = (e2 + e3) * float(kCos4);
 
   const FloatRow o0 = d3 + d2, o1 = d2 + d1, o2 = d1 + d0;
-  const FloatRow z5 = (o0 - o2) * kCos6;
-  const FloatRow z2 = o0 * kCos2MinusCos6 + z5, z4 = o2 * kCos2PlusCos6 + z5, z3 = o1 * kCos4;
+  const FloatRow z5 = (o0 - o2) * float(kCos6);
+  const FloatRow z2 = o0 * float(kCos2 - kCos6) + z5, z4 = o2 * float(kCos2 + kCos6) + z5, z3 = o1 * float(kCos4);
   const FloatRow z11 = d0 + z3, z13 = d0 - z3;
   return {{e0 + e1, z11 + z4, e3 + z1, z13 - z2, e0 - e1, z13 + z2, e3 - z1, z11 - z4}};
 }
@@ -32,19 +31,14 @@ ZEL_INLINE FloatBlock dct_8x8_fwd_32f(const FloatBlock& samples) {
   return b;
 }
 
-// Rounded to nearest, halves to even, and saturated to 16 bits.
+// Rounded to nearest, halves to even.
 ZEL_INLINE i16x8 rounded(FloatRow x) {
-#ifdef __AVX2__
-  const i32v i = roundToInt(x.part[0]);
-  return packI16(lowHalf(i), highHalf(i));
-#else
-  return packI16(roundToInt(x.part[0]), roundToInt(x.part[1]));
-#endif
+  return narrowed(x, [](f32v v) { return roundToInt(v); });
 }
 
 void dct_qnt_fwd_8x8_ls(const uint16_t* src, int srcStep, int16_t* dst, const float* table) {
   FloatBlock b;
-  for (int r = 0; r < 8; ++r) b.row[r] = loadAsFloats(rowAt(src, srcStep, r)) - splatFloats(kLevel);
+  for (int r = 0; r < 8; ++r) b.row[r] = loadAsFloats(rowAt(src, srcStep, r)) - splatFloats(fLS);
   b = dct_8x8_fwd_32f(b);
   for (int r = 0; r < 8; ++r) store(dst + 8 * r, rounded(b.row[r] * loadFloats(table + 8 * r)));
 }

@@ -1,0 +1,128 @@
+// The butterflies of the fixed-point column passes, eight columns at once.
+//
+// An 8-point DCT divides into an even part, of frequencies 0, 2, 4 and 6, and an odd part, of 1, 3, 5 and 7: sample n
+// is the sum of what the two give, and sample 7 - n their difference, for n from 0 to 3. Both parts turn pairs of values
+// by multiples of pi/16. A turn by t is (x, y) -> (x + y tan t, y - x tan t), longer by 1 / cos t than a rotation: those
+// cosines are in the weights of the row pass. Only the turn by pi/4 has its cosine here, since it meets the values in
+// the middle of the odd part.
+//
+// Every addition saturates, and saturation is not symmetric: x - y may be -32768 where y - x is 32767. So the order of
+// the operands, and which results stand with their sign reversed, belong to the result.
+#pragma once
+
+#include "transform/dct_fixed.h"
+
+namespace ZEL_VARIANT {
+namespace {
+
+ZEL_INLINE i16x8 times(i16x8 a, const int16_t (&c)[8]) { return mulHi(a, load<i16x8>(c)); }
+
+ZEL_INLINE i16x8 timesTan1(i16x8 x) { return times(x, kDct.tg_1_16); }
+ZEL_INLINE i16x8 timesTan2(i16x8 x) { return times(x, kDct.tg_2_16); }
+// The high half of a product with a signed factor is at most half of x; these two factors are above 1/2, and are kept
+// as their distance from 1.
+ZEL_INLINE i16x8 timesTan3(i16x8 x) { return addSat(times(x, kDct.tg_3_16), x); }
+ZEL_INLINE i16x8 timesCos4(i16x8 x) { return addSat(times(x, kDct.cos_4_16), x); }
+
+// A turned pair. By pi/16 and 2 pi/16 the second value has its sign reversed.
+struct Turned {
+  i16x8 x, y;
+};
+ZEL_INLINE Turned turned1(i16x8 x, i16x8 y) { return {addSat(timesTan1(y), x), subSat(timesTan1(x), y)}; }
+ZEL_INLINE Turned turned2(i16x8 x, i16x8 y) { return {addSat(timesTan2(y), x), subSat(timesTan2(x), y)}; }
+ZEL_INLINE Turned turned3(i16x8 x, i16x8 y) { return {addSat(timesTan3(y), x), subSat(y, timesTan3(x))}; }
+
+// ---- Inverse: from the rows R0 to R7 of the row pass ---------------------------------------------------------------
+
+// What a part gives to samples 0 to 3.
+struct Part {
+  i16x8 of[4];
+};
+
+ZEL_INLINE Part evenPart(i16x8 R0, i16x8 R2, i16x8 R4, i16x8 R6) {
+  const Turned t = turned2(R2, R6);
+  const i16x8 sum = addSat(R4, R0), difference = subSat(R0, R4);
+  return {{addSat(sum, t.x), addSat(difference, t.y), subSat(difference, t.y), subSat(sum, t.x)}};
+}
+// R4 and R6 are zero.
+ZEL_INLINE Part evenPart(i16x8 R0, i16x8 R2) {
+  const i16x8 y = timesTan2(R2);
+  return {{addSat(R2, R0), addSat(y, R0), subSat(R0, y), subSat(R0, R2)}};
+}
+// R2 is 1, which the row pass makes of a row of zeros by that row's rounder; R4 and R6 are zero.
+ZEL_INLINE Part evenPart(i16x8 R0) {
+  const i16x8 R2 = load<i16x8>(kDct.one_corr);
+  return {{addSat(R0, R2), R0, R0, subSat(R0, R2)}};
+}
+
+// The odd part before its turn by pi/4: first and last are what samples 0 and 3 get, x and y the pair to be turned.
+struct OddSums {
+  i16x8 first, x, y, last;
+};
+ZEL_INLINE OddSums oddSums(i16x8 R1, i16x8 R3, i16x8 R5, i16x8 R7) {
+  const Turned t1 = turned1(R1, R7), t3 = turned3(R3, R5);
+  return {addSat(t3.x, t1.x), subSat(t1.x, t3.x), subSat(t1.y, t3.y), addSat(t1.y, t3.y)};
+}
+// R5 and R7 are zero.
+ZEL_INLINE OddSums oddSums(i16x8 R1, i16x8 R3) {
+  const i16x8 y3 = timesTan3(R3), y1 = timesTan1(R1);
+  return {addSat(R1, R3), subSat(R1, R3), addSat(y1, y3), subSat(y1, y3)};
+}
+// So is R3.
+ZEL_INLINE OddSums oddSums(i16x8 R1) {
+  const i16x8 y = timesTan1(R1);
+  return {R1, R1, y, y};
+}
+
+ZEL_INLINE Part oddPart(OddSums s) {
+  return {{s.first, timesCos4(addSat(s.x, s.y)), timesCos4(subSat(s.x, s.y)), s.last}};
+}
+
+// The samples of the columns, without the 6 fraction bits that they have left.
+ZEL_INLINE BlockRows samplesOf(const Part& even, const Part& odd) {
+  BlockRows b;
+#pragma GCC unroll 4
+  for (int n = 0; n < 4; ++n) {
+    b.row[n] = addSat(even.of[n], odd.of[n]) >> 6;
+    b.row[7 - n] = subSat(even.of[n], odd.of[n]) >> 6;
+  }
+  return b;
+}
+
+// ---- Forward -------------------------------------------------------------------------------------------------------
+
+// Samples come in without fraction bits, and the frequencies F0 to F7 leave with 3. A high half of a product is rounded
+// down; where the result has its lowest bit set (one_corr), that bias is halved.
+ZEL_INLINE BlockRows forwardColumns(const BlockRows& x) {
+  const i16x8 one = load<i16x8>(kDct.one_corr);
+  i16x8 s[4], d[4];
+#pragma GCC unroll 4
+  for (int n = 0; n < 4; ++n) {
+    s[n] = addSat(x.row[n], x.row[7 - n]);
+    d[n] = subSat(x.row[n], x.row[7 - n]);
+  }
+  BlockRows F;
+
+  const i16x8 sum03 = addSat(s[0], s[3]) << 3, difference03 = subSat(s[0], s[3]) << 3;
+  const i16x8 sum12 = addSat(s[1] << 3, s[2] << 3), difference12 = subSat(s[1] << 3, s[2] << 3);
+  F.row[0] = addSat(sum03, sum12);
+  F.row[4] = subSat(sum03, sum12);
+  const Turned t2 = turned2(difference03, difference12);
+  F.row[2] = t2.x | one;
+  F.row[6] = t2.y | one;
+
+  // cos(pi/4) of the middle pair; a factor of 2^15 on 4 fraction bits leaves 3.
+  const i16x8 x4 = times(addSat(d[1] << 4, d[2] << 4), kDct.ocos_4_16) | one;
+  const i16x8 y4 = times(subSat(d[1] << 4, d[2] << 4), kDct.ocos_4_16);
+  const i16x8 sum3 = addSat(d[3] << 3, y4), difference3 = subSat(d[3] << 3, y4);
+  const i16x8 sum0 = addSat(d[0] << 3, x4), difference0 = subSat(d[0] << 3, x4);
+  const Turned t1 = turned1(sum0, sum3), t3 = turned3(difference3, difference0);
+  F.row[1] = t1.x | one;
+  F.row[7] = t1.y;
+  F.row[3] = t3.y;
+  F.row[5] = t3.x;
+  return F;
+}
+
+}  // namespace
+}  // namespace ZEL_VARIANT
