@@ -26,7 +26,8 @@ import threading
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 REQUIRED_SHARE = 0.95
-BLOCK = re.compile(r"^fault (\S+): (.+)\n(?:equivalent: (.+)\n)?file (\S+)\n<<<\n(.*?)\n===\n(.*?)\n?>>>$", re.M | re.S)
+BLOCK = re.compile(
+    r"^fault (\S+): ([^\n]+)\n(?:equivalent: ([^\n]+)\n)?file (\S+)\n<<<\n(.*?)\n===\n(.*?)\n?>>>$", re.M | re.S)
 
 
 class Fault:
