@@ -139,6 +139,10 @@ class DecoderPair {
     std::copy(data->begin(), data->end(), dst_->data());
     const ZelStatus want = reference.decode(&wanted), got = decode();
     *data = dst_->copy();
+    if (mayBeFast && endsInHalf() && want == zelStsJPEGOutOfBufErr && !(got == want && startsAfresh())) {
+      EXPECT_TRUE(got == zelStsNoErr || got == want) << got;
+      return want;
+    }
     EXPECT_EQ(want, got) << at.pos << " of " << at.length;
     EXPECT_EQ(wanted, *data);
     const auto fields = [](const ReferenceDecoder& d) {
@@ -166,6 +170,11 @@ class DecoderPair {
     if (!scan_.isLossless()) return 24;
     return scan_.coder == kRow && scan_.rows <= 4 ? 2 * int(coefficients / scan_.components()) : INT32_MAX;
   }
+
+  // Half of a marker or of a stuffed byte, at which the standard's steps fail with bits in hand. The fast path may have
+  // used these; what it has decoded then stays in bands and rows.
+  bool endsInHalf() const { return at.length > 0 && at.src[at.length - 1] == 0xFF; }
+  bool startsAfresh() const { return scan_.coder == kBaseline || scan_.coder == kAcRefinement; }
 
   ZelStatus decode() {
     const Api& z = zel();
