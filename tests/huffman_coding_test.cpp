@@ -83,10 +83,10 @@ TEST(Huffman, EveryRoomAndEveryTruncation) {
       const bool fits = trial % 8 < 4 && s.coder != kRow;
       const HuffmanScan scan = fits ? withFitted(s, calls) : withRandom(s, r);
       const Bytes bytes = codeScan(scan, calls, 20000).bytes;
-      const int n = int(bytes.size());
+      const int n = int(bytes.size()), least = s.coder == kBaseline ? 0 : 1;  // a baseline decoder may hold a block
       for (int room = 1; room < std::min(n, 500) + 30; ++room) codeScan(scan, calls, room);
       const Bytes ends[] = {{}, {0xFF}, joined({0xFF, 0xD3}, r.vector<uint8_t>(size_t(r.below(200))))};
-      for (int left = std::max(1, n - 200); left < n && !HasFailure(); ++left)
+      for (int left = std::max(least, n - 200); left < n && !HasFailure(); ++left)
         for (const Bytes& end : ends) {
           Calls damaged = before;
           decodeScan(scan, joined(Bytes(bytes.begin(), bytes.begin() + left), end), &damaged);
@@ -149,19 +149,6 @@ TEST(Huffman, WhatCannotBeCoded) {
         codeScan(withRandom({scan.coder, 1, 63, 0}, r), calls, 2000);
         codeScan(with(scan, {}, {}), calls, 2000);
       }
-}
-
-TEST(Huffman, AnEmptySourceMayStillHoldABlock) {
-  Random r(4);
-  const HuffmanScan scan = withRandom({kBaseline}, r);
-  const uint32_t dc = scan.tables[0].enc.codes[0], ac = scan.tables[1].enc.codes[0];
-  for (const int missing : {0, 1}) {
-    DecoderPair pair(scan, {});
-    pair.at.state.bits = (uint64_t(dc & 0xFFFF) << (ac >> 16) | (ac & 0xFFFF)) >> missing;
-    pair.at.state.bitCount = int(dc >> 16) + int(ac >> 16) - missing;
-    Coefficients block(64);
-    EXPECT_EQ(missing ? zelStsJPEGOutOfBufErr : zelStsNoErr, pair.call(&block));
-  }
 }
 
 TEST(Huffman, DirectKeepsStateInVariables) {
