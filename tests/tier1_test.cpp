@@ -3,23 +3,22 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+#include <utility>
+
 #include "support/checks.h"
 #include "support/core_hooks.h"
 #include "support/data.h"
 
 namespace {
 
-using tier1::Bytes;
-using tier1::Decoded;
-using tier1::Encoded;
-using tier1::Samples;
-using tier1::Style;
+using namespace tier1;
 using namespace zeltest;
 
 constexpr int kMagnitude = 0x7FFFFFFF;
 constexpr int kNotWritten = -99;  // what a result holds before a call
 
-int liveAllocations() { return zeltest::hooks() ? int(zeltest::hooks()->liveAllocations) : 0; }
+int liveAllocations() { return hooks() ? int(hooks()->liveAllocations) : 0; }
 
 // A state for the length of a test, which must give back all its memory.
 struct EncoderState {
@@ -33,34 +32,34 @@ struct EncoderState {
 };
 
 Encoded encode(const EncoderState& state, const Samples& src, const Style& style, int capacity) {
+  const Api& z = zel();
   Encoded e{style.w, style.h, style.subband, 0, {}, {}, {}, {}};
   int passes, segments, more = 1;
-  Guarded<int32_t> rows(src);
-  EXPECT_EQ(zelStsNoErr, zel().zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R(rows.data(), 4 * e.w, {e.w, e.h}, state.p,
-                                                                      e.subband, 31 - style.lowest, style.termination,
-                                                                      0, style.flags, &e.planes, &passes, &segments));
-  Guarded<uint8_t> room{size_t(capacity)};
+  const Guarded<int32_t> rows(src);
+  EXPECT_EQ(zelStsNoErr, z.zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R(rows.data(), 4 * e.w, {e.w, e.h}, state.p, e.subband,
+                                                                  31 - style.lowest, style.termination, 0, style.flags,
+                                                                  &e.planes, &passes, &segments));
+  const Guarded<uint8_t> room{size_t(capacity)};
   for (int n = capacity; more && n == capacity;) {
-    EXPECT_EQ(zelStsNoErr, zel().zeliEncodeStoreBits_JPEG2K_1u(room.data(), &n, state.p, &more));
+    EXPECT_EQ(zelStsNoErr, z.zeliEncodeStoreBits_JPEG2K_1u(room.data(), &n, state.p, &more));
     if (n < capacity) EXPECT_EQ(0, more) << "room left, and yet more to come";
     e.bytes.insert(e.bytes.end(), room.data(), room.data() + n);
   }
-  e.rates.resize(size_t(passes));
-  e.gains.resize(size_t(passes));
-  e.lengths.resize(size_t(segments));
-  for (int i = 0; i < passes; ++i) {
-    EXPECT_EQ(zelStsNoErr, zel().zeliEncodeGetRate_JPEG2K(state.p, i, &e.rates[size_t(i)]));
-    EXPECT_EQ(zelStsNoErr, zel().zeliEncodeGetDist_JPEG2K(state.p, i, &e.gains[size_t(i)]));
-  }
-  for (int i = 0; i < segments; ++i)
-    EXPECT_EQ(zelStsNoErr, zel().zeliEncodeGetTermPassLen_JPEG2K(state.p, i, &e.lengths[size_t(i)]));
+  const auto getAll = [&](auto get, int n, auto* values) {
+    values->resize(size_t(n));
+    for (int i = 0; i < n; ++i) EXPECT_EQ(zelStsNoErr, get(state.p, i, &(*values)[size_t(i)]));
+  };
+  getAll(z.zeliEncodeGetRate_JPEG2K, passes, &e.rates);
+  getAll(z.zeliEncodeGetDist_JPEG2K, passes, &e.gains);
+  getAll(z.zeliEncodeGetTermPassLen_JPEG2K, segments, &e.lengths);
   return e;
 }
 
-// A decoder's state in memory of the stated size, at any address, and an output whose rows have a gap between them.
+// A decoder's state in memory of the stated size, at any address, the segments up to a byte before an unreadable page,
+// and an output whose rows have a gap between them.
 struct DecoderState {
   DecoderState(const Encoded& e, size_t slack)
-      : z(zel()), size{e.w, e.h}, memory(stateBytes(size), slack), out(size_t((e.w + 3) * e.h - 3)) {}
+      : z(zel()), size{e.w, e.h}, memory(stateBytes(size), slack), src(e.bytes, 1), out(size_t((e.w + 3) * e.h - 3)) {}
   static size_t stateBytes(ZeliSize size) {
     int bytes = 0;
     EXPECT_EQ(zelStsNoErr, zel().zeliDecodeGetBufSize_JPEG2K(size, &bytes));
@@ -70,10 +69,12 @@ struct DecoderState {
   ZeliDecodeCBProgrState_JPEG2K* state() const {
     return reinterpret_cast<ZeliDecodeCBProgrState_JPEG2K*>(memory.data());
   }
-  Samples samples() {
+  Samples samples() const {
     Samples s;
-    for (int y = 0; y < size.height; ++y)
-      for (int x = 0; x < size.width; ++x) s.push_back(out[size_t(y * (size.width + 3) + x)]);
+    for (int y = 0; y < size.height; ++y) {
+      const int32_t* row = out.data() + y * (size.width + 3);
+      s.insert(s.end(), row, row + size.width);
+    }
     return s;
   }
   void attach(const Encoded& e, int flags) const {
@@ -81,39 +82,27 @@ struct DecoderState {
               z.zeliDecodeCBProgrAttach_JPEG2K_32s_C1R(out.data(), step(), size, state(), e.subband, e.planes, flags));
   }
   void allow(int passes) const { EXPECT_EQ(zelStsNoErr, z.zeliDecodeCBProgrSetPassCounter_JPEG2K(passes, state())); }
-  int plane() const {
+  template <class Get>
+  int valueOf(Get get) const {
     int n = kNotWritten;
-    EXPECT_EQ(zelStsNoErr, z.zeliDecodeCBProgrGetCurBitPlaneNum_JPEG2K(state(), &n));
-    return n;
-  }
-  int passesLeft() const {
-    int n = kNotWritten;
-    EXPECT_EQ(zelStsNoErr, z.zeliDecodeCBProgrGetPassCounter_JPEG2K(state(), &n));
+    EXPECT_EQ(zelStsNoErr, get(state(), &n));
     return n;
   }
 
-  const zeltest::Api& z;
+  const Api& z;
   ZeliSize size;
-  Guarded<uint8_t> memory;
+  Guarded<uint8_t> memory, src;
   Guarded<int32_t> out;
-};
-
-// The segments of a block, which may have none, up to a byte before an unreadable page.
-struct Segments : Guarded<uint8_t> {
-  explicit Segments(const Encoded& e) : Guarded<uint8_t>(e.bytes.size(), 1) {
-    std::copy(e.bytes.begin(), e.bytes.end(), data());
-  }
 };
 
 void expectOneCall(const Decoded& want, const Encoded& e, int passes, int flags) {
   SCOPED_TRACE(testing::Message() << "one call, " << passes << " passes, flags " << std::hex << flags);
-  DecoderState d(e, size_t(e.planes * 3 + passes));
-  const Segments src(e);
+  const DecoderState d(e, size_t(e.planes * 3 + passes));
   std::vector<int> lengths = e.lengths;
   lengths.push_back(1 << 30);  // not looked at
   int reported = kNotWritten;
-  EXPECT_EQ(want.status, d.z.zeliDecodeCodeBlock_JPEG2K_1u32s_C1R(src.data(), d.out.data(), d.step(), d.size, e.subband,
-                                                                  e.planes, passes, lengths.data(),
+  EXPECT_EQ(want.status, d.z.zeliDecodeCodeBlock_JPEG2K_1u32s_C1R(d.src.data(), d.out.data(), d.step(), d.size,
+                                                                  e.subband, e.planes, passes, lengths.data(),
                                                                   int(e.lengths.size()), flags, &reported, d.state()));
   EXPECT_EQ(finished(want, flags), d.samples());
   EXPECT_EQ(want.status == zelStsNoErr ? kNotWritten : want.plane, reported);
@@ -124,37 +113,37 @@ void expectOneCall(const Decoded& want, const Encoded& e, int passes, int flags)
 // Segment by segment. Where each holds one pass, the passes are allowed in two halves.
 void expectProgressive(const Decoded& want, const Encoded& e, int passes, int flags) {
   SCOPED_TRACE(testing::Message() << "progressive, " << passes << " passes, flags " << std::hex << flags);
-  DecoderState d(e, size_t(e.planes * 3 + passes));
-  const Segments src(e);
+  const DecoderState d(e, size_t(e.planes * 3 + passes));
+  const auto step = [&](const uint8_t* from, int n) { return d.z.zeliDecodeCBProgrStep_JPEG2K(from, n, d.state()); };
   const bool single = flags & zeliCodeBlockTerminateAll;
   const int half = single ? passes / 2 : passes;
-  const uint8_t* from = src.data();
+  const uint8_t* from = d.src.data();
   EXPECT_EQ(zelStsNoErr, d.z.zeliDecodeCBProgrInit_JPEG2K(d.state()));
-  EXPECT_EQ(zelStsJPEG2KNotAttachedErr, d.z.zeliDecodeCBProgrStep_JPEG2K(from, 0, d.state()));
+  EXPECT_EQ(zelStsJPEG2KNotAttachedErr, step(from, 0));
   d.attach(e, flags);
-  EXPECT_EQ(zelStsNoErr, d.z.zeliDecodeCBProgrStep_JPEG2K(from, 0, d.state())) << "nothing is allowed yet";
+  EXPECT_EQ(zelStsNoErr, step(from, 0)) << "nothing is allowed yet";
   d.allow(half);
   ZelStatus status = zelStsNoErr;
   int left = passes;
   for (int i = 0; i < int(e.lengths.size()) && status == zelStsNoErr; from += e.lengths[size_t(i++)]) {
     if (i == half && half < passes) d.allow(passes - half);
-    status = d.z.zeliDecodeCBProgrStep_JPEG2K(from, e.lengths[size_t(i)], d.state());
-    left = d.passesLeft() + (i < half ? passes - half : 0);
+    status = step(from, e.lengths[size_t(i)]);
+    left = d.valueOf(d.z.zeliDecodeCBProgrGetPassCounter_JPEG2K) + (i < half ? passes - half : 0);
     if (status != zelStsNoErr || !single || i >= passes) continue;
     ASSERT_EQ(passes - i - 1, left);
-    ASSERT_EQ(e.planeOf(i + 1), d.plane());
+    ASSERT_EQ(e.planeOf(i + 1), d.valueOf(d.z.zeliDecodeCBProgrGetCurBitPlaneNum_JPEG2K));
   }
   EXPECT_EQ(want.status, status);
   EXPECT_EQ(want.samples, d.samples());
   EXPECT_EQ(want.passes, left);
-  EXPECT_EQ(want.plane, d.plane());
-  if (status != zelStsNoErr) EXPECT_EQ(status, d.z.zeliDecodeCBProgrStep_JPEG2K(from, 0, d.state())) << "damage stays";
+  EXPECT_EQ(want.plane, d.valueOf(d.z.zeliDecodeCBProgrGetCurBitPlaneNum_JPEG2K));
+  if (status != zelStsNoErr) EXPECT_EQ(status, step(from, 0)) << "damage stays";
   EXPECT_TRUE(d.memory.intact());
   EXPECT_TRUE(d.out.intact());
 }
 
 void expectDecodes(const Encoded& e, int passes, int flags) {
-  const Decoded want = tier1::referenceDecode(e, passes, flags);
+  const Decoded want = referenceDecode(e, passes, flags);
   expectOneCall(want, e, passes, flags);
   if (!testing::Test::HasFailure()) expectProgressive(want, e, passes, flags);
 }
@@ -184,7 +173,7 @@ void expectNoneShorter(Encoded e, const Samples& samples, int flags) {
   --e.lengths[0];
   for (int last = 0; last < 256; ++last) {
     if (!e.bytes.empty()) e.bytes.back() = uint8_t(last);
-    const Decoded d = tier1::referenceDecode(e, e.passes(), flags);
+    const Decoded d = referenceDecode(e, e.passes(), flags);
     ASSERT_FALSE(d.status == zelStsNoErr && d.samples == samples) << "byte " << last;
   }
 }
@@ -196,32 +185,25 @@ const int kSizes[][2] = {{1, 1}, {2, 3}, {5, 4}, {1, 9}, {9, 1}, {16, 16}, {13, 
 TEST(Tier1, EveryStyleAgainstTheFlowCharts) {
   Random rng(1);
   EncoderState state({100, 70});
-  for (int trial = 0; trial < zeltest::rounds(10) * 192 && !HasFailure(); ++trial) {
+  for (int trial = 0; trial < rounds(10) * 192 && !HasFailure(); ++trial) {
     const int flags = trial % 64, termination = trial / 64 % 3;
     const auto [w, h] = kSizes[rng.below(rng.below(4) ? 8 : 9)];
     const int planes = rng.below(8) ? 1 + rng.below(12) : 1 + rng.below(31), low = rng.below(3) ? 0 : rng.below(planes);
     const Samples src = block(rng, w * h, planes);
     SCOPED_TRACE(testing::Message() << "trial " << trial << ": " << w << "x" << h << " flags " << flags);
     const Style style = {w, h, rng.below(4), low, termination, flags};
-    const Encoded want = tier1::referenceEncode(src, style);
+    const Encoded want = referenceEncode(src, style);
     Encoded got = encode(state, src, style, 1 + rng.below(rng.below(2) ? 20 : 100000));
+    const auto coded = [](const Encoded& e) { return std::tuple(e.bytes, e.lengths, e.rates); };
     EXPECT_EQ(want.planes, got.planes);
     EXPECT_EQ(want.gains, got.gains);
     EXPECT_LE(got.bytes.size(), want.bytes.size());
-    if (termination != zeliTerminationShortest) {
-      EXPECT_EQ(want.bytes, got.bytes);
-      EXPECT_EQ(want.lengths, got.lengths);
-      EXPECT_EQ(want.rates, got.rates);
-    }
-    for (int room = 1; trial % 5 == 0 && room <= std::min(70, int(got.bytes.size())); ++room) {
-      const Encoded parts = encode(state, src, style, room);
-      ASSERT_EQ(got.bytes, parts.bytes) << "room " << room;
-      ASSERT_EQ(got.lengths, parts.lengths) << "room " << room;
-      ASSERT_EQ(got.rates, parts.rates) << "room " << room;
-    }
+    if (termination != zeliTerminationShortest) EXPECT_EQ(coded(want), coded(got)) << "bytes, lengths, rates";
+    for (int room = 1; trial % 5 == 0 && room <= std::min(70, int(got.bytes.size())); ++room)
+      ASSERT_EQ(coded(got), coded(encode(state, src, style, room))) << "bytes, lengths, rates; room " << room;
     const int passes = got.passes();
     const int checks = termination == zeliTerminationPredictable ? zeliDecodeCheckTermination : 0;
-    const Decoded all = tier1::referenceDecode(got, passes, flags | checks);
+    const Decoded all = referenceDecode(got, passes, flags | checks);
     ASSERT_EQ(zelStsNoErr, all.status);
     ASSERT_EQ(codedDownTo(src, low), all.samples);
     expectDecodes(got, passes, flags | checks | zeliDecodeKeepHalfBits);
@@ -231,7 +213,7 @@ TEST(Tier1, EveryStyleAgainstTheFlowCharts) {
     if (termination == zeliTerminationShortest && flags & zeliCodeBlockSegmentationSymbols && w * h < 50)
       expectNoneShorter(got, all.samples, flags);
     const int cut = rng.below(passes);  // a rate is where the segment may be cut
-    const Decoded whole = tier1::referenceDecode(got, cut + 1, flags);
+    const Decoded whole = referenceDecode(got, cut + 1, flags);
     got.lengths[0] = got.rates[size_t(cut)];
     got.bytes.resize(size_t(got.lengths[0]));
     expectOneCall(whole, got, cut + 1, flags);
@@ -258,7 +240,7 @@ TEST(Tier1, ShortestTerminationDropsOnesAlreadyCoded) {
     ASSERT_LE(n + 2, flushed.bytes.size());
     EXPECT_EQ(0xFF, flushed.bytes[n]);
     EXPECT_EQ(0x7F, flushed.bytes[n + 1]);
-    EXPECT_EQ(src, tier1::referenceDecode(shortest, shortest.passes(), flags).samples);
+    EXPECT_EQ(src, referenceDecode(shortest, shortest.passes(), flags).samples);
     expectNoneShorter(shortest, src, flags);
     for (int room = 1; room <= 40; ++room)  // coded one decision at a time, and many at once
       EXPECT_EQ(shortest.bytes, encode(state, src, style, room).bytes) << "room " << room;
@@ -280,7 +262,7 @@ TEST(Tier1, CarriesOfDamagedData) {
 TEST(Tier1, DamagedSegments) {
   Random rng(2);
   EncoderState state({16, 16});
-  for (int trial = 0; trial < zeltest::rounds(6000) && !HasFailure(); ++trial) {
+  for (int trial = 0; trial < rounds(6000) && !HasFailure(); ++trial) {
     const auto [w, h] = kSizes[rng.below(7)];
     const Style style = {w, h, rng.below(4), 0, rng.below(3), rng.below(32)};
     Encoded e = encode(state, block(rng, w * h, 1 + rng.below(12)), style, 100000);
@@ -305,93 +287,85 @@ TEST(Tier1, DamagedSegments) {
 TEST(Tier1, KeptOutputAndSignificance) {
   Random rng(3);
   EncoderState state({16, 16});
-  for (int trial = 0; trial < 4 * zeltest::rounds(40); ++trial) {
+  for (int trial = 0; trial < 4 * rounds(40); ++trial) {
     const auto [w, h] = kSizes[rng.below(6)];
-    const int flags = zeliCodeBlockTerminateAll,
-              kept = (trial & 1 ? zeliDecodeKeepOutput : 0) | (trial & 2 ? zeliDecodeKeepSignificance : 0);
+    const int flags = zeliCodeBlockTerminateAll;
+    const int kept = (trial & 1 ? zeliDecodeKeepOutput : 0) | (trial & 2 ? zeliDecodeKeepSignificance : 0);
     const Style style = {w, h, zeliSubbandHH, 0, zeliTerminationFlush, flags};
-    DecoderState d({w, h, 0, 0, {}, {}, {}, {}}, size_t(trial % 32));
+    const DecoderState d({w, h, 0, 0, {}, {}, {}, {}}, size_t(trial % 32));
     d.z.zeliDecodeCBProgrInit_JPEG2K(d.state());
-    tier1::Block reference{w, h, zeliSubbandHH, flags, true, Samples(size_t(w * h))};
+    const Block fresh{w, h, zeliSubbandHH, flags, true, Samples(size_t(w * h))};
+    Block reference = fresh;
     for (const int more : {0, kept}) {
       const Encoded e = encode(state, block(rng, w * h, 6), style, 100000);
-      tier1::Block fresh{w, h, zeliSubbandHH, flags, true, Samples(size_t(w * h))};
-      if (more & zeliDecodeKeepOutput) fresh.v = reference.v;
+      const Block first = std::exchange(reference, fresh);
+      if (more & zeliDecodeKeepOutput) reference.v = first.v;
       if (more & zeliDecodeKeepSignificance) {  // and with it the signs, which the state has, not the output
-        fresh.significant = reference.significant;
-        fresh.visited = reference.visited;
-        fresh.refined = reference.refined;
+        reference.significant = first.significant;
+        reference.visited = first.visited;
+        reference.refined = first.refined;
       }
-      reference = fresh;
       d.attach(e, flags | more);
-      ASSERT_EQ(fresh.v, d.samples()) << "attached, " << std::hex << more;
+      ASSERT_EQ(reference.v, d.samples()) << "attached, " << std::hex << more;
       if (more == zeliDecodeKeepSignificance) continue;  // the reference has signs in the output alone
       d.allow(e.passes());
-      const Decoded want = tier1::referenceDecode(reference, e, e.passes(), flags);
       const uint8_t* from = e.bytes.data();
       for (const int length : e.lengths) {
         ASSERT_EQ(zelStsNoErr, d.z.zeliDecodeCBProgrStep_JPEG2K(from, length, d.state()));
         from += length;
       }
-      ASSERT_EQ(want.samples, d.samples()) << std::hex << more;
+      ASSERT_EQ(referenceDecode(reference, e, e.passes(), flags).samples, d.samples()) << std::hex << more;
     }
   }
 }
 
-TEST(Tier1, SizesThatDoNotFit) {
-  const zeltest::Api& z = zel();
-  constexpr int kMost = 0x7FFFFFFF;
-  for (const auto& get : {z.zeliDecodeGetBufSize_JPEG2K, z.zeliDecodeCBProgrGetStateSize_JPEG2K}) {
+constexpr int kMost = 0x7FFFFFFF;
+
+TEST(Tier1, StateSizes) {
+  const std::pair<ZeliSize, int> fits[] = {{{64, 63}, (4 * 64 + 32) * (32 + 2) + 472},
+                                           {{1, 134217694}, 32 * (134217694 / 2 + 2) + 472}};
+  for (const auto& get : {zel().zeliDecodeGetBufSize_JPEG2K, zel().zeliDecodeCBProgrGetStateSize_JPEG2K}) {
     int bytes = kNotWritten;
-    const auto rejects = [&](int w, int h) {
-      bytes = kNotWritten;
-      return get({w, h}, &bytes) == zelStsSizeErr && bytes == kNotWritten;
-    };
-    EXPECT_EQ(zelStsNoErr, get({64, 63}, &bytes));
-    EXPECT_EQ((4 * 64 + 32) * (32 + 2) + 472, bytes);
-    EXPECT_EQ(zelStsNoErr, get({1, 134217694}, &bytes));
-    EXPECT_EQ(32 * (134217694 / 2 + 2) + 472, bytes);
-    EXPECT_TRUE(rejects(1, 134217695));
-    EXPECT_TRUE(rejects(46341, 46341));  // an area above 2^31
-    EXPECT_TRUE(rejects(65536, 32768));  // 2^32 bytes and some
-    EXPECT_TRUE(rejects(kMost, 1));
-    EXPECT_TRUE(rejects(kMost, kMost));
+    // The first of them above the most that fits; an area above 2^31; 2^32 bytes and some.
+    for (const ZeliSize size : {ZeliSize{1, 134217695}, {46341, 46341}, {65536, 32768}, {kMost, 1}, {kMost, kMost}})
+      EXPECT_EQ(zelStsSizeErr, get(size, &bytes)) << size.width << " x " << size.height;
+    EXPECT_EQ(kNotWritten, bytes);
+    for (const auto& [size, expected] : fits) {
+      EXPECT_EQ(zelStsNoErr, get(size, &bytes));
+      EXPECT_EQ(expected, bytes);
+    }
   }
-  const int before = liveAllocations();
-  for (const ZeliSize size : {ZeliSize{kMost, kMost}, {kMost, 1}, {1, kMost}, {1970170, 4}, {65536, 32768}}) {
-    int dummy;
-    auto* e = reinterpret_cast<ZeliEncodeState_JPEG2K*>(&dummy);
-    EXPECT_EQ(zelStsMemAllocErr, z.zeliEncodeInitAlloc_JPEG2K(&e, size));
-    EXPECT_EQ(nullptr, e);
-    if (size.width == 1970170) continue;  // that fits a decoder
-    auto* d = reinterpret_cast<ZeliDecodeCBProgrState_JPEG2K*>(&dummy);
-    EXPECT_EQ(zelStsMemAllocErr, z.zeliDecodeCBProgrInitAlloc_JPEG2K(&d, size));
-    EXPECT_EQ(nullptr, d);
-  }
-  EXPECT_EQ(before, liveAllocations());
 }
 
-TEST(Tier1, FailedAllocations) {
-  zeltest::CoreHooks* const hooks = zeltest::hooks();
-  if (!hooks) GTEST_SKIP() << "the real core does not fail";
-  const int before = liveAllocations();
+template <class State>
+void expectNoMemory(ZelStatus (*initAlloc)(State**, ZeliSize), ZeliSize size) {
   int dummy;
-  for (int i = 0; i < 5; ++i) {  // the encoder's buffers
-    auto* e = reinterpret_cast<ZeliEncodeState_JPEG2K*>(&dummy);
-    hooks->allocationsUntilFailure = i;
-    EXPECT_EQ(zelStsMemAllocErr, zel().zeliEncodeInitAlloc_JPEG2K(&e, {4, 4})) << i;
-    EXPECT_EQ(nullptr, e);
+  State* state = reinterpret_cast<State*>(&dummy);
+  EXPECT_EQ(zelStsMemAllocErr, initAlloc(&state, size)) << size.width << " x " << size.height;
+  EXPECT_EQ(nullptr, state);
+}
+
+// Sizes beyond all memory, and each buffer's allocation refused.
+TEST(Tier1, FailedAllocations) {
+  const Api& z = zel();
+  const int before = liveAllocations();
+  for (const ZeliSize size : {ZeliSize{kMost, kMost}, {kMost, 1}, {1, kMost}, {65536, 32768}}) {
+    expectNoMemory(z.zeliEncodeInitAlloc_JPEG2K, size);
+    expectNoMemory(z.zeliDecodeCBProgrInitAlloc_JPEG2K, size);
   }
-  auto* d = reinterpret_cast<ZeliDecodeCBProgrState_JPEG2K*>(&dummy);
-  hooks->allocationsUntilFailure = 0;
-  EXPECT_EQ(zelStsMemAllocErr, zel().zeliDecodeCBProgrInitAlloc_JPEG2K(&d, {4, 4}));
-  EXPECT_EQ(nullptr, d);
-  hooks->reset();
+  expectNoMemory(z.zeliEncodeInitAlloc_JPEG2K, {1970170, 4});  // which fits a decoder
+  for (int i = 0; hooks() && i < 5; ++i) {
+    hooks()->allocationsUntilFailure = i;
+    expectNoMemory(z.zeliEncodeInitAlloc_JPEG2K, {4, 4});
+    hooks()->allocationsUntilFailure = 0;
+    expectNoMemory(z.zeliDecodeCBProgrInitAlloc_JPEG2K, {4, 4});
+    hooks()->reset();
+  }
   EXPECT_EQ(before, liveAllocations());
 }
 
 // The argument checks, in their order.
-class Tier1Checks : public zeltest::Checks {
+class Tier1Checks : public Checks {
  protected:
   Tier1Checks() {
     EXPECT_EQ(zelStsNoErr, z.zeliEncodeInitAlloc_JPEG2K(&encoder, one));
@@ -404,12 +378,14 @@ class Tier1Checks : public zeltest::Checks {
     EXPECT_EQ(1, a);
     EXPECT_EQ(0, gain);
   }
+  // Records of something else.
+  template <int kIndex, class State>
+  auto foreign(State*) {
+    return bad<kIndex>(as<State*>(), zelStsContextMatchErr);
+  }
   int before = liveAllocations();
   ZeliEncodeState_JPEG2K* encoder = nullptr;
   ZeliDecodeCBProgrState_JPEG2K* decoder = nullptr;
-  // Records of something else.
-  const Bad<0, ZeliEncodeState_JPEG2K*> notEncoder{as<ZeliEncodeState_JPEG2K*>(), zelStsContextMatchErr};
-  const Bad<0, ZeliDecodeCBProgrState_JPEG2K*> notDecoder{as<ZeliDecodeCBProgrState_JPEG2K*>(), zelStsContextMatchErr};
   int32_t* const samples = as<int32_t*>();
   int a = 1, none = 0;
   double gain = 0;
@@ -418,17 +394,17 @@ class Tier1Checks : public zeltest::Checks {
 TEST_F(Tier1Checks, Encoder) {
   expectChecks(z.zeliEncodeInitAlloc_JPEG2K, std::tuple(&encoder, one), null<0>(), size<1>(1, 0));
   expectChecks(z.zeliEncodeFree_JPEG2K, std::tuple(encoder), null<0>());
-  const auto wrong = Bad<3, ZeliEncodeState_JPEG2K*>{notEncoder.value, zelStsContextMatchErr};
   expectChecks(z.zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R,
-               std::tuple(samples, 4, one, encoder, 0, 31, 0, 0, 0, &a, &a, &a), null<3>(), wrong, null<9>(),
-               null<10>(), null<11>(), size<2>(0, 1), null<0>(), step<1>());
-  const auto foreign = Bad<2, ZeliEncodeState_JPEG2K*>{notEncoder.value, zelStsContextMatchErr};
-  expectChecks(z.zeliEncodeStoreBits_JPEG2K_1u, std::tuple(bytes, &a, encoder, &a), null<2>(), foreign, null<0>(),
-               null<1>(), null<3>(), bad<1>(&none, zelStsSizeErr));
+               std::tuple(samples, 4, one, encoder, 0, 31, 0, 0, 0, &a, &a, &a), null<3>(), foreign<3>(encoder),
+               null<9>(), null<10>(), null<11>(), size<2>(0, 1), null<0>(), step<1>());
+  expectChecks(z.zeliEncodeStoreBits_JPEG2K_1u, std::tuple(bytes, &a, encoder, &a), null<2>(), foreign<2>(encoder),
+               null<0>(), null<1>(), null<3>(), bad<1>(&none, zelStsSizeErr));
   const auto pass = bad<1>(0, zelStsJPEG2KBadPassNumberErr);  // of a state without a block
-  expectChecks(z.zeliEncodeGetRate_JPEG2K, std::tuple(encoder, 0, &a), null<0>(), notEncoder, null<2>(), pass);
-  expectChecks(z.zeliEncodeGetDist_JPEG2K, std::tuple(encoder, 0, &gain), null<0>(), notEncoder, null<2>(), pass);
-  expectChecks(z.zeliEncodeGetTermPassLen_JPEG2K, std::tuple(encoder, 0, &a), null<0>(), notEncoder, null<2>(), pass);
+  expectChecks(z.zeliEncodeGetRate_JPEG2K, std::tuple(encoder, 0, &a), null<0>(), foreign<0>(encoder), null<2>(), pass);
+  expectChecks(z.zeliEncodeGetDist_JPEG2K, std::tuple(encoder, 0, &gain), null<0>(), foreign<0>(encoder), null<2>(),
+               pass);
+  expectChecks(z.zeliEncodeGetTermPassLen_JPEG2K, std::tuple(encoder, 0, &a), null<0>(), foreign<0>(encoder), null<2>(),
+               pass);
   const int32_t sample = 5;  // three planes, seven passes, one segment
   int planes, passes, segments;
   EXPECT_EQ(zelStsNoErr, z.zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R(&sample, 4, one, encoder, 0, 31, 0, 0, 0, &planes,
@@ -445,16 +421,16 @@ TEST_F(Tier1Checks, Decoders) {
     expectChecks(f, std::tuple(one, &a), size<0>(1, 0), null<1>());
   expectChecks(z.zeliDecodeCBProgrInit_JPEG2K, std::tuple(decoder), null<0>());
   expectChecks(z.zeliDecodeCBProgrInitAlloc_JPEG2K, std::tuple(&decoder, one), null<0>(), size<1>(0, 1));
-  expectChecks(z.zeliDecodeCBProgrFree_JPEG2K, std::tuple(decoder), null<0>(), notDecoder);
-  const auto wrong = Bad<3, ZeliDecodeCBProgrState_JPEG2K*>{notDecoder.value, zelStsContextMatchErr};
+  expectChecks(z.zeliDecodeCBProgrFree_JPEG2K, std::tuple(decoder), null<0>(), foreign<0>(decoder));
   expectChecks(z.zeliDecodeCBProgrAttach_JPEG2K_32s_C1R, std::tuple(samples, 4, one, decoder, 0, 4, 0), null<3>(),
-               wrong, null<0>(), step<1>(), size<2>(1, 0));
-  const auto second = Bad<1, ZeliDecodeCBProgrState_JPEG2K*>{notDecoder.value, zelStsContextMatchErr};
-  expectChecks(z.zeliDecodeCBProgrSetPassCounter_JPEG2K, std::tuple(1, decoder), null<1>(), second);
-  expectChecks(z.zeliDecodeCBProgrGetPassCounter_JPEG2K, std::tuple(decoder, &a), null<0>(), null<1>(), notDecoder);
-  expectChecks(z.zeliDecodeCBProgrGetCurBitPlaneNum_JPEG2K, std::tuple(decoder, &a), null<0>(), notDecoder, null<1>());
-  const auto third = Bad<2, ZeliDecodeCBProgrState_JPEG2K*>{notDecoder.value, zelStsContextMatchErr};
-  expectChecks(z.zeliDecodeCBProgrStep_JPEG2K, std::tuple(bytes, 1, decoder), null<0>(), null<2>(), third);
+               foreign<3>(decoder), null<0>(), step<1>(), size<2>(1, 0));
+  expectChecks(z.zeliDecodeCBProgrSetPassCounter_JPEG2K, std::tuple(1, decoder), null<1>(), foreign<1>(decoder));
+  expectChecks(z.zeliDecodeCBProgrGetPassCounter_JPEG2K, std::tuple(decoder, &a), null<0>(), null<1>(),
+               foreign<0>(decoder));
+  expectChecks(z.zeliDecodeCBProgrGetCurBitPlaneNum_JPEG2K, std::tuple(decoder, &a), null<0>(), foreign<0>(decoder),
+               null<1>());
+  expectChecks(z.zeliDecodeCBProgrStep_JPEG2K, std::tuple(bytes, 1, decoder), null<0>(), null<2>(),
+               foreign<2>(decoder));
   expectChecks(z.zeliDecodeCodeBlock_JPEG2K_1u32s_C1R,
                std::tuple(bytes, samples, 4, one, 0, 4, 1, &a, 1, 0, nullptr, decoder), null<0>(), null<11>(),
                size<3>(1, 0), null<7>(), null<1>(), step<2>());

@@ -81,7 +81,7 @@ class Guarded {
     std::memset(begin_, kPattern, body);
   }
   Guarded(const std::vector<T>& v, size_t slack = 0) : Guarded(v.size(), slack) {
-    std::memcpy(bytes(), v.data(), v.size() * sizeof(T));
+    if (!v.empty()) std::memcpy(bytes(), v.data(), v.size() * sizeof(T));
   }
   ~Guarded() { munmap(base_, mapped_); }
   Guarded(const Guarded&) = delete;
@@ -92,7 +92,7 @@ class Guarded {
   size_t size() const { return n_; }
   std::vector<T> copy() const {
     std::vector<T> v(n_);
-    std::memcpy(v.data(), bytes(), n_ * sizeof(T));
+    if (n_ > 0) std::memcpy(v.data(), bytes(), n_ * sizeof(T));
     return v;
   }
   bool intact() const {

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <tuple>
 
 #include "support/data.h"
 #include "support/huffman_reference.h"
@@ -14,47 +15,12 @@ namespace zeltest {
 
 inline uint64_t ones(int n) { return (uint64_t(1) << n) - 1; }
 
-// ---- Encoders ----
-
-inline ZelStatus encode(const HuffmanScan& s, const int16_t* src, size_t size, uint8_t* dst, int length, int* pos,
-                        int16_t* lastDC, ZeliEncodeHuffmanState* state, int flush) {
-  const Api& z = zel();
-  const auto& [ss, se, al] = s.band;
-  const ZeliEncodeHuffmanSpec* table = s.tables.empty() ? nullptr : &s.tables[0]->enc;
-  if (s.coder == HuffmanScan::baseline)
-    return z.zeliEncodeHuffman8x8_JPEG_16s1u_C1(src, dst, length, pos, lastDC, table, &s.tables[1]->enc, state, flush);
-  if (s.coder == HuffmanScan::dcFirst)
-    return z.zeliEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1(src, dst, length, pos, lastDC, al, table, state, flush);
-  if (s.coder == HuffmanScan::dcRefinement)
-    return z.zeliEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1(src, dst, length, pos, al, state, flush);
-  if (s.coder == HuffmanScan::acFirst)
-    return z.zeliEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1(src, dst, length, pos, ss, se, al, table, state, flush);
-  if (s.coder == HuffmanScan::acRefinement)
-    return z.zeliEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1(src, dst, length, pos, ss, se, al, table, state, flush);
-  if (s.coder == HuffmanScan::difference)
-    return z.zeliEncodeHuffmanOne_JPEG_16s1u_C1(src, dst, length, pos, table, state, flush);
-  const int16_t* rows[5] = {};
-  const ZeliEncodeHuffmanSpec* tables[5] = {};
-  const size_t n = size / s.components();
-  for (size_t c = 0; c < s.components(); ++c) {
-    rows[c] = src + c * n;
-    tables[c] = &s.tables[c]->enc;
-  }
-  return z.zeliEncodeHuffmanRow_JPEG_16s1u_P4C1(rows, int(n), s.rows, dst, length, pos, tables, state, flush);
-}
-
-inline void expectState(const ZeliEncodeHuffmanState& want, const ZeliEncodeHuffmanState& got) {
-  EXPECT_EQ(want.bits, got.bits);
-  EXPECT_EQ(want.bitCount, got.bitCount);
-  EXPECT_EQ(want.eobRun, got.eobRun);
-  EXPECT_EQ(want.correctionBitCount, got.correctionBitCount);
-  EXPECT_EQ(0, std::memcmp(want.correctionBits, got.correctionBits, sizeof want.correctionBits));
-}
-
+// An encoder and the same in plain; or, where the room is 0, the statistics.
 class EncoderPair {
  public:
-  EncoderPair(const HuffmanScan& scan, int room) : scan_(scan), random_(uint64_t(room)) {
-    for (const HuffmanTable* t : scan.tables) alphabets_.push_back({&t->enc});
+  EncoderPair(const HuffmanScan& scan, int room, const ZeliEncodeHuffmanState& start = {})
+      : state(start), reference_{scan, room == 0}, random_(uint64_t(room)) {
+    reference_.state = start;
     setRoom(room);
   }
   // A new, empty destination; the states stay.
@@ -65,240 +31,197 @@ class EncoderPair {
   }
   ZelStatus call(const Coefficients& data, bool flush = false) {
     if (random_.below(2)) state.bits |= random_.next() & ~pendingBits();  // no data
-    const ZelStatus want = reference_.code(scan_, data, &referenceLastDC_, alphabets_, flush);
     if (!src_) src_ = std::make_unique<Guarded<int16_t>>(data.size());
     std::copy(data.begin(), data.end(), src_->data());
-    const ZelStatus got =
-        encode(scan_, src_->data(), data.size(), dst_->data(), int(dst_->size()), &pos_, &lastDC_, &state, flush);
-    EXPECT_EQ(want, got) << "room for " << dst_->size() << " bytes";
-    EXPECT_EQ(reference_.pos, pos_) << "room for " << dst_->size() << " bytes";
-    EXPECT_EQ(referenceLastDC_, lastDC_);
-    EXPECT_TRUE(std::equal(dst_->data(), dst_->data() + pos_, reference_.dst.begin()))
-        << "the first " << pos_ << " bytes";
+    const ZelStatus want = reference_.code(data, flush), got = reference_.counting ? count(flush) : encode(flush);
     state.bits &= pendingBits();
-    expectState(reference_.state, state);
+    const auto fields = [](ZelStatus status, int pos, int lastDC, const ZeliEncodeHuffmanState& s) {
+      return std::tuple(status, pos, lastDC, s.bits, s.bitCount, s.eobRun, s.correctionBitCount);
+    };
+    EXPECT_EQ(fields(want, reference_.pos, reference_.lastDC, reference_.state), fields(got, pos_, lastDC_, state))
+        << "status, position, predictor, state; room for " << dst_->size();
+    EXPECT_EQ(0, std::memcmp(reference_.state.correctionBits, state.correctionBits, sizeof state.correctionBits));
+    EXPECT_TRUE(std::equal(dst_->data(), dst_->data() + pos_, reference_.dst.data()))
+        << "the first " << pos_ << " bytes";
+    EXPECT_EQ(reference_.counts, counts);
     return got;
   }
   std::vector<uint8_t> bytes() const { return {dst_->data(), dst_->data() + pos_}; }
-  // Of the functions under test; a test that sets fields sets them for the reference as well.
-  ZeliEncodeHuffmanState state = {};
-  void shareState() { reference_.state = state; }
+
+  ZeliEncodeHuffmanState state;
+  std::vector<int32_t> counts = std::vector<int32_t>(4 * 256);
 
  private:
   uint64_t pendingBits() const { return ones(24) & ~ones(24 - state.bitCount); }
 
-  HuffmanScan scan_;
+  ZelStatus encode(int flush) {
+    const Api& z = zel();
+    const HuffmanScan& s = reference_.scan;
+    const auto with = [&](auto f, auto... arguments) {
+      return f(src_->data(), dst_->data(), int(dst_->size()), &pos_, arguments..., &state, flush);
+    };
+    if (s.coder == kDcRefinement) return with(z.zeliEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1, s.al);
+    const ZeliEncodeHuffmanSpec* tables[5] = {};
+    const int16_t* rows[5] = {};
+    const size_t n = src_->size() / s.components();
+    for (size_t i = 0; i < s.tables.size(); ++i) {
+      tables[i] = &s.tables[i].enc;
+      rows[i] = src_->data() + i * n;
+    }
+    if (s.coder == kBaseline) return with(z.zeliEncodeHuffman8x8_JPEG_16s1u_C1, &lastDC_, tables[0], tables[1]);
+    if (s.coder == kDcFirst) return with(z.zeliEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1, &lastDC_, s.al, tables[0]);
+    if (s.coder == kDifference) return with(z.zeliEncodeHuffmanOne_JPEG_16s1u_C1, tables[0]);
+    if (s.isBand())
+      return with(s.coder == kAcFirst ? z.zeliEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1
+                                      : z.zeliEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1,
+                  s.ss, s.se, s.al, tables[0]);
+    return z.zeliEncodeHuffmanRow_JPEG_16s1u_P4C1(rows, int(n), s.rows, dst_->data(), int(dst_->size()), &pos_, tables,
+                                                  &state, flush);
+  }
+
+  ZelStatus count(int flush) {
+    const Api& z = zel();
+    const HuffmanScan& s = reference_.scan;
+    const int16_t* src = src_->data();
+    int32_t* first = counts.data();
+    if (s.coder == kBaseline) return z.zeliGetHuffmanStatistics8x8_JPEG_16s_C1(src, first, first + 256, &lastDC_);
+    if (s.coder == kDcFirst) return z.zeliGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(src, first, &lastDC_, s.al);
+    if (s.coder == kDifference) return z.zeliGetHuffmanStatisticsOne_JPEG_16s_C1(src, first);
+    const auto f = s.coder == kAcFirst ? z.zeliGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1
+                                       : z.zeliGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1;
+    return f(src, first, s.ss, s.se, s.al, &state, flush);
+  }
+
+  ReferenceEncoder reference_;
   Random random_;
-  std::vector<Alphabet> alphabets_;
   std::unique_ptr<Guarded<int16_t>> src_;
   std::unique_ptr<Guarded<uint8_t>> dst_;
-  ReferenceEncoder reference_;
   int pos_ = 0;
-  int16_t lastDC_ = 0, referenceLastDC_ = 0;
+  int16_t lastDC_ = 0;
 };
 
-// A scan of these calls and its flush into so much room. Where that is too little, the flush writes what the record
-// still holds to another destination.
-inline std::vector<uint8_t> encodeScan(const HuffmanScan& scan, const std::vector<Coefficients>& calls, int room) {
-  EncoderPair pair(scan, room);
+struct CodedScan {
+  ZelStatus status;  // of the first call that fails
+  std::vector<uint8_t> bytes;
+  std::vector<int32_t> counts;
+};
+
+// A scan of these calls and its flush into so much room, or its statistics (0). Where the room is too little, the flush
+// writes what the record still holds to another destination.
+inline CodedScan codeScan(const HuffmanScan& scan, const std::vector<Coefficients>& calls, int room,
+                          const ZeliEncodeHuffmanState& start = {}) {
+  EncoderPair pair(scan, room, start);
   ZelStatus status = zelStsNoErr;
-  for (size_t i = 0; i < calls.size() && status == zelStsNoErr; ++i) {
+  for (size_t i = 0; i < calls.size() && status == zelStsNoErr && !testing::Test::HasFailure(); ++i)
     status = pair.call(calls[i]);
-    if (testing::Test::HasFailure()) return {};
+  if (room > 0 && status != zelStsNoErr) pair.setRoom(2000);
+  if (room > 0 || (scan.isBand() && status == zelStsNoErr)) {
+    const ZelStatus flushed = pair.call(calls[0], true);
+    if (status == zelStsNoErr) status = flushed;
   }
-  if (status != zelStsNoErr) pair.setRoom(2000);
-  status = pair.call(calls[0], true);
-  return pair.bytes();
+  return {status, pair.bytes(), pair.counts};
 }
-
-// ---- Statistics ----
-
-inline ZelStatus count(const HuffmanScan& s, const Coefficients& data, int32_t* dcCounts, int32_t* counts,
-                       int16_t* lastDC, ZeliEncodeHuffmanState* state, int flush) {
-  const Api& z = zel();
-  const int16_t* src = data.data();
-  const auto& [ss, se, al] = s.band;
-  if (s.coder == HuffmanScan::baseline) return z.zeliGetHuffmanStatistics8x8_JPEG_16s_C1(src, dcCounts, counts, lastDC);
-  if (s.coder == HuffmanScan::dcFirst)
-    return z.zeliGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(src, dcCounts, lastDC, al);
-  if (s.coder == HuffmanScan::acFirst)
-    return z.zeliGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(src, counts, ss, se, al, state, flush);
-  if (s.coder == HuffmanScan::acRefinement)
-    return z.zeliGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(src, counts, ss, se, al, state, flush);
-  if (s.coder == HuffmanScan::difference) return z.zeliGetHuffmanStatisticsOne_JPEG_16s_C1(src, counts);
-  return zelStsErr;
-}
-
-struct SymbolCounts {
-  std::vector<int32_t> dc = std::vector<int32_t>(256), other = dc;
-};
-
-// Counts a scan's symbols from a state on; progressive AC scans end with a flush. *status: the last.
-inline SymbolCounts countScan(const HuffmanScan& scan, const std::vector<Coefficients>& calls, ZelStatus* status,
-                              ZeliEncodeHuffmanState state = {}) {
-  const bool isDc = scan.coder == HuffmanScan::dcFirst || scan.coder == HuffmanScan::baseline;
-  SymbolCounts got, want;
-  const Alphabet dc = {nullptr, want.dc.data()}, other = {nullptr, want.other.data()};
-  ReferenceEncoder reference;
-  reference.state = state;
-  int16_t lastDC = 0, referenceLastDC = 0;
-  for (size_t i = 0; i < calls.size() + scan.isBand(); ++i) {
-    const bool flush = i == calls.size();
-    const Coefficients& data = calls[flush ? 0 : i];
-    *status = count(scan, data, got.dc.data(), got.other.data(), &lastDC, &state, flush);
-    EXPECT_EQ(reference.code(scan, data, &referenceLastDC, {isDc ? dc : other, other}, flush), *status);
-    EXPECT_EQ(referenceLastDC, lastDC);
-    expectState(reference.state, state);
-    if (*status != zelStsNoErr || testing::Test::HasFailure()) break;
-  }
-  EXPECT_EQ(want.dc, got.dc);
-  EXPECT_EQ(want.other, got.other);
-  return got;
-}
-
-// A table with codes for the counted symbols alone.
-inline HuffmanTable fittedTable(const std::vector<int32_t>& counts) {
-  HuffmanTable table;
-  std::copy(counts.begin(), counts.end(), table.counts);
-  table.fit();
-  return table;
-}
-
-// ---- Decoders ----
-
-inline ZelStatus decode(const HuffmanScan& s, int16_t* dst, size_t size, const uint8_t* src, int length, int* pos,
-                        int* marker, int16_t* lastDC, ZeliDecodeHuffmanState* state) {
-  const Api& z = zel();
-  const auto& [ss, se, al] = s.band;
-  const ZeliDecodeHuffmanSpec* table = s.tables.empty() ? nullptr : &s.tables[0]->dec;
-  if (s.coder == HuffmanScan::baseline)
-    return z.zeliDecodeHuffman8x8_JPEG_1u16s_C1(src, length, pos, dst, lastDC, marker, table, &s.tables[1]->dec, state);
-  if (s.coder == HuffmanScan::dcFirst)
-    return z.zeliDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(src, length, pos, dst, lastDC, marker, al, table, state);
-  if (s.coder == HuffmanScan::dcRefinement)
-    return z.zeliDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1(src, length, pos, dst, marker, al, state);
-  if (s.coder == HuffmanScan::acFirst)
-    return z.zeliDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(src, length, pos, dst, marker, ss, se, al, table, state);
-  if (s.coder == HuffmanScan::acRefinement)
-    return z.zeliDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(src, length, pos, dst, marker, ss, se, al, table, state);
-  if (s.coder == HuffmanScan::difference)
-    return z.zeliDecodeHuffmanOne_JPEG_1u16s_C1(src, length, pos, dst, marker, table, state);
-  int16_t* rows[5] = {};
-  const ZeliDecodeHuffmanSpec* tables[5] = {};
-  const size_t n = size / s.components();
-  for (size_t c = 0; c < s.components(); ++c) {
-    rows[c] = dst + c * n;
-    tables[c] = &s.tables[c]->dec;
-  }
-  return z.zeliDecodeHuffmanRow_JPEG_1u16s_C1P4(src, length, pos, rows, int(n), s.rows, marker, tables, state);
-}
-
-// A stream whose bits are known: which of them a position and a bit count stand for.
-class EntropyCodedBits {
- public:
-  explicit EntropyCodedBits(const std::vector<uint8_t>& stream) : dataBefore_(stream.size() + 1) {
-    size_t i = 0;
-    while (i < stream.size()) {
-      const size_t start = i;
-      while (i < stream.size() && stream[i] == 0xFF) ++i;
-      if (i > start && (i == stream.size() || stream[i] != 0)) break;  // a marker, or the end
-      data_.push_back(i > start ? 0xFF : stream[i]);
-      std::fill(dataBefore_.begin() + int64_t(++i), dataBefore_.end(), data_.size());
-    }
-  }
-  int64_t consumed(int pos, int bitCount) const { return int64_t(dataBefore_[size_t(pos)]) * 8 - bitCount; }
-  uint64_t bits(int64_t at, int n) const {
-    uint64_t value = 0;
-    for (; n > 0; --n, ++at) value = value << 1 | (data_[size_t(at / 8)] >> (7 - at % 8) & 1);
-    return value;
-  }
-
- private:
-  std::vector<uint8_t> data_;
-  std::vector<size_t> dataBefore_;
-};
 
 class DecoderPair {
  public:
   DecoderPair(const HuffmanScan& scan, const std::vector<uint8_t>& stream)
-      : scan_(scan), random_(stream.size()), src_(stream.size()), stream_(stream) {
-    std::copy(stream.begin(), stream.end(), src_.data());
-  }
+      : scan_(scan), random_(stream.size()), src_(stream), at{scan_, src_.data(), int(stream.size())} {}
+  DecoderPair(const DecoderPair&) = delete;
 
-  // Both from the same state. The fast path may have read other bytes than the steps of the standard, up to the same
-  // bit.
+  // Both from the same place. On the fast path the function may have read other bytes than the steps of the standard,
+  // up to the same bit.
   ZelStatus call(Coefficients* data) {
-    const int length = int(src_.size());
-    ReferenceDecoder reference;
-    reference.src = src_.data();
-    reference.length = length;
-    reference.pos = pos;
-    reference.marker = marker;
-    reference.state = state;
-    reference.state.bits &= ones(state.bitCount);
-    int16_t referenceLastDC = lastDC_;
+    ReferenceDecoder reference = at;
     Coefficients wanted = *data;
-    const bool mayBeFast = marker == 0 && length - pos >= fastBytes(data->size());
-    if (random_.below(2)) state.bits |= random_.next() << state.bitCount;  // no data
-    const ZelStatus want = reference.decode(scan_, &wanted, &referenceLastDC);
+    const bool mayBeFast = at.marker == 0 && at.length - at.pos >= fastBytes(data->size());
+    if (random_.below(2)) at.state.bits |= random_.next() << at.state.bitCount;  // no data
     if (!dst_) dst_ = std::make_unique<Guarded<int16_t>>(data->size());
     std::copy(data->begin(), data->end(), dst_->data());
-    const ZelStatus got =
-        decode(scan_, dst_->data(), data->size(), src_.data(), length, &pos, &marker, &lastDC_, &state);
+    const ZelStatus want = reference.decode(&wanted), got = decode();
     *data = dst_->copy();
-    EXPECT_EQ(want, got) << pos << " of " << length;
-    EXPECT_EQ(wanted, *data);
-    EXPECT_EQ(referenceLastDC, lastDC_);
-    EXPECT_EQ(reference.state.eobRun, state.eobRun);
-    EXPECT_EQ(reference.state.lastPosition, state.lastPosition);
-    if (testing::Test::HasFailure()) return got;
-    state.bits &= ones(state.bitCount);
-    if (got != zelStsNoErr || !mayBeFast) {
-      EXPECT_EQ(reference.pos, pos);
-      EXPECT_EQ(reference.marker, marker);
-      EXPECT_EQ(reference.state.bitCount, state.bitCount);
-      EXPECT_EQ(reference.state.bits & ones(reference.state.bitCount), state.bits);
-      return got;
+    if (mayBeFast && endsInHalf() && want == zelStsJPEGOutOfBufErr && !(got == want && startsAfresh())) {
+      EXPECT_TRUE(got == zelStsNoErr || got == want) << got;
+      return want;
     }
-    if (marker != 0) EXPECT_EQ(reference.marker, marker);  // which the standard's steps may meet sooner
-    EXPECT_GE(state.bitCount, 0);
-    EXPECT_LE(state.bitCount, 32);
-    const int64_t consumed = stream_.consumed(pos, state.bitCount);
-    EXPECT_EQ(stream_.consumed(reference.pos, reference.state.bitCount), consumed);
-    EXPECT_EQ(stream_.bits(consumed, state.bitCount), state.bits);
+    EXPECT_EQ(want, got) << at.pos << " of " << at.length;
+    EXPECT_EQ(wanted, *data);
+    const auto fields = [](const ReferenceDecoder& d) {
+      return std::tuple(d.lastDC, d.state.eobRun, d.state.lastPosition);
+    };
+    EXPECT_EQ(fields(reference), fields(at));
+    EXPECT_GE(at.state.bitCount, 0);
+    EXPECT_LE(at.state.bitCount, 32);
+    if (testing::Test::HasFailure()) return got;
+    at.state.bits &= ones(at.state.bitCount);
+    ReferenceDecoder reached = at;
+    if (got == zelStsNoErr && mayBeFast) {
+      while (reference.pos < at.pos) reference.readByte();
+      while (reached.pos < reference.pos) reached.readByte();
+    }
+    const auto place = [](const ReferenceDecoder& d) {
+      return std::tuple(d.pos, d.marker, d.state.bitCount, d.state.bits & ones(d.state.bitCount));
+    };
+    EXPECT_EQ(place(reference), place(reached)) << "position, marker, bits";
     return got;
   }
 
-  int pos = 0, marker = 0;
-  ZeliDecodeHuffmanState state = {};
-
  private:
   int fastBytes(size_t coefficients) const {
-    if (scan_.coder == HuffmanScan::difference || scan_.rows > 4) return INT32_MAX;
-    return scan_.coder == HuffmanScan::row ? 2 * int(coefficients / scan_.components()) : 24;
+    if (!scan_.isLossless()) return 24;
+    return scan_.coder == kRow && scan_.rows <= 4 ? 2 * int(coefficients / scan_.components()) : INT32_MAX;
+  }
+
+  // Half of a marker or of a stuffed byte, at which the standard's steps fail with bits in hand. The fast path may have
+  // used these; what it has decoded then stays in bands and rows.
+  bool endsInHalf() const { return at.length > 0 && at.src[at.length - 1] == 0xFF; }
+  bool startsAfresh() const { return scan_.coder == kBaseline || scan_.coder == kAcRefinement; }
+
+  ZelStatus decode() {
+    const Api& z = zel();
+    const HuffmanScan& s = scan_;
+    const auto with = [&](auto f, auto... arguments) {
+      return f(src_.data(), at.length, &at.pos, dst_->data(), arguments..., &at.state);
+    };
+    int* marker = &at.marker;
+    if (s.coder == kDcRefinement) return with(z.zeliDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1, marker, s.al);
+    const ZeliDecodeHuffmanSpec* tables[5] = {};
+    int16_t* rows[5] = {};
+    const size_t n = dst_->size() / s.components();
+    for (size_t i = 0; i < s.tables.size(); ++i) {
+      tables[i] = &s.tables[i].dec;
+      rows[i] = dst_->data() + i * n;
+    }
+    if (s.coder == kBaseline)
+      return with(z.zeliDecodeHuffman8x8_JPEG_1u16s_C1, &at.lastDC, marker, tables[0], tables[1]);
+    if (s.coder == kDcFirst)
+      return with(z.zeliDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1, &at.lastDC, marker, s.al, tables[0]);
+    if (s.coder == kDifference) return with(z.zeliDecodeHuffmanOne_JPEG_1u16s_C1, marker, tables[0]);
+    if (s.isBand())
+      return with(s.coder == kAcFirst ? z.zeliDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1
+                                      : z.zeliDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1,
+                  marker, s.ss, s.se, s.al, tables[0]);
+    return z.zeliDecodeHuffmanRow_JPEG_1u16s_C1P4(src_.data(), at.length, &at.pos, rows, int(n), s.rows, marker, tables,
+                                                  &at.state);
   }
 
   HuffmanScan scan_;
   Random random_;
   Guarded<uint8_t> src_;
   std::unique_ptr<Guarded<int16_t>> dst_;
-  EntropyCodedBits stream_;
-  int16_t lastDC_ = 0;
+
+ public:
+  ReferenceDecoder at;  // where the function under test is
 };
 
-// Decodes calls into `data`, from its coefficients on, until an error. *status: the last.
-inline void decodeScan(const HuffmanScan& scan, const std::vector<uint8_t>& stream, std::vector<Coefficients>* data,
-                       ZelStatus* status) {
+// Decodes calls into `data`, from its coefficients on, until an error.
+inline ZelStatus decodeScan(const HuffmanScan& scan, const std::vector<uint8_t>& stream,
+                            std::vector<Coefficients>* data) {
   DecoderPair pair(scan, stream);
-  *status = zelStsNoErr;
   for (Coefficients& c : *data) {
-    *status = pair.call(&c);
-    if (*status != zelStsNoErr || testing::Test::HasFailure()) return;
+    const ZelStatus status = pair.call(&c);
+    if (status != zelStsNoErr || testing::Test::HasFailure()) return status;
   }
-}
-
-inline std::vector<uint8_t> truncated(const std::vector<uint8_t>& stream, int length) {
-  return {stream.begin(), stream.begin() + length};
+  return zelStsNoErr;
 }
 
 }  // namespace zeltest

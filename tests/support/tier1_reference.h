@@ -18,15 +18,8 @@ using Samples = std::vector<int32_t>;
 constexpr int kRaw = 19;
 
 struct Contexts {
-  Contexts() { reset(); }
-  void reset() {  // Table D.7
-    std::fill(index, index + 19, 0);
-    std::fill(mps, mps + 19, 0);
-    index[0] = 46;
-    index[1] = 3;
-    index[2] = 4;
-  }
-  uint32_t qe(int cx) const {  // Table C.2
+  void reset() { *this = Contexts(); }  // Table D.7
+  uint32_t qe(int cx) const {           // Table C.2
     static const uint32_t values[47] = {0x5601, 0x3401, 0x1801, 0x0AC1, 0x0521, 0x0221, 0x5601, 0x5401, 0x4801, 0x3801,
                                         0x3001, 0x2401, 0x1C01, 0x1601, 0x5601, 0x5401, 0x5101, 0x4801, 0x3801, 0x3401,
                                         0x3001, 0x2801, 0x2401, 0x2201, 0x1C01, 0x1801, 0x1601, 0x1401, 0x1201, 0x1101,
@@ -34,17 +27,17 @@ struct Contexts {
                                         0x0049, 0x0025, 0x0015, 0x0009, 0x0005, 0x0001, 0x5601};
     return values[index[cx]];
   }
-  void afterMps(int cx) {
+  void after(int cx, bool isMps) {
+    static const int afterLps[15] = {1, 6, 9, 12, 29, 33, 6, 14, 14, 14, 17, 18, 20, 21, 14};
     int& i = index[cx];
-    i = i == 5 ? 38 : i == 13 ? 29 : i >= 45 ? i : i + 1;
-  }
-  void afterLps(int cx) {
-    static const int first[15] = {1, 6, 9, 12, 29, 33, 6, 14, 14, 14, 17, 18, 20, 21, 14};
-    int& i = index[cx];
+    if (isMps) {
+      i = i == 5 ? 38 : i == 13 ? 29 : i >= 45 ? i : i + 1;
+      return;
+    }
     if (i == 0 || i == 6 || i == 14) mps[cx] = 1 - mps[cx];
-    i = i < 15 ? first[i] : i < 21 ? i - 1 : i < 46 ? i - 2 : i;
+    i = i < 15 ? afterLps[i] : i < 21 ? i - 1 : i < 46 ? i - 2 : i;
   }
-  int index[19], mps[19];
+  int index[19] = {46, 3, 4}, mps[19] = {};
 };
 
 // Writes segments, of the MQ coder (C.2) or raw (D.6).
@@ -63,40 +56,19 @@ struct Writer {
     CT = raw ? 8 : 12;
     bytes.clear();
   }
-  void write(int cx, int d) {
-    if (cx == kRaw)
-      writeRaw(d);
-    else if (d == contexts.mps[cx])
-      codeMps(cx);
-    else
-      codeLps(cx);
-  }
-  void codeMps(int cx) {
+  void write(int cx, int d) {  // CODEMPS and CODELPS with their conditional exchange
+    if (cx == kRaw) return writeRaw(d);
     const uint32_t q = contexts.qe(cx);
+    const bool isMps = d == contexts.mps[cx];
     A -= q;
-    if (A & 0x8000) {
-      C += q;
-      return;
-    }
-    if (A < q)
-      A = q;
-    else
-      C += q;
-    contexts.afterMps(cx);
-    renormalise();
-  }
-  void codeLps(int cx) {
-    const uint32_t q = contexts.qe(cx);
-    A -= q;
-    if (A < q)
+    const bool isRenormalised = !isMps || !(A & 0x8000);
+    if (!isRenormalised || isMps == (A >= q))
       C += q;
     else
       A = q;
-    contexts.afterLps(cx);
-    renormalise();
-  }
-  void renormalise() {
-    do {
+    if (!isRenormalised) return;
+    contexts.after(cx, isMps);
+    do {  // RENORME
       A <<= 1;
       C <<= 1;
       if (--CT == 0) byteOut();
@@ -128,12 +100,9 @@ struct Writer {
     B = 0;
   }
   void end(int termination) {
-    if (raw)
-      endRaw();
-    else if (termination == zeliTerminationPredictable)
-      endPredictably();
-    else
-      flush();
+    if (raw) return endRaw();
+    if (termination == zeliTerminationPredictable) return endPredictably();
+    flush();
   }
   void flush() {  // FLUSH with SETBITS
     const uint32_t end = C + A;
@@ -149,11 +118,8 @@ struct Writer {
     if (B != 0xFF) byteOut();
   }
   void endRaw() {
-    const auto fill = [&] {
+    for (int byte = 0; byte < 2 && CT < 8; ++byte)  // one more after 0xFF
       for (int n = CT; n > 0;) writeRaw(0x55 >> --n & 1);
-    };
-    if (CT < 8) fill();
-    if (CT < 8) fill();  // after 0xFF
   }
   // Bytes that a decoder needs besides those written, at most.
   int owed() const {
@@ -198,19 +164,14 @@ struct Reader {
     const uint32_t q = contexts.qe(cx);
     const int mps = contexts.mps[cx];
     A -= q;
-    bool lps;
-    if (A <= C >> 16) {  // LPS_EXCHANGE
-      lps = A >= q;
+    const bool isUpper = A <= C >> 16;
+    if (!isUpper && A & 0x8000) return mps;
+    const bool lps = isUpper == (A >= q);  // LPS_EXCHANGE and MPS_EXCHANGE
+    if (isUpper) {
       C -= A << 16;
       A = q;
-    } else {
-      if (A & 0x8000) return mps;
-      lps = A < q;  // MPS_EXCHANGE
     }
-    if (lps)
-      contexts.afterLps(cx);
-    else
-      contexts.afterMps(cx);
+    contexts.after(cx, !lps);
     do {  // RENORMD
       if (CT == 0) byteIn();
       A <<= 1;
@@ -274,8 +235,7 @@ struct Block {
       for (const int dy : {-1, 1}) diagonal += sig(x + dx, y + dy, y);
     const int straight = std::min(across + along, 2);
     if (subband == zeliSubbandHH) {
-      if (diagonal >= 3) return 10;
-      if (diagonal == 2) return straight > 0 ? 9 : 8;
+      if (diagonal >= 2) return diagonal > 2 ? 10 : straight > 0 ? 9 : 8;
       return 2 + 3 * diagonal + straight;
     }
     if (subband == zeliSubbandHL) std::swap(across, along);
