@@ -263,7 +263,8 @@ TEST(Dct, CornersAndReducedSizes) {
     }
 }
 
-// The definitions above could share a misreading with the code. Signs of a basis function give the largest coefficients.
+// The definitions above could share a misreading with the code. Signs of a basis function give the largest
+// coefficients.
 TEST(Dct, WithinOneOfTheExactTransform) {
   Random rng(6);
   const Table unitForward(64, 32768), unitInverse(64, 1);

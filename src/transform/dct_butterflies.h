@@ -1,10 +1,10 @@
 // The butterflies of the fixed-point column passes, eight columns at once.
 //
 // An 8-point DCT divides into an even part, of frequencies 0, 2, 4 and 6, and an odd part, of 1, 3, 5 and 7: sample n
-// is the sum of what the two give, and sample 7 - n their difference, for n from 0 to 3. Both parts turn pairs of values
-// by multiples of pi/16. A turn by t is (x, y) -> (x + y tan t, y - x tan t), longer by 1 / cos t than a rotation: those
-// cosines are in the weights of the row pass. Only the turn by pi/4 has its cosine here, since it meets the values in
-// the middle of the odd part.
+// is the sum of what the two give, and sample 7 - n their difference, for n from 0 to 3. Both parts turn pairs of
+// values by multiples of pi/16. A turn by t is (x, y) -> (x + y tan t, y - x tan t), longer by 1 / cos t than a
+// rotation: those cosines are in the weights of the row pass. Only the turn by pi/4 has its cosine here, since it meets
+// the values in the middle of the odd part.
 //
 // Every addition saturates, and saturation is not symmetric: x - y may be -32768 where y - x is 32767. So the order of
 // the operands, and which results stand with their sign reversed, belong to the result.
