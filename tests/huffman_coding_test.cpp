@@ -151,7 +151,7 @@ TEST(Huffman, WhatCannotBeCoded) {
       }
 }
 
-// Half of a marker behind refinement that is cut off: corrections of a block that the fast path gives up are taken back.
+// Half of a marker behind refinement that is cut off: what a block has of a fast path that gives up is taken back.
 TEST(Huffman, RefinementUpToHalfAMarker) {
   Random r(4);
   for (int trial = 0; trial < rounds(120) && !HasFailure(); ++trial) {
