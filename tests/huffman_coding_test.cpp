@@ -151,6 +151,31 @@ TEST(Huffman, WhatCannotBeCoded) {
       }
 }
 
+// Half of a marker behind refinement that is cut off: what a block has of a fast path that gives up is taken back.
+TEST(Huffman, RefinementUpToHalfAMarker) {
+  Random r(4);
+  for (int trial = 0; trial < rounds(120) && !HasFailure(); ++trial) {
+    int32_t counts[256];
+    const int steepness = 3 + 6 * r.below(3);
+    for (int i = 0; i < 256; ++i) counts[i] = 1 + (1 << r.below(steepness)) * (i % 16 < 5 ? 20 : 1);
+    counts[0x01] = 1;  // a long code for new coefficients: the fast path begins with the block
+    const HuffmanScan scan = with({kAcRefinement}, fittedTable(counts), {});
+    Coefficients block(64), before(64);
+    for (int k = 1; k < 64; ++k) {  // new coefficients, then significant ones
+      const size_t at = size_t(naturalPosition(k));
+      block[at] = int16_t(k < 30 ? r.below(2) * 2 - 1 : r.between(2, 3));
+      before[at] = int16_t(k < 30 ? 0 : 2);
+    }
+    Bytes bytes = codeScan(scan, {block, block}, 500).bytes;
+    while (bytes.size() > 24) {
+      bytes.back() = 0xFF;
+      Calls decoded(2, before);
+      decodeScan(scan, bytes, &decoded);
+      bytes.pop_back();
+    }
+  }
+}
+
 TEST(Huffman, DirectKeepsStateInVariables) {
   Random r(5);
   for (int trial = 0; trial < rounds(400) && !HasFailure(); ++trial) {
