@@ -39,7 +39,10 @@ struct Plane {
 // The peer's reciprocals for its SIMD quantiser, as its documentation of the method gives them.
 void peerDivisor(int16_t* table, int i, unsigned divisor) {
   if (divisor == 1) {
-    table[i] = 1, table[64 + i] = 0, table[128 + i] = 1, table[192 + i] = -16;
+    table[i] = 1;
+    table[64 + i] = 0;
+    table[128 + i] = 1;
+    table[192 + i] = -16;
     return;
   }
   int bits = 31 - __builtin_clz(divisor);

@@ -13,10 +13,12 @@ using Row = std::vector<int16_t>;
 
 // The primitives read samples as signed in the halved terms of predictors 5 to 7. Where samples have all 16 bits, those
 // terms are formed here, in the standard's arithmetic.
-bool needsWideTerms(int predictor, int bits) { return predictor > 4 && bits == 16; }
+bool needsWideTerms(int predictor, int bits) { return predictor >= zeliPredictorRaHalfRbRc && bits == 16; }
 
 int widePrediction(int predictor, int a, int b, int c) {
-  return predictor == 5 ? a + ((b - c) >> 1) : predictor == 6 ? b + ((a - c) >> 1) : (a + b) >> 1;
+  if (predictor == zeliPredictorRaHalfRbRc) return a + ((b - c) >> 1);
+  if (predictor == zeliPredictorRbHalfRaRc) return b + ((a - c) >> 1);
+  return (a + b) >> 1;
 }
 
 void differences(const int16_t* row, const int16_t* above, int16_t* to, int width, int predictor, int bits) {

@@ -6,23 +6,9 @@ namespace {
 
 using namespace zeltest;
 
-int prediction(int predictor, int Ra, int Rb, int Rc) {
-  switch (predictor) {
-    case zeliPredictorRa:
-      return Ra;
-    case zeliPredictorRb:
-      return Rb;
-    case zeliPredictorRc:
-      return Rc;
-    case zeliPredictorRaRbRc:
-      return Ra + Rb - Rc;
-    case zeliPredictorRaHalfRbRc:
-      return Ra + ((Rb - Rc) >> 1);
-    case zeliPredictorRbHalfRaRc:
-      return Rb + ((Ra - Rc) >> 1);
-    default:
-      return (Ra + Rb) >> 1;
-  }
+int prediction(int predictor, int Ra, int Rb, int Rc) {  // T.81, Table H.1
+  const int all[] = {Ra, Rb, Rc, Ra + Rb - Rc, Ra + ((Rb - Rc) >> 1), Rb + ((Ra - Rc) >> 1), (Ra + Rb) >> 1};
+  return all[predictor - zeliPredictorRa];
 }
 
 }  // namespace

@@ -30,7 +30,10 @@ struct Turned {
 };
 ZEL_INLINE Turned turned1(i16x8 x, i16x8 y) { return {addSat(timesTan1(y), x), subSat(timesTan1(x), y)}; }
 ZEL_INLINE Turned turned2(i16x8 x, i16x8 y) { return {addSat(timesTan2(y), x), subSat(timesTan2(x), y)}; }
-ZEL_INLINE Turned turned3(i16x8 x, i16x8 y) { return {addSat(timesTan3(y), x), subSat(y, timesTan3(x))}; }
+ZEL_INLINE Turned turned3(i16x8 x, i16x8 y) {
+  const i16x8 second = subSat(y, timesTan3(x));
+  return {addSat(timesTan3(y), x), second};
+}
 
 // ---- Inverse: from the rows R0 to R7 of the row pass ---------------------------------------------------------------
 
@@ -60,7 +63,7 @@ struct OddSums {
   i16x8 first, x, y, last;
 };
 ZEL_INLINE OddSums oddSums(i16x8 R1, i16x8 R3, i16x8 R5, i16x8 R7) {
-  const Turned t1 = turned1(R1, R7), t3 = turned3(R3, R5);
+  const Turned t3 = turned3(R3, R5), t1 = turned1(R1, R7);
   return {addSat(t3.x, t1.x), subSat(t1.x, t3.x), subSat(t1.y, t3.y), addSat(t1.y, t3.y)};
 }
 // R5 and R7 are zero.
@@ -116,9 +119,10 @@ ZEL_INLINE BlockRows forwardColumns(const BlockRows& x) {
   const i16x8 y4 = times(subSat(d[1] << 4, d[2] << 4), kDct.ocos_4_16);
   const i16x8 sum3 = addSat(d[3] << 3, y4), difference3 = subSat(d[3] << 3, y4);
   const i16x8 sum0 = addSat(d[0] << 3, x4), difference0 = subSat(d[0] << 3, x4);
-  const Turned t1 = turned1(sum0, sum3), t3 = turned3(difference3, difference0);
+  const Turned t1 = turned1(sum0, sum3);
   F.row[1] = t1.x | one;
   F.row[7] = t1.y;
+  const Turned t3 = turned3(difference3, difference0);
   F.row[3] = t3.y;
   F.row[5] = t3.x;
   return F;
