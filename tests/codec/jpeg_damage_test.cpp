@@ -1,42 +1,41 @@
 // Damaged files: an error that says where, or with keep-going the picture as far as it goes.
-#include <gtest/gtest.h>
-
-#include "error.h"
 #include "peer.h"
 
 using namespace zelcodecs;
 using peer::Bytes;
+using zeltest::picture;
 
 namespace {
 
-Image decode(const Bytes& file, bool keepGoing = false, std::vector<std::string>* warnings = nullptr) {
-  JpegDecodeOptions o;
-  o.keepGoing = keepGoing;
-  o.warnings = warnings;
-  return decodeJpeg(file.data(), file.size(), o);
+Image decode(const Bytes& file, const JpegDecodeOptions& options = {}) {
+  return decodeJpeg(file.data(), file.size(), options);
 }
 
-// The error that a file gives.
+Image rescued(const Bytes& file) {
+  std::vector<std::string> warnings;
+  JpegDecodeOptions o;
+  o.keepGoing = true;
+  o.warnings = &warnings;
+  Image image = decode(file, o);
+  EXPECT_FALSE(warnings.empty());
+  return image;
+}
+
 Error errorOf(const Bytes& file, const JpegDecodeOptions& options = {}) {
-  try {
-    decodeJpeg(file.data(), file.size(), options);
-  } catch (const Error& e) {
-    return e;
-  }
-  return Error(ErrorKind::argument, "none");
+  return zeltest::refusal([&] { decode(file, options); });
 }
 
 Bytes small(Sampling s, int restart) {
   JpegEncodeOptions o;
   o.sampling = s;
   o.restartInterval = restart;
-  return encodeJpeg(peer::picture(40, 24, ColourModel::rgb), o);
+  return encodeJpeg(picture(40, 24, ColourModel::rgb), o);
 }
 
-// The position of the n-th marker of a code, counted from 0.
-size_t find(const Bytes& b, int code, int n = 0) {
+// The position of the first marker of a code.
+size_t find(const Bytes& b, int code) {
   for (size_t i = 2; i + 1 < b.size(); ++i)
-    if (b[i] == 0xFF && b[i + 1] == code && n-- == 0) return i;
+    if (b[i] == 0xFF && b[i + 1] == code) return i;
   throw std::runtime_error("no such marker");
 }
 
@@ -47,21 +46,17 @@ TEST(JpegDamage, EveryTruncationIsAnErrorAndKeepGoingRescuesIt) {
     const size_t scan = find(file, 0xDA) + 14;
     size_t before = 0;
     for (size_t n = 0; n < file.size(); ++n) {
-      const Bytes part(file.begin(), file.begin() + long(n));
+      const Bytes part = zeltest::part(file, 0, n);
       const Error e = errorOf(part);
-      ASSERT_NE(e.kind(), ErrorKind::argument) << n << " bytes decode";
       ASSERT_LE(e.offset(), n) << e.what();
-      ASSERT_NE(std::string(e.what()).find(" at byte "), std::string::npos) << e.what();
       if (n < scan) {
-        EXPECT_THROW(decode(part, true), Error) << n;
+        EXPECT_THROW(rescued(part), Error) << n;
         continue;
       }
-      std::vector<std::string> warnings;
-      const Image rescued = decode(part, true, &warnings);
-      ASSERT_FALSE(warnings.empty()) << n;
       // The first pixels stay as they are, and there are more and more of them.
-      size_t same = 0;
-      while (same < whole.sizeBytes() && whole.data()[same] == rescued.data()[same]) ++same;
+      const Image there = rescued(part);
+      const size_t same =
+          size_t(std::mismatch(whole.data(), whole.data() + whole.sizeBytes(), there.data()).first - whole.data());
       ASSERT_GE(same + 48, before) << n;  // a truncated code can be right by chance
       before = std::max(before, same);
     }
@@ -69,51 +64,39 @@ TEST(JpegDamage, EveryTruncationIsAnErrorAndKeepGoingRescuesIt) {
   }
 }
 
-// One MCU in the middle is destroyed: the rest of its restart interval is lost and no more.
+// What is destroyed loses the rest of its restart interval and no more.
 TEST(JpegDamage, DecodingTakesUpAtRestartMarkers) {
   JpegEncodeOptions o;
   o.sampling = Sampling::s444;
   o.restartInterval = 4;
-  const Bytes file = encodeJpeg(peer::picture(128, 128, ColourModel::rgb), o);  // 16 x 16 MCUs, 64 intervals
+  const Bytes file = encodeJpeg(picture(128, 128, ColourModel::rgb), o);  // 16 x 16 MCUs, 64 intervals
   const Image whole = decode(file);
-  const auto damagedMcus = [&](const Bytes& b) {
-    std::vector<std::string> warnings;
-    const Image rescued = decode(b, true, &warnings);
-    EXPECT_FALSE(warnings.empty());
+  const auto lostIn = [&](const Bytes& b) {
+    const Image there = rescued(b);
     std::vector<int> mcus;
     for (int mcu = 0; mcu < 256; ++mcu) {
-      bool same = true;
-      for (int r = 0; r < 8; ++r) {
-        const size_t at = size_t(mcu % 16 * 24);
-        same &= std::equal(whole.row(mcu / 16 * 8 + r) + at, whole.row(mcu / 16 * 8 + r) + at + 24,
-                           rescued.row(mcu / 16 * 8 + r) + at);
-      }
-      if (!same) mcus.push_back(mcu);
+      const int x = mcu % 16 * 8, y = mcu / 16 * 8;
+      if (difference(crop(whole, x, y, 8, 8), crop(there, x, y, 8, 8)).differing) mcus.push_back(mcu);
     }
+    EXPECT_FALSE(mcus.empty());
     return mcus;
   };
-  const size_t third = find(file, 0xD2), fourth = find(file, 0xD3);  // interval 3 is between them: MCUs 12 to 15
-  Bytes cut = file;
-  cut.erase(cut.begin() + long(third) + 6, cut.begin() + long(fourth));
+  const size_t third = find(file, 0xD2), fourth = find(file, 0xD3), fifth = find(file, 0xD4);
+  const auto without = [&](size_t from, size_t to) {
+    return zeltest::joined({zeltest::part(file, 0, from), zeltest::part(file, to, file.size())});
+  };
+  // Interval 3 is between the markers: MCUs 12 to 15.
+  const Bytes cut = without(third + 6, fourth);
   EXPECT_EQ(errorOf(cut).kind(), ErrorKind::damaged);
-  std::vector<int> lost = damagedMcus(cut);
-  ASSERT_FALSE(lost.empty());
+  std::vector<int> lost = lostIn(cut);
   EXPECT_GE(lost.front(), 12);
   EXPECT_LE(lost.back(), 15);
-
-  // Two whole intervals and the markers before them are missing: 3 and 4, MCUs 12 to 19.
-  cut = file;
-  cut.erase(cut.begin() + long(third), cut.begin() + long(find(file, 0xD4)));
-  lost = damagedMcus(cut);
-  ASSERT_EQ(lost.size(), 8u);
-  EXPECT_EQ(lost.front(), 12);
-  EXPECT_EQ(lost.back(), 19);
-
+  // Intervals 3 and 4 and the markers before them are missing.
+  EXPECT_EQ(lostIn(without(third, fifth)), (std::vector<int>{12, 13, 14, 15, 16, 17, 18, 19}));
   // A damaged marker: its interval cannot be told from the one before, the next marker shows that it is lost.
-  cut = file;
-  cut[third + 1] = 0x5A;
-  lost = damagedMcus(cut);
-  EXPECT_FALSE(lost.empty());
+  Bytes unmarked = file;
+  unmarked[third + 1] = 0x5A;
+  lost = lostIn(unmarked);
   EXPECT_GE(lost.front(), 8);
   EXPECT_LE(lost.back(), 15);
 }
@@ -156,12 +139,10 @@ TEST(JpegDamage, Limits) {
   o.limits.maxPixels = 40 * 24 - 1;
   EXPECT_EQ(errorOf(file, o).kind(), ErrorKind::limit);
   o.limits.maxPixels = 40 * 24;
-  EXPECT_EQ(decodeJpeg(file.data(), file.size(), o).width(), 40);
-  // A scan for each component is three of them.
-  const JpegCoefficients c = readJpegCoefficients(file.data(), file.size());
+  EXPECT_EQ(decode(file, o).width(), 40);
   JpegWriteOptions w;
   w.interleaved = false;
-  const Bytes scans = writeJpegCoefficients(c, w);
+  const Bytes scans = writeJpegCoefficients(readJpegCoefficients(file.data(), file.size()), w);
   o.limits.maxScans = 2;
   EXPECT_EQ(errorOf(scans, o).kind(), ErrorKind::limit);
   o.scaleDenominator = 3;
@@ -171,16 +152,10 @@ TEST(JpegDamage, Limits) {
 // Fill bytes before markers, bytes after the image and unknown segments belong to many files and mean nothing.
 TEST(JpegDamage, HarmlessOddities) {
   const Bytes file = small(Sampling::s422, 2);
-  const Image whole = decode(file);
-  Bytes odd = file;
-  odd.insert(odd.end(), {1, 2, 3, 0xFF, 0xD8, 0xFF});
-  for (const int code : {0xD0, 0xD2, 0xC0, 0xDA, 0xDB}) {
-    const size_t at = find(odd, code);
-    odd.insert(odd.begin() + long(at), 3, 0xFF);
-  }
+  Bytes odd = zeltest::joined({file, {1, 2, 3, 0xFF, 0xD8, 0xFF}});
+  for (const int code : {0xD0, 0xD2, 0xC0, 0xDA, 0xDB}) odd.insert(odd.begin() + long(find(odd, code)), 3, 0xFF);
   odd.insert(odd.begin() + 2, {0xFF, 0xE7, 0, 4, 0xFF, 0xD9});
-  const Image same = decode(odd);
-  EXPECT_TRUE(std::equal(whole.data(), whole.data() + whole.sizeBytes(), same.data()));
+  zeltest::expectEqual(decode(odd), decode(file));
   const JpegInfo info = readJpegInfo(odd.data(), odd.size());
   EXPECT_TRUE(info.complete);
   EXPECT_EQ(info.trailingBytes, 6);
