@@ -92,11 +92,11 @@ TEST(JpegFeatures, TwelveBits) {
     ASSERT_EQ(image.width(), (w + d - 1) / d);
     for (int y = 0; y < h / d; ++y)
       for (int x = 0; x < w / d; ++x) {
-        const double luma = 300 + 60 * (x * d + (d - 1) / 2.0) + 20 * (y * d + (d - 1) / 2.0), cb = 2100 - 2048,
-                     cr = 2400 - 2048;
+        const double middle = (d - 1) / 2.0, luma = 300 + 60 * (x * d + middle) + 20 * (y * d + middle);
+        const double cb = 2100 - 2048, cr = 2400 - 2048;
         const double rgb[3] = {luma + 1.402 * cr, luma - 0.344136 * cb - 0.714136 * cr, luma + 1.772 * cb};
         for (int i = 0; i < 3; ++i)
-          ASSERT_NEAR(image.row16(y)[3 * x + i], std::min(4095.0, std::max(0.0, rgb[i])), 10) << "1/" << d;
+          ASSERT_NEAR(image.row16(y)[3 * x + i], std::clamp(rgb[i], 0.0, 4095.0), 10) << "1/" << d;
       }
   }
 }
