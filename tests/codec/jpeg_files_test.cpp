@@ -183,8 +183,7 @@ TEST(JpegFeatures, ReducedSizesAreMeans) {
     const Image full = decode(file);
     for (const int d : {2, 4, 8}) {
       const Image small = reduced(file, d);
-      ASSERT_EQ(small.width(), (w + d - 1) / d);
-      ASSERT_EQ(small.height(), (h + d - 1) / d);
+      ASSERT_EQ(std::make_pair(small.width(), small.height()), std::make_pair((w + d - 1) / d, (h + d - 1) / d));
       for (int y = 0; y < h / d; ++y)
         for (int x = 0; x < w / d; ++x) {
           int sum = 0;

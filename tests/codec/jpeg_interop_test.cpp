@@ -194,15 +194,12 @@ std::vector<JpegScan> randomScript(std::mt19937* r) {
       const int top = below(5), bottom = below(4) ? 0 : std::min(1, top);
       for (int al = top; al >= bottom; --al) ac.push_back({{c}, ss, se, al == top ? 0 : al + 1, al});
     }
-  // Any order in which each sequence of its own stays: DC begins, the rest is mixed.
-  std::vector<JpegScan> script;
-  size_t d = 0, a = 0;
+  // DC begins; then any order in which each sequence of its own stays.
+  std::vector<JpegScan> script(dc.begin(), dc.begin() + (together ? 1 : 3));
+  size_t d = script.size(), a = 0;
   while (d < dc.size() || a < ac.size()) {
-    const bool begun = d >= (together ? 1u : 3u);
-    if (d < dc.size() && (!begun || a == ac.size() || below(4) == 0))
-      script.push_back(dc[d++]);
-    else
-      script.push_back(ac[a++]);
+    const bool refineDc = a == ac.size() || (d < dc.size() && below(4) == 0);
+    script.push_back(refineDc ? dc[d++] : ac[a++]);
   }
   return script;
 }
