@@ -5,12 +5,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <numeric>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "error.h"
 #include "image.h"
+#include "../tests/codec/picture.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
@@ -20,7 +22,10 @@ struct FuzzOutcome {
   long whole = 0, inPart = 0, refused = 0;
   long bright = 0;  // pictures of a certain kind, so that their samples are looked at
 };
-extern FuzzOutcome fuzzOutcome;
+inline FuzzOutcome fuzzOutcome;
+
+// A number that the bytes choose.
+inline unsigned choiceOf(const uint8_t* data, size_t size) { return std::accumulate(data, data + size, 0u); }
 
 // Decodes the bytes as they are, then with keep-going, and counts what became of it. A refusal must say why. The
 // picture of the first decoding, empty where it was refused.

@@ -1,16 +1,11 @@
 // Any bytes through the JPEG 2000 decoder, with and without keep-going, at a size that the bytes choose.
-#include <numeric>
-
-#include "error.h"
 #include "fuzz.h"
 #include "jpeg2000.h"
 
 using namespace zelcodecs;
 
-FuzzOutcome fuzzOutcome;
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const unsigned choice = std::accumulate(data, data + size, 0u);
+  const unsigned choice = choiceOf(data, size);
   Jpeg2000DecodeOptions options;
   options.limits.maxPixels = 1 << 18;
   options.threads = 1;
@@ -41,15 +36,8 @@ std::vector<std::vector<uint8_t>> fuzzSeeds() {
     o.sop = run % 3 == 1;
     o.eph = run % 4 == 1;
     o.jp2 = run % 2;
-    Image image(45, 37,
-                run % 3 == 0   ? ColourModel::grey
-                : run % 3 == 1 ? ColourModel::rgb
-                               : ColourModel::cmyk,
-                run % 7 == 0 ? 12 : 8);
-    for (int y = 0; y < 37; ++y)
-      for (int i = 0; i < 45 * image.channels(); ++i)
-        image.setSample(y, i, (i * y * 7 / 16 + (i ^ y)) & image.maxValue());
-    files.push_back(encodeJpeg2000(image, o));
+    const ColourModel models[] = {ColourModel::grey, ColourModel::rgb, ColourModel::cmyk};
+    files.push_back(encodeJpeg2000(zeltest::picture(45, 37, models[run % 3], run % 7 == 0 ? 12 : 8), o));
   }
   return files;
 }

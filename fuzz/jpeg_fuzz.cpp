@@ -2,20 +2,13 @@
 // What it reads whole must also be told by its coefficients, which must survive being written and read again.
 #include <algorithm>
 #include <cstdlib>
-#include <numeric>
-#include <random>
 
-#include "error.h"
 #include "fuzz.h"
 #include "jpeg.h"
 
 using namespace zelcodecs;
 
-FuzzOutcome fuzzOutcome;
-
-namespace {
-
-void requireSameBlocks(const JpegCoefficients& first, const JpegCoefficients& second) {
+static void requireSameBlocks(const JpegCoefficients& first, const JpegCoefficients& second) {
   for (size_t i = 0; i < first.components.size(); ++i) {
     const auto &a = first.components[i], &b = second.components[i];
     for (int y = 0; y < a.blocksHigh; ++y) {
@@ -25,10 +18,8 @@ void requireSameBlocks(const JpegCoefficients& first, const JpegCoefficients& se
   }
 }
 
-}  // namespace
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  const unsigned choice = std::accumulate(data, data + size, 0u);
+  const unsigned choice = choiceOf(data, size);
   JpegDecodeOptions options;
   options.limits.maxPixels = 1 << 20;
   options.limits.maxScans = 30;
@@ -61,9 +52,7 @@ std::vector<std::vector<uint8_t>> fuzzSeeds() {
   std::mt19937 random32(1);
   const auto below = [&](size_t n) { return random32() % n; };
   std::vector<std::vector<uint8_t>> files;
-  for (const ColourModel model : {ColourModel::grey, ColourModel::rgb, ColourModel::cmyk}) {
-    Image image(45, 37, model);
-    for (size_t i = 0; i < image.sizeBytes(); ++i) image.data()[i] = uint8_t((i * i >> 7) + (random32() & 15));
+  for (const ColourModel model : {ColourModel::grey, ColourModel::rgb, ColourModel::cmyk})
     for (const JpegProcess process : {JpegProcess::baseline, JpegProcess::progressive, JpegProcess::lossless})
       for (const Sampling s : {Sampling::s444, Sampling::s422, Sampling::s420})
         for (const int restart : {0, 1}) {
@@ -74,10 +63,9 @@ std::vector<std::vector<uint8_t>> fuzzSeeds() {
           o.optimiseTables = restart;
           o.predictor = 1 + int(below(7));
           o.pointTransform = int(below(2));
-          files.push_back(encodeJpeg(image, o));
+          files.push_back(encodeJpeg(zeltest::picture(45, 37, model), o));
         }
-  }
-  // By way of coefficients: other samplings, four components, a scan for each component, 12 bits.
+  // By way of coefficients: a scan for each component of other samplings, four components, 12 bits, progressive.
   for (const int kind : {0, 1, 2, 3}) {
     JpegCoefficients c;
     c.width = 41;
@@ -85,9 +73,9 @@ std::vector<std::vector<uint8_t>> fuzzSeeds() {
     c.precision = kind == 2 ? 12 : 8;
     c.adobeTransform = kind == 1 ? 2 : -1;
     c.components.resize(kind == 1 ? 4 : 3);
-    for (size_t i = 0; i < c.components.size(); ++i) {
-      c.components[i].id = int(i) + 1;
-      for (uint16_t& q : c.components[i].quant) q = uint16_t(1 + below(kind == 2 ? 400 : 40));
+    for (JpegCoefficients::Component& k : c.components) {
+      k.id = int(&k - &c.components[0]) + 1;
+      for (uint16_t& q : k.quant) q = uint16_t(1 + below(kind == 2 ? 400 : 40));
     }
     c.components[0].h = kind == 0 ? 4 : 2;
     c.components[2].v = kind == 0 ? 2 : 1;

@@ -1,52 +1,36 @@
 // DDS files: levels against their definition, blocks beside libsquish, damaged and rare files.
-#include <gtest/gtest.h>
 #include <squish.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <random>
 
 #include "dds.h"
-#include "error.h"
+#include "files.h"
 #include "zelj.h"
 
 using namespace zelcodecs;
-using Bytes = std::vector<uint8_t>;
+using zeltest::Bytes;
+using zeltest::expectEqual;
+using zeltest::picture;
 
 namespace {
 
 constexpr size_t kFourCC = 84, kReserved = 32, kCaps2 = 112, kHeaderEnd = 128;
 const TextureFormat kFormats[] = {TextureFormat::dxt1, TextureFormat::dxt3, TextureFormat::dxt5, TextureFormat::ycocg};
 
-Image picture(int width, int height, ColourModel model) {
-  Image image(width, height, model);
-  std::mt19937 random32(unsigned(width * 100 + height));
-  for (size_t i = 0; i < image.sizeBytes(); ++i) image.data()[i] = uint8_t(i / 7 * 5 + random32() % 40);
-  return image;
-}
-
-Bytes encode(const Image& image, TextureFormat format, int levels = 1, int threads = 0) {
+Bytes encode(const Image& image, TextureFormat format, int levels = 1) {
   DdsEncodeOptions o;
   o.format = format;
   o.levels = levels;
-  o.threads = threads;
   return encodeDds(image, o);
 }
 
-Image decode(const Bytes& file, int level = 0, bool keepGoing = false, std::vector<std::string>* warnings = nullptr,
-             int threads = 0) {
+Image decode(const Bytes& file, int level = 0, bool keepGoing = false, std::vector<std::string>* warnings = nullptr) {
   DdsDecodeOptions o;
   o.level = level;
   o.keepGoing = keepGoing;
   o.warnings = warnings;
-  o.threads = threads;
   return toColour(decodeDds(file.data(), file.size(), o), ColourModel::rgba);
-}
-
-bool same(const Image& a, const Image& b) {
-  return a.width() == b.width() && a.height() == b.height() && a.model() == b.model() &&
-         std::memcmp(a.data(), b.data(), a.sizeBytes()) == 0;
 }
 
 void put(Bytes* file, size_t at, uint32_t v) {
@@ -62,58 +46,59 @@ Bytes withSecondHeader(Bytes file, uint32_t format, uint32_t dimension = 3, uint
   return file;
 }
 
-// The share of source sample s that lies under sample i of a half as many.
-double covered(int s, int i, int size, int half) {
-  const double begin = double(i) * size / half, end = double(i + 1) * size / half;
-  return std::max(0.0, std::min(end, s + 1.0) - std::max(begin, double(s)));
+// The mean over the source samples that lie under a sample of the next level, each by its share.
+double mean(const Image& from, const Image& to, int x, int y, int channel) {
+  const auto covered = [](int s, int i, int size, int half) {
+    const double begin = double(i) * size / half, end = double(i + 1) * size / half;
+    return std::max(0.0, std::min(end, s + 1.0) - std::max(begin, double(s)));
+  };
+  double sum = 0, weights = 0;
+  for (int v = 0; v < from.height(); ++v)
+    for (int u = 0; u < from.width(); ++u) {
+      const double share = covered(u, x, from.width(), to.width()) * covered(v, y, from.height(), to.height());
+      sum += share * from.sample(v, 4 * u + channel);
+      weights += share;
+    }
+  return sum / weights;
 }
 
 TEST(Dds, LevelsAndBlocksOfAllSizes) {
   for (int w = 1; w <= 9; ++w)
     for (int h = 1; h <= 9; ++h)
       for (const TextureFormat format : {TextureFormat::dxt1, TextureFormat::dxt5}) {
-        const size_t blockBytes = format == TextureFormat::dxt1 ? 8 : 16;
+        const bool dxt1 = format == TextureFormat::dxt1;
+        const auto pack =
+            dxt1 ? zeliTextureEncodeBlockFromRGBA_DXT1_8u_C4C1R : zeliTextureEncodeBlockFromRGBA_DXT5_8u_C4C1R;
+        const auto unpack =
+            dxt1 ? zeliTextureDecodeBlockToRGBA_DXT1_8u_C1C4R : zeliTextureDecodeBlockToRGBA_DXT5_8u_C1C4R;
         Image level = picture(w, h, ColourModel::rgba);
         const Bytes file = encode(level, format, 0);
-        const DdsInfo info = readDdsInfo(file.data(), file.size());
         size_t at = kHeaderEnd;
-        for (size_t l = 0; l < info.levels.size(); ++l) {
+        int l = 0;
+        for (const DdsInfo::Level& told : readDdsInfo(file.data(), file.size()).levels) {
+          SCOPED_TRACE(std::to_string(w) + " x " + std::to_string(h) + " level " + std::to_string(l));
           if (l > 0) {
             const Image before = std::move(level);
             level = Image(std::max(1, before.width() / 2), std::max(1, before.height() / 2), ColourModel::rgba);
             for (int i = 0; i < level.width() * level.height() * 4; ++i) {
               const int x = i / 4 % level.width(), y = i / 4 / level.width();
-              double sum = 0, weights = 0;
-              for (int v = 0; v < before.height(); ++v)
-                for (int u = 0; u < before.width(); ++u) {
-                  const double share =
-                      covered(u, x, before.width(), level.width()) * covered(v, y, before.height(), level.height());
-                  sum += share * before.sample(v, 4 * u + i % 4);
-                  weights += share;
-                }
-              level.data()[i] = uint8_t(std::floor(sum / weights + 0.5 + 1e-9));
+              level.data()[i] = uint8_t(std::floor(mean(before, level, x, y, i % 4) + 0.5 + 1e-9));
             }
           }
-          Bytes blocks(size_t((level.width() + 3) / 4 * ((level.height() + 3) / 4)) * blockBytes);
-          ASSERT_EQ(info.levels[l].width, level.width());
-          ASSERT_EQ(info.levels[l].height, level.height());
-          ASSERT_EQ(info.levels[l].offset, at);
-          ASSERT_EQ(info.levels[l].bytes, blocks.size());
+          Bytes blocks(size_t((level.width() + 3) / 4 * ((level.height() + 3) / 4)) * (dxt1 ? 8 : 16));
+          ASSERT_EQ(std::make_tuple(told.width, told.height, told.offset, told.bytes),
+                    std::make_tuple(level.width(), level.height(), at, blocks.size()));
           const ZeliSize size = {level.width(), level.height()};
           const uint32_t step = uint32_t(level.rowBytes());
-          (blockBytes == 8 ? zeliTextureEncodeBlockFromRGBA_DXT1_8u_C4C1R
-                           : zeliTextureEncodeBlockFromRGBA_DXT5_8u_C4C1R)(level.data(), step, size, blocks.data());
-          ASSERT_TRUE(std::equal(blocks.begin(), blocks.end(), file.begin() + ptrdiff_t(at)))
-              << w << " x " << h << " level " << l;
+          pack(level.data(), step, size, blocks.data());
+          ASSERT_EQ(blocks, zeltest::part(file, at, at + blocks.size()));
           at += blocks.size();
           Image back(level.width(), level.height(), ColourModel::rgba);
-          (blockBytes == 8 ? zeliTextureDecodeBlockToRGBA_DXT1_8u_C1C4R : zeliTextureDecodeBlockToRGBA_DXT5_8u_C1C4R)(
-              blocks.data(), back.data(), step, size);
-          ASSERT_TRUE(same(back, decode(file, int(l))));
+          unpack(blocks.data(), back.data(), step, size);
+          expectEqual(back, decode(file, l++));
         }
         ASSERT_EQ(at, file.size());
-        ASSERT_EQ(level.width(), 1);
-        ASSERT_EQ(level.height(), 1);
+        ASSERT_EQ(level.sizeBytes(), 4u);  // one pixel
       }
 }
 
@@ -121,18 +106,16 @@ TEST(Dds, LevelsAndBlocksOfAllSizes) {
 TEST(Dds, BlocksBesideThePeer) {
   std::mt19937 random32(5);
   const int w = 64, h = 60;
-  for (int round = 0; round < 20; ++round)
+  const int flags[] = {squish::kDxt1, squish::kDxt3, squish::kDxt5};
+  const Image image = picture(w, h, ColourModel::rgba);
+  for (int round = 0; round < 12; ++round)
     for (const int kind : {0, 1, 2}) {
-      const int flag = kind == 0 ? squish::kDxt1 : kind == 1 ? squish::kDxt3 : squish::kDxt5;
-      Bytes file = encode(picture(w, h, ColourModel::rgba), kFormats[kind]);
-      Bytes theirs(4 * w * h);
-      if (round % 2) {  // any blocks
+      Bytes file = encode(image, kFormats[kind]), theirs(4 * w * h);
+      if (round > 1)  // any blocks
         std::generate(file.begin() + kHeaderEnd, file.end(), [&] { return uint8_t(random32()); });
-      } else if (round % 4) {  // the peer's
-        squish::CompressImage(picture(w, h, ColourModel::rgba).data(), w, h, &file[kHeaderEnd],
-                              flag | squish::kColourRangeFit);
-      }
-      squish::DecompressImage(theirs.data(), w, h, &file[kHeaderEnd], flag);
+      else if (round == 1)
+        squish::CompressImage(image.data(), w, h, &file[kHeaderEnd], flags[kind] | squish::kColourRangeFit);
+      squish::DecompressImage(theirs.data(), w, h, &file[kHeaderEnd], flags[kind]);
       const Image ours = decode(file);
       for (size_t i = 0; i < theirs.size(); ++i) {
         const int a = ours.data()[i], b = theirs[i];
@@ -150,7 +133,7 @@ TEST(Dds, KindsOfHeaders) {
   const Image image = picture(13, 10, ColourModel::rgba);
   for (const uint32_t number : {70u, 72u, 74u, 78u}) {
     const Bytes plain = encode(image, kFormats[number < 73 ? 0 : number < 76 ? 1 : 2]);
-    EXPECT_TRUE(same(decode(plain), decode(withSecondHeader(plain, number)))) << number;
+    expectEqual(decode(plain), decode(withSecondHeader(plain, number)));
   }
   std::vector<std::string> warnings;
   const Bytes dxt5 = encode(image, TextureFormat::dxt5);
@@ -177,18 +160,19 @@ TEST(Dds, KindsOfHeaders) {
         ASSERT_EQ(divided.data()[i + 3], a) << i;
       }
   }
-  const auto refused = [](Bytes file, size_t at, uint32_t v) {
+  const Bytes second = withSecondHeader(dxt5, 77);
+  const std::tuple<Bytes, size_t, uint32_t> bad[] = {{dxt5, kFourCC, 0x30315844},  // "DX10" without a second header
+                                                     {dxt5, 80, 0x40},             // no blocks
+                                                     {dxt5, 4, 100},               // the header's size
+                                                     {dxt5, 16, 0},                // the width
+                                                     {dxt5, 12, 0x80000000},       // the height
+                                                     {dxt5, kCaps2, 0x200000},     // a volume
+                                                     {second, 128, 80},            // BC4
+                                                     {second, 132, 4}};            // three dimensions
+  for (auto [file, at, v] : bad) {
     put(&file, at, v);
     EXPECT_THROW(decode(file), Error) << at;
-  };
-  refused(dxt5, kFourCC, 0x30315844);            // "DX10" without a second header
-  refused(dxt5, 80, 0x40);                       // no blocks
-  refused(dxt5, 4, 100);                         // the header's size
-  refused(dxt5, 16, 0);                          // the width
-  refused(dxt5, 12, 0x80000000);                 // the height
-  refused(dxt5, kCaps2, 0x200000);               // a volume
-  refused(withSecondHeader(dxt5, 77), 128, 80);  // BC4
-  refused(withSecondHeader(dxt5, 77), 132, 4);   // three dimensions
+  }
   EXPECT_THROW(decode(dxt5, 1), Error);
   EXPECT_THROW(encode(Image(4, 4, ColourModel::cmyk), TextureFormat::dxt1), Error);
   EXPECT_THROW(encode(Image(4, 4, ColourModel::grey, 16), TextureFormat::dxt1), Error);
@@ -222,28 +206,25 @@ TEST(Dds, CutShortAtEveryByte) {
     const DdsInfo info = readDdsInfo(file.data(), file.size());
     const Image whole = decode(file);
     for (size_t n = 0; n < file.size(); ++n) {
-      const Bytes part(file.begin(), file.begin() + ptrdiff_t(n));
+      const Bytes part = zeltest::part(file, 0, n);
       const bool complete = n >= info.levels[1].offset;
       if (complete)
-        ASSERT_TRUE(same(decode(part), whole));
+        expectEqual(decode(part), whole);
       else
         ASSERT_THROW(decode(part), Error);
       ASSERT_THROW(decode(part, int(info.levels.size()) - 1), Error);
+      std::vector<std::string> warnings;
       if (n < kHeaderEnd) {
         ASSERT_THROW(decode(part, 0, true), Error);
         continue;
       }
-      std::vector<std::string> warnings;
       const Image rescued = decode(part, 0, true, &warnings);
       ASSERT_EQ(warnings.empty(), complete);
       const size_t blocks = (n - kHeaderEnd) / (format == TextureFormat::dxt1 ? 8 : 16);
       for (size_t i = 0; i < 11 * 21; ++i) {
-        const size_t x = i % 11, y = i / 11;
-        const bool there = y / 4 * 3 + x / 4 < blocks;
-        const uint32_t black = 0;
-        ASSERT_EQ(
-            0, std::memcmp(rescued.data() + 4 * i, there ? static_cast<const void*>(whole.data() + 4 * i) : &black, 4))
-            << n << " bytes, pixel " << i;
+        const bool there = i / 11 / 4 * 3 + i % 11 / 4 < blocks;
+        const uint8_t black[4] = {}, *const expected = there ? whole.data() + 4 * i : black;
+        ASSERT_EQ(0, std::memcmp(rescued.data() + 4 * i, expected, 4)) << n << " bytes, pixel " << i;
       }
     }
     Bytes vast(file.begin(), file.begin() + kHeaderEnd + 16);
@@ -254,11 +235,11 @@ TEST(Dds, CutShortAtEveryByte) {
 }
 
 TEST(Dds, ThreadsChangeNothing) {
-  const Image image = picture(333, 517, ColourModel::rgb);
   for (const TextureFormat format : kFormats) {
-    const Bytes one = encode(image, format, 0, 1);
-    EXPECT_EQ(one, encode(image, format, 0, 3));
-    EXPECT_TRUE(same(decode(one, 0, false, nullptr, 1), decode(one, 0, false, nullptr, 3)));
+    DdsEncodeOptions o;
+    o.format = format;
+    o.levels = 0;
+    zeltest::expectThreadsChangeNothing(picture(333, 517, ColourModel::rgb), encodeDds, o, decodeDds, kHeaderEnd);
   }
 }
 

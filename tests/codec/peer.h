@@ -1,20 +1,20 @@
 // An independent JPEG library beside ours: files that it writes, coefficients and pixels that it reads.
 #pragma once
 
+#include <cstdio>
+
 #include <jpeglib.h>
 
-#include <cstdio>
-#include <random>
 #include <stdexcept>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "files.h"
 #include "jpeg.h"
 
 namespace peer {
 
-using Bytes = std::vector<uint8_t>;
+using zeltest::Bytes;
 
 // Failures become exceptions; in tests none is expected to cross the library's own frames.
 inline jpeg_error_mgr* errors(jpeg_error_mgr* m) {
@@ -32,12 +32,11 @@ inline jpeg_error_mgr* errors(jpeg_error_mgr* m) {
 
 struct WriteOptions {
   J_COLOR_SPACE coding = JCS_YCbCr;
-  std::vector<std::pair<int, int>> factors;  // h, v of each component; those that are missing 1, 1
+  std::string factors;  // "21 11": the horizontal and the vertical one of each component; those that are missing 1, 1
   int quality = 90;
   bool optimise = false;
   int restart = 0;
-  bool interleaved = true;
-  std::vector<zelcodecs::JpegScan> script;  // overrides interleaved
+  std::vector<zelcodecs::JpegScan> script;
 };
 
 inline Bytes write(const zelcodecs::Image& image, const WriteOptions& o) {
@@ -56,21 +55,18 @@ inline Bytes write(const zelcodecs::Image& image, const WriteOptions& o) {
   jpeg_set_colorspace(&c, image.channels() == 1 ? JCS_GRAYSCALE : o.coding);
   jpeg_set_quality(&c, o.quality, TRUE);
   for (int i = 0; i < c.num_components; ++i) {
-    const bool given = size_t(i) < o.factors.size();
-    c.comp_info[i].h_samp_factor = given ? o.factors[size_t(i)].first : 1;
-    c.comp_info[i].v_samp_factor = given ? o.factors[size_t(i)].second : 1;
+    const size_t at = 3 * size_t(i);
+    c.comp_info[i].h_samp_factor = at < o.factors.size() ? o.factors[at] - '0' : 1;
+    c.comp_info[i].v_samp_factor = at < o.factors.size() ? o.factors[at + 1] - '0' : 1;
   }
   c.optimize_coding = o.optimise;
   c.restart_interval = unsigned(o.restart);
   c.dct_method = JDCT_ISLOW;
   std::vector<jpeg_scan_info> scans;
   for (const zelcodecs::JpegScan& from : o.script) {
-    jpeg_scan_info to = {int(from.components.size()), {}, from.ss, from.se, from.ah, from.al};
-    std::copy(from.components.begin(), from.components.end(), to.component_index);
-    scans.push_back(to);
+    scans.push_back({int(from.components.size()), {}, from.ss, from.se, from.ah, from.al});
+    std::copy(from.components.begin(), from.components.end(), scans.back().component_index);
   }
-  for (int i = 0; i < c.num_components && o.script.empty() && !o.interleaved; ++i)
-    scans.push_back({1, {i}, 0, 63, 0, 0});
   c.scan_info = scans.empty() ? nullptr : scans.data();
   c.num_scans = int(scans.size());
   jpeg_start_compress(&c, TRUE);
@@ -85,81 +81,64 @@ inline Bytes write(const zelcodecs::Image& image, const WriteOptions& o) {
   return bytes;
 }
 
-inline zelcodecs::JpegCoefficients coefficients(const Bytes& file) {
+// A file behind its header.
+struct Reader {
   jpeg_decompress_struct d;
   jpeg_error_mgr m;
-  d.err = errors(&m);
-  jpeg_create_decompress(&d);
-  jpeg_mem_src(&d, file.data(), file.size());
-  jpeg_read_header(&d, TRUE);
+  explicit Reader(const Bytes& file) {
+    d.err = errors(&m);
+    jpeg_create_decompress(&d);
+    jpeg_mem_src(&d, file.data(), file.size());
+    jpeg_read_header(&d, TRUE);
+  }
+  ~Reader() { jpeg_destroy_decompress(&d); }
+};
+
+inline zelcodecs::JpegCoefficients coefficients(const Bytes& file) {
+  Reader reader(file);
+  jpeg_decompress_struct& d = reader.d;
   jvirt_barray_ptr* arrays = jpeg_read_coefficients(&d);
   zelcodecs::JpegCoefficients out;
   out.width = int(d.image_width);
   out.height = int(d.image_height);
   out.components.resize(size_t(d.num_components));
-  for (int i = 0; i < d.num_components; ++i) {
-    zelcodecs::JpegCoefficients::Component& c = out.components[size_t(i)];
+  for (size_t i = 0; i < out.components.size(); ++i) {
+    zelcodecs::JpegCoefficients::Component& c = out.components[i];
     c.id = d.comp_info[i].component_id;
     c.h = d.comp_info[i].h_samp_factor;
     c.v = d.comp_info[i].v_samp_factor;
-    for (int k = 0; k < 64; ++k) c.quant[k] = d.comp_info[i].quant_table->quantval[k];
+    std::copy_n(d.comp_info[i].quant_table->quantval, 64, c.quant);
   }
   out.allocate();
-  for (int i = 0; i < d.num_components; ++i) {
-    zelcodecs::JpegCoefficients::Component& c = out.components[size_t(i)];
+  for (size_t i = 0; i < out.components.size(); ++i) {
+    zelcodecs::JpegCoefficients::Component& c = out.components[i];
     for (int y = 0; y < c.blocksHigh; ++y) {
-      JBLOCKARRAY rows =
-          d.mem->access_virt_barray(reinterpret_cast<j_common_ptr>(&d), arrays[i], unsigned(y), 1, FALSE);
-      int16_t* to = &c.values[64 * size_t(y * c.storedWide)];
-      for (int k = 0; k < 64 * c.blocksWide; ++k) to[k] = rows[0][k / 64][k % 64];
+      const auto rows = d.mem->access_virt_barray(reinterpret_cast<j_common_ptr>(&d), arrays[i], unsigned(y), 1, FALSE);
+      std::copy_n(rows[0][0], 64 * c.blocksWide, &c.values[64 * size_t(y * c.storedWide)]);
     }
   }
-  if (m.num_warnings) throw std::runtime_error("the peer warns about the file");
+  if (reader.m.num_warnings) throw std::runtime_error("the peer warns about the file");
   jpeg_finish_decompress(&d);
-  jpeg_destroy_decompress(&d);
   return out;
 }
 
 // Chroma replicated or interpolated, accurate transform. raw: the components as they are.
 inline zelcodecs::Image read(const Bytes& file, bool smooth, bool raw = false) {
-  jpeg_decompress_struct d;
-  jpeg_error_mgr m;
-  d.err = errors(&m);
-  jpeg_create_decompress(&d);
-  jpeg_mem_src(&d, file.data(), file.size());
-  jpeg_read_header(&d, TRUE);
+  Reader reader(file);
+  jpeg_decompress_struct& d = reader.d;
   d.do_fancy_upsampling = smooth;
   d.do_block_smoothing = FALSE;
   d.dct_method = JDCT_ISLOW;
-  d.out_color_space = raw                     ? d.jpeg_color_space
-                      : d.num_components == 1 ? JCS_GRAYSCALE
-                      : d.num_components == 3 ? JCS_RGB
-                                              : JCS_CMYK;
+  if (raw) d.out_color_space = d.jpeg_color_space;
   jpeg_start_decompress(&d);
-  zelcodecs::Image image(int(d.output_width), int(d.output_height),
-                         d.num_components == 1   ? zelcodecs::ColourModel::grey
-                         : d.num_components == 3 ? zelcodecs::ColourModel::rgb
-                                                 : zelcodecs::ColourModel::cmyk);
+  using zelcodecs::ColourModel;
+  const ColourModel models[] = {ColourModel::grey, ColourModel::rgb, ColourModel::rgb, ColourModel::cmyk};
+  zelcodecs::Image image(int(d.output_width), int(d.output_height), models[d.num_components - 1]);
   while (d.output_scanline < d.output_height) {
     JSAMPROW row = image.row(int(d.output_scanline));
     jpeg_read_scanlines(&d, &row, 1);
   }
   jpeg_finish_decompress(&d);
-  jpeg_destroy_decompress(&d);
-  return image;
-}
-
-// A picture with slopes, edges and a little noise: coefficients of every kind.
-inline zelcodecs::Image picture(int width, int height, zelcodecs::ColourModel model, unsigned seed = 1) {
-  zelcodecs::Image image(width, height, model);
-  std::mt19937 r(seed);
-  const int channels = image.channels();
-  for (int y = 0; y < height; ++y)
-    for (int i = 0; i < width * channels; ++i) {
-      const int x = i / channels, c = i % channels;
-      const int v = 60 + 5 * c * x % 90 + 3 * y % 70 + ((x / 5 + y / 7) % 3 == c % 3 ? 40 : 0) + int(r() % 12);
-      image.row(y)[i] = uint8_t(v);
-    }
   return image;
 }
 

@@ -1,16 +1,12 @@
 // An independent TIFF implementation beside ours.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <tiffio.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <fstream>
 #include <memory>
-#include <string>
 #include <utility>
-#include <vector>
+
+#include "files.h"
 
 namespace peer {
 
@@ -25,21 +21,17 @@ struct TiffPicture {
 
 inline int tiffComplaints = 0;  // warnings and errors so far
 
-// A file that its bytes pass through, of this process alone.
-struct TiffFile {
-  const std::string path = testing::TempDir() + "zelj" + std::to_string(getpid()) + ".tif";
-  ~TiffFile() { std::remove(path.c_str()); }
-  std::unique_ptr<TIFF, void (*)(TIFF*)> open(const char* mode) const {
-    for (const auto set : {TIFFSetWarningHandler, TIFFSetErrorHandler})
-      set([](const char*, const char*, va_list) { ++tiffComplaints; });
-    return {TIFFOpen(path.c_str(), mode), TIFFClose};
-  }
-};
+using Tiff = std::unique_ptr<TIFF, decltype(&TIFFClose)>;
+inline Tiff openTiff(const zeltest::TemporaryFile& file, const char* mode) {
+  for (const auto set : {TIFFSetWarningHandler, TIFFSetErrorHandler})
+    set([](const char*, const char*, va_list) { ++tiffComplaints; });
+  return {TIFFOpen(file.path.c_str(), mode), TIFFClose};
+}
 
 // mode: "w", with 'l' or 'b' for the byte order and '8' for 64-bit offsets.
 inline std::vector<uint8_t> encodeTiff(const std::vector<TiffPicture>& pages, const char* mode) {
-  const TiffFile file;
-  auto t = file.open(mode);
+  const zeltest::TemporaryFile file;
+  Tiff t = openTiff(file, mode);
   for (const TiffPicture& p : pages) {
     const std::pair<uint32_t, uint32_t> fields[] = {
         {TIFFTAG_IMAGEWIDTH, p.width},         {TIFFTAG_IMAGELENGTH, p.height},
@@ -66,16 +58,13 @@ inline std::vector<uint8_t> encodeTiff(const std::vector<TiffPicture>& pages, co
     TIFFWriteDirectory(t.get());
   }
   t.reset();
-  std::ifstream in(file.path, std::ios::binary);
-  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
+  return zeltest::fileBytes(file.path);
 }
 
 // A page of 8 or 16 bits whose samples stand together.
 inline TiffPicture decodeTiff(const std::vector<uint8_t>& bytes, int page) {
-  const TiffFile file;
-  std::ofstream(file.path, std::ios::binary)
-      .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
-  const auto t = file.open("r");
+  const zeltest::TemporaryFile file(bytes);
+  const Tiff t = openTiff(file, "r");
   TiffPicture p;
   TIFFSetDirectory(t.get(), static_cast<tdir_t>(page));
   TIFFGetField(t.get(), TIFFTAG_IMAGELENGTH, &p.height);

@@ -1,0 +1,100 @@
+// Files in memory, what reading them gives, and the same work by several threads.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+#include <initializer_list>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "error.h"
+#include "metrics.h"
+#include "picture.h"
+
+namespace zeltest {
+
+using Bytes = std::vector<uint8_t>;
+
+inline Bytes part(const Bytes& b, size_t from, size_t to) { return {b.begin() + long(from), b.begin() + long(to)}; }
+
+inline Bytes joined(std::initializer_list<Bytes> parts) {
+  Bytes all;
+  for (const Bytes& p : parts) all.insert(all.end(), p.begin(), p.end());
+  return all;
+}
+
+inline Bytes fileBytes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+// A file that bytes pass through to a peer and from it, of this process alone.
+struct TemporaryFile {
+  const std::string path = testing::TempDir() + "zelj" + std::to_string(getpid());
+  explicit TemporaryFile(const Bytes& bytes = {}) {
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
+  }
+  TemporaryFile(const TemporaryFile&) = delete;
+  ~TemporaryFile() { std::remove(path.c_str()); }
+};
+
+// The error of what must fail.
+template <class Action>
+zelcodecs::Error refusal(const Action& action) {
+  try {
+    action();
+  } catch (const zelcodecs::Error& e) {
+    return e;
+  }
+  ADD_FAILURE() << "not refused";
+  return {zelcodecs::ErrorKind::argument, "not refused"};
+}
+
+// Pictures of another size, colour model or bit depth throw.
+inline void expectEqual(const zelcodecs::Image& a, const zelcodecs::Image& b) {
+  ASSERT_EQ(zelcodecs::difference(a, b).differing, 0u);
+}
+
+// The file of a picture, and what comes of it whole and damaged, are the same for any number of threads.
+template <class EncodeOptions, class DecodeOptions>
+void expectThreadsChangeNothing(const zelcodecs::Image& image,
+                                Bytes encode(const zelcodecs::Image&, const EncodeOptions&), EncodeOptions e,
+                                zelcodecs::Image decode(const uint8_t*, size_t, const DecodeOptions&),
+                                size_t damagedFrom) {
+  std::vector<std::string> first;
+  for (const int threads : {1, 2, 3, 5}) {
+    std::vector<std::string> outcomes;
+    DecodeOptions d;
+    e.threads = d.threads = threads;
+    d.warnings = &outcomes;
+    int finished = 0;
+    e.progress = d.progress = [&](double done) { finished += done == 1; };
+    const auto tell = [&](const Bytes& file) {
+      try {
+        const zelcodecs::Image i = decode(file.data(), file.size(), d);
+        outcomes.emplace_back(i.data(), i.data() + i.sizeBytes());
+      } catch (const zelcodecs::Error& error) {
+        outcomes.emplace_back(error.what());
+      }
+    };
+    Bytes file = encode(image, e);
+    EXPECT_GT(finished, 0);
+    outcomes.emplace_back(file.begin(), file.end());
+    finished = 0;
+    tell(file);
+    EXPECT_GT(finished, 0);
+    for (size_t at = damagedFrom; at < file.size(); at += 37) file[at] ^= 0x55;
+    tell(file);
+    d.keepGoing = true;
+    tell(file);
+    if (threads == 1) first = outcomes;
+    ASSERT_TRUE(outcomes == first) << threads << " threads";
+  }
+}
+
+}  // namespace zeltest

@@ -1,0 +1,290 @@
+// JPEG files that the peer does not write or reads another way. Damaged ones: an error that says where, or with
+// keep-going the picture as far as it goes. Reduced sizes, 12 bits, 16-bit tables, DNL.
+#include "peer.h"
+#include "zelj.h"
+
+using namespace zelcodecs;
+using peer::Bytes;
+using zeltest::picture;
+
+namespace {
+
+Image decode(const Bytes& file, const JpegDecodeOptions& options = {}) {
+  return decodeJpeg(file.data(), file.size(), options);
+}
+
+Image rescued(const Bytes& file) {
+  std::vector<std::string> warnings;
+  JpegDecodeOptions o;
+  o.keepGoing = true;
+  o.warnings = &warnings;
+  Image image = decode(file, o);
+  EXPECT_FALSE(warnings.empty());
+  return image;
+}
+
+Error errorOf(const Bytes& file, const JpegDecodeOptions& options = {}) {
+  return zeltest::refusal([&] { decode(file, options); });
+}
+
+Bytes small(Sampling s, int restart) {
+  JpegEncodeOptions o;
+  o.sampling = s;
+  o.restartInterval = restart;
+  return encodeJpeg(picture(40, 24, ColourModel::rgb), o);
+}
+
+// The position of the first marker of a code.
+size_t find(const Bytes& b, int code) {
+  for (size_t i = 2; i + 1 < b.size(); ++i)
+    if (b[i] == 0xFF && b[i + 1] == code) return i;
+  throw std::runtime_error("no such marker");
+}
+
+TEST(JpegDamage, EveryTruncationIsAnErrorAndKeepGoingRescuesIt) {
+  for (const int restart : {0, 2}) {
+    const Bytes file = small(Sampling::s420, restart);
+    const Image whole = decode(file);
+    const size_t scan = find(file, 0xDA) + 14;
+    size_t before = 0;
+    for (size_t n = 0; n < file.size(); ++n) {
+      const Bytes part = zeltest::part(file, 0, n);
+      const Error e = errorOf(part);
+      ASSERT_LE(e.offset(), n) << e.what();
+      if (n < scan) {
+        EXPECT_THROW(rescued(part), Error) << n;
+        continue;
+      }
+      // The first pixels stay as they are, and there are more and more of them.
+      const Image there = rescued(part);
+      const size_t same =
+          size_t(std::mismatch(whole.data(), whole.data() + whole.sizeBytes(), there.data()).first - whole.data());
+      ASSERT_GE(same + 48, before) << n;  // a truncated code can be right by chance
+      before = std::max(before, same);
+    }
+    EXPECT_EQ(before, whole.sizeBytes());  // without the end-of-image marker everything is there
+  }
+}
+
+// What is destroyed loses the rest of its restart interval and no more.
+TEST(JpegDamage, DecodingTakesUpAtRestartMarkers) {
+  JpegEncodeOptions o;
+  o.sampling = Sampling::s444;
+  o.restartInterval = 4;
+  const Bytes file = encodeJpeg(picture(128, 128, ColourModel::rgb), o);  // 16 x 16 MCUs, 64 intervals
+  const Image whole = decode(file);
+  const auto lostIn = [&](const Bytes& b) {
+    const Image there = rescued(b);
+    std::vector<int> mcus;
+    for (int mcu = 0; mcu < 256; ++mcu) {
+      const int x = mcu % 16 * 8, y = mcu / 16 * 8;
+      if (difference(crop(whole, x, y, 8, 8), crop(there, x, y, 8, 8)).differing) mcus.push_back(mcu);
+    }
+    EXPECT_FALSE(mcus.empty());
+    return mcus;
+  };
+  const size_t third = find(file, 0xD2), fourth = find(file, 0xD3), fifth = find(file, 0xD4);
+  const auto without = [&](size_t from, size_t to) {
+    return zeltest::joined({zeltest::part(file, 0, from), zeltest::part(file, to, file.size())});
+  };
+  // Interval 3 is between the markers: MCUs 12 to 15.
+  const Bytes cut = without(third + 6, fourth);
+  EXPECT_EQ(errorOf(cut).kind(), ErrorKind::damaged);
+  std::vector<int> lost = lostIn(cut);
+  EXPECT_GE(lost.front(), 12);
+  EXPECT_LE(lost.back(), 15);
+  // Intervals 3 and 4 and the markers before them are missing.
+  EXPECT_EQ(lostIn(without(third, fifth)), (std::vector<int>{12, 13, 14, 15, 16, 17, 18, 19}));
+  // A damaged marker: its interval cannot be told from the one before, the next marker shows that it is lost.
+  Bytes unmarked = file;
+  unmarked[third + 1] = 0x5A;
+  lost = lostIn(unmarked);
+  EXPECT_GE(lost.front(), 8);
+  EXPECT_LE(lost.back(), 15);
+}
+
+TEST(JpegDamage, HeadersThatCannotBe) {
+  const Bytes file = small(Sampling::s420, 0);
+  const size_t sof = find(file, 0xC0), dqt = find(file, 0xDB), dht = find(file, 0xC4), sos = find(file, 0xDA);
+  struct Case {
+    size_t at;
+    int value;
+    ErrorKind kind;
+    const char* text;
+  };
+  const Case cases[] = {
+      {0, 0, ErrorKind::unsupported, "not a JPEG"},      {sof + 1, 0xC2, ErrorKind::damaged, "impossible band"},
+      {sof + 1, 0xC3, ErrorKind::damaged, "predictor"},  {sof + 1, 0xC9, ErrorKind::unsupported, "arithmetic"},
+      {sof + 4, 12, ErrorKind::damaged, "precision"},    {sof + 8, 0, ErrorKind::damaged, "columns"},
+      {sof + 9, 2, ErrorKind::damaged, "length"},        {sof + 11, 0x52, ErrorKind::damaged, "sampling"},
+      {sof + 11, 0x44, ErrorKind::damaged, "10 blocks"}, {sof + 13, 1, ErrorKind::damaged, "same number"},
+      {sof + 5, 0xFF, ErrorKind::limit, "too short"},    {dqt + 4, 7, ErrorKind::damaged, "quantisation"},
+      {dqt + 4, 3, ErrorKind::damaged, "not there"},     {dht + 4, 0x25, ErrorKind::damaged, "Huffman"},
+      {dht + 5, 3, ErrorKind::damaged, "Huffman"},       {dht + 4, 3, ErrorKind::damaged, "not there"},
+      {sos + 4, 9, ErrorKind::damaged, "length"},        {sos + 5, 9, ErrorKind::damaged, "frame does not have"},
+      {sos + 7, 1, ErrorKind::damaged, "twice"},         {sos + 11, 1, ErrorKind::damaged, "whole blocks"},
+      {sos + 6, 0x30, ErrorKind::damaged, "not there"},
+  };
+  for (const Case& c : cases) {
+    Bytes b = file;
+    b[c.at] = uint8_t(c.value);
+    const Error e = errorOf(b);
+    EXPECT_EQ(e.kind(), c.kind) << e.what();
+    EXPECT_NE(std::string(e.what()).find(c.text), std::string::npos) << e.what() << ", not: " << c.text;
+    EXPECT_NE(e.offset(), Error::kNowhere) << e.what();
+  }
+}
+
+TEST(JpegDamage, Limits) {
+  const Bytes file = small(Sampling::s420, 0);
+  JpegDecodeOptions o;
+  o.limits.maxPixels = 40 * 24 - 1;
+  EXPECT_EQ(errorOf(file, o).kind(), ErrorKind::limit);
+  o.limits.maxPixels = 40 * 24;
+  EXPECT_EQ(decode(file, o).width(), 40);
+  JpegWriteOptions w;
+  w.interleaved = false;
+  const Bytes scans = writeJpegCoefficients(readJpegCoefficients(file.data(), file.size()), w);
+  o.limits.maxScans = 2;
+  EXPECT_EQ(errorOf(scans, o).kind(), ErrorKind::limit);
+  o.scaleDenominator = 3;
+  EXPECT_EQ(errorOf(file, o).kind(), ErrorKind::argument);
+}
+
+// Fill bytes before markers, bytes after the image and unknown segments belong to many files and mean nothing.
+TEST(JpegDamage, HarmlessOddities) {
+  const Bytes file = small(Sampling::s422, 2);
+  Bytes odd = zeltest::joined({file, {1, 2, 3, 0xFF, 0xD8, 0xFF}});
+  for (const int code : {0xD0, 0xD2, 0xC0, 0xDA, 0xDB}) odd.insert(odd.begin() + long(find(odd, code)), 3, 0xFF);
+  odd.insert(odd.begin() + 2, {0xFF, 0xE7, 0, 4, 0xFF, 0xD9});
+  zeltest::expectEqual(decode(odd), decode(file));
+  const JpegInfo info = readJpegInfo(odd.data(), odd.size());
+  EXPECT_TRUE(info.complete);
+  EXPECT_EQ(info.trailingBytes, 6);
+  EXPECT_EQ(info.restartInterval, 2);
+}
+
+Image reduced(const Bytes& file, int denominator) {
+  JpegDecodeOptions o;
+  o.scaleDenominator = denominator;
+  o.smooth = false;
+  return decode(file, o);
+}
+
+// A reduced picture is the picture averaged over squares. Its own roundings and those of the full picture add up to 2
+// for grey; at 1/8 the DC's truncation stands for a rounding.
+TEST(JpegFeatures, ReducedSizesAreMeans) {
+  for (const auto& [w, h] : std::vector<std::pair<int, int>>{{64, 48}, {33, 17}, {1, 1}, {9, 40}}) {
+    Image image = picture(w, h, ColourModel::grey);
+    for (size_t i = 0; i < image.sizeBytes(); ++i) image.data()[i] = uint8_t(40 + image.data()[i] / 2);
+    JpegEncodeOptions e;
+    e.quality = 95;
+    const Bytes file = encodeJpeg(image, e);
+    const Image full = decode(file);
+    for (const int d : {2, 4, 8}) {
+      const Image small = reduced(file, d);
+      ASSERT_EQ(std::make_pair(small.width(), small.height()), std::make_pair((w + d - 1) / d, (h + d - 1) / d));
+      for (int y = 0; y < h / d; ++y)
+        for (int x = 0; x < w / d; ++x) {
+          int sum = 0;
+          for (int i = 0; i < d * d; ++i) sum += full.row(y * d + i / d)[x * d + i % d];
+          ASSERT_NEAR(small.row(y)[x], double(sum) / (d * d), 2) << "1/" << d << " at " << x << ", " << y;
+        }
+    }
+  }
+}
+
+// Colour at reduced sizes, subsampled or not, is the colour of the picture: flat areas stay.
+TEST(JpegFeatures, ReducedColour) {
+  for (const char* factors : {"11", "21", "22", "12", "41"}) {
+    Image image(50, 70, ColourModel::rgb);
+    for (int y = 0; y < 70; ++y)
+      for (int i = 0; i < 150; ++i) image.row(y)[i] = uint8_t((y < 32 ? 220 : 60) - 40 * (i % 3));
+    peer::WriteOptions o;
+    o.factors = factors;
+    o.quality = 100;
+    const Bytes file = peer::write(image, o);
+    for (const int d : {2, 4, 8}) {
+      const Image small = reduced(file, d);
+      for (int y = 0; y < small.height(); ++y)
+        for (int i = 0; i < small.width() * 3; ++i)
+          ASSERT_NEAR(small.row(y)[i], image.row(std::min(y * d, 69))[i % 3], 3) << "1/" << d << " row " << y;
+    }
+  }
+}
+
+// 12 bits by way of coefficients, made by the library's own 12-bit transform.
+TEST(JpegFeatures, TwelveBits) {
+  const int w = 37, h = 21;
+  JpegCoefficients c;
+  c.width = w;
+  c.height = h;
+  c.precision = 12;
+  c.components.resize(3);
+  for (int i = 0; i < 3; ++i) {
+    c.components[size_t(i)].id = i + 1;
+    std::fill_n(c.components[size_t(i)].quant, 64, uint16_t{4});
+  }
+  c.components[0].h = 2;
+  c.allocate();
+  const std::vector<float> forward(64, 0.25f);
+  const auto sample = [](size_t i, int x, int y) {
+    return uint16_t(i == 0 ? 300 + 60 * x + 20 * y : 1800 + 300 * int(i));
+  };
+  for (size_t i = 0; i < 3; ++i) {
+    JpegCoefficients::Component& k = c.components[i];
+    for (int b = 0; b < k.storedWide * k.storedHigh; ++b) {
+      uint16_t samples[64];
+      for (int p = 0; p < 64; ++p) samples[p] = sample(i, b % k.storedWide * 8 + p % 8, b / k.storedWide * 8 + p / 8);
+      zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(samples, 16, &k.values[64 * size_t(b)], forward.data());
+    }
+  }
+  const Bytes file = writeJpegCoefficients(c);
+  EXPECT_EQ(readJpegInfo(file.data(), file.size()).process, "extended sequential");
+  for (const int d : {1, 2, 8}) {
+    const Image image = reduced(file, d);
+    ASSERT_EQ(image.bitDepth(), 12);
+    ASSERT_EQ(image.width(), (w + d - 1) / d);
+    for (int y = 0; y < h / d; ++y)
+      for (int x = 0; x < w / d; ++x) {
+        const double middle = (d - 1) / 2.0, luma = 300 + 60 * (x * d + middle) + 20 * (y * d + middle);
+        const double cb = 2100 - 2048, cr = 2400 - 2048;
+        const double rgb[3] = {luma + 1.402 * cr, luma - 0.344136 * cb - 0.714136 * cr, luma + 1.772 * cb};
+        for (int i = 0; i < 3; ++i)
+          ASSERT_NEAR(image.row16(y)[3 * x + i], std::clamp(rgb[i], 0.0, 4095.0), 10) << "1/" << d;
+      }
+  }
+}
+
+TEST(JpegFeatures, SixteenBitTables) {
+  const Bytes file = encodeJpeg(picture(24, 24, ColourModel::grey));
+  JpegCoefficients c = readJpegCoefficients(file.data(), file.size());
+  c.components[0].quant[63] = 300;
+  for (size_t b = 0; b < 9; ++b) c.components[0].values[64 * b + 63] = int16_t(b % 2);
+  const Bytes wide = writeJpegCoefficients(c);
+  const JpegCoefficients back = readJpegCoefficients(wide.data(), wide.size());
+  EXPECT_TRUE(std::equal(c.components[0].quant, c.components[0].quant + 64, back.components[0].quant));
+  EXPECT_EQ(c.components[0].values, back.components[0].values);
+  const Image ours = decode(wide), theirs = peer::read(wide, false);
+  for (size_t i = 0; i < ours.sizeBytes(); ++i) ASSERT_NEAR(ours.data()[i], theirs.data()[i], 1);
+}
+
+// The height is in a DNL segment after the first scan, and 0 in the frame.
+TEST(JpegFeatures, HeightFromDnl) {
+  const Bytes file = encodeJpeg(picture(30, 20, ColourModel::rgb));
+  Bytes later = file;
+  std::fill_n(later.begin() + long(find(file, 0xC0)) + 5, 2, uint8_t{0});
+  EXPECT_THROW(decode(later), Error);
+  later.insert(later.end() - 2, {0xFF, 0xDC, 0, 4, 0, 20});
+  zeltest::expectEqual(decode(file), decode(later));
+}
+
+TEST(JpegFeatures, WhatCannotBeEncodedIsRefused) {
+  JpegEncodeOptions o;
+  o.quality = 0;
+  EXPECT_THROW(encodeJpeg(picture(8, 8, ColourModel::rgb), o), Error);
+  EXPECT_THROW(encodeJpeg(Image(8, 8, ColourModel::grey, 12)), Error);
+  EXPECT_THROW(encodeJpeg(Image(65536, 1, ColourModel::grey)), Error);
+}
+
+}  // namespace
