@@ -178,7 +178,7 @@ std::vector<uint8_t> bytesOf(const Block& b, Sample sample) {
 TEST(Dct, Forward) {
   Random rng(1);
   for (int slack = 0; slack < kAlignments; ++slack) {
-    Guarded<int16_t> src(64, size_t(slack)), dst(64, size_t(3 * slack));
+    Guarded<int16_t> src(64, size_t(2 * slack)), dst(64, size_t(6 * slack));
     Plane<uint8_t> samples(8, 8, slack);
     for (int round = 0; round < zeltest::rounds(2000); ++round) {
       const Table table = randomTable(rng, 128, 32768);
@@ -203,7 +203,7 @@ TEST(Dct, Forward) {
 TEST(Dct, InverseAndClipping) {
   Random rng(3);
   for (int slack = 0; slack < kAlignments; ++slack) {
-    Guarded<int16_t> src(64, size_t(slack)), dst(64, size_t(3 * slack));
+    Guarded<int16_t> src(64, size_t(2 * slack)), dst(64, size_t(6 * slack));
     Plane<uint8_t> samples(8, 8, slack);
     for (int round = 0; round < zeltest::rounds(2500); ++round) {
       const Table steps = randomTable(rng, 1, 64);
@@ -244,7 +244,7 @@ TEST(Dct, CornersAndReducedSizes) {
                {zel().zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R, 8, 2}};
   for (const auto& c : cases)
     for (int slack = 0; slack < kAlignments; ++slack) {
-      Guarded<int16_t> src(64, size_t(slack));
+      Guarded<int16_t> src(64, size_t(2 * slack));
       Plane<uint8_t> samples(c.size, c.size, slack);
       for (int round = 0; round < zeltest::rounds(1500); ++round) {
         Block in = randomBlock(rng, c.corner);
@@ -303,7 +303,7 @@ TEST(Dct, TwelveBits) {
       centred.push_back(int16_t(samples.get(int(i % 8), int(i / 8))) - 2048.0);
       dequantised.push_back(in[i] * double(steps[i]));
     }
-    Guarded<int16_t> src(in, size_t(round % 7)), dst(64, size_t(round % 5));
+    Guarded<int16_t> src(in, size_t(round % 7 * 2)), dst(64, size_t(round % 5 * 2));
     const auto run = [&](const zeltest::Api& api) {
       EXPECT_EQ(zelStsNoErr,
                 api.zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(samples.data(), samples.step(), dst.data(), factors.data()));
