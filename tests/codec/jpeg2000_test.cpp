@@ -3,6 +3,7 @@
 
 #include <cmath>
 
+#include "files.h"
 #include "opj_peer.h"
 
 using namespace zelcodecs;

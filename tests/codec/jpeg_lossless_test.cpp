@@ -49,7 +49,8 @@ TEST(JpegLossless, EverySampleComesBackHereAndInThePeer) {
             // The peer knows one and three components and scales samples of other depths. It reads 16 bits behind a
             // difference of -32768, which has none (T.81 H.1.2.2).
             if (model == ColourModel::cmyk || (bits != 8 && (bits != 16 || full))) continue;
-            const peer::Freed<AVFrame> frame = peer::decodeLossless(file);
+            peer::LosslessDecoder decoder;
+            const AVFrame* const frame = decoder.decode(file);
             for (int y = 0; y < 23; ++y)
               for (int i = 0; i < width * expected.channels(); ++i)
                 ASSERT_EQ(peerSample(*frame, i / expected.channels(), y, i % expected.channels()),
