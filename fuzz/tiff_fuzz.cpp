@@ -75,7 +75,7 @@ std::vector<std::vector<uint8_t>> fuzzSeeds() {
   }
   const uint32_t kinds[][3] = {{1, 1, 0}, {2, 1, 0}, {4, 1, 0}, {1, 1, 3}, {4, 1, 3}, {8, 1, 3}, {8, 4, 2}, {16, 2, 1}};
   for (const auto& [bits, samples, photometric] : kinds)
-    for (const uint32_t planar : {1, 2})
+    for (const uint32_t planar : {1u, 2u})
       for (const bool packed : {false, true}) files.push_back(rareFile(bits, samples, photometric, planar, packed));
   return files;
 }
