@@ -11,7 +11,7 @@
 #include <jpeglib.h>  // after <cstdio>, which it does not include
 
 #include "codec/lossless_peer.h"
-#include "jpeg.h"
+#include "jpeg/jpeg.h"
 #include "ratios.h"
 
 namespace {

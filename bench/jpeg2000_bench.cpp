@@ -5,8 +5,8 @@
 #include <memory>
 
 #include "codec/opj_peer.h"
-#include "jpeg2000.h"
-#include "metrics.h"
+#include "jpeg2000/jpeg2000.h"
+#include "common/metrics.h"
 #include "ratios.h"
 
 namespace {

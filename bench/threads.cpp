@@ -8,7 +8,7 @@
 #include <functional>
 #include <vector>
 
-#include "jpeg.h"
+#include "jpeg/jpeg.h"
 #include "zelj.h"
 
 namespace {

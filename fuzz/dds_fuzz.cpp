@@ -1,7 +1,7 @@
 // Any bytes through the DDS decoder, with and without keep-going, at a level that the bytes choose.
 #include <cstring>
 
-#include "dds.h"
+#include "dds/dds.h"
 #include "fuzz.h"
 
 using namespace zelcodecs;

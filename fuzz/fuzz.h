@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
-#include "error.h"
-#include "image.h"
+#include "common/error.h"
+#include "common/image.h"
 #include "../tests/codec/picture.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);

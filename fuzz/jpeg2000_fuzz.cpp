@@ -1,6 +1,6 @@
 // Any bytes through the JPEG 2000 decoder, with and without keep-going, at a size that the bytes choose.
 #include "fuzz.h"
-#include "jpeg2000.h"
+#include "jpeg2000/jpeg2000.h"
 
 using namespace zelcodecs;
 

@@ -4,7 +4,7 @@
 #include <cstdlib>
 
 #include "fuzz.h"
-#include "jpeg.h"
+#include "jpeg/jpeg.h"
 
 using namespace zelcodecs;
 

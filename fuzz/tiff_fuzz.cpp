@@ -1,7 +1,7 @@
 // Any bytes through the TIFF decoder, with and without keep-going, one page that the bytes choose.
 #include "fuzz.h"
-#include "metrics.h"
-#include "tiff.h"
+#include "common/metrics.h"
+#include "tiff/tiff.h"
 
 using namespace zelcodecs;
 

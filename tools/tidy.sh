@@ -4,6 +4,6 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=$1
-git ls-files 'src/*.cpp' 'core/*.cpp' 'codecs/*.cpp' 'tools/*.cpp' |
+git ls-files 'src/*.cpp' 'core/*.cpp' 'codecs/*/*.cpp' 'tools/*.cpp' |
   xargs -P "$(nproc)" -n 4 clang-tidy-14 -p "$build" --quiet 2>/dev/null
 echo "clang-tidy: nothing found"

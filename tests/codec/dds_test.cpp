@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "dds.h"
+#include "dds/dds.h"
 #include "files.h"
 #include "zelj.h"
 

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "error.h"
-#include "metrics.h"
+#include "common/error.h"
+#include "common/metrics.h"
 #include "picture.h"
 
 namespace zeltest {

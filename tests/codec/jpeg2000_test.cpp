@@ -1,5 +1,5 @@
 // JPEG 2000 beside an independent implementation: what we write it reads, sample for sample, and the other way round.
-#include "jpeg2000.h"
+#include "jpeg2000/jpeg2000.h"
 
 #include <cmath>
 

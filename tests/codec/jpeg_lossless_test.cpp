@@ -1,6 +1,6 @@
 // Lossless files: every sample comes back, here and in an independent implementation, and what that writes is read.
 #include "files.h"
-#include "jpeg.h"
+#include "jpeg/jpeg.h"
 #include "lossless_peer.h"
 
 using namespace zelcodecs;

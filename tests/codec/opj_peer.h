@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "jpeg2000.h"
+#include "jpeg2000/jpeg2000.h"
 
 namespace peer {
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "files.h"
-#include "jpeg.h"
+#include "jpeg/jpeg.h"
 
 namespace peer {
 

@@ -3,7 +3,7 @@
 
 #include <random>
 
-#include "image.h"
+#include "common/image.h"
 
 namespace zeltest {
 

@@ -1,5 +1,5 @@
 // TIFF beside an independent implementation: what we write it reads, sample for sample, and the other way round.
-#include "tiff.h"
+#include "tiff/tiff.h"
 
 #include <cmath>
 

@@ -7,9 +7,9 @@
 #include <cstring>
 #include <memory>
 
-#include "error.h"
-#include "png_file.h"
-#include "pnm.h"
+#include "common/error.h"
+#include "png/png_file.h"
+#include "netpbm/netpbm.h"
 
 namespace zelcodec {
 namespace {

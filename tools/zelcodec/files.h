@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "image.h"
+#include "common/image.h"
 
 namespace zelcodec {
 

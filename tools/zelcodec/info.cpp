@@ -3,12 +3,12 @@
 #include <cstdio>
 #include <string>
 
-#include "dds.h"
+#include "dds/dds.h"
 #include "files.h"
-#include "jpeg.h"
-#include "jpeg2000.h"
+#include "jpeg/jpeg.h"
+#include "jpeg2000/jpeg2000.h"
 #include "names.h"
-#include "tiff.h"
+#include "tiff/tiff.h"
 
 namespace zelcodec {
 namespace {

@@ -9,15 +9,15 @@
 #include <map>
 #include <new>
 
-#include "dds.h"
-#include "error.h"
+#include "dds/dds.h"
+#include "common/error.h"
 #include "files.h"
 #include "info.h"
-#include "jpeg.h"
-#include "jpeg2000.h"
-#include "metrics.h"
+#include "jpeg/jpeg.h"
+#include "jpeg2000/jpeg2000.h"
+#include "common/metrics.h"
 #include "names.h"
-#include "tiff.h"
+#include "tiff/tiff.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <map>
 #include <string>
 
-#include "dds.h"
-#include "jpeg2000.h"
+#include "dds/dds.h"
+#include "jpeg2000/jpeg2000.h"
 
 namespace zelcodec {
 

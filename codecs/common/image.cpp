@@ -1,0 +1,98 @@
+#include "common/image.h"
+
+#include <cstring>
+#include <string>
+#include <utility>
+
+#include "common/error.h"
+
+namespace zelcodecs {
+
+Image::Image(int width, int height, ColourModel model, int bitDepth) : format_{width, height, model, bitDepth} {
+  if (width < 1 || height < 1 || bitDepth < 1 || bitDepth > 16)
+    throw Error(ErrorKind::argument, "an image must have at least one pixel and 1 to 16 bits a sample");
+  data_.reset(new uint8_t[sizeBytes()]);
+}
+
+Image Image::clone() const {
+  if (empty()) return Image();
+  Image copy(format_);
+  std::memcpy(copy.data(), data(), sizeBytes());
+  copy.metadata_ = metadata_;
+  return copy;
+}
+
+void Image::setSample(int y, int i, int value) {
+  if (bitDepth() > 8)
+    row16(y)[i] = uint16_t(value);
+  else
+    row(y)[i] = uint8_t(value);
+}
+
+void checkSize(uint64_t width, uint64_t height, const Limits& limits, size_t offset) {
+  if (width > INT32_MAX || height > INT32_MAX || width * height > limits.maxPixels)
+    throw Error(ErrorKind::limit,
+                "the picture of " + std::to_string(width) + " x " + std::to_string(height) +
+                    " pixels is above the limit of " + std::to_string(limits.maxPixels) + " pixels,",
+                offset);
+}
+
+Image crop(const Image& image, int x, int y, int width, int height) {
+  if (x < 0 || y < 0 || width > image.width() - x || height > image.height() - y)
+    throw Error(ErrorKind::argument, "the rectangle to cut out is not inside the picture");
+  Image out(width, height, image.model(), image.bitDepth());
+  const size_t left = size_t(x) * size_t(image.channels() * image.bytesPerSample());
+  for (int r = 0; r < height; ++r) std::memcpy(out.row(r), image.row(y + r) + left, out.rowBytes());
+  return out;
+}
+
+Image toGrey(const Image& image) {
+  if (image.model() == ColourModel::grey) return image.clone();
+  Image out(image.width(), image.height(), ColourModel::grey, image.bitDepth());
+  const int channels = image.channels(), top = image.maxValue();
+  for (int y = 0; y < image.height(); ++y)
+    for (int x = 0; x < image.width(); ++x) {
+      int64_t c[4] = {};
+      for (int i = 0; i < channels; ++i) c[i] = image.sample(y, x * channels + i);
+      if (channels == 2) c[1] = c[2] = c[0];
+      if (image.model() == ColourModel::cmyk)
+        for (int i = 0; i < 3; ++i) c[i] = (top - c[i]) * (top - c[3]) / top;
+      out.setSample(y, x, int((19595 * c[0] + 38470 * c[1] + 7471 * c[2] + 32768) >> 16));
+    }
+  return out;
+}
+
+namespace {
+
+// Grey is repeated or kept, a missing opacity full.
+template <class T>
+void toColourRow(const T* from, int fromChannels, int width, int opaque, T* to, int toChannels) {
+  const bool fromGrey = fromChannels <= 2, toGrey = toChannels <= 2, opacity = toChannels % 2 == 0;
+  for (int x = 0; x < width; ++x, from += fromChannels, to += toChannels) {
+    to[0] = from[0];
+    if (!toGrey) {
+      to[1] = from[fromGrey ? 0 : 1];
+      to[2] = from[fromGrey ? 0 : 2];
+    }
+    if (opacity) to[toChannels - 1] = fromChannels % 2 == 0 ? from[fromChannels - 1] : T(opaque);
+  }
+}
+
+}  // namespace
+
+Image toColour(const Image& image, ColourModel model) {
+  const bool losesColour = image.channels() >= 3 && channelsOf(model) < 3;
+  if (image.model() == ColourModel::cmyk || model == ColourModel::cmyk || losesColour)
+    throw Error(ErrorKind::argument, "a picture of this colour model does not become one of that");
+  if (image.model() == model) return image.clone();
+  Image out(image.width(), image.height(), model, image.bitDepth());
+  out.metadata() = image.metadata();
+  for (int y = 0; y < image.height(); ++y)
+    if (image.bytesPerSample() == 1)
+      toColourRow(image.row(y), image.channels(), image.width(), image.maxValue(), out.row(y), out.channels());
+    else
+      toColourRow(image.row16(y), image.channels(), image.width(), image.maxValue(), out.row16(y), out.channels());
+  return out;
+}
+
+}  // namespace zelcodecs

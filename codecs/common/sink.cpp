@@ -1,0 +1,126 @@
+#include "common/sink.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+#include "common/error.h"
+
+namespace zelcodecs {
+namespace {
+
+class MemorySink : public Sink {
+ public:
+  explicit MemorySink(std::vector<uint8_t>* out) : out_(out), begin_(out->size()) {}
+  void write(const uint8_t* data, size_t size) override { out_->insert(out_->end(), data, data + size); }
+  uint64_t position() const override { return out_->size() - begin_; }
+  bool canPatch() const override { return true; }
+  void patch(uint64_t at, const uint8_t* data, size_t size) override {
+    if (size) std::memcpy(out_->data() + begin_ + at, data, size);
+  }
+  void commit() override {}
+
+ private:
+  std::vector<uint8_t>* const out_;
+  const size_t begin_;
+};
+
+class FileSink : public Sink {
+ public:
+  explicit FileSink(const std::string& path) : name_(path) {
+    buffer_.reserve(kBuffer);
+    struct stat about;
+    if (path == "-") {
+      file_ = STDOUT_FILENO;
+    } else if (const bool there = stat(path.c_str(), &about) == 0; there && !S_ISREG(about.st_mode)) {
+      file_ = open(path.c_str(), O_WRONLY | O_CLOEXEC);  // a device, a pipe; a directory is refused by the system
+      if (file_ < 0) fail();
+    } else {
+      openBeside(path, there ? about.st_mode & 07777 : 0666 & ~processMask());
+    }
+  }
+  ~FileSink() override {
+    if (file_ > STDERR_FILENO) close(file_);
+    if (!beside_.empty()) unlink(beside_.c_str());
+  }
+
+  void write(const uint8_t* data, size_t size) override {
+    position_ += size;
+    if (buffer_.size() + size > kBuffer) flush();
+    if (size >= kBuffer)
+      put(data, size);
+    else
+      buffer_.insert(buffer_.end(), data, data + size);
+  }
+  uint64_t position() const override { return position_; }
+  bool canPatch() const override { return !beside_.empty(); }
+  void patch(uint64_t at, const uint8_t* data, size_t size) override {
+    flush();
+    while (size) {
+      const ssize_t n = pwrite(file_, data, size, off_t(at));
+      if (n < 0 && errno != EINTR) fail();
+      if (n > 0) data += n, at += uint64_t(n), size -= size_t(n);
+    }
+  }
+  void commit() override {
+    flush();
+    if (file_ == STDOUT_FILENO) return;
+    const int file = file_;
+    file_ = -1;
+    if (close(file) != 0) fail();
+    if (beside_.empty()) return;
+    if (rename(beside_.c_str(), target_.c_str()) != 0) fail();
+    beside_.clear();
+  }
+
+ private:
+  static constexpr size_t kBuffer = size_t{128} << 10;
+
+  static mode_t processMask() {
+    const mode_t mask = umask(0);
+    umask(mask);
+    return mask;
+  }
+  [[noreturn]] void fail() const { throw Error(ErrorKind::file, name_ + ": " + std::strerror(errno)); }
+
+  // A link stays a link: what it points to is replaced.
+  void openBeside(const std::string& path, mode_t mode) {
+    char* const real = realpath(path.c_str(), nullptr);
+    target_ = real ? real : path;
+    std::free(real);
+    std::string name = target_ + ".XXXXXX";
+    file_ = mkostemp(&name[0], O_CLOEXEC);
+    if (file_ < 0) fail();
+    beside_ = name;
+    if (fchmod(file_, mode) != 0) fail();
+  }
+  void flush() {
+    put(buffer_.data(), buffer_.size());
+    buffer_.clear();
+  }
+  void put(const uint8_t* data, size_t size) {
+    while (size) {
+      const ssize_t n = ::write(file_, data, size);
+      if (n < 0 && errno != EINTR) fail();
+      if (n > 0) data += n, size -= size_t(n);
+    }
+  }
+
+  const std::string name_;
+  std::string target_, beside_;
+  int file_ = -1;
+  uint64_t position_ = 0;
+  std::vector<uint8_t> buffer_;
+};
+
+}  // namespace
+
+std::unique_ptr<Sink> memorySink(std::vector<uint8_t>* out) { return std::make_unique<MemorySink>(out); }
+std::unique_ptr<Sink> fileSink(const std::string& path) { return std::make_unique<FileSink>(path); }
+
+}  // namespace zelcodecs

@@ -1,0 +1,50 @@
+// Threads that take pieces of work side by side, and sleep while there is none.
+#pragma once
+
+#include <memory>
+
+namespace zelcodecs {
+
+// While one exists, the primitives do their row loops on the calling thread: the codecs divide their work themselves,
+// and OpenMP's threads would spin after a loop.
+class SerialPrimitives {
+ public:
+  SerialPrimitives();
+  ~SerialPrimitives();
+  SerialPrimitives(const SerialPrimitives&) = delete;
+  SerialPrimitives& operator=(const SerialPrimitives&) = delete;
+
+ private:
+  const int before_;
+};
+
+class Team {
+ public:
+  // threads: the caller's one included; 0 for as many as OpenMP would use. The others are started when there is work
+  // for them; where the system gives fewer, fewer do it.
+  explicit Team(int threads);
+  ~Team();
+  Team(const Team&) = delete;
+  Team& operator=(const Team&) = delete;
+
+  int threads() const { return threads_; }
+
+  // Calls work(i) for each i below count, begun in ascending order, and returns when all are done. After an exception
+  // no further piece is begun; that of the lowest piece is passed on. Called from inside of a piece of the same team it
+  // does the work in the caller's thread.
+  template <class Work>
+  void forEach(int count, const Work& work) {
+    run(count, [](const void* w, int i) { (*static_cast<const Work*>(w))(i); }, &work);
+  }
+
+ private:
+  using Call = void (*)(const void* work, int i);
+  struct Shared;
+  void run(int count, Call call, const void* work);
+  void start(int workers);
+
+  const int threads_;
+  std::unique_ptr<Shared> shared_;
+};
+
+}  // namespace zelcodecs
