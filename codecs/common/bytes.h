@@ -26,7 +26,9 @@ constexpr uint32_t bigEndian32(const uint8_t* p) { return bigEndian16(p) << 16 |
 constexpr uint64_t bigEndian64(const uint8_t* p) { return uint64_t{bigEndian32(p)} << 32 | bigEndian32(p + 4); }
 constexpr uint32_t littleEndian16(const uint8_t* p) { return uint32_t(p[1] << 8 | p[0]); }
 constexpr uint32_t littleEndian32(const uint8_t* p) { return littleEndian16(p + 2) << 16 | littleEndian16(p); }
-constexpr uint64_t littleEndian64(const uint8_t* p) { return uint64_t{littleEndian32(p + 4)} << 32 | littleEndian32(p); }
+constexpr uint64_t littleEndian64(const uint8_t* p) {
+  return uint64_t{littleEndian32(p + 4)} << 32 | littleEndian32(p);
+}
 
 // Reads numbers by position, in the order that the file has. A read beyond the end throws Error(damaged).
 class ByteReader {

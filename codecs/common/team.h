@@ -34,7 +34,8 @@ class Team {
   // does the work in the caller's thread.
   template <class Work>
   void forEach(int count, const Work& work) {
-    run(count, [](const void* w, int i) { (*static_cast<const Work*>(w))(i); }, &work);
+    run(
+        count, [](const void* w, int i) { (*static_cast<const Work*>(w))(i); }, &work);
   }
 
  private:

@@ -137,7 +137,8 @@ std::vector<uint8_t> writePng(const Image& image, int level) {
   const int bits = image.bytesPerSample() * 8;
   const bool scaled = image.bitDepth() != bits;
   Image line(image.width(), 1, image.model(), bits);
-  const int kColourTypes[] = {0, PNG_COLOR_TYPE_GRAY, PNG_COLOR_TYPE_GRAY_ALPHA, PNG_COLOR_TYPE_RGB, PNG_COLOR_TYPE_RGB_ALPHA};
+  const int kColourTypes[] = {0, PNG_COLOR_TYPE_GRAY, PNG_COLOR_TYPE_GRAY_ALPHA, PNG_COLOR_TYPE_RGB,
+                              PNG_COLOR_TYPE_RGB_ALPHA};
   const auto write = [&] {
     png_set_IHDR(w.png, w.info, png_uint_32(image.width()), png_uint_32(image.height()), bits,
                  kColourTypes[image.channels()], PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
