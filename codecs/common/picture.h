@@ -24,8 +24,8 @@ constexpr int channelsOf(ColourModel model) {
 }
 constexpr bool hasOpacity(ColourModel model) { return model == ColourModel::greyAlpha || model == ColourModel::rgba; }
 
-// Size, model and depth. Samples are interleaved, of one byte (up to 8 bits) or two bytes in the processor's order (9 to
-// 16 bits), with values from 0 to 2^bitDepth - 1.
+// Size, model and depth. Samples are interleaved, of one byte (up to 8 bits) or two bytes in the processor's order (9
+// to 16 bits), with values from 0 to 2^bitDepth - 1.
 struct PictureFormat {
   int width = 0, height = 0;
   ColourModel model = ColourModel::grey;

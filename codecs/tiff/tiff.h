@@ -26,7 +26,7 @@ struct TiffEncodeOptions : EncodeOptions {
   int dotsPerInch = 72;
 };
 
-// Writes a file of one page band by band. Source and sink stay the caller's, and must outlive what reads or writes them.
+// Writes a page band by band. Source and sink stay the caller's, and must outlive what reads or writes them.
 std::unique_ptr<Encoder> createTiff(Sink& sink, const PictureFormat& format, const Metadata& metadata,
                                     const TiffEncodeOptions& options = {});
 // Samples of other than 8 and 16 bits are scaled up to these.
