@@ -174,7 +174,7 @@ std::shared_ptr<Image> imageOf(const std::string& name, int quality, bool subsam
   return image;
 }
 
-// ---- The peer ----
+// ---- The peer -------------------------------------------------------------------------------------------------------
 
 void peerHeader(const Image& image) { Decompress source(image); }
 

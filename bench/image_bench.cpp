@@ -124,7 +124,7 @@ bench::Suite whole([] {
         }
 });
 
-// ---- Progressive files as coefficients ----
+// ---- Progressive files as coefficients ------------------------------------------------------------------------------
 
 struct PeerFile {
   jpeg_decompress_struct d;
@@ -180,7 +180,7 @@ bench::Suite entropy([] {
       }
 });
 
-// ---- Lossless files ----
+// ---- Lossless files -------------------------------------------------------------------------------------------------
 
 bench::Suite lossless([] {
   for (const char* name : {"dandelion", "canyon"}) {

@@ -116,7 +116,7 @@ void ycocgRow() {
   bench::compare("YCoCg DXT5 encode", w->pixels(), "pixel", {0, 0}, contenders);
 }
 
-// ---- Photo core transform: the steps of ITU-T T.832 on one block after the other -----------------------------------
+// ---- Photo core transform: the steps of ITU-T T.832 on one block after the other ------------------------------------
 
 #define PLAIN BENCH_PLAIN("O2") void
 

@@ -170,7 +170,7 @@ void waveletRow(const std::string& name, InPlace<T> zeltest::Api::*forward, InPl
   }
 }
 
-// ---- Component transforms ------------------------------------------------------------------------------------------
+// ---- Component transforms -------------------------------------------------------------------------------------------
 
 constexpr int kSide = 512;  // three planes of 16 bits fit the second cache, as a codec's strips do
 

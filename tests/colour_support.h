@@ -71,7 +71,7 @@ class Image {
   Picture<uint8_t> bytes;
 };
 
-// ---- The matrices ----
+// ---- The matrices ---------------------------------------------------------------------------------------------------
 
 using Exact = std::array<double, 3>;
 

@@ -10,7 +10,7 @@ namespace {
 
 using namespace zeltest;
 
-// ---- Forms: the matrix, its bits, and what is added before the shift ----
+// ---- Forms: the matrix, its bits, and what is added before the shift ------------------------------------------------
 
 template <int kBits, int kR, int kG, int kB, bool kGreenSubtracted>
 Pixel decoded(const Pixel& p) {
@@ -54,7 +54,7 @@ Pixel lumaInFloat(const Pixel& p) {
   return {int(std::nearbyintf(0.299f * float(p[0]) + 0.587f * float(p[1]) + 0.114f * float(p[2])))};
 }
 
-// ---- The functions ----
+// ---- The functions --------------------------------------------------------------------------------------------------
 
 class ColourChecks : public Checks {
  public:

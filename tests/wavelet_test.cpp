@@ -15,7 +15,7 @@ namespace {
 
 using namespace zeltest;
 
-// ---- The arithmetic of each function, one value at a time ----------------------------------------------------------
+// ---- The arithmetic of each function, one value at a time -----------------------------------------------------------
 // T is a sample, W what it is between the steps. add(i, ...) is step i of the forward transform, sub its undoing; `out`
 // says that the place is outside the line of a row function. kBound is how far results may be from the exact ones, of
 // samples up to kScale; the bound holds for a whole level of a tile.
@@ -211,7 +211,7 @@ std::vector<T> tile(std::vector<T> plane, ZeliRect r, bool inverse) {
   return plane;
 }
 
-// ---- Tiles ---------------------------------------------------------------------------------------------------------
+// ---- Tiles ----------------------------------------------------------------------------------------------------------
 
 template <class T>
 struct TileFunctions {
@@ -330,7 +330,7 @@ void nearExact(const TileFunctions<T>& f) {
     }
 }
 
-// ---- Rows and columns with borders ---------------------------------------------------------------------------------
+// ---- Rows and columns with borders ----------------------------------------------------------------------------------
 
 template <class T>
 struct RegionFunctions {
@@ -464,7 +464,7 @@ TEST(Wavelet, PairsByConvolution) {
   EXPECT_EQ(32767, high);
 }
 
-// ---- Lifting steps on rows -----------------------------------------------------------------------------------------
+// ---- Lifting steps on rows ------------------------------------------------------------------------------------------
 
 template <class F, class T, size_t... i>
 ZelStatus callWith(F f, T** rows, int width, std::index_sequence<i...>) {
@@ -560,7 +560,7 @@ void liftingSteps97(F forward, I inverse) {
   }
 }
 
-// ---- How the functions fit together --------------------------------------------------------------------------------
+// ---- How the functions fit together ---------------------------------------------------------------------------------
 
 // The tile's coefficients from the column function, then the row function, on lines with mirrored borders; those of odd
 // length with a pair more. And from single steps, where the columns are even.
@@ -608,7 +608,7 @@ void sameFromParts(const TileFunctions<T>& f, const RegionFunctions<T>& rows, co
   }
 }
 
-// ---- Sizes and distances -------------------------------------------------------------------------------------------
+// ---- Sizes and distances --------------------------------------------------------------------------------------------
 
 template <class T>
 void bufferLimits(const TileFunctions<T>& f) {
@@ -677,7 +677,7 @@ void farRegion(const RegionFunctions<T>& f) {
   EXPECT_EQ(samplesOf(nearHigh), high.samples(kN, kN));
 }
 
-// ---- Argument checks -----------------------------------------------------------------------------------------------
+// ---- Argument checks ------------------------------------------------------------------------------------------------
 
 template <class T>
 void tileChecks(const TileFunctions<T>& f, T* sample) {

@@ -63,7 +63,9 @@ class ByteWriter {
   void u16(uint32_t v) { put(v, 2); }
   void u32(uint32_t v) { put(v, 4); }
   void u64(uint64_t v) { put(v, 8); }
-  void text(const char* s) { out_->insert(out_->end(), s, s + std::char_traits<char>::length(s)); }
+  void text(const char* s) {
+    for (; *s; ++s) u8(static_cast<unsigned char>(*s));
+  }
   void bytes(const uint8_t* p, size_t n) { out_->insert(out_->end(), p, p + n); }
   void bytes(const std::vector<uint8_t>& v) { bytes(v.data(), v.size()); }
   size_t size() const { return out_->size(); }

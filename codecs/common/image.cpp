@@ -46,6 +46,29 @@ Image crop(const Image& image, int x, int y, int width, int height) {
   return out;
 }
 
+Image oriented(const Image& image, int orientation) {
+  if (orientation < 1 || orientation > 8) throw Error(ErrorKind::argument, "an orientation is 1 to 8");
+  const bool turned = orientation >= 5;
+  // In the upright picture x runs along the stored rows, or down the columns where it is turned, from their end where
+  // the orientation says so; likewise y.
+  const bool xFromEnd = orientation == 2 || orientation == 3 || orientation == 6 || orientation == 7;
+  const bool yFromEnd = orientation == 3 || orientation == 4 || orientation == 7 || orientation == 8;
+  PictureFormat f = image.format();
+  if (turned) std::swap(f.width, f.height);
+  Image out(f);
+  out.metadata() = image.metadata();
+  const size_t pixel = f.pixelBytes();
+  for (int y = 0; y < f.height; ++y) {
+    uint8_t* to = out.row(y);
+    const int v = yFromEnd ? f.height - 1 - y : y;
+    for (int x = 0; x < f.width; ++x, to += pixel) {
+      const int u = xFromEnd ? f.width - 1 - x : x;
+      std::memcpy(to, image.row(turned ? u : v) + size_t(turned ? v : u) * pixel, pixel);
+    }
+  }
+  return out;
+}
+
 Image toGrey(const Image& image) {
   if (image.model() == ColourModel::grey) return image.clone();
   Image out(image.width(), image.height(), ColourModel::grey, image.bitDepth());

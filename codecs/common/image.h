@@ -62,6 +62,10 @@ void checkSize(uint64_t width, uint64_t height, const Limits& limits, size_t off
 // The rectangle with its top left corner at (x, y), which must lie inside the picture.
 Image crop(const Image& image, int x, int y, int width, int height);
 
+// The picture turned and mirrored as an orientation of 1 to 8 asks for (TIFF 6.0, section 8): what is stored as the
+// first row and the first column goes to the edges that the value names. Turns by 90 degrees exchange width and height.
+Image oriented(const Image& image, int orientation);
+
 // The luminance of ITU-R BT.601, with the bit depth kept; CMYK is seen as ink on white paper, and opacity does not
 // count.
 Image toGrey(const Image& image);

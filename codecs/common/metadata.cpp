@@ -1,6 +1,7 @@
 #include "common/metadata.h"
 
 #include "common/bytes.h"
+#include "common/warnings.h"
 
 namespace zelcodecs {
 namespace {
@@ -27,6 +28,21 @@ size_t orientationPlace(const std::vector<uint8_t>& exif, bool* bigEndian) {
 }
 
 }  // namespace
+
+void warnOfLoss(const Metadata& m, unsigned kept, const std::string& format, std::vector<std::string>* warnings) {
+  std::string lost;
+  const auto check = [&](bool present, unsigned kind, const char* name) {
+    if (present && !(kept & kind)) lost += (lost.empty() ? "" : ", ") + std::string(name);
+  };
+  check(!m.icc.empty(), kIccProfile, "ICC profile");
+  check(!m.exif.empty(), kExif, "EXIF");
+  check(!m.xmp.empty(), kXmp, "XMP");
+  check(!m.comments.empty(), kComments, "comments");
+  check(m.pixelsPerMetreX > 0, kResolution, "resolution");
+  const bool inExif = (kept & kExif) && exifOrientation(m.exif) == m.orientation;
+  check(m.orientation != 1 && !inExif, kOrientation, "orientation");
+  if (!lost.empty()) Warnings(warnings).add("left out, as " + format + " cannot hold it: " + lost);
+}
 
 int exifOrientation(const std::vector<uint8_t>& exif) {
   bool bigEndian = false;

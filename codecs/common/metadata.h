@@ -24,6 +24,19 @@ struct Metadata {
   }
 };
 
+// What a format can hold of it.
+enum MetadataKind : unsigned {
+  kIccProfile = 1,
+  kExif = 2,  // with the orientation in it
+  kXmp = 4,
+  kComments = 8,
+  kResolution = 16,
+  kOrientation = 32
+};
+
+// Tells in one warning what a format without these kinds loses.
+void warnOfLoss(const Metadata& metadata, unsigned kept, const std::string& format, std::vector<std::string>* warnings);
+
 constexpr double kInchesPerMetre = 1 / 0.0254;
 
 // The orientation that an EXIF structure holds; 0 without one, or where the structure is damaged.

@@ -34,7 +34,7 @@ struct PictureFormat {
   constexpr int channels() const { return channelsOf(model); }
   constexpr int maxValue() const { return (1 << bitDepth) - 1; }
   constexpr int bytesPerSample() const { return bitDepth > 8 ? 2 : 1; }
-  constexpr size_t pixelBytes() const { return size_t(channels() * bytesPerSample()); }
+  constexpr size_t pixelBytes() const { return size_t(channels()) * size_t(bytesPerSample()); }
   constexpr size_t rowBytes() const { return size_t(width) * pixelBytes(); }
 };
 constexpr bool operator==(const PictureFormat& a, const PictureFormat& b) {

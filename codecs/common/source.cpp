@@ -81,10 +81,14 @@ class PipeSource : public Source {
   static constexpr size_t kChunk = size_t{256} << 10;
   // Reads until count bytes are held; false at the end of the file.
   bool fill(size_t count) {
+    if (ended_) return false;
     if (held_.size() < count) held_.resize(std::max(count, kChunk));
     while (end_ < count) {
       const ssize_t n = read(file_, held_.data() + end_, held_.size() - end_);
-      if (n == 0) return false;
+      if (n == 0) {
+        ended_ = true;
+        return false;
+      }
       if (n < 0 && errno != EINTR) fail(path_);
       if (n > 0) end_ += size_t(n);
     }
@@ -93,7 +97,8 @@ class PipeSource : public Source {
 
   const int file_;
   const std::string path_;
-  std::vector<uint8_t> held_;
+  std::vector<uint8_t> held_;  // stays where it is once the file has ended
+  bool ended_ = false;
   size_t end_ = 0;    // of the bytes in held_
   size_t taken_ = 0;  // of them, those that the last call of next() gave
 };

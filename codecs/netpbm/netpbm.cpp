@@ -1,16 +1,28 @@
 #include "netpbm/netpbm.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
 #include "common/error.h"
+#include "common/warnings.h"
 
 namespace zelcodecs {
 namespace {
 
-class Text {
+constexpr size_t kMostHeader = size_t{64} << 10;  // with comments
+constexpr size_t kBandBytes = size_t{64} << 10;   // rows that are read or written at once
+
+bool isSpace(uint8_t c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+[[noreturn]] void endsEarly(uint64_t at) {
+  throw Error(ErrorKind::damaged, "the file ends before its last sample,", size_t(at));
+}
+
+// The characters of a header, which is parsed in memory.
+class HeaderText {
  public:
-  Text(const uint8_t* data, size_t size, size_t at) : data_(data), size_(size), at_(at) {}
+  explicit HeaderText(ByteView text) : text_(text) {}
   size_t at() const { return at_; }
 
   // A number after white space and comments, which run from # to the end of the line.
@@ -18,67 +30,73 @@ class Text {
     skipSpace();
     const size_t start = at_;
     uint32_t value = 0;
-    while (at_ < size_ && data_[at_] >= '0' && data_[at_] <= '9') {
-      value = value * 10 + (data_[at_++] - '0');
+    while (at_ < text_.size && text_.data[at_] >= '0' && text_.data[at_] <= '9') {
+      value = value * 10 + (text_.data[at_++] - '0');
       if (value > 99999999) throw Error(ErrorKind::damaged, "a number that is too large", start);
     }
     if (at_ == start) throw Error(ErrorKind::damaged, "a number is missing", start);
     return value;
   }
-
   std::string word() {
     skipSpace();
     std::string out;
-    while (at_ < size_ && !isSpace(data_[at_])) out += char(data_[at_++]);
+    while (at_ < text_.size && !isSpace(text_.data[at_])) out += char(text_.data[at_++]);
     return out;
   }
-
   // One white-space character stands between the header and binary samples.
   void oneSpace() {
-    if (at_ >= size_ || !isSpace(data_[at_])) throw Error(ErrorKind::damaged, "the header does not end", at_);
+    if (at_ >= text_.size || !isSpace(text_.data[at_])) throw Error(ErrorKind::damaged, "the header does not end", at_);
     ++at_;
   }
-
   void restOfLine() {
-    while (at_ < size_ && data_[at_++] != '\n') {
+    while (at_ < text_.size && text_.data[at_++] != '\n') {
     }
   }
 
  private:
-  static bool isSpace(uint8_t c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
   void skipSpace() {
-    while (at_ < size_ && (isSpace(data_[at_]) || data_[at_] == '#'))
-      if (data_[at_] == '#')
+    while (at_ < text_.size && (isSpace(text_.data[at_]) || text_.data[at_] == '#'))
+      if (text_.data[at_] == '#')
         restOfLine();
       else
         ++at_;
   }
 
-  const uint8_t* data_;
-  size_t size_;
-  size_t at_;
+  ByteView text_;
+  size_t at_ = 2;  // behind the letter and the digit
 };
 
 struct Header {
+  int kind = 0;  // the digit behind the P
   uint32_t width = 0, height = 0, maxValue = 0;
   ColourModel model = ColourModel::grey;
+  bool plain() const { return kind <= 3; }
+  bool bits() const { return kind == 1 || kind == 4; }
 };
 
-Header pamHeader(Text& text) {
-  Header h;
+// What the channels of a PAM file are.
+ColourModel pamModel(uint32_t depth, const std::string& tuple, size_t at) {
+  if (depth == 1) return ColourModel::grey;
+  if (depth == 2) return ColourModel::greyAlpha;
+  if (depth == 3) return ColourModel::rgb;
+  if (depth == 4) return tuple == "RGB_ALPHA" ? ColourModel::rgba : ColourModel::cmyk;
+  throw Error(ErrorKind::unsupported, "a PAM file with " + std::to_string(depth) + " channels", at);
+}
+
+void readPamHeader(HeaderText& text, Header* h) {
   uint32_t depth = 0;
   std::string tuple;
   for (;;) {
     const size_t at = text.at();
     const std::string key = text.word();
     if (key == "WIDTH")
-      h.width = text.number();
+      h->width = text.number();
     else if (key == "HEIGHT")
-      h.height = text.number();
+      h->height = text.number();
     else if (key == "DEPTH")
       depth = text.number();
     else if (key == "MAXVAL")
-      h.maxValue = text.number();
+      h->maxValue = text.number();
     else if (key == "TUPLTYPE")
       tuple = text.word();
     else if (key == "ENDHDR")
@@ -87,92 +105,199 @@ Header pamHeader(Text& text) {
       throw Error(ErrorKind::damaged, "an unknown line in the PAM header", at);
   }
   text.restOfLine();
-  if (depth != 1 && depth != 3 && depth != 4)
-    throw Error(ErrorKind::unsupported, "a PAM file with " + std::to_string(depth) + " channels", text.at());
-  h.model = depth == 1             ? ColourModel::grey
-            : depth == 3           ? ColourModel::rgb
-            : tuple == "RGB_ALPHA" ? ColourModel::rgba
-                                   : ColourModel::cmyk;
-  return h;
+  h->model = pamModel(depth, tuple, text.at());
 }
 
-}  // namespace
-
-Image readPnm(const uint8_t* data, size_t size, const Limits& limits) {
-  if (size < 3 || data[0] != 'P' || !std::strchr("23567", data[1]))
-    throw Error(ErrorKind::unsupported, "not a PGM, PPM or PAM file", 0);
-  Text text(data, size, 2);
-  const bool plain = data[1] == '2' || data[1] == '3';
+Header readHeader(HeaderText& text, int kind) {
   Header h;
-  if (data[1] == '7') {
-    h = pamHeader(text);
+  h.kind = kind;
+  if (kind == 7) {
+    readPamHeader(text, &h);
   } else {
-    h.model = data[1] == '3' || data[1] == '6' ? ColourModel::rgb : ColourModel::grey;
+    h.model = kind == 3 || kind == 6 ? ColourModel::rgb : ColourModel::grey;
     h.width = text.number();
     h.height = text.number();
-    h.maxValue = text.number();
-    if (!plain) text.oneSpace();
+    h.maxValue = h.bits() ? 1 : text.number();
+    if (!h.plain()) text.oneSpace();
   }
   if (h.width == 0 || h.height == 0) throw Error(ErrorKind::damaged, "a picture without pixels", text.at());
   if (h.maxValue == 0 || h.maxValue > 65535) throw Error(ErrorKind::damaged, "a maximum outside 1 to 65535", text.at());
-  checkSize(h.width, h.height, limits, text.at());
-
-  int bits = 1;
-  while ((1u << bits) - 1 < h.maxValue) ++bits;
-  const uint32_t top = (1u << bits) - 1;
-  // Every sample takes a byte at least, and in plain files a digit and a space but for the last.
-  const uint64_t samples = uint64_t{h.width} * h.height * uint64_t(channelsOf(h.model));
-  const uint64_t need = plain ? 2 * samples - 1 : samples * (bits > 8 ? 2 : 1);
-  if (need > size - text.at())
-    throw Error(ErrorKind::damaged, "the file ends before its " + std::to_string(samples) + " samples", size);
-
-  Image image(int(h.width), int(h.height), h.model, bits);
-  const uint8_t* p = data + text.at();
-  if (!plain && h.maxValue == 255) {
-    std::memcpy(image.data(), p, image.sizeBytes());
-    return image;
-  }
-  const int perRow = image.width() * image.channels();
-  for (int y = 0; y < image.height(); ++y)
-    for (int i = 0; i < perRow; ++i) {
-      uint32_t v;
-      const size_t at = plain ? text.at() : size_t(p - data);
-      if (plain) {
-        v = text.number();
-      } else if (bits > 8) {
-        v = uint32_t(p[0] << 8 | p[1]);
-        p += 2;
-      } else {
-        v = *p++;
-      }
-      if (v > h.maxValue) throw Error(ErrorKind::damaged, "a sample above the maximum", at);
-      image.setSample(y, i, int(top == h.maxValue ? v : (v * top + h.maxValue / 2) / h.maxValue));
-    }
-  return image;
+  return h;
 }
 
-std::vector<uint8_t> writePnm(const Image& image) {
-  const std::string size = std::to_string(image.width()) + " " + std::to_string(image.height());
-  std::string header;
-  if (image.channels() == 4)
-    header = "P7\nWIDTH " + std::to_string(image.width()) + "\nHEIGHT " + std::to_string(image.height()) +
-             "\nDEPTH 4\nMAXVAL " + std::to_string(image.maxValue()) + "\nTUPLTYPE " +
-             (image.model() == ColourModel::cmyk ? "CMYK" : "RGB_ALPHA") + "\nENDHDR\n";
-  else
-    header =
-        (image.model() == ColourModel::grey ? "P5\n" : "P6\n") + size + "\n" + std::to_string(image.maxValue()) + "\n";
-  std::vector<uint8_t> out(header.begin(), header.end());
-  out.reserve(out.size() + image.sizeBytes());
-  if (image.bytesPerSample() == 1) {
-    out.insert(out.end(), image.data(), image.data() + image.sizeBytes());
-    return out;
+class NetpbmDecoder : public Decoder {
+ public:
+  NetpbmDecoder(Source& source, const DecodeOptions& options)
+      : source_(source), keepGoing_(options.keepGoing), warnings_(options.warnings) {
+    const ByteView begin = source.peek(kMostHeader);
+    if (!isNetpbm(begin.data, begin.size)) throw Error(ErrorKind::unsupported, "not a Netpbm file", 0);
+    HeaderText text(begin);
+    header_ = readHeader(text, begin.data[1] - '0');
+    checkSize(header_.width, header_.height, options.limits, text.at());
+    at_ = source.next(text.at()).size;
+    PictureFormat f = {int(header_.width), int(header_.height), header_.model, 1};
+    while (uint32_t(f.maxValue()) < header_.maxValue) ++f.bitDepth;
+    storedRow_ = header_.bits() ? (size_t(f.width) + 7) / 8 : f.rowBytes();
+    open(f, int(std::max<size_t>(1, kBandBytes / f.rowBytes())), options);
   }
-  for (int y = 0; y < image.height(); ++y)
-    for (int i = 0; i < image.width() * image.channels(); ++i) {
-      const uint16_t v = image.row16(y)[i];
-      out.push_back(uint8_t(v >> 8));
-      out.push_back(uint8_t(v));
+
+ private:
+  void decodeBand(Rows to) override {
+    for (int y = 0; y < to.count; ++y) {
+      if (ended_) {
+        std::memset(to.row(y), 0, whole().rowBytes());
+        continue;
+      }
+      try {
+        if (header_.plain())
+          plainRow(to.row(y));
+        else
+          binaryRow(to.row(y));
+      } catch (const Error& e) {
+        if (!keepGoing_) throw;
+        warnings_.add(e);
+        ended_ = true;
+        --y;
+      }
     }
+  }
+
+  int samples() const { return whole().width * whole().channels(); }
+  void put(uint8_t* row, int i, uint32_t v) const {
+    const uint32_t top = uint32_t(whole().maxValue()), most = header_.maxValue;
+    if (v > most) throw Error(ErrorKind::damaged, "a sample above the maximum", size_t(at_));
+    if (top != most) v = (v * top + most / 2) / most;
+    if (whole().bytesPerSample() == 1)
+      row[i] = uint8_t(v);
+    else
+      reinterpret_cast<uint16_t*>(row)[i] = uint16_t(v);
+  }
+
+  void binaryRow(uint8_t* row) {
+    const ByteView from = source_.next(storedRow_);
+    if (from.size < storedRow_) endsEarly(at_ + from.size);
+    if (header_.bits()) {  // ones are black
+      for (int x = 0; x < whole().width; ++x) row[x] = (from.data[x / 8] >> (7 - x % 8) & 1) ^ 1;
+    } else if (header_.maxValue == 255) {
+      std::memcpy(row, from.data, storedRow_);
+    } else {
+      const bool wide = whole().bytesPerSample() == 2;
+      for (int i = 0; i < samples(); ++i) put(row, i, wide ? bigEndian16(from.data + 2 * i) : from.data[i]);
+    }
+    at_ += storedRow_;
+  }
+
+  // ---- Plain files: numbers as text, which bitmaps may write without spaces between them
+
+  int character() {
+    if (textAt_ == text_.size) {
+      text_ = source_.next(kBandBytes);
+      textAt_ = 0;
+      if (text_.size == 0) return -1;
+    }
+    ++at_;
+    return text_.data[textAt_++];
+  }
+  void plainRow(uint8_t* row) {
+    for (int i = 0; i < samples(); ++i) {
+      int c = character();
+      while (c == '#' || (c >= 0 && isSpace(uint8_t(c)))) {
+        if (c == '#')
+          while (c >= 0 && c != '\n') c = character();
+        c = character();
+      }
+      if (c < 0) endsEarly(at_);
+      uint32_t v = 0;
+      if (c < '0' || c > '9') throw Error(ErrorKind::damaged, "a number is missing", size_t(at_ - 1));
+      if (header_.bits()) {
+        put(row, i, c == '0');
+        continue;
+      }
+      for (; c >= '0' && c <= '9' && v <= 65535; c = character()) v = 10 * v + uint32_t(c - '0');
+      put(row, i, v);
+    }
+  }
+
+  Source& source_;
+  const bool keepGoing_;
+  Warnings warnings_;
+  Header header_;
+  uint64_t at_ = 0;  // in the file
+  size_t storedRow_;
+  bool ended_ = false;
+  ByteView text_;
+  size_t textAt_ = 0;
+};
+
+std::string headerFor(const PictureFormat& f) {
+  const std::string width = std::to_string(f.width), height = std::to_string(f.height),
+                    top = std::to_string(f.maxValue());
+  if (f.model == ColourModel::grey || f.model == ColourModel::rgb)
+    return (f.model == ColourModel::grey ? "P5\n" : "P6\n") + width + " " + height + "\n" + top + "\n";
+  const std::string tuple = f.model == ColourModel::cmyk   ? "CMYK"
+                            : f.model == ColourModel::rgba ? "RGB_ALPHA"
+                                                           : "GRAYSCALE_ALPHA";
+  return "P7\nWIDTH " + width + "\nHEIGHT " + height + "\nDEPTH " + std::to_string(f.channels()) + "\nMAXVAL " + top +
+         "\nTUPLTYPE " + tuple + "\nENDHDR\n";
+}
+
+class NetpbmEncoder : public Encoder {
+ public:
+  NetpbmEncoder(Sink& sink, const PictureFormat& format, const Metadata& metadata, const EncodeOptions& options)
+      : sink_(sink) {
+    open(format, int(std::max<size_t>(1, kBandBytes / format.rowBytes())), options);
+    warnOfLoss(metadata, 0, "Netpbm", options.warnings);
+    const std::string header = headerFor(format);
+    sink_.write(reinterpret_cast<const uint8_t*>(header.data()), header.size());
+  }
+
+ private:
+  void encodeBand(ConstRows rows) override {
+    const size_t bytes = format().rowBytes();
+    if (format().bytesPerSample() == 1) {
+      for (int y = 0; y < rows.count; ++y) sink_.write(rows.row(y), bytes);
+      return;
+    }
+    swapped_.resize(bytes);  // high bytes come first
+    for (int y = 0; y < rows.count; ++y) {
+      const uint16_t* const from = reinterpret_cast<const uint16_t*>(rows.row(y));
+      for (size_t i = 0; i < bytes / 2; ++i) {
+        swapped_[2 * i] = uint8_t(from[i] >> 8);
+        swapped_[2 * i + 1] = uint8_t(from[i]);
+      }
+      sink_.write(swapped_);
+    }
+  }
+  void end() override {}
+
+  Sink& sink_;
+  std::vector<uint8_t> swapped_;
+};
+
+}  // namespace
+
+bool isNetpbm(const uint8_t* data, size_t size) {
+  return size >= 3 && data[0] == 'P' && data[1] >= '1' && data[1] <= '7' && (isSpace(data[2]) || data[2] == '#');
+}
+
+std::unique_ptr<Decoder> openNetpbm(Source& source, const DecodeOptions& options) {
+  return std::make_unique<NetpbmDecoder>(source, options);
+}
+
+Image decodeNetpbm(const uint8_t* data, size_t size, const DecodeOptions& options) {
+  const std::unique_ptr<Source> source = memorySource(data, size);
+  return readAll(*openNetpbm(*source, options));
+}
+
+std::unique_ptr<Encoder> createNetpbm(Sink& sink, const PictureFormat& format, const Metadata& metadata,
+                                      const EncodeOptions& options) {
+  return std::make_unique<NetpbmEncoder>(sink, format, metadata, options);
+}
+
+std::vector<uint8_t> encodeNetpbm(const Image& image, const EncodeOptions& options) {
+  std::vector<uint8_t> out;
+  const std::unique_ptr<Sink> sink = memorySink(&out);
+  writeAll(*createNetpbm(*sink, image.format(), image.metadata(), options), image);
   return out;
 }
 

@@ -1,17 +1,26 @@
-// The Netpbm formats: PGM and PPM (P2, P3, P5, P6) and PAM (P7) for grey, RGB, RGBA and CMYK, 8 and 16 bits a sample.
+// The Netpbm formats: PBM, PGM, PPM (P1 to P6) and PAM (P7), of 1 to 16 bits a sample.
 #pragma once
 
 #include <vector>
 
-#include "common/image.h"
+#include "common/decoder.h"
+#include "common/encoder.h"
+#include "common/source.h"
 
 namespace zelcodecs {
 
-// Reads P2, P3, P5, P6 and P7 (four channels are CMYK unless TUPLTYPE is RGB_ALPHA). Values are kept where the largest
-// is 2^n - 1, and scaled to the next such n otherwise.
-Image readPnm(const uint8_t* data, size_t size, const Limits& limits = {});
+// Values are kept where the largest is 2^n - 1, and scaled to the next such n otherwise. The tuple type of a PAM file
+// tells grey, RGB and CMYK with and without opacity; without one the number of channels does, of which four are CMYK.
+// With keepGoing, what a file that is cut short lacks is black.
+std::unique_ptr<Decoder> openNetpbm(Source& source, const DecodeOptions& options = {});
+Image decodeNetpbm(const uint8_t* data, size_t size, const DecodeOptions& options = {});
 
-// Writes P5 for grey, P6 for RGB and P7 (TUPLTYPE RGB_ALPHA or CMYK) for pictures of four channels.
-std::vector<uint8_t> writePnm(const Image& image);
+// P5 for grey, P6 for RGB and P7 for every other picture. None holds any metadata.
+std::unique_ptr<Encoder> createNetpbm(Sink& sink, const PictureFormat& format, const Metadata& metadata,
+                                      const EncodeOptions& options = {});
+std::vector<uint8_t> encodeNetpbm(const Image& image, const EncodeOptions& options = {});
+
+// Whether the bytes begin as a Netpbm file does.
+bool isNetpbm(const uint8_t* data, size_t size);
 
 }  // namespace zelcodecs

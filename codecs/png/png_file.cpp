@@ -1,26 +1,29 @@
 #include "png/png_file.h"
 
 #include <png.h>
+#include <zlib.h>
 
+#include <algorithm>
+#include <cmath>
 #include <csetjmp>
 #include <cstdio>
 #include <cstring>
 #include <new>
 #include <string>
-#include <utility>
 
 #include "common/error.h"
+#include "common/warnings.h"
 
 namespace zelcodecs {
 namespace {
 
-struct Source {
-  const uint8_t* data;
-  size_t size;
-  size_t at;
-};
+constexpr size_t kBandBytes = size_t{64} << 10;    // rows that are read or written at once
+constexpr size_t kMostOfChunk = size_t{16} << 20;  // bytes of an ancillary chunk, also after decompression
+constexpr int kMostChunks = 1000;                  // ancillary chunks that libpng keeps
 
-// libpng, which is C, reports a failure by longjmp; the message waits here until the jump has left its frames.
+// ---- libpng, which is C ---------------------------------------------------------------------------------------------
+
+// It reports a failure by longjmp; the message waits here until the jump has left its frames.
 struct Failure {
   char text[200];
 };
@@ -39,122 +42,341 @@ bool succeeds(png_structp png, const Calls& calls) {
   return true;
 }
 
+struct Input {
+  ByteView bytes;
+  size_t at = 0;
+};
+
 void readBytes(png_structp png, png_bytep to, size_t count) {
-  auto* source = static_cast<Source*>(png_get_io_ptr(png));
-  if (count > source->size - source->at) {
-    source->at = source->size;
+  auto* in = static_cast<Input*>(png_get_io_ptr(png));
+  if (count > in->bytes.size - in->at) {
+    in->at = in->bytes.size;
     png_error(png, "the file ends too early");
   }
-  std::memcpy(to, source->data + source->at, count);
-  source->at += count;
+  std::memcpy(to, in->bytes.data + in->at, count);
+  in->at += count;
 }
+
+// An exception must not pass through C: it waits until libpng has been left.
+struct Output {
+  Sink* sink;
+  std::exception_ptr failure;
+};
+
 void writeBytes(png_structp png, png_bytep from, size_t count) {
-  auto* out = static_cast<std::vector<uint8_t>*>(png_get_io_ptr(png));
+  auto* out = static_cast<Output*>(png_get_io_ptr(png));
   try {
-    out->insert(out->end(), from, from + count);
+    out->sink->write(from, count);
     return;
-  } catch (const std::bad_alloc&) {
+  } catch (...) {
+    out->failure = std::current_exception();
   }
-  png_error(png, "out of memory");
+  png_error(png, "the file cannot be written");
 }
 void flush(png_structp) {}
 
-struct Reader {
+struct ReadStruct {
   Failure failure{};
   png_structp png;
   png_infop info;
-  Reader()
+  ReadStruct()
       : png(png_create_read_struct(PNG_LIBPNG_VER_STRING, &failure, onError, onWarning)),
         info(png ? png_create_info_struct(png) : nullptr) {
     if (!info) throw std::bad_alloc();
   }
-  Reader(const Reader&) = delete;
-  ~Reader() { png_destroy_read_struct(&png, &info, nullptr); }
+  ReadStruct(const ReadStruct&) = delete;
+  ~ReadStruct() { png_destroy_read_struct(&png, &info, nullptr); }
 };
 
-struct Writer {
+struct WriteStruct {
   Failure failure{};
   png_structp png;
   png_infop info;
-  Writer()
+  WriteStruct()
       : png(png_create_write_struct(PNG_LIBPNG_VER_STRING, &failure, onError, onWarning)),
         info(png ? png_create_info_struct(png) : nullptr) {
     if (!info) throw std::bad_alloc();
   }
-  Writer(const Writer&) = delete;
-  ~Writer() { png_destroy_write_struct(&png, &info); }
+  WriteStruct(const WriteStruct&) = delete;
+  ~WriteStruct() { png_destroy_write_struct(&png, &info); }
+};
+
+// ---- Metadata -------------------------------------------------------------------------------------------------------
+
+const char kXmpKeyword[] = "XML:com.adobe.xmp";
+
+// The text of an iTXt chunk behind its keyword: two bytes tell whether and how it is compressed, then come a language
+// and a translated keyword, each with a zero byte at its end.
+std::vector<uint8_t> internationalText(ByteView rest) {
+  if (rest.size < 2) return {};
+  const bool compressed = rest.data[0] != 0;
+  rest = rest.from(2);
+  for (int i = 0; i < 2; ++i) {
+    const uint8_t* const zero = std::find(rest.begin(), rest.end(), uint8_t{0});
+    if (zero == rest.end()) return {};
+    rest = rest.from(size_t(zero - rest.begin()) + 1);
+  }
+  if (!compressed) return {rest.begin(), rest.end()};
+  std::vector<uint8_t> text(std::min(kMostOfChunk, 64 * rest.size + 1024));
+  uLongf length = uLongf(text.size());
+  if (uncompress(text.data(), &length, rest.data, uLong(rest.size)) != Z_OK) return {};
+  text.resize(length);
+  return text;
+}
+
+void takeChunk(uint32_t type, ByteView chunk, Metadata* out) {
+  constexpr uint32_t kExifChunk = 0x65584966, kText = 0x74455874, kInternationalText = 0x69545874;
+  if (type == kExifChunk && out->exif.empty()) {
+    out->exif.assign(chunk.begin(), chunk.end());
+  } else if (type == kText || type == kInternationalText) {
+    const uint8_t* const zero = std::find(chunk.begin(), chunk.end(), uint8_t{0});
+    if (zero == chunk.end()) return;
+    const std::string keyword(chunk.begin(), zero);
+    const ByteView rest = chunk.from(size_t(zero - chunk.begin()) + 1);
+    const std::vector<uint8_t> text =
+        type == kText ? std::vector<uint8_t>(rest.begin(), rest.end()) : internationalText(rest);
+    if (keyword == kXmpKeyword && out->xmp.empty())
+      out->xmp = text;
+    else if (keyword == "Comment" && !text.empty())
+      out->comments.emplace_back(text.begin(), text.end());
+  }
+}
+
+// EXIF and texts may stand before and after the pixels, so their chunks are looked for in the whole file: each is a
+// length, a type, so many bytes, and a checksum.
+void readTexts(ByteView file, Metadata* out) {
+  constexpr size_t kSignature = 8, kAround = 12;
+  for (size_t at = kSignature; file.size - at >= kAround;) {
+    const size_t length = bigEndian32(file.data + at);
+    if (length > file.size - at - kAround) return;
+    if (length <= kMostOfChunk) takeChunk(bigEndian32(file.data + at + 4), {file.data + at + 8, length}, out);
+    at += kAround + length;
+  }
+}
+
+void readProfileAndResolution(png_structp png, png_infop info, Metadata* out) {
+  png_charp name;
+  png_bytep profile;
+  png_uint_32 length, x, y;
+  int method, unit;
+  if (png_get_iCCP(png, info, &name, &method, &profile, &length)) out->icc.assign(profile, profile + length);
+  if (png_get_pHYs(png, info, &x, &y, &unit) && unit == PNG_RESOLUTION_METER) {
+    out->pixelsPerMetreX = x;
+    out->pixelsPerMetreY = y;
+  }
+}
+
+// Texts with a zero byte at their ends, as libpng wants them.
+struct Texts {
+  std::string xmp;
+  std::vector<std::string> comments;
+  explicit Texts(const Metadata& m) : xmp(m.xmp.begin(), m.xmp.end()), comments(m.comments) {}
+};
+
+void writeText(png_structp png, png_infop info, int kind, const char* keyword, const std::string& value) {
+  png_text t = {};
+  t.compression = kind;
+  t.key = const_cast<png_charp>(keyword);
+  t.text = const_cast<png_charp>(value.c_str());
+  png_set_text(png, info, &t, 1);
+}
+
+// A profile that does not fit the picture is left out by libpng.
+void writeMetadata(png_structp png, png_infop info, const Metadata& m, const Texts& texts) {
+  if (!m.icc.empty()) {
+    png_set_benign_errors(png, 1);
+    png_set_iCCP(png, info, "ICC profile", PNG_COMPRESSION_TYPE_BASE, m.icc.data(), png_uint_32(m.icc.size()));
+  }
+  if (m.pixelsPerMetreX > 0)
+    png_set_pHYs(png, info, png_uint_32(std::lround(m.pixelsPerMetreX)), png_uint_32(std::lround(m.pixelsPerMetreY)),
+                 PNG_RESOLUTION_METER);
+  if (!m.exif.empty()) png_set_eXIf_1(png, info, png_uint_32(m.exif.size()), const_cast<png_bytep>(m.exif.data()));
+  if (!texts.xmp.empty()) writeText(png, info, PNG_ITXT_COMPRESSION_NONE, kXmpKeyword, texts.xmp);
+  for (const std::string& c : texts.comments) writeText(png, info, PNG_TEXT_COMPRESSION_NONE, "Comment", c);
+}
+
+// ---- Reading --------------------------------------------------------------------------------------------------------
+
+class PngDecoder : public Decoder {
+ public:
+  PngDecoder(Source& source, const DecodeOptions& options)
+      : source_(source), keepGoing_(options.keepGoing), warnings_(options.warnings) {
+    in_.bytes = source.all();
+    if (!isPng(in_.bytes.data, in_.bytes.size)) throw Error(ErrorKind::unsupported, "not a PNG file", 0);
+    png_set_read_fn(r_.png, &in_, readBytes);
+    png_set_chunk_malloc_max(r_.png, kMostOfChunk);
+    png_set_chunk_cache_max(r_.png, kMostChunks);
+    png_set_user_limits(r_.png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
+    static const png_byte ours[] = "tEXt\0zTXt\0iTXt\0eXIf";  // readTexts() takes these from the file itself
+    png_set_keep_unknown_chunks(r_.png, PNG_HANDLE_CHUNK_NEVER, ours, 4);
+    // libpng asks for so many bytes of the pixels at once, and fails where a cut file has fewer.
+    if (keepGoing_) png_set_compression_buffer_size(r_.png, 16);
+    if (!succeeds(r_.png, [&] { png_read_info(r_.png, r_.info); })) fail();
+    const PictureFormat f = formatOf(options.limits);
+    readProfileAndResolution(r_.png, r_.info, &metadata_);
+    readTexts(in_.bytes, &metadata_);
+    if (const int turned = exifOrientation(metadata_.exif)) metadata_.orientation = turned;
+    if (!succeeds(r_.png, [&] { prepare(f); })) fail();
+    const uint64_t held = uint64_t{f.rowBytes()} * uint64_t(f.height);
+    if (passes_ > 1 && held > options.limits.maxMemory)
+      throw Error(ErrorKind::limit, "PNG: an interlaced picture takes " + std::to_string(held) + " bytes of memory,",
+                  0);
+    open(f, passes_ > 1 ? f.height : int(std::max<size_t>(1, kBandBytes / f.rowBytes())), options);
+  }
+
+ private:
+  [[noreturn]] void fail() const { throw Error(ErrorKind::damaged, r_.failure.text, in_.at); }
+
+  PictureFormat formatOf(const Limits& limits) const {
+    const uint32_t width = png_get_image_width(r_.png, r_.info), height = png_get_image_height(r_.png, r_.info);
+    checkSize(width, height, limits, in_.at);
+    const int type = png_get_color_type(r_.png, r_.info), depth = png_get_bit_depth(r_.png, r_.info);
+    // Deflate expands at most 1032 times.
+    const uint64_t pixelBits = uint64_t(depth * png_get_channels(r_.png, r_.info));
+    if (uint64_t{width} * height * pixelBits / 8 > 1032 * uint64_t{in_.bytes.size} && !keepGoing_)
+      throw Error(ErrorKind::limit, "PNG: the file is too short for its size in pixels,", in_.at);
+    const bool opacity = (type & PNG_COLOR_MASK_ALPHA) || png_get_valid(r_.png, r_.info, PNG_INFO_tRNS);
+    const ColourModel model = type & PNG_COLOR_MASK_COLOR ? opacity ? ColourModel::rgba : ColourModel::rgb
+                              : opacity                   ? ColourModel::greyAlpha
+                                                          : ColourModel::grey;
+    return {int(width), int(height), model, depth == 16 ? 16 : 8};
+  }
+  void prepare(const PictureFormat& f) {
+    png_set_expand(r_.png);
+    if (f.bitDepth == 16) png_set_swap(r_.png);
+    passes_ = png_set_interlace_handling(r_.png);
+    png_read_update_info(r_.png, r_.info);
+  }
+
+  void decodeBand(Rows to) override {
+    int done = 0;
+    const auto read = [&] {
+      for (int pass = 0; pass < passes_; ++pass)
+        for (done = 0; done < to.count; ++done) png_read_row(r_.png, to.row(done), nullptr);
+      if (nextRow() + to.count == whole().height) png_read_end(r_.png, nullptr);
+    };
+    if (keepGoing_)
+      for (int y = 0; y < to.count; ++y) std::memset(to.row(y), 0, whole().rowBytes());
+    if (ended_) return;
+    if (!succeeds(r_.png, read)) {
+      if (!keepGoing_) fail();
+      warnings_.add(r_.failure.text, in_.at);
+      ended_ = true;
+    }
+    source_.release(in_.at);
+  }
+
+  Source& source_;
+  const bool keepGoing_;
+  Warnings warnings_;
+  Input in_;
+  ReadStruct r_;
+  int passes_ = 1;
+  bool ended_ = false;  // by damage
+};
+
+// ---- Writing --------------------------------------------------------------------------------------------------------
+
+int colourType(ColourModel model) {
+  switch (model) {
+    case ColourModel::grey:
+      return PNG_COLOR_TYPE_GRAY;
+    case ColourModel::greyAlpha:
+      return PNG_COLOR_TYPE_GRAY_ALPHA;
+    case ColourModel::rgb:
+      return PNG_COLOR_TYPE_RGB;
+    case ColourModel::rgba:
+      return PNG_COLOR_TYPE_RGB_ALPHA;
+    case ColourModel::cmyk:
+      break;
+  }
+  throw Error(ErrorKind::unsupported, "PNG holds no CMYK pictures");
+}
+
+class PngEncoder : public Encoder {
+ public:
+  PngEncoder(Sink& sink, const PictureFormat& format, const Metadata& metadata, const PngEncodeOptions& options)
+      : out_{&sink, nullptr} {
+    const int type = colourType(format.model);
+    if (options.level < 0 || options.level > 9) throw Error(ErrorKind::argument, "a PNG level is 0 to 9");
+    open(format, int(std::max<size_t>(1, kBandBytes / format.rowBytes())), options);
+    const bool inExif = exifOrientation(metadata.exif) == metadata.orientation;
+    if (metadata.orientation != 1 && !inExif)
+      warnOfLoss(metadata, ~0u & ~unsigned{kOrientation}, "PNG", options.warnings);
+    bits_ = format.bytesPerSample() * 8;
+    if (format.bitDepth != bits_) scaled_.reset(new uint8_t[format.rowBytes()]);
+    const Texts texts(metadata);
+    png_set_write_fn(w_.png, &out_, writeBytes, flush);
+    run([&] {
+      png_set_compression_level(w_.png, options.level);
+      png_set_IHDR(w_.png, w_.info, png_uint_32(format.width), png_uint_32(format.height), bits_, type,
+                   PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+      writeMetadata(w_.png, w_.info, metadata, texts);
+      png_write_info(w_.png, w_.info);
+      if (bits_ == 16) png_set_swap(w_.png);
+    });
+  }
+
+ private:
+  template <class Calls>
+  void run(const Calls& calls) {
+    if (succeeds(w_.png, calls)) return;
+    if (out_.failure) std::rethrow_exception(out_.failure);
+    throw Error(ErrorKind::argument, w_.failure.text);
+  }
+
+  // A row with the values spread over the full range of its bytes.
+  const uint8_t* scaled(const uint8_t* row) const {
+    if (!scaled_) return row;
+    const int samples = format().width * format().channels(), top = format().maxValue(), most = (1 << bits_) - 1;
+    const auto spread = [&](auto* from, auto* to) {
+      for (int i = 0; i < samples; ++i)
+        to[i] = static_cast<std::decay_t<decltype(*to)>>((int64_t{from[i]} * most + top / 2) / top);
+    };
+    if (bits_ == 8)
+      spread(row, scaled_.get());
+    else
+      spread(reinterpret_cast<const uint16_t*>(row), reinterpret_cast<uint16_t*>(scaled_.get()));
+    return scaled_.get();
+  }
+
+  void encodeBand(ConstRows rows) override {
+    run([&] {
+      for (int y = 0; y < rows.count; ++y) png_write_row(w_.png, scaled(rows.row(y)));
+    });
+  }
+  void end() override {
+    run([&] { png_write_end(w_.png, nullptr); });
+  }
+
+  Output out_;
+  WriteStruct w_;
+  int bits_ = 8;
+  std::unique_ptr<uint8_t[]> scaled_;
 };
 
 }  // namespace
 
-Image readPng(const uint8_t* data, size_t size, const Limits& limits) {
-  if (size < 8 || png_sig_cmp(data, 0, 8) != 0) throw Error(ErrorKind::unsupported, "not a PNG file", 0);
-  Source source{data, size, 0};
-  Reader r;
-  png_set_read_fn(r.png, &source, readBytes);
-  const auto damaged = [&] { return Error(ErrorKind::damaged, r.failure.text, source.at); };
-  if (!succeeds(r.png, [&] { png_read_info(r.png, r.info); })) throw damaged();
+bool isPng(const uint8_t* data, size_t size) { return size >= 8 && png_sig_cmp(data, 0, 8) == 0; }
 
-  const uint32_t width = png_get_image_width(r.png, r.info), height = png_get_image_height(r.png, r.info);
-  checkSize(width, height, limits, source.at);
-  const int type = png_get_color_type(r.png, r.info);
-  const int bits = png_get_bit_depth(r.png, r.info) == 16 ? 16 : 8;
-  // Deflate expands at most 1032 times.
-  const uint64_t pixelBits = uint64_t(png_get_bit_depth(r.png, r.info) * png_get_channels(r.png, r.info));
-  if (uint64_t{width} * height * pixelBits / 8 > 1032 * uint64_t{size})
-    throw Error(ErrorKind::limit, "PNG: the file is too short for its size in pixels,", source.at);
-
-  const bool opacity = (type & PNG_COLOR_MASK_ALPHA) || png_get_valid(r.png, r.info, PNG_INFO_tRNS);
-  int passes = 1;
-  const auto prepare = [&] {
-    png_set_expand(r.png);
-    if (opacity) png_set_gray_to_rgb(r.png);
-    if (bits == 16) png_set_swap(r.png);
-    passes = png_set_interlace_handling(r.png);
-    png_read_update_info(r.png, r.info);
-  };
-  if (!succeeds(r.png, prepare)) throw damaged();
-
-  const ColourModel model = opacity                       ? ColourModel::rgba
-                            : type & PNG_COLOR_MASK_COLOR ? ColourModel::rgb
-                                                          : ColourModel::grey;
-  Image image(int(width), int(height), model, bits);
-  const auto readRows = [&] {
-    for (int pass = 0; pass < passes; ++pass)
-      for (int y = 0; y < image.height(); ++y) png_read_row(r.png, image.row(y), nullptr);
-    png_read_end(r.png, nullptr);
-  };
-  if (!succeeds(r.png, readRows)) throw damaged();
-  return image;
+std::unique_ptr<Decoder> openPng(Source& source, const DecodeOptions& options) {
+  return std::make_unique<PngDecoder>(source, options);
 }
 
-std::vector<uint8_t> writePng(const Image& image, int level) {
-  if (image.model() == ColourModel::cmyk) throw Error(ErrorKind::unsupported, "PNG holds no CMYK pictures; use PAM");
+Image decodePng(const uint8_t* data, size_t size, const DecodeOptions& options) {
+  const std::unique_ptr<Source> source = memorySource(data, size);
+  return readAll(*openPng(*source, options));
+}
+
+std::unique_ptr<Encoder> createPng(Sink& sink, const PictureFormat& format, const Metadata& metadata,
+                                   const PngEncodeOptions& options) {
+  return std::make_unique<PngEncoder>(sink, format, metadata, options);
+}
+
+std::vector<uint8_t> encodePng(const Image& image, const PngEncodeOptions& options) {
   std::vector<uint8_t> out;
-  Writer w;
-  png_set_write_fn(w.png, &out, writeBytes, flush);
-  png_set_compression_level(w.png, level);
-  const int bits = image.bytesPerSample() * 8;
-  const bool scaled = image.bitDepth() != bits;
-  Image line(image.width(), 1, image.model(), bits);
-  const int kColourTypes[] = {0, PNG_COLOR_TYPE_GRAY, PNG_COLOR_TYPE_GRAY_ALPHA, PNG_COLOR_TYPE_RGB,
-                              PNG_COLOR_TYPE_RGB_ALPHA};
-  const auto write = [&] {
-    png_set_IHDR(w.png, w.info, png_uint_32(image.width()), png_uint_32(image.height()), bits,
-                 kColourTypes[image.channels()], PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-                 PNG_FILTER_TYPE_DEFAULT);
-    png_write_info(w.png, w.info);
-    if (bits == 16) png_set_swap(w.png);
-    for (int y = 0; y < image.height(); ++y) {
-      if (scaled)
-        for (int i = 0; i < image.width() * image.channels(); ++i)
-          line.setSample(
-              0, i, int((int64_t{image.sample(y, i)} * line.maxValue() + image.maxValue() / 2) / image.maxValue()));
-      png_write_row(w.png, scaled ? line.row(0) : image.row(y));
-    }
-    png_write_end(w.png, nullptr);
-  };
-  if (!succeeds(w.png, write)) throw Error(ErrorKind::argument, w.failure.text);
+  const std::unique_ptr<Sink> sink = memorySink(&out);
+  writeAll(*createPng(*sink, image.format(), image.metadata(), options), image);
   return out;
 }
 

@@ -59,7 +59,7 @@ ZEL_INLINE V unpackHigh64x128(V a, V b) {
   return as<V>(unpackHigh128(as<Wide>(a), as<Wide>(b)));
 }
 
-// ---- Three channels ------------------------------------------------------------------------------------------------
+// ---- Three channels -------------------------------------------------------------------------------------------------
 // Eight pixels are 24 bytes, read as the first 16 and the last 16 of them: nothing beyond is touched, and each of the
 // two loads holds whole the four pixels that the other may lack.
 
@@ -98,7 +98,7 @@ ZEL_INLINE void interleave3(V a, V b, V c, V (&out)[3]) {
   out[2] = select(m0, c, select(m1, a, b));  // c a b c ... c
 }
 
-// ---- Two and four channels -----------------------------------------------------------------------------------------
+// ---- Two and four channels ------------------------------------------------------------------------------------------
 
 template <class V>
 ZEL_INLINE void interleave2(V a, V b, V (&out)[2]) {

@@ -8,23 +8,23 @@
 #pragma GCC visibility push(hidden)
 namespace ZEL_VARIANT {
 
-// ---- Memory (psalloc) ----
+// ---- Memory (psalloc) -----------------------------------------------------------------------------------------------
 uint8_t* zelsMalloc_8u(int len);  // null where len is below 1 or the allocation fails
 void zelsFree(void* ptr);
 
-// ---- Vectors (pscopyca) ----
+// ---- Vectors (pscopyca) ---------------------------------------------------------------------------------------------
 ZelStatus zelsCopy_8u(const uint8_t* pSrc, uint8_t* pDst, int len);
 ZelStatus zelsSet_8u(uint8_t val, uint8_t* pDst, int len);
 ZelStatus zelsZero_8u(uint8_t* pDst, int len);
 ZelStatus zelsZero_16s(int16_t* pDst, int len);
 
-// ---- Reverse division (psdiv) ----
+// ---- Reverse division (psdiv) ---------------------------------------------------------------------------------------
 // pDst[i] = val / pSrc[i] in single precision, rounded to nearest, halves to even; 65535 where pSrc[i] is 0 (0 where
 // val is 0), and zelStsDivByZeroWrn if any is. Two threads from 2048 elements on.
 ZelStatus zelsDivCRev_16u(const uint16_t* pSrc, uint16_t val, uint16_t* pDst, int len);
 ZelStatus zelsDivCRev_16u_I(uint16_t val, uint16_t* pSrcDst, int len);
 
-// ---- Regions (picopyca, piconvert02ca, pilogic) ----
+// ---- Regions (picopyca, piconvert02ca, pilogic) ---------------------------------------------------------------------
 // The copies check pointers, then size, and no step.
 ZelStatus zeliCopy_16s_C1R(const int16_t* pSrc, int srcStep, int16_t* pDst, int dstStep, ZeliSize roiSize);
 ZelStatus zeliCopy_32f_C1R(const float* pSrc, int srcStep, float* pDst, int dstStep, ZeliSize roiSize);
@@ -34,11 +34,11 @@ ZelStatus zeliAndC_32s_C1R(const int32_t* pSrc, int srcStep, int32_t value, int3
                            ZeliSize roiSize);
 ZelStatus zeliAndC_32s_C1IR(int32_t value, int32_t* pSrcDst, int step, ZeliSize roiSize);
 
-// ---- Blocks (pizigzag) ----
+// ---- Blocks (pizigzag) ----------------------------------------------------------------------------------------------
 // 64 coefficients from zigzag to natural order.
 ZelStatus zeliZigzagInv8x8_16s_C1(const int16_t* pSrc, int16_t* pDst);
 
-// ---- Tables ----
+// ---- Tables ---------------------------------------------------------------------------------------------------------
 // A plain aggregate without member functions: it can be computed at compile time and emits no inline function.
 template <class T, int N>
 struct Table {

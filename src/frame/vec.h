@@ -81,7 +81,7 @@ struct WrapLane<int64_t> {
 template <class T, int B>
 using WrapRaw = typename Vec<typename WrapLane<T>::Type, B>::Raw;
 
-// ---- Loads, stores, lane-wise arithmetic ---------------------------------------------------------------------------
+// ---- Loads, stores, lane-wise arithmetic ----------------------------------------------------------------------------
 
 // A vector in memory, at any address and whatever type the memory has. (A memcpy of 32 bytes becomes two halves.)
 template <class V>
@@ -183,7 +183,7 @@ ZEL_INLINE Vec<T, B> operator>(Vec<T, B> a, Vec<T, B> b) {
   return {(typename Vec<T, B>::Raw)(a.v > b.v)};
 }
 
-// ---- Halves of a 32-byte vector ------------------------------------------------------------------------------------
+// ---- Halves of a 32-byte vector -------------------------------------------------------------------------------------
 
 #ifdef __AVX2__
 template <class T>
@@ -210,7 +210,7 @@ ZEL_INLINE V repeat128(Vec<T, 16> a) {
   if constexpr (sizeof(V) == 16) return V{(typename V::Raw)a.v};
 }
 
-// ---- Operations that the compiler's vectors cannot express ---------------------------------------------------------
+// ---- Operations that the compiler's vectors cannot express ----------------------------------------------------------
 // ZEL_BINARY defines name(a, b) for one lane type at 16 bytes, and at 32 where the build has them.
 
 #ifdef __AVX2__
@@ -400,7 +400,7 @@ ZEL_INLINE Vec<T, B> oddLanes32x128(Vec<T, B> a, Vec<T, B> b) {
 }
 #undef ZEL_SHUFFLE_PAIR
 
-// ---- Width changes that keep element order -------------------------------------------------------------------------
+// ---- Width changes that keep element order --------------------------------------------------------------------------
 
 #ifdef __AVX2__
 template <class V>
@@ -510,7 +510,7 @@ ZEL_INLINE void storeNarrow(uint8_t* p, Vec<int16_t, 16> a) { storeLow8(p, packU
 ZEL_INLINE void storeNarrow(uint8_t* p, Vec<int16_t, 32> a) { store(p, packU8(a)); }
 #endif
 
-// ---- Single precision ----------------------------------------------------------------------------------------------
+// ---- Single precision -----------------------------------------------------------------------------------------------
 
 ZEL_INLINE Vec<float, 16> toFloat(Vec<int32_t, 16> a) { return {_mm_cvtepi32_ps((__m128i)a.v)}; }
 ZEL_INLINE Vec<int32_t, 16> roundToInt(Vec<float, 16> a) { return {(i32x4::Raw)_mm_cvtps_epi32(a.v)}; }  // ties to even

@@ -88,7 +88,7 @@ ZelStatus decodeFirst(const Source& in, int16_t* dst, Band band, const ZeliDecod
   return decodeFrom(in, kFastPathBytes, decode, kNothingToUndo);
 }
 
-// ---- Refinement of AC bands: coefficients as sets of zigzag indexes, bit k for index k ----
+// ---- Refinement of AC bands: coefficients as sets of zigzag indexes, bit k for index k ------------------------------
 
 constexpr int kBitsAtOnce = 32;  // that the fast reader gives in one call
 

@@ -16,7 +16,7 @@ struct Three {
   V at[3];
 };
 
-// ---- Interleaved samples: 3 N of them in three vectors (in each half) ----------------------------------------------
+// ---- Interleaved samples: 3 N of them in three vectors (in each half) -----------------------------------------------
 // As 3 is prime to N, the samples of a channel are in N different lanes: they are gathered by blends and put in order
 // by one shuffle. Sample i of channel c is at 3 i + c.
 
@@ -113,7 +113,7 @@ struct PlanarRows {
   ZEL_INLINE T* sample(int64_t i, int channel) const { return row[channel] + i; }
 };
 
-// ---- Drivers -------------------------------------------------------------------------------------------------------
+// ---- Drivers --------------------------------------------------------------------------------------------------------
 
 template <class Transform, class T, class Source, class Target>
 void transformRow(Source src, Target dst, int n) {

@@ -5,7 +5,7 @@
 namespace ZEL_VARIANT {
 namespace {
 
-// ---- The matrix ----------------------------------------------------------------------------------------------------
+// ---- The matrix -----------------------------------------------------------------------------------------------------
 // Of R, G, B forward, and of Cb and Cr inverse, beside Y.
 
 constexpr float kYR = 0.299f, kYG = 0.587f, kYB = 0.114f;
@@ -17,7 +17,7 @@ constexpr float kRCr = 1.402f, kGCb = -0.34413f, kGCr = -0.71414f, kBCb = 1.772f
 constexpr int kShift = 14, kOne = 1 << kShift, kHalf = kOne / 2;
 constexpr int q14(double x) { return int(x * kOne + (x < 0 ? -0.5 : 0.5)); }
 
-// ---- Single precision: products summed from left to right ----------------------------------------------------------
+// ---- Single precision: products summed from left to right -----------------------------------------------------------
 
 template <class V>
 ZEL_INLINE V weighted(Three<V> x, float a, float b, float c) {
@@ -38,7 +38,7 @@ struct InverseFloat {
   }
 };
 
-// ---- 32-bit samples, Q14, wrapping ---------------------------------------------------------------------------------
+// ---- 32-bit samples, Q14, wrapping ----------------------------------------------------------------------------------
 
 template <class V>
 ZEL_INLINE V times(int weight, V x) {
@@ -67,7 +67,7 @@ struct Inverse32 {
   }
 };
 
-// ---- 16-bit samples, Q14 -------------------------------------------------------------------------------------------
+// ---- 16-bit samples, Q14 --------------------------------------------------------------------------------------------
 
 // The lanes a[i] * weightA + b[i] * weightB + c[i] * weightC + offset, in 32 bits; in the order of 128-bit unpacks,
 // which the packs undo. Weights and offset up to 2^14 + 2^14 in all: no sum reaches 2^31.

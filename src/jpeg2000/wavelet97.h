@@ -32,7 +32,7 @@ constexpr float kAlpha = -1.5861343f, kBeta = -0.052980117f, kGamma = 0.8829111f
 // A constant in units of 2^-bits, rounded.
 constexpr int inUnits(int bits, double x) { return int(x * (1 << bits) + (x < 0 ? -0.5 : 0.5)); }
 
-// ---- Single precision ----------------------------------------------------------------------------------------------
+// ---- Single precision -----------------------------------------------------------------------------------------------
 
 template <int B>
 struct Float {
@@ -89,7 +89,7 @@ struct FloatOfInt {
   ZEL_INLINE static R finish(W even) { return toInt(even); }
 };
 
-// ---- 16-bit samples, weights in units of 2^-14 ---------------------------------------------------------------------
+// ---- 16-bit samples, weights in units of 2^-14 ----------------------------------------------------------------------
 
 template <int B>
 struct Q14 {
@@ -124,7 +124,7 @@ struct Q14 {
   ZEL_INLINE static R finish(R even) { return even; }
 };
 
-// ---- 32-bit samples, weights in units of 2^-16 ---------------------------------------------------------------------
+// ---- 32-bit samples, weights in units of 2^-16 ----------------------------------------------------------------------
 
 template <int B>
 struct Q16 {
@@ -162,7 +162,7 @@ struct Q16 {
   ZEL_INLINE static R finish(R even) { return even; }
 };
 
-// ---- 16-bit samples, 16-bit arithmetic -----------------------------------------------------------------------------
+// ---- 16-bit samples, 16-bit arithmetic ------------------------------------------------------------------------------
 // Sums saturate; products are (a c + 2^14) >> 15. So weights are in units of 2^-15; those above 1 stand at half their
 // size, and the other factor is doubled.
 
@@ -194,7 +194,7 @@ struct Saturating16 {
   ZEL_INLINE static R finish(R even) { return even; }
 };
 
-// ---- Columns -------------------------------------------------------------------------------------------------------
+// ---- Columns --------------------------------------------------------------------------------------------------------
 
 // An arithmetic at the columns from i on: its steps, and the columns' vectors from and to rows.
 template <class Arithmetic, class Lanes>
@@ -223,7 +223,7 @@ ZEL_INLINE void forColumns(int width, Kernel kernel) {
                  __attribute__((always_inline)) { kernel(Columns<Arithmetic<lanes.kBytes>, decltype(lanes)>(i)); });
 }
 
-// ---- Lines ---------------------------------------------------------------------------------------------------------
+// ---- Lines ----------------------------------------------------------------------------------------------------------
 
 // An arithmetic of their own for values outside the line. By default there is none.
 struct NoEnds {

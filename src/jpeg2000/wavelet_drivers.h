@@ -8,7 +8,7 @@
 namespace ZEL_VARIANT {
 namespace {
 
-// ---- Work buffers --------------------------------------------------------------------------------------------------
+// ---- Work buffers ---------------------------------------------------------------------------------------------------
 
 // What a filter asks for: `border` samples at each end of a line; no buffer where both sides are below leastSide.
 struct BufferRule {
@@ -48,7 +48,7 @@ ZelStatus bufferOfBands(const ZeliRect* pTileRect, int* pSize, BufferRule rule) 
   return storeSize(bytes, pSize);
 }
 
-// ---- Tiles ---------------------------------------------------------------------------------------------------------
+// ---- Tiles ----------------------------------------------------------------------------------------------------------
 
 template <class Transform, class T>
 ZelStatus tileInPlace(T* pSrcDst, int srcDstStep, const ZeliRect* pTileRect, uint8_t* pBuffer, Transform transform) {
@@ -98,7 +98,7 @@ ZelStatus inverseTileFromBands(const T* const* pSrc, const int* srcStep, T* pDst
   return zelStsNoErr;
 }
 
-// ---- Rows and columns ----------------------------------------------------------------------------------------------
+// ---- Rows and columns -----------------------------------------------------------------------------------------------
 
 template <class T>
 ZelStatus checkForward(const T* pSrc, int srcStep, T* pDstLow, int dstLowStep, T* pDstHigh, int dstHighStep,

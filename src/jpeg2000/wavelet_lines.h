@@ -16,7 +16,7 @@
 namespace ZEL_VARIANT {
 namespace {
 
-// ---- Places --------------------------------------------------------------------------------------------------------
+// ---- Places ---------------------------------------------------------------------------------------------------------
 
 constexpr int phaseOf(int origin) { return origin & 1; }
 
@@ -43,7 +43,7 @@ inline int64_t mirrored(int64_t place, int64_t n) {
 inline int64_t least(int64_t a, int64_t b) { return a < b ? a : b; }
 inline int64_t greatest(int64_t a, int64_t b) { return a > b ? a : b; }
 
-// ---- Chunks --------------------------------------------------------------------------------------------------------
+// ---- Chunks ---------------------------------------------------------------------------------------------------------
 
 constexpr int kPairs = 256;  // of a chunk
 
@@ -96,7 +96,7 @@ ZEL_INLINE void copyWithBorder(T* dst, const T* src, int64_t begin, int64_t end,
   for (; begin < end; ++begin) *dst++ = r.mirror ? loadOne(src + index(begin)) : T(0);
 }
 
-// ---- Lines ---------------------------------------------------------------------------------------------------------
+// ---- Lines ----------------------------------------------------------------------------------------------------------
 // Lifting has kBorder, the pairs that it reaches to each side, and lift and unlift(even, odd, count, inside), which
 // turn pairs 0 to count - 1 of a chunk into coefficients and back in place.
 

@@ -28,7 +28,7 @@ struct Plane {
 // Rows of strips of columns take this much, so that the few rows of one step fit the first cache together.
 constexpr int kStripBytes = 4096;
 
-// ---- In place ------------------------------------------------------------------------------------------------------
+// ---- In place -------------------------------------------------------------------------------------------------------
 
 // Moves n rows so that row i becomes what row from(i) was: move(i, from(i)), once for each i. The cycles of the
 // permutation are found by their least members; one row at a time is set aside, by save(i), and comes back as row -1.
@@ -80,7 +80,7 @@ void inverseInPlace(Plane<T> plane, const ZeliRect& tile, T* buffer) {
   Filter::inverseColumns(Plane<const T>{plane.base, plane.step}, plane, w, h, py);
 }
 
-// ---- To and from bands --------------------------------------------------------------------------------------------
+// ---- To and from bands ----------------------------------------------------------------------------------------------
 
 // The two parts of row i of a transformed plane in the four bands: LL and HL, or LH and HH. Their boundary is that of
 // phase 0, whatever the phase.

@@ -52,7 +52,7 @@ constexpr Constants makeConstants() {
 
 constexpr Constants kC = makeConstants();
 
-// ---- Colours -------------------------------------------------------------------------------------------------------
+// ---- Colours --------------------------------------------------------------------------------------------------------
 
 // Each lane's C0 and C1, or their channels, exchanged.
 ZEL_INLINE u16v exchanged(u16v a) { return as<u16v>(shuffle128(as<u8v>(a), constant<u8v>(kC.swapHalves))); }
@@ -138,7 +138,7 @@ ZEL_INLINE u8v interpolatedAlphas(u8v block) {
   return shuffle128(packU8x128(values, values), packU8x128(as<i16v>(low), as<i16v>(high)));
 }
 
-// ---- Groups --------------------------------------------------------------------------------------------------------
+// ---- Groups ---------------------------------------------------------------------------------------------------------
 // A format loads a group's endpoints and index words, one block a lane (the even blocks in the lower half of a vector
 // of 32 bytes, the odd ones in the upper), makes palettes, and adds alphas to rows.
 

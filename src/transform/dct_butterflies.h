@@ -35,7 +35,7 @@ ZEL_INLINE Turned turned3(i16x8 x, i16x8 y) {
   return {addSat(timesTan3(y), x), second};
 }
 
-// ---- Inverse: from the rows R0 to R7 of the row pass ---------------------------------------------------------------
+// ---- Inverse: from the rows R0 to R7 of the row pass ----------------------------------------------------------------
 
 // What a part gives to samples 0 to 3.
 struct Part {
@@ -92,7 +92,7 @@ ZEL_INLINE BlockRows samplesOf(const Part& even, const Part& odd) {
   return b;
 }
 
-// ---- Forward -------------------------------------------------------------------------------------------------------
+// ---- Forward --------------------------------------------------------------------------------------------------------
 
 // Samples come in without fraction bits, and the frequencies F0 to F7 leave with 3. A high half of a product is rounded
 // down; where the result has its lowest bit set (one_corr), that bias is halved.

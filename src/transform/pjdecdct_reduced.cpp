@@ -15,7 +15,7 @@ ZEL_INLINE i16v dequantised(const int16_t* src, const uint16_t* table, int i, co
   return shuffleBytes(load<i16v>(src + i * i16v::N) * load<i16v>(table + i * i16v::N), order);
 }
 
-// ---- 4x4 -----------------------------------------------------------------------------------------------------------
+// ---- 4x4 ------------------------------------------------------------------------------------------------------------
 
 // Twice those of the full size, as the shift is by 12 here and was by 11. Row 0's adds 16 to each of its sums, which
 // the column pass doubles to 32 (half of what the shift by 6 takes away), and a quarter.
@@ -119,7 +119,7 @@ ZEL_INLINE void dct_quant_inv8x8To4x4_ls(const int16_t* src, uint8_t* dst, int d
   for (int row = 0; row < 4; ++row) storeRow4(dst, dstStep, row, out.v[row]);
 }
 
-// ---- 2x2 -----------------------------------------------------------------------------------------------------------
+// ---- 2x2 ------------------------------------------------------------------------------------------------------------
 
 // As above; the column pass takes row 0 four times and shifts by 7, and three eighths are added.
 constexpr int32_t kRounders2[8] = {(16 << 12) + 1536, 2 * kRounders[1], 0, 2 * kRounders[3], 0, 2 * kRounders[5], 0,

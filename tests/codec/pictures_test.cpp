@@ -1,9 +1,10 @@
 // The other file formats, and the metrics.
+#include <algorithm>
 #include <cmath>
 
 #include "files.h"
-#include "png/png_file.h"
 #include "netpbm/netpbm.h"
+#include "png/png_file.h"
 
 using namespace zelcodecs;
 using zeltest::Bytes;
@@ -13,18 +14,19 @@ using zeltest::picture;
 namespace {
 
 TEST(Pictures, RoundTripsAndTruncations) {
-  for (const ColourModel model : {ColourModel::grey, ColourModel::rgb, ColourModel::rgba, ColourModel::cmyk})
+  for (const ColourModel model :
+       {ColourModel::grey, ColourModel::greyAlpha, ColourModel::rgb, ColourModel::rgba, ColourModel::cmyk})
     for (const int bits : {1, 8, 12, 16}) {
       const Image image = picture(13, 7, model, bits);
-      const Bytes pnm = writePnm(image);
-      expectEqual(readPnm(pnm.data(), pnm.size()), image);
-      for (size_t n = 0; n < pnm.size(); ++n) EXPECT_THROW(readPnm(pnm.data(), n), Error) << n;
+      const Bytes pnm = encodeNetpbm(image);
+      expectEqual(decodeNetpbm(pnm.data(), pnm.size()), image);
+      for (size_t n = 0; n < pnm.size(); ++n) EXPECT_THROW(decodeNetpbm(pnm.data(), n), Error) << n;
       if (model == ColourModel::cmyk) {
-        EXPECT_THROW(writePng(image), Error);
+        EXPECT_THROW(encodePng(image), Error);
       } else if (bits == 8 || bits == 16) {
-        const Bytes png = writePng(image);
-        expectEqual(readPng(png.data(), png.size()), image);
-        for (size_t n = 0; n < png.size(); ++n) EXPECT_THROW(readPng(png.data(), n), Error) << n;
+        const Bytes png = encodePng(image);
+        expectEqual(decodePng(png.data(), png.size()), image);
+        for (size_t n = 0; n < png.size(); ++n) EXPECT_THROW(decodePng(png.data(), n), Error) << n;
       }
     }
 }
@@ -42,15 +44,35 @@ TEST(Pictures, OpacityStays) {
 }
 
 TEST(Pictures, PlainNetpbmAndOddMaxima) {
-  const auto read = [](const std::string& s) { return readPnm(reinterpret_cast<const uint8_t*>(s.data()), s.size()); };
+  const auto read = [](const std::string& s) {
+    return decodeNetpbm(reinterpret_cast<const uint8_t*>(s.data()), s.size());
+  };
   const Image image = read("P2 # comment\n 3 1\n100\n0 50\t100");
   ASSERT_EQ(image.bitDepth(), 7);  // 100 is scaled to 127
   EXPECT_EQ(Bytes(image.row(0), image.row(1)), (Bytes{0, 64, 127}));
   EXPECT_EQ(read("P3 1 1 65535 1 2 65535").row16(0)[2], 65535);
+  const Image bits[] = {read("P1 10 1 1101 # comment\n0 0 0 0 11"), read("P4 10 1 \xD0\xFF")};
+  for (const Image& b : bits) EXPECT_EQ(Bytes(b.row(0), b.row(0) + 4), (Bytes{0, 0, 1, 0}));
   for (const char* bad :
-       {"P2 3 1 100 0 50 101", "P2 3 1 100 0 50", "P2 0 1 9 1", "P2 1 1 0 0", "P4 1 1 1", "P5 99999 99999 255 a",
-        "P7 WIDTH 1 HEIGHT 1 DEPTH 2 MAXVAL 255 ENDHDR\nab", "P2 1 1 999999999999 1"})
+       {"P2 3 1 100 0 50 101", "P2 3 1 100 0 50", "P2 0 1 9 1", "P2 1 1 0 0", "P1 2 1 1", "P5 99999 99999 255 a",
+        "P7 WIDTH 1 HEIGHT 1 DEPTH 5 MAXVAL 255 ENDHDR\nabcde", "P2 1 1 999999999999 1"})
     EXPECT_THROW(read(bad), Error) << bad;
+}
+
+TEST(Pictures, WhatACutFileLacksIsBlack) {
+  const Image image = picture(40, 30, ColourModel::rgb);
+  std::vector<std::string> warnings;
+  DecodeOptions options;
+  options.keepGoing = true;
+  options.warnings = &warnings;
+  const Bytes pnm = encodeNetpbm(image), png = encodePng(image);
+  const Image half[] = {decodeNetpbm(pnm.data(), pnm.size() / 2, options),
+                        decodePng(png.data(), png.size() / 2, options)};
+  EXPECT_EQ(warnings.size(), 2u);
+  for (const Image& h : half) {
+    EXPECT_TRUE(std::equal(h.row(0), h.row(1), image.row(0)));
+    EXPECT_TRUE(std::all_of(h.row(29), h.row(29) + h.rowBytes(), [](uint8_t v) { return v == 0; }));
+  }
 }
 
 TEST(Pictures, Metrics) {

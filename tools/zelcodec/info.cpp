@@ -1,145 +1,235 @@
-#include "info.h"
-
+// info: what a file says about itself. One description serves both outputs: JSON, and lines for people.
 #include <cstdio>
-#include <string>
+#include <nlohmann/json.hpp>
 
-#include "dds/dds.h"
-#include "files.h"
-#include "jpeg/jpeg.h"
-#include "jpeg2000/jpeg2000.h"
-#include "names.h"
-#include "tiff/tiff.h"
+#include "commands.h"
+#include "common/error.h"
 
 namespace zelcodec {
-namespace {
 
 using namespace zelcodecs;
-using Bytes = std::vector<uint8_t>;
+using Json = nlohmann::ordered_json;
 
-std::string quoted(const std::string& s) {
-  std::string out = "\"";
-  for (char c : s) {
-    const unsigned char u = static_cast<unsigned char>(c);
-    if (c == '"' || c == '\\') {
-      out += {'\\', c};
-    } else if (u < 0x20 || u >= 0x7F) {
-      char hex[8];
-      std::snprintf(hex, sizeof hex, "\\u%04x", u);
-      out += hex;
+namespace {
+
+template <class Value>
+std::string nameIn(const std::map<std::string, Value>& names, Value value) {
+  for (const auto& [name, v] : names)
+    if (v == value) return name;
+  return "unknown";
+}
+
+Json aboutJpeg(ByteView b) {
+  const JpegInfo j = readJpegInfo(b.data, b.size);
+  Json out = {
+      {"process", j.process}, {"width", j.width}, {"height", j.height}, {"bits", j.precision}, {"colour", j.colour}};
+  out["components"] = Json::array();
+  for (const JpegInfo::Component& c : j.components)
+    out["components"].push_back({{"id", c.id}, {"h", c.h}, {"v", c.v}, {"quantTable", c.quantTable}});
+  out["scans"] = Json::array();
+  for (const JpegInfo::Scan& s : j.scans)
+    out["scans"].push_back({{"components", s.components.size()},
+                            {"ss", s.ss},
+                            {"se", s.se},
+                            {"ah", s.ah},
+                            {"al", s.al},
+                            {"offset", s.offset},
+                            {"bytes", s.bytes}});
+  out["restartInterval"] = j.restartInterval;
+  out["jfif"] = j.jfif;
+  out["adobe"] = j.adobe;
+  out["complete"] = j.complete;
+  out["trailingBytes"] = j.trailingBytes;
+  return out;
+}
+
+Json aboutJpeg2000(ByteView b) {
+  const Jpeg2000Info j = readJpeg2000Info(b.data, b.size);
+  Json out = {{"jp2", j.jp2}, {"width", j.width}, {"height", j.height}};
+  out["components"] = Json::array();
+  for (const Jpeg2000Info::Component& c : j.components)
+    out["components"].push_back({{"bits", c.precision}, {"signed", c.isSigned}, {"dx", c.dx}, {"dy", c.dy}});
+  out["reversible"] = j.reversible;
+  out["colourTransform"] = j.colourTransform;
+  out["levels"] = j.levels;
+  out["layers"] = j.layers;
+  out["codeBlock"] = {j.codeBlockWidth, j.codeBlockHeight};
+  out["tiles"] = {j.tilesAcross, j.tilesDown};
+  out["progression"] = nameIn(kProgressions, j.progression);
+  out["styles"] = Json::array();
+  for (const auto& [name, bit] : kStyles)
+    if (j.style & bit) out["styles"].push_back(name);
+  return out;
+}
+
+Json aboutDds(ByteView b) {
+  const DdsInfo d = readDdsInfo(b.data, b.size);
+  Json out = {{"texture", d.format},  {"width", d.width},       {"height", d.height},
+              {"cubeMap", d.cubeMap}, {"pictures", d.pictures}, {"levels", Json::array()}};
+  for (const DdsInfo::Level& l : d.levels)
+    out["levels"].push_back({{"width", l.width}, {"height", l.height}, {"offset", l.offset}, {"bytes", l.bytes}});
+  return out;
+}
+
+Json aboutTiff(ByteView b) {
+  const TiffInfo t = readTiffInfo(b.data, b.size);
+  Json out = {{"byteOrder", t.bigEndian ? "big" : "little"}, {"bigTiff", t.big}, {"pages", Json::array()}};
+  for (const TiffPage& p : t.pages) {
+    Json page = {{"width", p.width},
+                 {"height", p.height},
+                 {"samples", p.samplesPerPixel},
+                 {"bits", p.bitsPerSample},
+                 {"compression", p.compressionName},
+                 {"predictor", p.predictor},
+                 {"photometric", p.photometric}};
+    if (p.tiled)
+      page["tiles"] = {p.tileWidth, p.tileHeight};
+    else
+      page["strips"] = p.strips;
+    out["pages"].push_back(std::move(page));
+  }
+  return out;
+}
+
+const char* nameOf(ColourModel model) {
+  switch (model) {
+    case ColourModel::grey:
+      return "grey";
+    case ColourModel::greyAlpha:
+      return "grey with opacity";
+    case ColourModel::rgb:
+      return "RGB";
+    case ColourModel::rgba:
+      return "RGB with opacity";
+    case ColourModel::cmyk:
+      break;
+  }
+  return "CMYK";
+}
+
+// Text of any bytes as UTF-8: those that are none are taken as Latin-1.
+std::string asUtf8(const std::string& text) {
+  try {
+    Json(text).dump();
+    return text;
+  } catch (const Json::type_error&) {
+  }
+  std::string out;
+  for (const char c : text) {
+    const unsigned u = static_cast<unsigned char>(c);
+    if (u < 0x80) {
+      out += c;
+    } else {
+      out += char(0xC0 | u >> 6);
+      out += char(0x80 | (u & 0x3F));
+    }
+  }
+  return out;
+}
+
+Json aboutMetadata(const Metadata& m) {
+  Json out = Json::object();
+  if (!m.icc.empty()) out["iccProfileBytes"] = m.icc.size();
+  if (!m.exif.empty()) out["exifBytes"] = m.exif.size();
+  if (!m.xmp.empty()) out["xmpBytes"] = m.xmp.size();
+  if (m.orientation != 1) out["orientation"] = m.orientation;
+  if (m.pixelsPerMetreX > 0)
+    out["dotsPerInch"] = {m.pixelsPerMetreX / kInchesPerMetre, m.pixelsPerMetreY / kInchesPerMetre};
+  if (!m.comments.empty()) {
+    out["comments"] = Json::array();
+    for (const std::string& c : m.comments) out["comments"].push_back(asUtf8(c));
+  }
+  return out;
+}
+
+Json about(const std::string& path, const CommonOptions& common) {
+  const std::unique_ptr<Source> source = fileSource(path);
+  const Format format = formatOf(source->peek(kBytesForFormat));
+  Json out = {{"file", asUtf8(path)}, {"format", zelcodecs::nameOf(format)}};
+  if (format == Format::jpeg) out.update(aboutJpeg(source->all()));
+  if (format == Format::jpeg2000) out.update(aboutJpeg2000(source->all()));
+  if (format == Format::dds) out.update(aboutDds(source->all()));
+  if (format == Format::tiff) out.update(aboutTiff(source->all()));
+  // What decoding gives, where the file can be decoded.
+  try {
+    AnyDecodeOptions d;
+    common.apply(&d.common);
+    d.common.keepGoing = true;
+    const std::unique_ptr<Decoder> decoder = openAny(*source, format, d);
+    const PictureFormat& f = decoder->format();
+    out["picture"] = {{"width", f.width}, {"height", f.height}, {"colours", nameOf(f.model)}, {"bits", f.bitDepth}};
+    out.update(aboutMetadata(decoder->metadata()));
+  } catch (const Error& e) {
+    out["notDecodable"] = e.what();
+  }
+  return out;
+}
+
+// ---- Lines for people -----------------------------------------------------------------------------------------------
+
+// "restartInterval" as "restart interval".
+std::string spoken(const std::string& key) {
+  std::string out;
+  for (const char c : key) {
+    if (c >= 'A' && c <= 'Z') {
+      out += ' ';
+      out += char(c - 'A' + 'a');
     } else {
       out += c;
     }
   }
-  return out + "\"";
+  return out;
 }
 
-void aboutJpeg2000(const Bytes& bytes, bool json) {
-  const Jpeg2000Info j = readJpeg2000Info(bytes.data(), bytes.size());
-  std::string styles, order;
-  for (const auto& [name, bit] : kStyles)
-    if (j.style & bit) styles += (styles.empty() ? "" : " ") + name;
-  for (const auto& [name, value] : kProgressions)
-    if (j.progression == value) order = name;
-  const char* const format =
-      json ? "{\"format\": \"JPEG 2000\", \"jp2\": %s, \"width\": %d, \"height\": %d, \"components\": %zu, "
-             "\"bits\": %d, \"reversible\": %s, \"colourTransform\": %s, \"levels\": %d, \"layers\": %d, "
-             "\"codeBlock\": [%d, %d], \"tiles\": [%d, %d], \"progression\": \"%s\", \"styles\": \"%s\"}\n"
-           : "JPEG 2000, JP2 boxes: %s\n%d x %d pixels, %zu components of %d bits\nreversible: %s, colour transform: "
-             "%s\n%d levels, %d layers, code blocks of %d x %d, %d x %d tiles\nprogression %s, code-block styles: %s\n";
-  const auto flag = [&](bool b) { return json ? b ? "true" : "false" : b ? "yes" : "no"; };
-  std::printf(format, flag(j.jp2), j.width, j.height, j.components.size(), j.components[0].precision,
-              flag(j.reversible), flag(j.colourTransform), j.levels, j.layers, j.codeBlockWidth, j.codeBlockHeight,
-              j.tilesAcross, j.tilesDown, order.c_str(), styles.c_str());
-}
-
-void aboutJpeg(const Bytes& bytes, bool json) {
-  const JpegInfo j = readJpegInfo(bytes.data(), bytes.size());
-  const char* const pieces = json ? ", " : "\n";
-  const auto flag = [&](bool b) { return json ? b ? "true" : "false" : b ? "yes" : "no"; };
-  if (json)
-    std::printf("{\"format\": \"JPEG\", \"process\": %s, \"width\": %d, \"height\": %d, \"bits\": %d, \"colour\": %s, ",
-                quoted(j.process).c_str(), j.width, j.height, j.precision, quoted(j.colour).c_str());
-  else
-    std::printf("JPEG, %s\n%d x %d pixels, %zu components of %d bits, %s\n", j.process.c_str(), j.width, j.height,
-                j.components.size(), j.precision, j.colour.c_str());
-  std::printf(json ? "\"components\": [" : "");
-  for (size_t i = 0; i < j.components.size(); ++i) {
-    const JpegInfo::Component& c = j.components[i];
-    std::printf(json ? "%s{\"id\": %d, \"h\": %d, \"v\": %d, \"quantTable\": %d}"
-                     : "%scomponent %d: sampling %dx%d, quantisation table %d\n",
-                json && i ? ", " : "", c.id, c.h, c.v, c.quantTable);
+std::string plain(const Json& v) {
+  if (v.is_string()) return v.get<std::string>();
+  if (v.is_boolean()) return v.get<bool>() ? "yes" : "no";
+  if (v.is_number_float()) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.6g", v.get<double>());
+    return text;
   }
-  std::printf(json ? "], \"scans\": [" : "");
-  for (size_t i = 0; i < j.scans.size(); ++i) {
-    const JpegInfo::Scan& s = j.scans[i];
-    std::printf(
-        json
-            ? "%s{\"components\": %zu, \"ss\": %d, \"se\": %d, \"ah\": %d, \"al\": %d, \"offset\": %zu, \"bytes\": %zu}"
-            : "%sscan of %zu components, coefficients %d to %d, bits %d:%d, at byte %zu, %zu bytes\n",
-        json && i ? ", " : "", s.components.size(), s.ss, s.se, s.ah, s.al, s.offset, s.bytes);
+  std::string out;
+  if (v.is_object()) {
+    for (const auto& [key, value] : v.items()) out += (out.empty() ? "" : ", ") + spoken(key) + " " + plain(value);
+  } else if (v.is_array()) {
+    for (const Json& value : v) out += (out.empty() ? "" : " ") + plain(value);
+  } else {
+    out = v.dump();
   }
-  std::printf(json ? "], " : "");
-  for (const std::string& c : j.comments) std::printf(json ? "\"comment\": %s, " : "comment: %s\n", quoted(c).c_str());
-  std::printf(json ? "\"restartInterval\": %d%s" : "restart interval %d%s", j.restartInterval, pieces);
-  std::printf(json ? "\"jfif\": %s%s\"adobe\": %s%s" : "JFIF marker: %s%sAdobe marker: %s%s", flag(j.jfif), pieces,
-              flag(j.adobe), pieces);
-  std::printf(json ? "\"complete\": %s, \"trailingBytes\": %zu}\n" : "complete: %s, %zu bytes after the image\n",
-              flag(j.complete), j.trailingBytes);
+  return out;
 }
 
-void aboutDds(const Bytes& bytes, bool json) {
-  const DdsInfo d = readDdsInfo(bytes.data(), bytes.size());
-  if (json)
-    std::printf(
-        "{\"format\": \"DDS\", \"texture\": \"%s\", \"width\": %d, \"height\": %d, \"cubeMap\": %s, "
-        "\"pictures\": %u, \"levels\": [",
-        d.format.c_str(), d.width, d.height, d.cubeMap ? "true" : "false", d.pictures);
-  else
-    std::printf("DDS, %s\n%d x %d pixels%s, %u pictures\n", d.format.c_str(), d.width, d.height,
-                d.cubeMap ? ", cube map" : "", d.pictures);
-  for (size_t i = 0; i < d.levels.size(); ++i) {
-    const DdsInfo::Level& l = d.levels[i];
-    std::printf(json ? "%s{\"width\": %d, \"height\": %d, \"offset\": %zu, \"bytes\": %zu}"
-                     : "%slevel of %d x %d pixels at byte %zu, %zu bytes\n",
-                json && i ? ", " : "", l.width, l.height, l.offset, l.bytes);
+void printLines(const Json& description) {
+  for (const auto& [key, value] : description.items()) {
+    if (key == "file") {
+      std::printf("%s\n", plain(value).c_str());
+    } else if (value.is_array() && !value.empty() && value[0].is_object()) {
+      std::printf("  %s:\n", spoken(key).c_str());
+      for (const Json& entry : value) std::printf("    %s\n", plain(entry).c_str());
+    } else {
+      std::printf("  %s: %s\n", spoken(key).c_str(), plain(value).c_str());
+    }
   }
-  std::printf(json ? "]}\n" : "");
-}
-
-void aboutTiff(const Bytes& bytes, bool json) {
-  const TiffInfo t = readTiffInfo(bytes.data(), bytes.size());
-  const char* const order = t.bigEndian ? "big" : "little";
-  if (json)
-    std::printf("{\"format\": \"TIFF\", \"byteOrder\": \"%s\", \"pages\": [", order);
-  else
-    std::printf("TIFF, %s-endian, %zu pages\n", order, t.pages.size());
-  for (size_t i = 0; i < t.pages.size(); ++i) {
-    const TiffPage& p = t.pages[i];
-    std::printf(json ? "%s{\"width\": %u, \"height\": %u, \"samples\": %d, \"bits\": %d, \"compression\": %d, "
-                       "\"photometric\": %d, \"strips\": %u}"
-                     : "%s%u x %u pixels, %d samples of %d bits, compression %d, photometric interpretation %d, %u "
-                       "strips\n",
-                json && i ? ", " : "", p.width, p.height, p.samplesPerPixel, p.bitsPerSample, p.compression,
-                p.photometric, p.strips);
-  }
-  std::printf(json ? "]}\n" : "");
-}
-
-void aboutPicture(const Bytes& bytes, bool json) {
-  const Image image = readPicture(bytes);
-  const char* const format = json ? "{\"width\": %d, \"height\": %d, \"channels\": %d, \"bits\": %d}\n"
-                                  : "%d x %d pixels, %d channels of %d bits\n";
-  std::printf(format, image.width(), image.height(), image.channels(), image.bitDepth());
 }
 
 }  // namespace
 
-void printInfo(const Bytes& bytes, bool json) {
-  if (isJpeg2000(bytes.data(), bytes.size())) return aboutJpeg2000(bytes, json);
-  if (isJpeg(bytes)) return aboutJpeg(bytes, json);
-  if (isDds(bytes.data(), bytes.size())) return aboutDds(bytes, json);
-  if (isTiff(bytes.data(), bytes.size())) return aboutTiff(bytes, json);
-  aboutPicture(bytes, json);
+int runInfo(const InfoCommand& c, const CommonOptions& common) {
+  int code = kOk;
+  for (const std::string& file : c.files) {
+    try {
+      const Json description = about(file, common);
+      if (c.json)
+        std::printf("%s\n", description.dump().c_str());
+      else
+        printLines(description);
+    } catch (...) {
+      const int now = report(file, std::current_exception(), false);
+      if (code == kOk) code = now;
+    }
+  }
+  return code;
 }
 
 }  // namespace zelcodec
