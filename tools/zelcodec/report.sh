@@ -12,7 +12,7 @@ gain=8
 # The part of each picture that is shown pixel for pixel: x y width height.
 declare -A crop=([dandelion]="860 180 400 300" [canyon]="900 640 400 300" [coffee]="120 60 400 300")
 
-json() { sed -n "s/.*\"$2\": \([0-9.a-z]*\).*/\1/p" <<<"$1"; }
+json() { sed -n "s/.*\"$2\":\([0-9.a-z]*\).*/\1/p" <<<"$1"; }
 kb() { awk -v n="$1" 'BEGIN {printf "%.1f", n / 1024}'; }
 figure() {  # FILE CAPTION
   printf '<figure><img src="%s" alt="%s"><figcaption>%s</figcaption></figure>\n' "$1" "$2" "$2"
