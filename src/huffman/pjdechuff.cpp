@@ -26,6 +26,8 @@ ZEL_INLINE ZelStatus decodeBlock(BitReader<kPath>& reader, int16_t* dst, int16_t
   if (const ZelStatus s = reader.value(symbol & 15, &value)) return s;
   *lastDC = dst[0] = int16_t(*lastDC + value);
 
+  // k is the zigzag index that the next run starts from. A symbol without a size is a run of sixteen zeros (0xF0) or,
+  // whatever its run is, the end of the block.
   uint64_t k = 1;
   while (k < 64) {
     if (const ZelStatus s = reader.symbol(ac, &symbol)) return s;
@@ -67,6 +69,7 @@ ZEL_INLINE bool decodeFast(const uint8_t* src, int length, int* pos, int16_t* ds
   return s;
 }
 
+// The fast path reads eight bytes at a time, so it starts only where no marker has been met and bytes enough are left.
 ZelStatus decodeBaseline(const uint8_t* src, int length, int* pos, int16_t* dst, int16_t* lastDC, int* marker,
                          const ZeliDecodeHuffmanSpec& dc, const ZeliDecodeHuffmanSpec& ac,
                          ZeliDecodeHuffmanState* state) {
@@ -79,6 +82,7 @@ ZelStatus decodeBaseline(const uint8_t* src, int length, int* pos, int16_t* dst,
 // Where bits are missing then, a code that was to come ends the block without an error, as after the last block.
 ZelStatus decodeDirect(const uint8_t* src, int* bitPos, int16_t* dst, int16_t* lastDC, int* marker, uint32_t* bits,
                        int* count, const ZeliDecodeHuffmanSpec& dc, const ZeliDecodeHuffmanSpec& ac) {
+  // The caller's count may exceed what the buffer can hold; so many bits are taken as there.
   using Reader = BitReader<Path::careful>;
   Reader reader(src, INT32_MAX, *bitPos >> 3, *bits, *count < kStateBits ? *count : kStateBits, *marker);
   int accounted;

@@ -1,4 +1,8 @@
 // Huffman decoding of lossless differences (ITU-T T.81, Annex H.2), one or a row at a time.
+//
+// A difference is a code for its category, the number of bits that follow, and these bits, as with DC coefficients. The
+// category 16 stands for 32768 alone, and no bits follow it (H.1.2.2); modulo 2^16 that is -32768. What the differences
+// are of, the prediction, is not known here.
 #include "frame/checks.h"
 #include "huffman/lossless.h"
 #include "huffman/source.h"
@@ -33,6 +37,7 @@ template <int kCount>
 ZelStatus decodeRow(const Source& in, int16_t* const* rows, int n, int64_t fastBytes,
                     const ZeliDecodeHuffmanSpec* const* tables) {
   const auto decode = [=](auto& reader) -> ZelStatus {
+    // Local copies: the compiler cannot know that a stored sample changes no pointer in the caller's arrays.
     int16_t* to[kCount];
     const ZeliDecodeHuffmanSpec* table[kCount];
 #pragma GCC unroll 4
@@ -50,6 +55,7 @@ ZelStatus decodeRow(const Source& in, int16_t* const* rows, int n, int64_t fastB
   return decodeFrom(in, fastBytes, decode, [] {});
 }
 
+// The number of components as a constant, so that the loop over them unrolls and readers keep the tables in registers.
 ZelStatus decodeRow(const Source& in, int16_t* const* rows, int n, int givenRows,
                     const ZeliDecodeHuffmanSpec* const* tables) {
   const int64_t fastBytes = fastRowBytes(n, givenRows);

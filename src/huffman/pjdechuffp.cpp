@@ -1,4 +1,12 @@
 // Progressive Huffman decoding (ITU-T T.81, Annex G.2). Each scan adds its bits to what earlier scans left in a block.
+//
+// A first scan of a band (successive approximation high = 0) stores coefficients shifted up by Al, the number of low
+// bits that later scans bring. A refinement brings one bit more of each: for coefficients that are significant already
+// a correction bit, for others a new coefficient of magnitude 1 (shifted by Al) where a run of zeros leads to it.
+//
+// The end-of-band run in the state counts the blocks that end without another coefficient, this one and those after it;
+// it outlives the call, as the bit buffer does. Every function tries the fast reader where the source has bytes enough,
+// and lets the careful one decide whatever is unusual; decodeFrom() holds that rule for all of them.
 #include "frame/checks.h"
 #include "huffman/band.h"
 #include "huffman/block.h"
@@ -13,6 +21,8 @@ namespace {
 
 constexpr auto kNothingToUndo = [] {};
 
+// Figure F.13 with the point transform: differences are coded of DC values that have lost their Al low bits, so the
+// predictor holds such a value too, and only the stored coefficient is shifted up.
 ZelStatus decodeDcFirst(const Source& in, int16_t* dst, int16_t* lastDC, int al, const ZeliDecodeHuffmanSpec& table) {
   const auto decode = [&](auto& reader) -> ZelStatus {
     uint32_t symbol;
@@ -62,6 +72,8 @@ ZelStatus decodeFirst(const Source& in, int16_t* dst, Band band, const ZeliDecod
     return zelStsNoErr;
   }
   const auto decode = [&](auto& reader) -> ZelStatus {
+    // A symbol is a run of zeros in its high half and the size of the coefficient behind them in its low half. Without
+    // a size, 15 is sixteen zeros and anything less the category of an end-of-band run.
     for (int k = band.ss; k <= band.se; ++k) {
       uint32_t symbol;
       if (const ZelStatus s = reader.symbol(table, &symbol)) return s;
@@ -148,6 +160,7 @@ ZEL_INLINE ZelStatus refineBlock(Reader& reader, int16_t* dst, Band band, const 
   while (*eobRun == 0 && left != 0) {
     uint32_t symbol, sign = 0;
     if (const ZelStatus s = reader.symbol(table, &symbol)) return s;
+    // A size here is 1, the new coefficient's, whose sign follows at once; 0 as in a first scan.
     const int run = int(symbol >> 4) & 15;
     const bool isNew = (symbol & 15) != 0;
     if (isNew) {
@@ -164,6 +177,7 @@ ZEL_INLINE ZelStatus refineBlock(Reader& reader, int16_t* dst, Band band, const 
     if (k == 64) return zelStsJPEGCodeRangeErr;  // the run leaves the band
     dst[kNatural.at[k]] = int16_t(sign ? 1 << band.al : -(1 << band.al));
   }
+  // A block that the end-of-band run covers has no new coefficients, but its significant ones are still corrected.
   if (*eobRun > 0) {
     if (const ZelStatus s = correct(reader, dst, band.al, left & significant)) return s;
     --*eobRun;

@@ -1,4 +1,8 @@
 // Huffman encoding of lossless differences (ITU-T T.81, Annex H.1.2.2), one or a row at a time.
+//
+// A difference is coded as its category, the number of its bits, and those bits. -32768, the only value of category 16,
+// has no further bits. The writer's pending bits stay in the state between calls; a flush fills the last byte with
+// ones.
 #include "frame/checks.h"
 #include "huffman/destination.h"
 #include "huffman/lossless.h"
@@ -9,6 +13,7 @@ namespace {
 // Room for one sample of each component. The writer may hold up to 63 bits of the samples before.
 constexpr int kMaxPixelBytes = roomFor(63 + kMaxComponents * (kMaxCodeLength + kMaxExtraBits));
 
+// The table's entry is that of the category, also where no bits follow it.
 template <class Writer>
 ZEL_INLINE ZelStatus codeDifference(Writer& writer, int difference, const ZeliEncodeHuffmanSpec& table) {
   ExtraBits extra = extraBits(difference);
@@ -32,8 +37,9 @@ ZEL_INLINE ZelStatus codeRow(Writer& writer, const int16_t* const* rows, int n,
   return zelStsNoErr;
 }
 
-// Fast while there is room for a whole sample of each component, then careful from there. A symbol without a code ends
-// the row on either path, and both then leave what was coded before it.
+// Fast while there is room for a whole sample of each component, then careful from there: near the end of the
+// destination the careful writer finds the byte that no longer fits. A symbol without a code ends the row on either
+// path, and both then leave what was coded before it.
 template <int kCount>
 ZelStatus encodeRow(const int16_t* const* rows, int n, const ZeliEncodeHuffmanSpec* const* tables,
                     const Destination& to) {
@@ -53,6 +59,7 @@ ZelStatus encodeRow(const int16_t* const* rows, int n, const ZeliEncodeHuffmanSp
   return s;
 }
 
+// The number of components as a constant, so that the loop over them unrolls.
 ZelStatus encodeRow(const int16_t* const* rows, int n, int components, const ZeliEncodeHuffmanSpec* const* tables,
                     const Destination& to) {
   switch (components) {
@@ -66,6 +73,7 @@ ZelStatus encodeRow(const int16_t* const* rows, int n, int components, const Zel
   return encodeRow<kMaxComponents>(rows, n, tables, to);
 }
 
+// A single difference is not worth the fast path's check for room.
 ZelStatus encodeOne(int difference, const ZeliEncodeHuffmanSpec& table, const Destination& to) {
   auto writer = writerTo<Path::careful>(to);
   const ZelStatus s = codeDifference(writer, difference, table);

@@ -1,4 +1,9 @@
 // Progressive Huffman encoding (ITU-T T.81, Annex G.1.2), and the statistics that mirror it.
+//
+// An AC scan holds two things back from block to block, both in the state: the end-of-band run, the number of blocks so
+// far that ended without another coefficient, and the correction bits of these blocks, which follow the code of the
+// run. They are written when a block has something to code, when the run or the buffer is full, and at the flush. The
+// walk over a block is written once (progressive.h) and goes to a sink: one writes codes, the other counts symbols.
 #include "frame/checks.h"
 #include "huffman/destination.h"
 #include "huffman/progressive.h"
@@ -25,6 +30,7 @@ int dcDifference(const int16_t* src, int al, int16_t* lastDC) {
 ZelStatus encodeDcFirst(const int16_t* src, int16_t* lastDC, int al, const ZeliEncodeHuffmanSpec& table,
                         const Destination& to) {
   const ExtraBits extra = extraBits(dcDifference(src, al, lastDC));
+  // Samples of 8 bits give categories of at most 11 (Table F.1). The predictor has changed all the same.
   if (extra.size > kMaxDcCategory) return zelStsJPEGCodeRangeErr;
   if (to.room() >= kMaxDcBytes) {
     auto writer = writerTo<Path::fast>(to);
@@ -89,6 +95,8 @@ ZEL_INLINE ZelStatus encodeBandOn(const int16_t* src, Band band, const ZeliEncod
   return s;
 }
 
+// The fast path asks for room for the worst block; what it refuses (a symbol without a code) the careful path does
+// again.
 template <bool kRefines>
 ZelStatus encodeBand(const int16_t* src, Band band, const ZeliEncodeHuffmanSpec& table, const Destination& to) {
   if (to.room() >= kMaxBandBytes && encodeBandOn<Path::fast, kRefines>(src, band, table, to) == zelStsNoErr)
@@ -114,6 +122,7 @@ ZelStatus flushBand(const ZeliEncodeHuffmanSpec& table, const Destination& to) {
   return run;
 }
 
+// The same walk, counting what encodeBand() would code, with a state of its own kind of call.
 template <bool kRefines>
 ZelStatus countBand(const int16_t* src, int32_t* counts, Band band, ZeliEncodeHuffmanState* state) {
   Pending p = pendingOf(*state);
@@ -123,6 +132,7 @@ ZelStatus countBand(const int16_t* src, int32_t* counts, Band band, ZeliEncodeHu
   return s;
 }
 
+// Counts the symbol of a pending run and starts anew.
 ZelStatus flushCounts(int32_t* counts, ZeliEncodeHuffmanState* state) {
   Pending p = pendingOf(*state);
   CountSink sink = {counts};
@@ -131,6 +141,7 @@ ZelStatus flushCounts(int32_t* counts, ZeliEncodeHuffmanState* state) {
   return s;
 }
 
+// What both exported encoders of AC scans check, in the documented order: a flush needs neither block nor band.
 template <bool kRefines>
 ZelStatus encodeAc(const int16_t* pSrc, const Destination& to, Band band, const ZeliEncodeHuffmanSpec* pAcTable,
                    int bFlush) {

@@ -1,5 +1,9 @@
-// The tier-1 encoder of code blocks (ITU-T T.800, Annex D): its state, and what callers ask of it. What it does is in
-// pj2encoder_model.cpp and pj2encoder_emit.cpp.
+// The tier-1 encoder of code blocks (ITU-T T.800, Annex D): its state, and what callers ask of it.
+//
+// Loading a block does the modelling at once (pj2encoder_model.cpp): all coding passes run, their decisions go into
+// logs, and each pass gets the rate that it will have and the distortion that it takes away. The bytes are made later,
+// as far as the caller has room for them (pj2encoder_emit.cpp): the emitter replays the logs through the MQ coder or
+// the raw one. So rates and distortions can be asked for before, between and after the calls that store bytes.
 #include "frame/checks.h"
 #include "jpeg2000/encoder_state.h"
 #include "jpeg2000/memory.h"
@@ -7,6 +11,7 @@
 namespace ZEL_VARIANT {
 namespace {
 
+// A state begins with a tag that no other record has, so that a pointer to something else is found out.
 ZelStatus tagOk(const ZeliEncodeState_JPEG2K* state) {
   return encoderOf(state)->tag == kEncoderTag ? zelStsNoErr : zelStsContextMatchErr;
 }
@@ -74,6 +79,7 @@ int segmentBytes(const Coder& c, int segment) {
   return bytes;
 }
 
+// Exact for the exponents that occur, of either sign.
 double powerOfTwo(int n) { return n >= 0 ? double(uint64_t(1) << n) : 1.0 / double(uint64_t(1) << -n); }
 
 // Sums of passes are in fixed point, to the unit of their plane; see encoder_planes.h.
