@@ -3,11 +3,10 @@
 
 #include <memory>
 
+#include "common/team.h"
 #include "jpeg/format.h"
 
 namespace zelcodecs::jpeg {
-
-using Block = int16_t[64];
 
 // The steps of a quality, and what the forward transform divides by.
 struct QuantTables {
@@ -20,17 +19,21 @@ struct Layout {
   std::vector<Component> components;
   int adobeTransform = -1;  // -1 for a file with a JFIF marker instead
 };
-Layout layoutFor(const Image& image, const JpegEncodeOptions& options);
+Layout layoutFor(ColourModel model, const JpegEncodeOptions& options);
 
-class BlockSource {
+// Takes bands of the picture, of whole rows of MCUs but for the last one.
+class BlockMaker {
  public:
-  virtual ~BlockSource() = default;
-  // The blocks of an MCU of all components, in the order in which a scan codes them. Threads may call it at once.
-  virtual void mcu(int x, int y, Block* blocks) const = 0;
+  virtual ~BlockMaker() = default;
+  // The rows stay the caller's, and where they are, until the band's blocks are made.
+  virtual void begin(ConstRows band, Team* team) = 0;
+  // The blocks of MCU x in row y of the band, of all components in the order in which a scan codes them. Threads may
+  // call it at once.
+  virtual void mcu(int x, int y, int16_t* const* blocks) const = 0;
 };
 
-// quant: the tables 0 and 1. The picture is only referred to.
-std::unique_ptr<BlockSource> blockSource(const Image& image, const Frame& frame, const QuantTables* quant,
-                                         const JpegEncodeOptions& options, int threads);
+// quant: the tables 0 and 1, which must stay. bandRows: rows of MCUs.
+std::unique_ptr<BlockMaker> blockMaker(const PictureFormat& format, const Frame& frame, const QuantTables* quant,
+                                       const JpegEncodeOptions& options, int bandRows);
 
 }  // namespace zelcodecs::jpeg

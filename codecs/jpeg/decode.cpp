@@ -1,11 +1,22 @@
-// Decoding: chooses the way from scans to pixels.
+// Decoding band by band.
+//
+// A step brings a group of MCU rows further: their blocks are decoded, transformed into planes, and the planes become
+// rows of the picture. Interpolation looks at the rows of the next group, so pictures are a step behind the planes.
+// Where threads share the work, entropy decoding, which goes in order, is a step ahead of the transforms:
+//
+//   step       one thread                    several threads
+//   n          blocks and transforms of n    blocks of n, beside the transforms of n - 1
+//   n          pictures of n - 1             and beside the pictures of n - 2
+//
+// Files with restart markers that groups can end at go the left way with several threads as well, their intervals side
+// by side. What comes in several scans is stored first: blocks of DCT processes, whole planes of lossless ones.
 #include <algorithm>
-#include <array>
-#include <cstring>
+#include <numeric>
+#include <utility>
 
 #include "jpeg/lossless.h"
-#include "jpeg/pixels.h"
-#include "common/parallel.h"
+#include "jpeg/planes.h"
+#include "jpeg/scans.h"
 
 namespace zelcodecs {
 
@@ -13,287 +24,279 @@ using namespace jpeg;
 
 namespace {
 
-// Data units take bits, so a file cannot hold more of them than it has: two bits a block in a sequential file, one in a
-// progressive one, one a sample in a lossless one. A damaged file may lack most of its data; then pictures are allowed
-// that are harmless anyhow.
-void requirePlausibleSize(const Reader& reader, bool keepGoing) {
-  const Frame& f = reader.frame();
-  uint64_t units = 0;
-  for (const Component& c : f.components) units += uint64_t(c.blocksWide) * uint64_t(c.blocksHigh);
-  const uint64_t perByte = f.process == kSOF0 || f.process == kSOF1 ? 4 : 8;
-  const uint64_t harmless = (uint64_t{1} << 18) * (f.process == kSOF3 ? 64 : 1);
-  if (units / perByte > reader.size() && !(keepGoing && units <= harmless))
-    throw Error(ErrorKind::limit, "the file is too short for its size in pixels,", f.offset);
+// Work below this many pixels is done before another thread has woken up.
+constexpr int64_t kPixelsForThreads = 1 << 16;
+
+PictureOptions pictureOptions(const Reader& reader, const JpegDecodeOptions& options) {
+  const int denominator = options.scaleDenominator;
+  if (denominator != 1 && denominator != 2 && denominator != 4 && denominator != 8)
+    throw Error(ErrorKind::argument, "a scale other than 1, 1/2, 1/4 and 1/8");
+  const Frame& frame = reader.frame();
+  if (frame.process == kSOF3 && denominator != 1)
+    throw Error(ErrorKind::unsupported, "lossless files are decoded at full size only; the frame header is",
+                frame.offset);
+  PictureOptions p;
+  p.coding = codingOf(reader);
+  if (!options.convertColour && p.coding == Coding::ycc) p.coding = Coding::rgb;
+  if (!options.convertColour && p.coding == Coding::ycck) p.coding = Coding::cmyk;
+  p.format = {ceilDiv(frame.width, denominator), ceilDiv(frame.height, denominator), modelOf(p.coding),
+              frame.precision};
+  p.scaleDenominator = denominator;
+  p.smooth = options.smooth;
+  p.inverted = options.convertColour && p.format.model == ColourModel::cmyk && reader.adobeTransform() >= 0;
+  return p;
 }
 
-// Follows which bits of which coefficients the scans have brought.
-class Progression {
+class JpegDecoder : public Decoder {
  public:
-  explicit Progression(const Frame& frame) : frame_(frame), known_(frame.components.size()) {
-    for (auto& k : known_) std::fill(k.begin(), k.end(), kNothing);
-  }
-
-  // Throws where the scan's parameters are not allowed (T.81 B.2.3, G.1.1.1.1), and where a sequential file codes
-  // something twice. A progressive file may; what comes of it is its own affair.
-  void add(const Scan& scan, Warnings* warnings) {
-    const size_t at = scan.begin - 3;
-    if (frame_.process == kSOF2) {
-      const bool band = scan.ss == 0 ? scan.se == 0 : scan.ss <= scan.se && scan.se < 64 && scan.count == 1;
-      if (!band) throw Error(ErrorKind::damaged, "a progressive scan of an impossible band", at);
-      if (scan.al > 13 || (scan.ah != 0 && scan.ah != scan.al + 1))
-        throw Error(ErrorKind::damaged, "a progressive scan of impossible bits", at);
-    } else if (frame_.process == kSOF3) {
-      if (scan.ss < 1 || scan.ss > 7) throw Error(ErrorKind::damaged, "a lossless scan with an unknown predictor", at);
-      if (scan.al >= frame_.precision)
-        throw Error(ErrorKind::damaged, "a lossless scan that drops all bits of the samples", at);
-    } else if (scan.ss != 0 || scan.se != 63 || scan.ah != 0 || scan.al != 0) {
-      throw Error(ErrorKind::damaged, "a sequential scan that does not code whole blocks", at);
-    }
-    const int first = frame_.process == kSOF2 ? scan.ss : 0, last = frame_.process == kSOF2 ? scan.se : 0;
-    for (int i = 0; i < scan.count; ++i) {
-      auto& known = known_[size_t(scan.parts[i].component)];
-      if (frame_.process != kSOF2 && known[0] != kNothing)
-        throw Error(ErrorKind::damaged, "a second scan of a component", scan.begin);
-      const bool odd = std::any_of(known.begin() + first, known.begin() + last + 1, [&](int8_t k) {
-        return frame_.process == kSOF2 && (k == kNothing ? scan.ah != 0 : scan.ah != k);
-      });
-      if (odd) warnings->add("a progressive scan that does not follow on those before", at);
-      std::fill(known.begin() + first, known.begin() + last + 1, int8_t(scan.al));
-    }
-  }
-
-  // The first component without a scan (of its DC coefficients), or -1.
-  int missing() const {
-    for (size_t c = 0; c < known_.size(); ++c)
-      if (known_[c][0] == kNothing) return int(c);
-    return -1;
-  }
+  JpegDecoder(Source& source, const JpegDecodeOptions& options);
 
  private:
-  static constexpr int8_t kNothing = -1;
-  const Frame& frame_;
-  std::vector<std::array<int8_t, 64>> known_;  // the lowest bit that is there
+  // Where a step finds what it transforms.
+  enum class Way {
+    straight,  // blocks are transformed as they are decoded, or a lossless scan makes samples of its own
+    grouped,   // in a ring of blocks
+    stored,    // in the blocks of the whole picture
+    planes     // nowhere: the whole planes are there
+  };
+
+  void decodeBand(Rows to) override { advance(to); }
+  void skipBand(int) override { advance({}); }
+
+  Way chooseWay() const;
+  int intervalRows() const;
+  int chooseGroupRows(Way way) const;
+  void begin();
+  void beginScan();
+  void beginBlocks();
+  void storeSamples();
+  void advance(Rows to);
+  void step(Rows to);
+  void transform(int piece, int group) const;
+  void convert(int piece, Rows to) const;
+  void endScan();
+  int piecesOfRow() const { return ceilDiv(mcus_.mcusWide(scans_.frame()), kPieceMcus); }
+
+  static constexpr int kPieceMcus = 64, kPieceRows = 8;
+  // What the blocks or samples of a group take: enough for a step to be worth several threads.
+  static constexpr uint64_t kGroupBytes = 384 << 10, kMostGroupBytes = 1 << 20;
+  static constexpr int kMostRows = 32;
+
+  const JpegDecodeOptions options_;
+  Source& source_;
+  Scans scans_;
+  const PictureOptions picture_;
+  const Scan mcus_;                 // of all components
+  const int mcuRows_, mcuColumns_;  // of the picture that an MCU makes
+  const int rows_;                  // of MCUs
+  Team team_;
+  const Way way_;
+  const int group_;                    // rows of MCUs in a band
+  int wantedFrom_ = 0, wantedTo_ = 0;  // rows of MCUs that are transformed
+  int step_ = 0;
+  int lag_ = 1;  // steps between the first that a group of rows takes part in and the one that makes its pictures
+
+  std::unique_ptr<Planes> planes_;
+  std::unique_ptr<Transforms> transforms_;
+  std::unique_ptr<ScanDecoder> scan_;  // none where all is stored, or nothing can be decoded
+  std::unique_ptr<BlockRing> ring_;
+  JpegCoefficients store_;
+  ConstBlocks blocks_;  // of ring_ or store_
 };
 
-// Walks the scans of a file. With keepGoing, whatever goes wrong after the first scan has been found ends the walk with
-// a warning.
-class Walk {
- public:
-  Walk(const uint8_t* data, size_t size, const JpegDecodeOptions& options)
-      : options_(options),
-        warnings_(options.warnings),
-        reader_(data, size, options.limits, options.keepGoing, &warnings_) {
-    if (!reader_.nextScan(&first_)) throw Error(ErrorKind::damaged, "an image without scans", reader_.position());
-    const Frame& f = reader_.frame();
-    if (f.process > kSOF3)
-      throw Error(ErrorKind::unsupported, processName(f.process) + " JPEG is not supported; the frame header is",
-                  f.offset);
-    requirePlausibleSize(reader_, options.keepGoing);
-  }
-
-  const Reader& reader() const { return reader_; }
-  const Scan& first() const { return first_; }
-  Warnings* warnings() { return &warnings_; }
-  int threads() const { return threadCount(options_.threads); }
-
-  // decoder(scan) makes the decoder of a scan.
-  template <class MakeDecoder>
-  void run(const MakeDecoder& decoder) {
-    Progression progression(reader_.frame());
-    try {
-      Scan scan = first_;
-      do {
-        progression.add(scan, &warnings_);
-        // How far the work is shows in the file's bytes.
-        const double from = double(scan.begin) / double(reader_.size());
-        const double to = options_.progress ? double(reader_.endOfScan(scan.begin)) / double(reader_.size()) : 1;
-        Progress progress;
-        if (options_.progress) progress = [&, from, to](double part) { options_.progress(from + (to - from) * part); };
-        reader_.resumeAt(decoder(scan)->run(threads(), progress));
-      } while (reader_.nextScan(&scan));
-      if (progression.missing() >= 0)
-        throw Error(ErrorKind::damaged,
-                    "the image ends without a scan of component " + std::to_string(progression.missing()),
-                    reader_.position());
-    } catch (const Error& e) {
-      if (!options_.keepGoing || e.kind() == ErrorKind::argument) throw;
-      warnings_.add(e);
-    }
-    if (options_.progress) options_.progress(1);
-  }
-
-  // Decodes every scan into stored blocks.
-  void runStored(JpegCoefficients* store) {
-    const Frame& frame = reader_.frame();
-    store->width = frame.width;
-    store->height = frame.height;
-    store->precision = frame.precision;
-    store->jfif = reader_.jfif();
-    store->adobeTransform = reader_.adobeTransform();
-    for (const Component& c : frame.components) {
-      store->components.emplace_back();
-      store->components.back().id = c.id;
-      store->components.back().h = c.h;
-      store->components.back().v = c.v;
-    }
-    store->allocate();
-    std::vector<bool> begun(frame.components.size());
-    run([&](const Scan& scan) {
-      // The quantisation table of a component is the one in force at its first scan.
-      for (int i = 0; i < scan.count; ++i) {
-        const size_t c = size_t(scan.parts[i].component);
-        if (!begun[c]) std::memcpy(store->components[c].quant, quant(scan.parts[i].component), sizeof(uint16_t[64]));
-        begun[c] = true;
-      }
-      return storedScan(reader_, scan, options_.keepGoing, &warnings_, store);
-    });
-  }
-
-  const uint16_t* quant(int component) const {
-    const QuantTable& t = reader_.quantTable(reader_.frame().components[size_t(component)].quantTable);
-    if (!t.present)
-      throw Error(ErrorKind::damaged, "a scan uses a quantisation table that is not there", reader_.position());
-    return t.inverse;
-  }
-
- private:
-  const JpegDecodeOptions& options_;
-  Warnings warnings_;
-  Reader reader_;
-  Scan first_;
-};
-
-// Delivers stored blocks MCU by MCU, as a scan of all components would.
-void replay(const JpegCoefficients& store, const Frame& frame, const McuSink& sink, int threads) {
-  Scan all;
-  all.count = int(frame.components.size());
-  for (int i = 0; i < all.count; ++i) all.parts[i].component = i;
-  const int wide = all.mcusWide(frame), high = all.mcusHigh(frame);
-#pragma omp parallel for num_threads(threads) schedule(dynamic)
-  for (int y = 0; y < high; ++y) {
-    const int16_t* blocks[kMaxBlocksPerFrameMcu];
-    for (int x = 0; x < wide; ++x) {
-      int b = 0;
-      for (const JpegCoefficients::Component& c : store.components) {
-        const int h = all.interleaved() ? c.h : 1, v = all.interleaved() ? c.v : 1;
-        for (int k = 0; k < h * v; ++k, ++b) {
-          const size_t at = size_t(y * v + k / h) * size_t(c.storedWide) + size_t(x * h + k % h);
-          blocks[b] = &c.values[64 * at];
-        }
-      }
-      sink.mcu(x, y, blocks);
-    }
-  }
+JpegDecoder::JpegDecoder(Source& source, const JpegDecodeOptions& options)
+    : options_(options),
+      source_(source),
+      scans_(source.all(), options),
+      picture_(pictureOptions(scans_.reader(), options)),
+      mcus_(scanOfAll(scans_.frame())),
+      mcuRows_(Planes::mcuRows(scans_.frame(), options.scaleDenominator)),
+      mcuColumns_((mcus_.interleaved() ? scans_.frame().hMax : 1) * scans_.frame().dataUnit() /
+                  options.scaleDenominator),
+      rows_(mcus_.mcusHigh(scans_.frame())),
+      team_(int64_t{picture_.format.width} * picture_.format.height < kPixelsForThreads ? 1 : options.threads),
+      way_(chooseWay()),
+      group_(chooseGroupRows(way_)) {
+  metadata_ = scans_.reader().metadata(scans_.warnings());
+  open(picture_.format, group_ * mcuRows_, options);
+  const bool storedFirst = way_ == Way::stored || way_ == Way::planes;
+  if (storedFirst) setDoneBefore(0.5);
+  // Interpolation looks one row beyond those that are wanted.
+  wantedFrom_ = std::max(0, wanted().y / mcuRows_ - 1);
+  wantedTo_ = std::min(rows_, ceilDiv(wanted().y + wanted().height, mcuRows_) + 1);
+  lag_ = way_ == Way::grouped ? 2 : way_ == Way::planes ? 0 : 1;
+  const Frame& frame = scans_.frame();
+  uint64_t bytes = Planes::rowBytes(frame, picture_.format.bytesPerSample()) *
+                   uint64_t(way_ == Way::planes ? rows_ : 2 * group_ + 1);
+  if (way_ == Way::grouped) bytes += BlockRing::rowBytes(frame) * uint64_t(2 * group_);
+  if (way_ == Way::stored) bytes += storedBytes(frame);
+  requireMemory(bytes, options.limits);
 }
 
-// Adobe's applications store CMYK with 255 for no ink.
-void turnUpright(Image* image) {
-  uint8_t* p = image->data();
-  if (image->bytesPerSample() == 1) {
-    for (size_t i = 0; i < image->sizeBytes(); ++i) p[i] = uint8_t(~p[i]);
+JpegDecoder::Way JpegDecoder::chooseWay() const {
+  const Frame& frame = scans_.frame();
+  const bool oneScan = scans_.current().count == int(frame.components.size());
+  if (frame.process == kSOF3) return oneScan ? Way::straight : Way::planes;
+  if (frame.process == kSOF2 || !oneScan) return Way::stored;
+  return team_.threads() == 1 || (intervalRows() && !options_.keepGoing) ? Way::straight : Way::grouped;
+}
+
+// After how many rows of MCUs a restart interval ends with the row, again and again; 0 where that is too many to be held
+// at once, or never.
+int JpegDecoder::intervalRows() const {
+  const int interval = scans_.reader().restartInterval(), wide = mcus_.mcusWide(scans_.frame());
+  const int rows = interval / std::gcd(interval, wide);
+  return uint64_t(rows) * Planes::rowBytes(scans_.frame(), 1) <= kMostGroupBytes ? rows : 0;
+}
+
+// One row for one thread. For several so many that a step is worth waking them, in some hundred kilobytes.
+int JpegDecoder::chooseGroupRows(Way way) const {
+  if (team_.threads() == 1 || way == Way::planes) return 1;
+  const uint64_t row = way == Way::straight ? Planes::rowBytes(scans_.frame(), 1) : BlockRing::rowBytes(scans_.frame());
+  const int rows = int(std::clamp<uint64_t>(kGroupBytes / row, 1, kMostRows)), whole = intervalRows();
+  return std::min(rows_, way == Way::straight && whole ? ceilDiv(rows, whole) * whole : rows);
+}
+
+// ---- The beginning
+
+// When the first rows are asked for.
+void JpegDecoder::begin() {
+  const Frame& frame = scans_.frame();
+  planes_ = std::make_unique<Planes>(frame, picture_, way_ == Way::planes ? rows_ : 2 * group_ + 1);
+  if (way_ == Way::planes) return storeSamples();
+  if (way_ == Way::stored) {
+    storeScans(
+        &scans_, options_, &team_, [this](double part) { report(part / 2); }, &store_);
+    blocks_ = blocksOf(std::as_const(store_));
+    return beginBlocks();
+  }
+  scans_.guard([this] { beginScan(); });
+}
+
+void JpegDecoder::beginBlocks() {
+  QuantSteps quant;
+  for (int i = 0; i < mcus_.count; ++i)
+    quant.of[i] = way_ == Way::stored ? store_.components[size_t(i)].quant : scans_.quant(i);
+  // Columns, too, with an MCU more on either side.
+  const int left = std::max(0, wanted().x / mcuColumns_ - 1),
+            right = ceilDiv(wanted().x + wanted().width, mcuColumns_) + 1;
+  const Region mcus = {left, wantedFrom_, right - left, wantedTo_ - wantedFrom_};
+  transforms_ = std::make_unique<Transforms>(scans_.frame(), quant, *planes_, mcus);
+}
+
+// The file's only scan.
+void JpegDecoder::beginScan() {
+  scans_.admit();
+  const bool keepGoing = options_.keepGoing;
+  if (scans_.frame().process == kSOF3) {
+    scan_ = losslessScan(scans_.reader(), scans_.current(), keepGoing, scans_.warnings(), planes_.get());
   } else {
-    uint16_t* q = image->row16(0);
-    for (size_t i = 0; i < image->sizeBytes() / 2; ++i) q[i] = uint16_t(image->maxValue() - q[i]);
+    beginBlocks();
+    if (way_ == Way::grouped) {
+      ring_ = std::make_unique<BlockRing>(scans_.frame(), 2 * group_);
+      blocks_ = asConst(ring_->blocks());
+      scan_ = storedScan(scans_.reader(), scans_.current(), keepGoing, scans_.warnings(), ring_->blocks());
+    } else {
+      scan_ = sequentialScan(scans_.reader(), scans_.current(), keepGoing, scans_.warnings(), transforms_.get());
+    }
   }
+  scan_->skipTo(wantedFrom_);
+}
+
+// Lossless scans that each bring some of the planes.
+void JpegDecoder::storeSamples() {
+  scans_.guard([this] {
+    size_t end;
+    do {
+      scans_.admit();
+      const auto scan =
+          losslessScan(scans_.reader(), scans_.current(), options_.keepGoing, scans_.warnings(), planes_.get());
+      const int pieces = scan->plan(scan->rows(), team_.threads() > 1);
+      team_.forEach(pieces, [&](int i) { scan->work(i); });
+      scan->join();
+      end = scan->end();
+      report(0.5 * double(end) / double(scans_.reader().size()));
+    } while (scans_.next(end));
+  });
+}
+
+// ---- Steps
+
+// Up to the step that makes the pictures of the next band.
+void JpegDecoder::advance(Rows to) {
+  if (!planes_) begin();
+  const int band = nextRow() / (group_ * mcuRows_);
+  while (step_ < band + lag_) step({});
+  step(to);
+}
+
+void JpegDecoder::step(Rows to) {
+  const int blocks = scan_ ? scan_->plan(std::min((step_ + 1) * group_, wantedTo_), team_.threads() > 1) : 0;
+  const int transformed = way_ == Way::grouped ? step_ - 1 : step_;  // this group, by pieces of rows of MCUs
+  const bool inPieces = scan_ ? way_ == Way::grouped : way_ == Way::stored;
+  const int transforms = inPieces && transformed >= 0 ? group_ * piecesOfRow() : 0;
+  // The last row may need what is being made, and comes alone.
+  const Rows ready = to.part(0, std::max(0, to.count - 1));
+  const int pictures = ceilDiv(ready.count, kPieceRows);
+  team_.forEach(blocks + transforms + pictures, [&](int i) {
+    if (i < blocks)
+      scan_->work(i);
+    else if (i < blocks + transforms)
+      transform(i - blocks, transformed);
+    else
+      convert(i - blocks - transforms, ready);
+  });
+  if (blocks) {
+    scan_->join();
+    source_.release(scan_->offset());
+    if ((step_ + 1) * group_ >= rows_ && wantedTo_ == rows_) endScan();
+  }
+  if (to.count > 0) planes_->convert(nextRow() + to.count - 1, to.part(to.count - 1, 1));
+  ++step_;
+}
+
+void JpegDecoder::transform(int piece, int group) const {
+  const int y = group * group_ + piece / piecesOfRow(), x = piece % piecesOfRow() * kPieceMcus;
+  if (y < wantedFrom_ || y >= wantedTo_) return;
+  McuWalk<const int16_t> walk(blocks_, scans_.frame(), mcus_);
+  walk.moveTo(x, y);
+  for (int i = x; i < std::min(x + kPieceMcus, mcus_.mcusWide(scans_.frame())); ++i, walk.next())
+    transforms_->mcu(i, y, walk.blocks());
+}
+
+void JpegDecoder::convert(int piece, Rows to) const {
+  const int first = piece * kPieceRows;
+  planes_->convert(nextRow() + first, to.part(first, std::min(kPieceRows, to.count - first)));
+}
+
+// Nothing but the end of the image may follow.
+void JpegDecoder::endScan() {
+  scans_.guard([this] {
+    if (scans_.next(scan_->end())) scans_.admit();
+  });
 }
 
 }  // namespace
 
-Image decodeJpeg(const uint8_t* data, size_t size, const JpegDecodeOptions& options) {
-  const int denominator = options.scaleDenominator;
-  if (denominator != 1 && denominator != 2 && denominator != 4 && denominator != 8)
-    throw Error(ErrorKind::argument, "a scale other than 1, 1/2, 1/4 and 1/8");
-  Walk walk(data, size, options);
-  const Frame& frame = walk.reader().frame();
-  Coding coding = codingOf(walk.reader());
-  if (!options.convertColour)
-    coding = modelOf(coding) == ColourModel::cmyk  ? Coding::cmyk
-             : modelOf(coding) == ColourModel::rgb ? Coding::rgb
-                                                   : coding;
-  Image image(ceilDiv(frame.width, denominator), ceilDiv(frame.height, denominator), modelOf(coding), frame.precision);
-
-  const bool lossless = frame.process == kSOF3;
-  if (lossless && denominator != 1)
-    throw Error(ErrorKind::unsupported, "lossless files are decoded at full size only; the frame header is",
-                frame.offset);
-
-  // Blocks go straight on to pixels where one scan brings them all, and no thread would be idle meanwhile.
-  const int threads = walk.threads();
-  const bool straight = !lossless && frame.process != kSOF2 && walk.first().count == int(frame.components.size()) &&
-                        (threads == 1 || walk.reader().restartInterval() || options.keepGoing);
-  JpegCoefficients store;
-  QuantSteps quant = {};
-  if (straight) {
-    for (int i = 0; i < walk.first().count; ++i) quant.of[i] = walk.quant(i);
-    std::memset(image.data(), 128, options.keepGoing ? image.sizeBytes() : 0);  // for what no scan brings
-  } else if (!lossless) {
-    walk.runStored(&store);
-    for (size_t i = 0; i < store.components.size(); ++i) quant.of[i] = store.components[i].quant;
-  }
-  const auto deliver = [&](McuSink* sink) {
-    if (straight)
-      walk.run(
-          [&](const Scan& s) { return sequentialScan(walk.reader(), s, options.keepGoing, walk.warnings(), sink); });
-    else
-      replay(store, frame, *sink, threads);
-  };
-
-  const bool direct = !lossless && frame.precision == 8 && denominator == 1;
-  const McuToPixels pixels = direct ? mcuToPixels(frame, coding, options.smooth) : McuToPixels{};
-  if (direct && coding == Coding::grey) {
-    GreySink sink(quant, &image);
-    deliver(&sink);
-  } else if (pixels.convert) {
-    DirectSink sink(frame, quant, pixels, &image);
-    deliver(&sink);
-  } else {
-    const Planes planes(frame, coding, denominator, options.smooth, &image);
-    if (lossless) {
-      walk.run(
-          [&](const Scan& s) { return losslessScan(walk.reader(), s, options.keepGoing, walk.warnings(), &planes); });
-      planes.convertRest(0, threads);
-    } else {
-      PlaneSink sink(frame, quant, planes);
-      deliver(&sink);
-      sink.finish(threads);
-    }
-  }
-  if (options.convertColour && image.model() == ColourModel::cmyk && walk.reader().adobeTransform() >= 0)
-    turnUpright(&image);
-  return image;
+std::unique_ptr<Decoder> openJpeg(Source& source, const JpegDecodeOptions& options) {
+  return std::make_unique<JpegDecoder>(source, options);
 }
 
-// ---- Coefficients ---------------------------------------------------------------------------------------------------
-
-void JpegCoefficients::allocate() {
-  Frame f;
-  f.width = width;
-  f.height = height;
-  for (const Component& c : components) {
-    jpeg::Component k;
-    k.h = c.h;
-    k.v = c.v;
-    f.components.push_back(k);
-  }
-  f.layOut();
-  for (size_t i = 0; i < components.size(); ++i) {
-    Component& c = components[i];
-    const jpeg::Component& k = f.components[i];
-    c.blocksWide = k.blocksWide;
-    c.blocksHigh = k.blocksHigh;
-    c.storedWide = k.storedWide;
-    c.storedHigh = k.storedHigh;
-    c.values = ZeroedVector<int16_t>(64 * size_t(k.storedWide) * size_t(k.storedHigh));
-  }
+Image decodeJpeg(const uint8_t* data, size_t size, const JpegDecodeOptions& options) {
+  const std::unique_ptr<Source> source = memorySource(data, size);
+  return readAll(*openJpeg(*source, options));
 }
 
 JpegCoefficients readJpegCoefficients(const uint8_t* data, size_t size, const JpegDecodeOptions& options) {
-  Walk walk(data, size, options);
-  const Frame& frame = walk.reader().frame();
-  if (frame.process == kSOF3)
-    throw Error(ErrorKind::unsupported, "a lossless file has no coefficients; the frame header is", frame.offset);
+  const SerialPrimitives serial;
+  Scans scans({data, size}, options);
+  if (scans.frame().process == kSOF3)
+    throw Error(ErrorKind::unsupported, "a lossless file has no coefficients; the frame header is",
+                scans.frame().offset);
+  Team team(options.threads);
   JpegCoefficients out;
-  walk.runStored(&out);
+  storeScans(&scans, options, &team, options.progress, &out);
+  if (options.progress) options.progress(1);
   return out;
 }
 

@@ -1,3 +1,4 @@
+// Block grids, names of processes, and the tables of T.81 Annex K.
 #include "jpeg/format.h"
 
 #include <algorithm>
@@ -19,6 +20,13 @@ void Frame::layOut() {
     c.storedWide = mcusWide * c.h;
     c.storedHigh = mcusHigh * c.v;
   }
+}
+
+Scan scanOfAll(const Frame& frame) {
+  Scan all;
+  all.count = int(frame.components.size());
+  for (int i = 0; i < all.count; ++i) all.parts[i] = {i, 0, 0};
+  return all;
 }
 
 std::string processName(int sof) {

@@ -29,10 +29,13 @@ enum MarkerCode : int {
   kDRI = 0xDD,
   kDHP = 0xDE,
   kAPP0 = 0xE0,
+  kAPP1 = 0xE1,
+  kAPP2 = 0xE2,
   kAPP14 = 0xEE,
   kCOM = 0xFE,
   kTEM = 0x01
 };
+constexpr bool isRestart(int marker) { return marker >= kRST0 && marker <= kRST7; }
 
 constexpr int kMaxBlocksPerMcu = 10;  // of an interleaved scan (T.81 B.2.3)
 // Of a frame whose scans are not interleaved: four components with factors up to 4 both ways (T.81 B.2.2).
@@ -64,6 +67,8 @@ struct Frame {
 
 std::string processName(int sof);
 
+using Block = int16_t[64];  // quantised coefficients in natural order
+
 struct Scan {
   struct Part {
     int component, dcTable, acTable;
@@ -82,6 +87,9 @@ struct Scan {
     return interleaved() ? f.mcusHigh : f.components[size_t(parts[0].component)].blocksHigh;
   }
 };
+
+// A scan of all components.
+Scan scanOfAll(const Frame& frame);
 
 // Natural position of each zigzag position (T.81 Figure A.6).
 extern const uint8_t kNaturalOrder[64];

@@ -1,5 +1,5 @@
 // What a JPEG file says about itself.
-#include "jpeg/pixels.h"
+#include "jpeg/planes.h"
 
 namespace zelcodecs {
 
@@ -39,7 +39,14 @@ JpegInfo readJpegInfo(const uint8_t* data, size_t size, const Limits& limits) {
   info.restartInterval = reader.restartInterval();
   info.jfif = reader.jfif();
   info.adobe = reader.adobeTransform() >= 0;
-  info.comments = reader.comments();
+  const Metadata m = reader.metadata(&warnings);
+  info.iccBytes = m.icc.size();
+  info.exifBytes = m.exif.size();
+  info.xmpBytes = m.xmp.size();
+  info.pixelsPerMetreX = m.pixelsPerMetreX;
+  info.pixelsPerMetreY = m.pixelsPerMetreY;
+  info.orientation = m.orientation;
+  info.comments = m.comments;
   return info;
 }
 

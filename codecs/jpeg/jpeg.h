@@ -92,6 +92,9 @@ struct JpegInfo {
   int restartInterval = 0;
   bool jfif = false, adobe = false;
   std::vector<std::string> comments;
+  size_t iccBytes = 0, exifBytes = 0, xmpBytes = 0;
+  double pixelsPerMetreX = 0, pixelsPerMetreY = 0;  // 0 where nothing is said
+  int orientation = 1;
   bool complete = false;     // the end-of-image marker is there
   size_t trailingBytes = 0;  // after it
 };

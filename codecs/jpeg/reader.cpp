@@ -1,3 +1,4 @@
+// The walk over marker segments, and what is in them.
 #include "jpeg/reader.h"
 
 #include <climits>
@@ -11,7 +12,6 @@ int word(const uint8_t* p) { return p[0] << 8 | p[1]; }
 
 [[noreturn]] void damaged(const std::string& what, size_t offset) { throw Error(ErrorKind::damaged, what, offset); }
 
-bool isRestart(int marker) { return marker >= kRST0 && marker <= kRST7; }
 bool isFrame(int marker) {
   return marker >= kSOF0 && marker <= kSOF15 && marker != kDHT && marker != kJPG && marker != kDAC;
 }
@@ -81,10 +81,10 @@ bool Reader::nextScan(Scan* scan) {
       restartInterval_ = word(p);
     } else if (marker == kDHP) {
       throw Error(ErrorKind::unsupported, "hierarchical JPEG is not supported,", start);
-    } else if (marker == kCOM) {
-      comments_.emplace_back(reinterpret_cast<const char*>(p), length - 2);
     } else {
-      readApplicationData(marker, p, length - 2);
+      if (marker == kAPP0 && length >= 7 && std::memcmp(p, "JFIF", 5) == 0) jfif_ = true;
+      if (marker == kAPP14 && length >= 14 && std::memcmp(p, "Adobe", 5) == 0) adobeTransform_ = p[11];
+      metadata_.add(marker, {p, length - 2}, offset);
     }
   }
 }
@@ -223,11 +223,6 @@ void Reader::readHuffmanTables(const uint8_t* p, size_t length, size_t offset) {
       damaged("an invalid Huffman table", at);
     (kind ? ac_ : dc_)[number] = std::move(table);
   }
-}
-
-void Reader::readApplicationData(int marker, const uint8_t* p, size_t length) {
-  if (marker == kAPP0 && length >= 5 && std::memcmp(p, "JFIF", 5) == 0) jfif_ = true;
-  if (marker == kAPP14 && length >= 12 && std::memcmp(p, "Adobe", 5) == 0) adobeTransform_ = p[11];
 }
 
 size_t Reader::endOfScan(size_t from) const {

@@ -6,8 +6,9 @@
 #include <vector>
 
 #include "common/error.h"
-#include "jpeg/format.h"
 #include "common/warnings.h"
+#include "jpeg/format.h"
+#include "jpeg/segments.h"
 
 namespace zelcodecs::jpeg {
 
@@ -41,7 +42,8 @@ class Reader {
   int restartInterval() const { return restartInterval_; }
   bool jfif() const { return jfif_; }
   int adobeTransform() const { return adobeTransform_; }  // -1: no Adobe marker
-  const std::vector<std::string>& comments() const { return comments_; }
+  // Of the segments read so far, complete or not.
+  Metadata metadata(Warnings* warnings) const { return metadata_.metadata(warnings); }
 
  private:
   int nextMarker();
@@ -49,7 +51,6 @@ class Reader {
   void readScan(Scan* scan, const uint8_t* p, size_t length, size_t offset);
   void readQuantTables(const uint8_t* p, size_t length, size_t offset);
   void readHuffmanTables(const uint8_t* p, size_t length, size_t offset);
-  void readApplicationData(int marker, const uint8_t* p, size_t length);
   void settleHeight(size_t scanBegin);
 
   const uint8_t* data_;
@@ -65,7 +66,7 @@ class Reader {
   int restartInterval_ = 0;
   bool jfif_ = false;
   int adobeTransform_ = -1;
-  std::vector<std::string> comments_;
+  MetadataReader metadata_;
 };
 
 // "FFD9" and the like, for messages.

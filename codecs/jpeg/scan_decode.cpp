@@ -1,15 +1,13 @@
+// Restart intervals in order and side by side, and the blocks in them.
 #include "jpeg/scan_decode.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 
 namespace zelcodecs::jpeg {
 namespace {
 
 const char* const kSpareBytes = "bytes after the coded data that belong to nothing";
-
-bool isRestart(int marker) { return marker >= kRST0 && marker <= kRST7; }
 
 // Markers that can follow a scan. Any other between restart markers is a damaged byte.
 bool endsScan(int marker) {
@@ -28,148 +26,170 @@ const char* describe(ZelStatus status, int marker) {
 
 ScanDecoder::ScanDecoder(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings, int units,
                          int rowUnits, int unitMcus)
-    : base_(scan.begin), keepGoing_(keepGoing), warnings_(warnings), units_(units), rowUnits_(rowUnits) {
+    : base_(scan.begin),
+      keepGoing_(keepGoing),
+      warnings_(warnings),
+      units_(units),
+      rowUnits_(rowUnits),
+      unitMcus_(unitMcus) {
   source_.data = reader.data() + scan.begin;
   source_.length = int(reader.size() - scan.begin);
   // The half of a marker that a cut file ends with would make the coder miss bits that it has.
   while (source_.length > 0 && source_.data[source_.length - 1] == 0xFF) --source_.length;
-  interval_ = reader.restartInterval() / unitMcus;
   if (reader.restartInterval() % unitMcus)
     throw Error(ErrorKind::damaged, "a restart interval that is not a whole number of rows", base_);
+  interval_ = std::min(reader.restartInterval() / unitMcus, units_);
+  if (interval_ == 0) interval_ = units_;
+  require(zeliDecodeHuffmanStateInit_JPEG_8u(&source_.state));
+  intervalEnd_ = interval_;
 }
 
 void ScanDecoder::reset() {
-  zeliDecodeHuffmanStateInit_JPEG_8u(&source_.state);
+  require(zeliDecodeHuffmanStateInit_JPEG_8u(&source_.state));
   source_.marker = 0;
   resetPredictors();
 }
 
-size_t ScanDecoder::run(int threads, const Progress& progress) {
-  size_t end;
-  if (interval_ && interval_ < units_ && threads > 1 && !keepGoing_ && runSideBySide(threads, &end)) return end;
-  return runInOrder(progress);
+// The interval of a unit begins at a position.
+void ScanDecoder::startAt(int unit, int position) {
+  unit_ = unit;
+  intervalEnd_ = int(std::min(int64_t{unit} + interval_, int64_t{units_}));
+  source_.position = position;
+  reset();
 }
 
-size_t ScanDecoder::runInOrder(const Progress& progress) {
-  // Without restart markers the intervals are rows, between which nothing happens but the report of progress.
-  const int step = interval_ ? interval_ : rowUnits_;
-  int number = 0;  // of the restart marker that comes next
-  const auto lose = [&](int first, int count) {
-    for (int u = first; u < first + count; ++u) {
-      loseUnit(u);
-      if ((u + 1) % rowUnits_ == 0) rowDone(u / rowUnits_);
+// The position behind the marker that ends the interval of a unit, whose data begin at a position: the restart marker
+// whose turn it is, or behind the last interval any other. -1 where something else comes first.
+int ScanDecoder::intervalEnd(int unit, int from) const {
+  const bool last = int64_t{unit} + interval_ >= units_;
+  for (int at = from; at + 1 < source_.length;) {
+    const void* ff = std::memchr(source_.data + at, 0xFF, size_t(source_.length - 1 - at));
+    if (!ff) return -1;
+    at = int(static_cast<const uint8_t*>(ff) - source_.data);
+    const int code = source_.data[at + 1];
+    if (code != 0) {
+      // A fill byte, too, is rare and left to decoding in order.
+      const bool expected = last ? !isRestart(code) && code != 0xFF : code == kRST0 + (unit / interval_ & 7);
+      return expected ? at + 2 : -1;
     }
-  };
-  reset();
-  for (int unit = 0; unit < units_;) {
-    const int count = std::min(step, units_ - unit);
+    at += 2;
+  }
+  return -1;
+}
+
+void ScanDecoder::skipTo(int row) {
+  for (int end; int64_t{unit_} + interval_ <= int64_t{row} * rowUnits_; startAt(unit_ + interval_, end)) {
+    end = unit_ + interval_ < units_ ? intervalEnd(unit_, source_.position) : -1;
+    if (end < 0) return;
+  }
+}
+
+// ---- In pieces
+
+int ScanDecoder::plan(int row, bool sideBySide) {
+  target_ = int(std::min(int64_t{row} * rowUnits_, int64_t{units_}));
+  intervals_.clear();
+  if (unit_ >= target_) return 0;
+  if (!sideBySide || keepGoing_ || !findIntervals()) return 1;
+  // Pieces that are worth a thread's while.
+  constexpr int kLeastMcus = 128;
+  pieceIntervals_ = ceilDiv(kLeastMcus, interval_ * unitMcus_);
+  return ceilDiv(int(intervals_.size()), pieceIntervals_);
+}
+
+// The intervals up to the target, where they end there and their markers are all in order. False, with nothing done,
+// where not; then only decoding in order can tell what is wrong.
+bool ScanDecoder::findIntervals() {
+  const bool atStart = unit_ < intervalEnd_ && unit_ % interval_ == 0;
+  if (!atStart || interval_ == units_ || (target_ % interval_ && target_ != units_)) return false;
+  int begin = source_.position;
+  for (int unit = unit_; unit < target_; unit += interval_) {
+    const int end = intervalEnd(unit, begin);
+    if (end < 0) {
+      intervals_.clear();
+      return false;
+    }
+    intervals_.push_back({unit, begin, end, -1, {-1, 0, nullptr}});
+    begin = end;
+  }
+  return true;
+}
+
+void ScanDecoder::work(int piece) {
+  if (intervals_.empty()) return workInOrder();
+  const size_t from = size_t(piece) * size_t(pieceIntervals_);
+  const size_t to = std::min(from + size_t(pieceIntervals_), intervals_.size());
+  const std::unique_ptr<ScanDecoder> decoder = clone();
+  for (size_t i = from; i < to; ++i) {
+    decoder->workOn(&intervals_[i]);
+    if (intervals_[i].failure.what) return;  // of those after it nothing is told
+  }
+}
+
+void ScanDecoder::workOn(Interval* interval) {
+  startAt(interval->unit, interval->begin);
+  source_.length = interval->end;
+  if (!decode(unit_, intervalEnd_, &interval->failure)) return;
+  if (!source_.marker && source_.position < interval->end - 2) interval->spare = source_.position;
+}
+
+// The first interval in the file that fails decides what is reported.
+void ScanDecoder::join() {
+  if (intervals_.empty()) return;
+  for (const Interval& i : intervals_) {
+    if (i.failure.what) throw Error(ErrorKind::damaged, i.failure.what, i.failure.offset);
+    if (i.spare >= 0) warnings_->add(kSpareBytes, base_ + size_t(i.spare));
+  }
+  const int end = intervals_.back().end;
+  startAt(target_, end);
+  if (target_ == units_) source_.marker = source_.data[end - 1];
+}
+
+// ---- In order
+
+void ScanDecoder::workInOrder() {
+  while (unit_ < target_) {
+    if (unit_ == intervalEnd_) beginInterval();
+    for (; unit_ < std::min(lostEnd_, target_); ++unit_) loseUnit(unit_);
+    if (unit_ == target_ || unit_ == intervalEnd_) continue;
     Failure failure;
-    const bool whole = interval(unit, count, &failure);
-    if (!whole) {
+    const int end = std::min(intervalEnd_, target_);
+    if (decode(unit_, end, &failure)) {
+      unit_ = end;
+    } else {
       if (!keepGoing_) throw Error(ErrorKind::damaged, failure.what, failure.offset);
       warnings_->add(failure.what, failure.offset);
-      lose(failure.unit, unit + count - failure.unit);
-    }
-    unit += count;
-    if (progress && (unit / rowUnits_) % 16 == 0) progress(double(unit) / units_);
-    if (unit == units_) break;
-    int skipped = 0;
-    if (interval_) {
-      skipped = nextInterval(number);
-      number = (number + 1 + skipped) & 7;
-    } else if (!whole) {
-      skipped = -1;
-    }
-    if (skipped != 0) {  // intervals are lost; all that is left where the number is below 0
-      const int lost = skipped < 0 ? units_ - unit : int(std::min<int64_t>(int64_t{skipped} * step, units_ - unit));
-      lose(unit, lost);
-      unit += lost;
+      unit_ = failure.unit;
+      lostEnd_ = intervalEnd_;
     }
   }
-  if (source_.marker) return offset() - 2;
-  return seekMarker() ? offset() - 2 : base_ + size_t(source_.length);
+}
+
+// Goes behind the restart marker before the next unit. Intervals that a later marker proves lost are passed over, all
+// that is left where there is no marker.
+void ScanDecoder::beginInterval() {
+  const int skipped = nextInterval((unit_ / interval_ - 1) & 7);
+  const int64_t lost = skipped < 0 ? units_ : int64_t{skipped} * interval_;
+  lostEnd_ = int(std::min(unit_ + lost, int64_t{units_}));
+  intervalEnd_ = int(std::min(int64_t{lostEnd_} + interval_, int64_t{units_}));
 }
 
 // Decodes units up to the first that is damaged.
-bool ScanDecoder::interval(int first, int count, Failure* failure) {
-  const int end = first + count;
-  for (int u = first; u < end;) {
-    const int row = u / rowUnits_, rowEnd = (row + 1) * rowUnits_;
-    const ZelStatus status = decodeUnits(&u, std::min(rowEnd, end));
+bool ScanDecoder::decode(int from, int to, Failure* failure) {
+  for (int u = from; u < to;) {
+    const int rowEnd = (u / rowUnits_ + 1) * rowUnits_;
+    const ZelStatus status = decodeUnits(&u, std::min(rowEnd, to));
     if (status != zelStsNoErr) {
       *failure = {u, offset(), describe(status, source_.marker)};
       return false;
     }
-    if (u == rowEnd) rowDone(row);
   }
   return true;
 }
 
-// The first byte of each interval, where the markers between them are all there, in order and no more.
-bool ScanDecoder::findIntervals(std::vector<int>* starts, int* end) const {
-  const size_t count = size_t((units_ - 1) / interval_) + 1;
-  const uint8_t* const data = source_.data;
-  starts->assign(1, 0);
-  for (int at = 0; at + 1 < source_.length;) {
-    const void* ff = std::memchr(data + at, 0xFF, size_t(source_.length - 1 - at));
-    if (!ff) break;
-    at = int(static_cast<const uint8_t*>(ff) - data);
-    const int code = data[at + 1];
-    if (code == 0) {
-      at += 2;
-    } else if (code == 0xFF) {
-      return false;  // a fill byte: rare, and left to the decoder
-    } else if (isRestart(code)) {
-      if (starts->size() == count || code != kRST0 + int((starts->size() - 1) & 7)) return false;
-      at += 2;
-      starts->push_back(at);
-    } else {
-      *end = at;
-      return starts->size() == count;
-    }
-  }
-  return false;
-}
-
-// False, with nothing done, where the markers are not as they should be; then only decoding in order can tell what is
-// wrong. The first interval in the file that fails decides what is reported.
-bool ScanDecoder::runSideBySide(int threads, size_t* end) {
-  std::vector<int> starts;
-  int last = 0;
-  if (!findIntervals(&starts, &last)) return false;
-  starts.push_back(last + 2);
-  const int count = int(starts.size()) - 1;
-  std::vector<Failure> failures(size_t(count), Failure{-1, 0, nullptr});
-  std::vector<int> spare(size_t(count), -1);  // where bytes stand that no unit needs
-  std::atomic<int> failed{count};
-#pragma omp parallel num_threads(threads)
-  {
-    const std::unique_ptr<ScanDecoder> decoder = clone();
-#pragma omp for schedule(dynamic)
-    for (int i = 0; i < count; ++i) {
-      if (i > failed.load()) continue;
-      const size_t n = size_t(i);
-      decoder->source_.position = starts[n];
-      decoder->source_.length = starts[n + 1];  // up to and with the marker
-      decoder->reset();
-      const int first = i * interval_;
-      if (!decoder->interval(first, std::min(interval_, units_ - first), &failures[n])) {
-        int before = failed.load();
-        while (i < before && !failed.compare_exchange_weak(before, i)) {
-        }
-      } else if (!decoder->source_.marker && decoder->source_.position < starts[n + 1] - 2) {
-        spare[n] = decoder->source_.position;
-      }
-    }
-  }
-  if (failed.load() < count) {
-    const Failure& f = failures[size_t(failed.load())];
-    throw Error(ErrorKind::damaged, f.what, f.offset);
-  }
-  for (int at : spare)
-    if (at >= 0) warnings_->add(kSpareBytes, base_ + size_t(at));
-  *end = base_ + size_t(last);
-  return true;
+size_t ScanDecoder::end() {
+  if (source_.marker) return offset() - 2;
+  return seekMarker() ? offset() - 2 : base_ + size_t(source_.length);
 }
 
 // Moves past the next marker and records it. False at the end of the data.
@@ -230,20 +250,16 @@ class BlockScan : public ScanDecoder {
       : ScanDecoder(reader, scan, keepGoing, warnings, scan.mcusWide(reader.frame()) * scan.mcusHigh(reader.frame()),
                     scan.mcusWide(reader.frame()), 1),
         mcusWide_(scan.mcusWide(reader.frame())) {
-    const bool needsDc = scan.ss == 0 && scan.ah == 0, needsAc = scan.se > 0;
+    const bool sequential = reader.frame().process != kSOF2;
+    const bool needsDc = sequential || (scan.ss == 0 && scan.ah == 0), needsAc = sequential || scan.se > 0;
     for (int i = 0; i < scan.count; ++i) {
-      const Scan::Part& part = scan.parts[i];
-      dc_[i] = reader.dcTable(part.dcTable);
-      ac_[i] = reader.acTable(part.acTable);
+      dc_[i] = reader.dcTable(scan.parts[i].dcTable);
+      ac_[i] = reader.acTable(scan.parts[i].acTable);
       if ((needsDc && !dc_[i]) || (needsAc && !ac_[i]))
         throw Error(ErrorKind::damaged, "a scan uses a Huffman table that is not there", scan.begin);
-      const Component& c = reader.frame().components[size_t(part.component)];
-      const int blocks = scan.interleaved() ? c.h * c.v : 1;
-      for (int b = 0; b < blocks; ++b) partOf_[planned_++] = i;
     }
   }
   void resetPredictors() override { std::fill(lastDc_, lastDc_ + kMaxComponents, int16_t{0}); }
-  void rowDone(int) override {}
 
   ZelStatus decodeSequential(int part, int16_t* block) {
     return zeliDecodeHuffman8x8_JPEG_1u16s_C1(source_.data, source_.length, &source_.position, block, &lastDc_[part],
@@ -252,23 +268,22 @@ class BlockScan : public ScanDecoder {
 
   int mcusWide_;
   const ZeliDecodeHuffmanSpec *dc_[kMaxComponents], *ac_[kMaxComponents];
-  int partOf_[kMaxBlocksPerMcu];  // of each block of the MCU
-  int planned_ = 0;
   int16_t lastDc_[kMaxComponents] = {};
+  int decoded_ = 0;  // good blocks of an MCU that is damaged further on
 };
 
 class SequentialScan : public BlockScan {
  public:
-  SequentialScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings, McuSink* sink)
-      : BlockScan(reader, scan, keepGoing, warnings), sink_(sink) {}
-  SequentialScan(const SequentialScan&) = default;
+  SequentialScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings, const McuSink* sink)
+      : BlockScan(reader, scan, keepGoing, warnings), sink_(sink) {
+    for (int i = 0; i < scan.count; ++i) {
+      const Component& c = reader.frame().components[size_t(scan.parts[i].component)];
+      for (int b = scan.interleaved() ? c.h * c.v : 1; b > 0; --b) partOf_[planned_++] = i;
+    }
+  }
 
  private:
-  std::unique_ptr<ScanDecoder> clone() const override {
-    auto copy = std::make_unique<SequentialScan>(*this);
-    copy->tellsRows_ = false;
-    return copy;
-  }
+  std::unique_ptr<ScanDecoder> clone() const override { return std::make_unique<SequentialScan>(*this); }
   ZelStatus decodeUnits(int* unit, int end) override {
     const int y = *unit / mcusWide_;
     for (int x = *unit % mcusWide_; *unit < end; ++*unit, ++x) {
@@ -286,34 +301,25 @@ class SequentialScan : public BlockScan {
     decoded_ = 0;
     deliver(unit % mcusWide_, unit / mcusWide_);
   }
-  void rowDone(int row) override {
-    if (tellsRows_) sink_->rowDone(row);
-  }
   void deliver(int x, int y) const {
     const int16_t* blocks[kMaxBlocksPerMcu];
     for (int b = 0; b < planned_; ++b) blocks[b] = blocks_[b];
     sink_->mcu(x, y, blocks);
   }
 
-  McuSink* sink_;
-  bool tellsRows_ = true;
-  int decoded_ = 0;  // good blocks of an MCU that is damaged further on
+  const McuSink* sink_;
+  int partOf_[kMaxBlocksPerMcu];  // of each block of the MCU
+  int planned_ = 0;
   alignas(32) Block blocks_[kMaxBlocksPerMcu];
 };
 
 class StoredScan : public BlockScan {
  public:
-  StoredScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings, JpegCoefficients* store)
-      : BlockScan(reader, scan, keepGoing, warnings), scan_(scan), sequential_(reader.frame().process != kSOF2) {
-    for (int i = 0, b = 0; i < scan.count; ++i) {
-      JpegCoefficients::Component& c = store->components[size_t(scan.parts[i].component)];
-      const int h = scan.interleaved() ? c.h : 1, v = scan.interleaved() ? c.v : 1;
-      for (int k = 0; k < h * v; ++k, ++b) {
-        const size_t row = 64 * size_t(c.storedWide);
-        places_[b] = {c.values.data() + size_t(k / h) * row + 64 * size_t(k % h), 64 * size_t(h), size_t(v) * row};
-      }
-    }
-  }
+  StoredScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings, const Blocks& blocks)
+      : BlockScan(reader, scan, keepGoing, warnings),
+        scan_(scan),
+        sequential_(reader.frame().process != kSOF2),
+        walk_(blocks, reader.frame(), scan) {}
 
  private:
   std::unique_ptr<ScanDecoder> clone() const override { return std::make_unique<StoredScan>(*this); }
@@ -343,44 +349,42 @@ class StoredScan : public BlockScan {
                                                          ac_[part], &s.state);
     });
   }
-  void loseUnit(int) override {}
 
-  // Scans of one position touch a line of each block only: the processor does not foresee that.
-  static constexpr size_t kAhead = 6;
   template <class Decode>
   ZelStatus forEachBlock(int* unit, int end, const Decode& decode) {
-    const size_t x = size_t(*unit % mcusWide_), y = size_t(*unit / mcusWide_);
-    int16_t* blocks[kMaxBlocksPerMcu];
-    for (int b = 0; b < planned_; ++b) blocks[b] = places_[b].first + x * places_[b].mcuStep + y * places_[b].rowStep;
-    for (; *unit < end; ++*unit)
-      for (int b = 0; b < planned_; ++b) {
-        __builtin_prefetch(blocks[b] + kAhead * places_[b].mcuStep, 1);
-        const ZelStatus status = decode(partOf_[b], blocks[b]);
+    walk_.moveTo(*unit % mcusWide_, *unit / mcusWide_);
+    for (; *unit < end; ++*unit, walk_.next())
+      for (decoded_ = 0; decoded_ < walk_.count(); ++decoded_) {
+        const ZelStatus status = decode(walk_.part(decoded_), walk_.blocks()[decoded_]);
         if (status != zelStsNoErr) return status;
-        blocks[b] += places_[b].mcuStep;
       }
+    decoded_ = 0;
     return zelStsNoErr;
   }
 
-  struct Place {
-    int16_t* first;           // of the block in the first MCU
-    size_t mcuStep, rowStep;  // to the next MCU in the row and in the column
-  };
-  Scan scan_;
-  bool sequential_;
-  Place places_[kMaxBlocksPerMcu];
+  // Blocks of a sequential file may lie in memory that held others before.
+  void loseUnit(int unit) override {
+    if (!sequential_) return;
+    walk_.moveTo(unit % mcusWide_, unit / mcusWide_);
+    for (; decoded_ < walk_.count(); ++decoded_) std::memset(walk_.blocks()[decoded_], 0, sizeof(Block));
+    decoded_ = 0;
+  }
+
+  const Scan scan_;
+  const bool sequential_;
+  McuWalk<int16_t> walk_;
 };
 
 }  // namespace
 
 std::unique_ptr<ScanDecoder> sequentialScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings,
-                                            McuSink* sink) {
+                                            const McuSink* sink) {
   return std::make_unique<SequentialScan>(reader, scan, keepGoing, warnings, sink);
 }
 
 std::unique_ptr<ScanDecoder> storedScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings,
-                                        JpegCoefficients* store) {
-  return std::make_unique<StoredScan>(reader, scan, keepGoing, warnings, store);
+                                        const Blocks& blocks) {
+  return std::make_unique<StoredScan>(reader, scan, keepGoing, warnings, blocks);
 }
 
 }  // namespace zelcodecs::jpeg

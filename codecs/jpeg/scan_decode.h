@@ -3,12 +3,12 @@
 #pragma once
 
 #include <memory>
+#include <vector>
 
+#include "jpeg/coefficients.h"
 #include "jpeg/reader.h"
 
 namespace zelcodecs::jpeg {
-
-using Block = int16_t[64];  // quantised coefficients in natural order
 
 // A position in the entropy-coded data.
 struct EntropySource {
@@ -21,16 +21,31 @@ struct EntropySource {
 
 // Walks the restart intervals of a scan. They consist of units: MCUs, or rows of MCUs in lossless scans. Each interval
 // begins with a reset of everything but the position, so that intervals whose markers are all in place can be decoded
-// side by side.
+// side by side, or passed over.
 class ScanDecoder {
  public:
   virtual ~ScanDecoder() = default;
 
-  // Decodes the scan and returns the position after its data.
-  size_t run(int threads, const Progress& progress);
+  // Rows of MCUs.
+  int rows() const { return units_ / rowUnits_; }
+  bool hasIntervals() const { return interval_ < units_; }
+
+  // At the start of the scan: passes over the intervals that end before a row, as far as their markers are in order.
+  void skipTo(int row);
+
+  // Decodes on to a row, in pieces that may be done side by side: plan(), work() for each piece, then join(). A single
+  // piece, the intervals one after the other, unless sideBySide allows more.
+  int plan(int row, bool sideBySide);
+  void work(int piece);
+  void join();
+
+  // After the last row: the position behind the scan's data.
+  size_t end();
+  // The position in the file.
+  size_t offset() const { return base_ + size_t(source_.position); }
 
  protected:
-  // rowUnits: the units of a row, after which rowDone() is called.
+  // rowUnits: the units of a row.
   ScanDecoder(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings, int units, int rowUnits,
               int unitMcus);
   ScanDecoder(const ScanDecoder&) = default;
@@ -41,10 +56,6 @@ class ScanDecoder {
   virtual ZelStatus decodeUnits(int* unit, int end) = 0;
   // The unit whose decoding has failed, or that was not tried.
   virtual void loseUnit(int unit) = 0;
-  // All units of the row are decoded or lost. Not called where intervals are decoded side by side.
-  virtual void rowDone(int row) = 0;
-
-  size_t offset() const { return base_ + size_t(source_.position); }
 
   EntropySource source_;
 
@@ -54,38 +65,50 @@ class ScanDecoder {
     size_t offset;
     const char* what;
   };
-  size_t runInOrder(const Progress& progress);
-  bool runSideBySide(int threads, size_t* end);
-  bool findIntervals(std::vector<int>* starts, int* end) const;
-  bool interval(int first, int count, Failure* failure);
+  // An interval that is decoded beside others: its data, up to and with the marker behind it.
+  struct Interval {
+    int unit, begin, end;
+    int spare;  // where bytes stand that no unit needs, or -1
+    Failure failure;
+  };
+  bool findIntervals();
+  int intervalEnd(int unit, int from) const;
+  void workInOrder();
+  void workOn(Interval* interval);
+  void beginInterval();
+  bool decode(int from, int to, Failure* failure);
   int nextInterval(int expected);
   bool seekMarker();
+  void startAt(int unit, int position);
   void reset();
 
   size_t base_;  // of the data, in the file
   bool keepGoing_;
   Warnings* warnings_;
-  int units_, rowUnits_;
-  int interval_;  // in units; 0 without restart markers
+  int units_, rowUnits_, unitMcus_;
+  int interval_;                     // in units; all of them without restart markers
+  int unit_ = 0;                     // the next one
+  int intervalEnd_ = 0;              // of the interval that unit_ is in, or that ends before it
+  int lostEnd_ = 0;                  // units before this one are lost
+  int target_ = 0;                   // of the present plan
+  std::vector<Interval> intervals_;  // of the present plan, where they are decoded side by side
+  int pieceIntervals_ = 1;
 };
 
-// Receives MCUs. The blocks of a component are in rows from left to right (T.81 A.2.3), the components one after the
-// other. Threads may call mcu() at once for MCUs of different rows or intervals.
+// Receives MCUs as they are decoded. Threads may call it at once for MCUs of different intervals.
 class McuSink {
  public:
   virtual ~McuSink() = default;
   virtual void mcu(int x, int y, const int16_t* const* blocks) const = 0;
-  // All MCUs of a row have been received.
-  virtual void rowDone(int) {}
 };
 
 // A sequential scan: sink gets every MCU once, those that are lost with zeros from the damaged block on. Throws where
 // the scan names tables that the file has not defined.
 std::unique_ptr<ScanDecoder> sequentialScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings,
-                                            McuSink* sink);
+                                            const McuSink* sink);
 
-// A sequential or progressive scan into stored blocks. What is lost stays as the scans before left it.
+// A sequential or progressive scan into stored blocks. What a progressive scan loses stays as the scans before left it.
 std::unique_ptr<ScanDecoder> storedScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings,
-                                        JpegCoefficients* store);
+                                        const Blocks& blocks);
 
 }  // namespace zelcodecs::jpeg

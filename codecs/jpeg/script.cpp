@@ -1,9 +1,10 @@
+// Reading scripts, the default one, and the checks.
 #include "jpeg/script.h"
 
 #include <algorithm>
-#include <numeric>
 #include <array>
 #include <cctype>
+#include <numeric>
 
 #include "common/error.h"
 

@@ -1,8 +1,10 @@
+// Segments, tables and the coding of blocks.
 #include "jpeg/writer.h"
 
 #include <algorithm>
 
 #include "common/error.h"
+#include "jpeg/segments.h"
 
 namespace zelcodecs::jpeg {
 
@@ -16,16 +18,6 @@ void SegmentWriter::marker(int code) {
 void SegmentWriter::begin(int code, size_t payload) {
   marker(code);
   word(int(payload) + 2);
-}
-
-void SegmentWriter::jfif() {
-  begin(kAPP0, 14);
-  for (int c : {0x4A, 0x46, 0x49, 0x46, 0, 1, 1}) byte(c);  // "JFIF", version 1.1
-  byte(0);                                                  // the densities give an aspect ratio: square pixels
-  word(1);
-  word(1);
-  byte(0);  // no thumbnail
-  byte(0);
 }
 
 void SegmentWriter::adobe(int transform) {
@@ -87,7 +79,45 @@ void SegmentWriter::scan(const Frame& frame, const Scan& scan) {
   byte(scan.ah << 4 | scan.al);
 }
 
+void writeHead(const FileHead& head, Frame frame, std::vector<uint8_t>* out, Warnings* warnings) {
+  SegmentWriter segments(out);
+  segments.marker(kSOI);
+  writeMetadata(head.metadata, head.jfif, out, warnings);
+  if (head.adobeTransform >= 0) segments.adobe(head.adobeTransform);
+  int tables = 0;
+  for (size_t i = 0; i < frame.components.size() && head.steps[i]; ++i) {
+    size_t same = 0;
+    while (!std::equal(head.steps[i], head.steps[i] + 64, head.steps[same])) ++same;
+    frame.components[i].quantTable = same < i ? frame.components[same].quantTable : tables++;
+    if (same == i) segments.quantTable(frame.components[i].quantTable, head.steps[i]);
+  }
+  segments.frame(frame);
+}
+
 // ---- Tables ---------------------------------------------------------------------------------------------------------
+
+namespace {
+
+const HuffmanTable& standardTable(int tableClass, int number) {
+  if (tableClass == 0) return number ? kChrominanceDc : kLuminanceDc;
+  return number ? kChrominanceAc : kLuminanceAc;
+}
+
+}  // namespace
+
+void standardTables(int count, SegmentWriter* segments, EncoderTables* tables) {
+  for (int t = 0; t < count; ++t) {
+    segments->huffmanTable(0, t, standardTable(0, t));
+    segments->huffmanTable(1, t, standardTable(1, t));
+    initEncoderTable(standardTable(0, t), &tables[t].dc);
+    initEncoderTable(standardTable(1, t), &tables[t].ac);
+  }
+}
+
+std::vector<int> huffmanTables(size_t components, int adobeTransform) {
+  if (components < 3 || adobeTransform == 0) return std::vector<int>(components, 0);
+  return components == 3 ? std::vector<int>{0, 1, 1} : std::vector<int>{0, 1, 1, 0};
+}
 
 HuffmanTable fittedTable(const int32_t* counts) {
   HuffmanTable t = {};
@@ -109,13 +139,13 @@ ScanKind kindOf(const Scan& scan, bool progressive) {
   return scan.ah ? ScanKind::acRefine : ScanKind::acFirst;
 }
 
-ScanEncoder::ScanEncoder(const Scan& scan, ScanKind kind, const EncoderTables* tables, std::vector<uint8_t>* out)
+ScanEncoder::ScanEncoder(const Scan& scan, ScanKind kind, const EncoderTables* tables, Sink* out)
     : scan_(scan), kind_(kind), out_(out), buffer_(new uint8_t[kBuffer]) {
   for (int i = 0; i < scan.count; ++i) {
     dc_[i] = &tables[scan.parts[i].dcTable].dc;
     ac_[i] = &tables[scan.parts[i].acTable].ac;
   }
-  zeliEncodeHuffmanStateInit_JPEG_8u(&state_);
+  require(zeliEncodeHuffmanStateInit_JPEG_8u(&state_));
 }
 
 ZelStatus ScanEncoder::code(const int16_t* block, int part, int flush) {
@@ -145,27 +175,34 @@ void ScanEncoder::block(const int16_t* coefficients, int part) {
 }
 
 void ScanEncoder::spill() {
-  out_->insert(out_->end(), buffer_.get(), buffer_.get() + position_);
+  out_->write(buffer_.get(), size_t(position_));
   position_ = 0;
 }
 
+// What is pending of an interval; nothing where there is none.
+void ScanEncoder::flush() {
+  if (code(nullptr, 0, 1) != zelStsNoErr)
+    throw Error(ErrorKind::argument, "a run of blocks that the Huffman tables have no code for");
+}
+
+// The room that is kept for an MCU holds the marker as well.
 void ScanEncoder::restart(int number) {
-  finish();
-  out_->push_back(0xFF);
-  out_->push_back(uint8_t(kRST0 + (number & 7)));
+  flush();
+  buffer_[size_t(position_++)] = 0xFF;
+  buffer_[size_t(position_++)] = uint8_t(kRST0 + (number & 7));
   std::fill(lastDc_, lastDc_ + kMaxComponents, int16_t{0});
+  endMcu();
 }
 
 void ScanEncoder::finish() {
-  if (code(nullptr, 0, 1) != zelStsNoErr)
-    throw Error(ErrorKind::argument, "a run of blocks that the Huffman tables have no code for");
+  flush();
   spill();
 }
 
 // ---- Optimised tables -----------------------------------------------------------------------------------------------
 
 SymbolCounter::SymbolCounter(const Scan& scan, ScanKind kind) : scan_(scan), kind_(kind) {
-  zeliEncodeHuffmanStateInit_JPEG_8u(&state_);
+  require(zeliEncodeHuffmanStateInit_JPEG_8u(&state_));
 }
 
 void SymbolCounter::block(const int16_t* block, int part) {
@@ -186,9 +223,9 @@ void SymbolCounter::endInterval() {
   std::fill(lastDc_, lastDc_ + kMaxComponents, int16_t{0});
   int32_t* const ac = ac_[scan_.parts[0].acTable];
   if (kind_ == ScanKind::acFirst)
-    zeliGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(nullptr, ac, scan_.ss, scan_.se, scan_.al, &state_, 1);
+    require(zeliGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1(nullptr, ac, scan_.ss, scan_.se, scan_.al, &state_, 1));
   else if (kind_ == ScanKind::acRefine)
-    zeliGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(nullptr, ac, scan_.ss, scan_.se, scan_.al, &state_, 1);
+    require(zeliGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1(nullptr, ac, scan_.ss, scan_.se, scan_.al, &state_, 1));
 }
 
 void SymbolCounter::add(const SymbolCounter& other) {

@@ -4,6 +4,8 @@
 #include <memory>
 #include <vector>
 
+#include "common/sink.h"
+#include "common/warnings.h"
 #include "jpeg/format.h"
 
 namespace zelcodecs::jpeg {
@@ -12,7 +14,6 @@ class SegmentWriter {
  public:
   explicit SegmentWriter(std::vector<uint8_t>* out) : out_(out) {}
   void marker(int code);
-  void jfif();
   void adobe(int transform);
   // 64 steps in natural order; 16-bit entries where one needs them.
   void quantTable(int number, const uint16_t* steps);
@@ -31,6 +32,18 @@ class SegmentWriter {
   std::vector<uint8_t>* out_;
 };
 
+// The start of a file up to and with its frame header. Components whose steps are equal share a quantisation table.
+struct FileHead {
+  int adobeTransform = -1;  // -1 for a file without Adobe's marker
+  bool jfif = true;
+  Metadata metadata;
+  const uint16_t* steps[kMaxComponents] = {};
+};
+void writeHead(const FileHead& head, Frame frame, std::vector<uint8_t>* out, Warnings* warnings);
+
+// The Huffman table of each component: 1 for what is chroma in files with these markers.
+std::vector<int> huffmanTables(size_t components, int adobeTransform);
+
 // The table with the shortest code for symbols that occur so often (T.81 K.2).
 HuffmanTable fittedTable(const int32_t* counts);
 void initEncoderTable(const HuffmanTable& table, ZeliEncodeHuffmanSpec* spec);
@@ -42,20 +55,21 @@ ScanKind kindOf(const Scan& scan, bool progressive);
 struct EncoderTables {
   ZeliEncodeHuffmanSpec dc, ac;
 };
+// Makes the tables of T.81 Annex K with these numbers, from 0 on, and writes them.
+void standardTables(int count, SegmentWriter* segments, EncoderTables* tables);
 
-// Codes the blocks of restart intervals into a buffer in the cache, which is moved to the end of the file whenever it
-// is nearly full.
+// Codes the blocks of restart intervals into a buffer in the cache, which goes to the sink whenever it is nearly full.
 class ScanEncoder {
  public:
-  // tables are found by the numbers in scan.
-  ScanEncoder(const Scan& scan, ScanKind kind, const EncoderTables* tables, std::vector<uint8_t>* out);
+  // tables are found by the numbers in scan, and must stay.
+  ScanEncoder(const Scan& scan, ScanKind kind, const EncoderTables* tables, Sink* out);
 
   void block(const int16_t* coefficients, int part);
   // Call after the blocks of an MCU.
   void endMcu() {
     if (position_ > kBuffer - kMaxMcuBytes) spill();
   }
-  // Ends the interval with a restart marker and begins the next one.
+  // Ends the interval before, if there is one, and begins the next one with its marker.
   void restart(int number);
   // Ends the last interval.
   void finish();
@@ -68,13 +82,14 @@ class ScanEncoder {
   static constexpr int kMaxMcuBytes = kMaxBlocksPerMcu * kMaxBlockBytes + 1024 / 8 * 2 + 24;
   static constexpr int kBuffer = 65536;
   ZelStatus code(const int16_t* coefficients, int part, int flush);
+  void flush();
   void spill();
 
   const Scan scan_;
   const ScanKind kind_;
   const ZeliEncodeHuffmanSpec *dc_[kMaxComponents], *ac_[kMaxComponents];
-  std::vector<uint8_t>* out_;
-  std::unique_ptr<uint8_t[]> buffer_;
+  Sink* const out_;
+  const std::unique_ptr<uint8_t[]> buffer_;
   int position_ = 0;
   int16_t lastDc_[kMaxComponents] = {};
   ZeliEncodeHuffmanState state_;
