@@ -1,16 +1,19 @@
+// Headers and directories, and what they say of a page.
 #include "tiff/directory.h"
 
 #include <algorithm>
 
-#include "zelj.h"
+#include "tiff/metadata.h"
 
 namespace zelcodecs::tiff {
 namespace {
 
 constexpr int kMagic = 42, kBigMagic = 43;
 
-// Bytes of one value of a whole number's type, 0 for all other types.
-size_t sizeOf(int type) { return type == kByte ? 1 : type == kShort ? 2 : type == kLong ? 4 : 0; }
+bool isWhole(int type) {
+  return type == kByte || type == kShort || type == kLong || type == kDirectoryOffset || type == kLong8 ||
+         type == kDirectoryOffset8;
+}
 
 bool beginsWith(const uint8_t* data, size_t size, int magic) {
   if (size < 4) return false;
@@ -18,54 +21,112 @@ bool beginsWith(const uint8_t* data, size_t size, int magic) {
                         : data[0] == 'M' && data[1] == 'M' && data[2] == 0 && data[3] == magic;
 }
 
-int shortNumber(const Directory& d, Tag tag, uint32_t v) {
+int shortNumber(const Directory& d, Tag tag, uint64_t v) {
   if (v > UINT16_MAX) throw Error(ErrorKind::damaged, "a field with a number that is too large", d.where(tag));
   return int(v);
 }
 
+uint32_t longNumber(const Directory& d, Tag tag, uint64_t v) {
+  if (v > UINT32_MAX)
+    throw Error(ErrorKind::limit, "a page or a part of it of more than 2^32 rows or columns", d.where(tag));
+  return uint32_t(v);
+}
+
 }  // namespace
+
+size_t bytesOfType(int type) {
+  switch (type) {
+    case kByte:
+    case kAscii:
+    case kSignedByte:
+    case kUndefined:
+      return 1;
+    case kShort:
+    case kSignedShort:
+      return 2;
+    case kLong:
+    case kSignedLong:
+    case kFloat:
+    case kDirectoryOffset:
+      return 4;
+    case kRational:
+    case kSignedRational:
+    case kDouble:
+    case kLong8:
+    case 17:  // signed
+    case kDirectoryOffset8:
+      return 8;
+  }
+  return 0;
+}
+
+std::string nameOfCompression(int compression) {
+  switch (compression) {
+    case 1:
+      return "none";
+    case 2:
+      return "CCITT modified Huffman";
+    case 3:
+      return "CCITT group 3";
+    case 4:
+      return "CCITT group 4";
+    case 5:
+      return "LZW";
+    case 6:
+      return "JPEG in its old style";
+    case 7:
+      return "JPEG";
+    case 8:
+    case 32946:
+      return "Deflate";
+    case 32773:
+      return "PackBits";
+    case 34661:
+      return "JBIG";
+    case 34676:
+    case 34677:
+      return "LogLuv";
+    case 34712:
+      return "JPEG 2000";
+    case 34887:
+      return "LERC";
+    case 34925:
+      return "LZMA";
+    case 50000:
+      return "Zstandard";
+    case 50001:
+      return "WebP";
+  }
+  return "number " + std::to_string(compression);
+}
 
 // ---- The file -------------------------------------------------------------------------------------------------------
 
-File::File(const uint8_t* data, size_t size) : data_(data), size_(size), bigEndian_(size > 0 && data[0] == 'M') {
-  if (beginsWith(data, size, kBigMagic))
-    throw Error(ErrorKind::unsupported, "a TIFF file with 64-bit offsets (BigTIFF)", 2);
-  if (!beginsWith(data, size, kMagic)) throw Error(ErrorKind::unsupported, "not a TIFF file", 0);
-  need(4, 4);
-}
-
-void File::need(size_t at, size_t bytes) const {
-  if (at > size_ || bytes > size_ - at) throw Error(ErrorKind::damaged, "the file ends before a number in it", at);
-}
-
-int File::byte(size_t at) const {
-  need(at, 1);
-  return data_[at];
-}
-
-int File::word(size_t at) const {
-  need(at, 2);
-  const uint8_t* p = data_ + at;
-  return bigEndian_ ? p[0] << 8 | p[1] : p[1] << 8 | p[0];
-}
-
-uint32_t File::dword(size_t at) const {
-  need(at, 4);
-  const uint32_t first = uint32_t(word(at)), second = uint32_t(word(at + 2));
-  return bigEndian_ ? first << 16 | second : second << 16 | first;
+File::File(ByteView bytes) : in_(bytes, bytes.size > 0 && bytes.data[0] == 'M') {
+  form_.big = beginsWith(bytes.data, bytes.size, kBigMagic);
+  if (!form_.big && !beginsWith(bytes.data, bytes.size, kMagic))
+    throw Error(ErrorKind::unsupported, "not a TIFF file", 0);
+  if (form_.big && (in_.u16(4) != 8 || in_.u16(6) != 0))
+    throw Error(ErrorKind::unsupported, "a BigTIFF file with offsets of other than 8 bytes", 4);
+  offset(form_.linkAt());
 }
 
 // ---- A directory ----------------------------------------------------------------------------------------------------
 
-Directory::Directory(const File& file, size_t at) : file_(&file), at_(at), entries_(uint16_t(file.word(at))) {
-  if (entries_ == 0) throw Error(ErrorKind::damaged, "a directory without entries", at);
-  if (12 * size_t{entries_} > file.size() - at - 2)
-    throw Error(ErrorKind::damaged, "the file ends in a directory of " + std::to_string(entries_) + " entries", at);
-  for (size_t e = at + 2; e < at + 2 + 12 * size_t{entries_}; e += 12) {
-    Field f = {e, e + 8, file.word(e + 2), file.dword(e + 4)};
-    // Values of more than four bytes stand elsewhere. That matters only to a field that is made use of.
-    if (uint64_t{f.count} * sizeOf(f.type) > 4) f.values = file.dword(e + 8);
-    fields_.emplace(file.word(e), f);  // of two entries with one tag the first counts
+Directory::Directory(const File& file, uint64_t at) : file_(&file), at_(at) {
+  const ByteReader& in = file.in();
+  const Form form = file.form();
+  const uint64_t entries = form.big ? in.u64(at) : in.u16(at);
+  if (entries == 0) throw Error(ErrorKind::damaged, "a directory without entries", at);
+  if (entries > (file.size() - at - form.countBytes()) / form.entryBytes())
+    throw Error(ErrorKind::damaged, "the file ends in a directory of " + std::to_string(entries) + " entries", at);
+  bytes_ = form.countBytes() + entries * form.entryBytes() + form.offsetBytes();
+  for (uint64_t e = at + form.countBytes(); e < link(); e += form.entryBytes()) {
+    Field f = {e, e + 4 + form.offsetBytes(), int(in.u16(e + 2)), file.offset(e + 4)};
+    // Values that do not fit into the entry stand elsewhere. That matters only to a field that is made use of.
+    const size_t bytes = bytesOfType(f.type);
+    if (bytes && f.count > form.offsetBytes() / bytes) f.values = file.offset(f.values);
+    fields_.emplace(in.u16(e), f);  // of two entries with one tag the first counts
   }
 }
 
@@ -79,54 +140,114 @@ const Directory::Field& Directory::field(Tag tag) const {
   if (found == fields_.end())
     throw Error(ErrorKind::damaged, "a page without field " + std::to_string(tag) + " in its directory", at_);
   const Field& f = found->second;
-  if (sizeOf(f.type) == 0)
+  if (!isWhole(f.type))
     throw Error(ErrorKind::damaged,
                 "field " + std::to_string(tag) + " is of type " + std::to_string(f.type) + ", not a whole number,",
                 f.entry);
   return f;
 }
 
-uint32_t Directory::count(Tag tag) const {
+uint64_t Directory::count(Tag tag) const {
   if (!has(tag)) return 0;
   const Field& f = field(tag);
-  const size_t room = f.values < file_->size() ? (file_->size() - f.values) / sizeOf(f.type) : 0;
-  return uint32_t(std::min<size_t>(f.count, room));
+  const uint64_t room = f.values < file_->size() ? (file_->size() - f.values) / bytesOfType(f.type) : 0;
+  return std::min(f.count, room);
 }
 
-size_t Directory::position(Tag tag, uint32_t i) const {
+uint64_t Directory::position(Tag tag, uint64_t i) const {
   const Field& f = field(tag);
   if (i >= f.count)
     throw Error(ErrorKind::damaged,
                 "field " + std::to_string(tag) + " has only " + std::to_string(f.count) + " values,", f.entry);
-  return f.values + i * sizeOf(f.type);
+  return f.values + i * bytesOfType(f.type);
 }
 
-uint32_t Directory::value(Tag tag, uint32_t i) const {
-  const size_t at = position(tag, i), bytes = sizeOf(field(tag).type);
-  return bytes == 4 ? file_->dword(at) : uint32_t(bytes == 2 ? file_->word(at) : file_->byte(at));
+uint64_t Directory::value(Tag tag, uint64_t i) const {
+  const uint64_t at = position(tag, i);
+  const ByteReader& in = file_->in();
+  switch (bytesOfType(field(tag).type)) {
+    case 1:
+      return in.u8(at);
+    case 2:
+      return in.u16(at);
+    case 4:
+      return in.u32(at);
+    default:
+      return in.u64(at);
+  }
 }
+
+ByteView Directory::bytesOf(Tag tag) const {
+  const auto found = fields_.find(tag);
+  if (found == fields_.end()) return {};
+  const Field& f = found->second;
+  const size_t each = bytesOfType(f.type);
+  if (each && f.count > file_->size() / each)
+    throw Error(ErrorKind::damaged, "a field of more values than the file has bytes", f.entry);
+  return file_->in().view(f.values, f.count * each);
+}
+
+double Directory::rational(Tag tag) const {
+  const auto found = fields_.find(tag);
+  if (found == fields_.end() || found->second.type != kRational || found->second.count < 1) return 0;
+  const uint64_t at = found->second.values;
+  if (at > file_->size() || file_->size() - at < 8) return 0;
+  const uint32_t above = file_->in().u32(at), below = file_->in().u32(at + 4);
+  return below ? double(above) / below : 0;
+}
+
+namespace {
+
+// How long a field says that it is.
+uint64_t bytesNamed(const Directory& d, Tag tag) {
+  const auto found = d.fields().find(tag);
+  return found == d.fields().end() ? 0 : found->second.count;
+}
+
+// How the page is divided. Strips are tiles of the page's own width.
+void readPieces(const Directory& d, TiffPage* p) {
+  p->tiled = d.has(kTileWidth);
+  if (p->tiled) {
+    p->tileWidth = longNumber(d, kTileWidth, d.value(kTileWidth));
+    p->tileHeight = longNumber(d, kTileLength, d.value(kTileLength));
+    if (p->tileWidth == 0 || p->tileHeight == 0)
+      throw Error(ErrorKind::damaged, "tiles without pixels", d.where(kTileWidth));
+  } else {
+    p->rowsPerStrip = uint32_t(std::min<uint64_t>(d.valueOr(kRowsPerStrip, UINT32_MAX), p->height));
+    if (p->rowsPerStrip == 0) throw Error(ErrorKind::damaged, "strips without rows", d.where(kRowsPerStrip));
+  }
+  const uint64_t planes = uint64_t(p->planarConfiguration == 2 ? p->samplesPerPixel : 1);
+  const uint64_t across = p->tiled ? (p->width - 1) / p->tileWidth + uint64_t{1} : 1;
+  const uint64_t down = (p->height - 1) / (p->tiled ? p->tileHeight : p->rowsPerStrip) + uint64_t{1};
+  if (across > INT32_MAX / down || across * down > INT32_MAX / planes)
+    throw Error(ErrorKind::limit, "a page of more than 2^31 strips or tiles",
+                d.where(p->tiled ? kTileWidth : kRowsPerStrip));
+  (p->tiled ? p->tiles : p->strips) = uint32_t(across * down * planes);
+}
+
+}  // namespace
 
 TiffPage Directory::page() const {
   TiffPage p;
-  p.width = value(kImageWidth);
-  p.height = value(kImageLength);
+  p.width = longNumber(*this, kImageWidth, value(kImageWidth));
+  p.height = longNumber(*this, kImageLength, value(kImageLength));
   if (p.width == 0 || p.height == 0) throw Error(ErrorKind::damaged, "a page without pixels", at_);
   p.samplesPerPixel = shortNumber(*this, kSamplesPerPixel, valueOr(kSamplesPerPixel, 1));
   if (p.samplesPerPixel == 0) throw Error(ErrorKind::damaged, "pixels without samples", where(kSamplesPerPixel));
   p.bitsPerSample = shortNumber(*this, kBitsPerSample, valueOr(kBitsPerSample, 1));
   p.compression = shortNumber(*this, kCompression, valueOr(kCompression, 1));
+  p.compressionName = nameOfCompression(p.compression);
+  p.predictor = shortNumber(*this, kPredictor, valueOr(kPredictor, 1));
   p.photometric = shortNumber(*this, kPhotometric, value(kPhotometric));
   p.fillOrder = shortNumber(*this, kFillOrder, valueOr(kFillOrder, 1));
   p.orientation = shortNumber(*this, kOrientation, valueOr(kOrientation, 1));
   p.planarConfiguration = shortNumber(*this, kPlanarConfiguration, valueOr(kPlanarConfiguration, 1));
-  p.tiled = has(kTileWidth);
-  if (p.tiled) return p;
-  p.rowsPerStrip = std::min(valueOr(kRowsPerStrip, UINT32_MAX), p.height);
-  if (p.rowsPerStrip == 0) throw Error(ErrorKind::damaged, "strips without rows", where(kRowsPerStrip));
-  const uint64_t planes = uint64_t(p.planarConfiguration == 2 ? p.samplesPerPixel : 1);
-  const uint64_t strips = ((p.height - 1) / p.rowsPerStrip + uint64_t{1}) * planes;
-  if (strips > INT32_MAX) throw Error(ErrorKind::limit, "a page of more than 2^31 strips", where(kRowsPerStrip));
-  p.strips = uint32_t(strips);
+  p.pixelsPerMetreX = pixelsPerMetre(*this, kXResolution);
+  p.pixelsPerMetreY = pixelsPerMetre(*this, kYResolution);
+  p.iccBytes = bytesNamed(*this, kIccProfile);
+  p.xmpBytes = bytesNamed(*this, kXmp);
+  p.exif = has(kExifDirectory);
+  readPieces(*this, &p);
   return p;
 }
 
@@ -139,21 +260,9 @@ std::optional<Directory> DirectoryWalk::next() {
   // Directories that lie across one another could be as many as the file has bytes, with 65535 entries each.
   bytes_ += d.bytes();
   if (bytes_ > file_->size() + 4) throw Error(ErrorKind::damaged, "directories that overlap", at_);
-  pointer_ = at_ + d.bytes() - 4;
-  at_ = pointer_ + 4 <= file_->size() ? d.next() : 0;
+  pointer_ = d.link();
+  at_ = pointer_ + file_->form().offsetBytes() <= file_->size() ? file_->offset(pointer_) : 0;
   return d;
-}
-
-// ---- Samples --------------------------------------------------------------------------------------------------------
-
-void ByteSwap::row(uint16_t* samples, int n) {
-  const size_t count = size_t(n);
-  if (planes_.size() < 2 * count) planes_.resize(2 * count);
-  uint8_t* const split[2] = {planes_.data(), planes_.data() + count};
-  const uint8_t* const exchanged[2] = {split[1], split[0]};
-  if (zeliSplitRow_TIFF_16u8u_C1(samples, split, n) != zelStsNoErr ||
-      zeliJoinRow_TIFF_8u16u_C1(exchanged, samples, n) != zelStsNoErr)
-    throw Error(ErrorKind::argument, "a row without samples");
 }
 
 }  // namespace zelcodecs::tiff
@@ -165,9 +274,10 @@ bool isTiff(const uint8_t* data, size_t size) {
 }
 
 TiffInfo readTiffInfo(const uint8_t* data, size_t size) {
-  const tiff::File file(data, size);
+  const tiff::File file({data, size});
   TiffInfo info;
   info.bigEndian = file.bigEndian();
+  info.big = file.form().big;
   tiff::DirectoryWalk walk(file);
   while (const std::optional<tiff::Directory> d = walk.next()) info.pages.push_back(d->page());
   if (info.pages.empty()) throw Error(ErrorKind::damaged, "a TIFF file without pages", 4);

@@ -1,5 +1,5 @@
 // The structure of TIFF files (TIFF 6.0, section 2): a header, and a chain of directories whose entries are the fields
-// of a page.
+// of a page. Files with 64-bit offsets (BigTIFF) have the same structure with wider numbers.
 #pragma once
 
 #include <map>
@@ -7,8 +7,8 @@
 #include <set>
 #include <string>
 
+#include "common/bytes.h"
 #include "common/error.h"
-#include "common/parallel.h"
 #include "tiff/tiff.h"
 
 namespace zelcodecs::tiff {
@@ -21,6 +21,9 @@ enum Tag : int {
   kCompression = 259,
   kPhotometric = 262,
   kFillOrder = 266,
+  kImageDescription = 270,
+  kMake = 271,
+  kModel = 272,
   kStripOffsets = 273,
   kOrientation = 274,
   kSamplesPerPixel = 277,
@@ -31,112 +34,140 @@ enum Tag : int {
   kPlanarConfiguration = 284,
   kResolutionUnit = 296,
   kPageNumber = 297,
+  kSoftware = 305,
+  kDateTime = 306,
+  kArtist = 315,
+  kPredictor = 317,
   kColorMap = 320,
   kTileWidth = 322,
+  kTileLength = 323,
+  kTileOffsets = 324,
+  kTileByteCounts = 325,
   kInkSet = 332,
   kExtraSamples = 338,
   kSampleFormat = 339,
+  kJpegTables = 347,
+  kYCbCrSubSampling = 530,
+  kXmp = 700,
+  kCopyright = 33432,
+  kExifDirectory = 34665,
+  kIccProfile = 34675,
+  kGpsDirectory = 34853,
 };
 
-enum Type : int { kByte = 1, kShort = 3, kLong = 4, kRational = 5 };
+enum Type : int {
+  kByte = 1,
+  kAscii = 2,
+  kShort = 3,
+  kLong = 4,
+  kRational = 5,
+  kSignedByte = 6,
+  kUndefined = 7,
+  kSignedShort = 8,
+  kSignedLong = 9,
+  kSignedRational = 10,
+  kFloat = 11,
+  kDouble = 12,
+  kDirectoryOffset = 13,
+  kLong8 = 16,
+  kDirectoryOffset8 = 18,
+};
 
-enum Photometric : int { kWhiteIsZero = 0, kBlackIsZero = 1, kRgb = 2, kPalette = 3, kSeparated = 5 };
+// Bytes of one value of a type, 0 for types that nobody knows.
+size_t bytesOfType(int type);
+
+enum Photometric : int { kWhiteIsZero = 0, kBlackIsZero = 1, kRgb = 2, kPalette = 3, kSeparated = 5, kYCbCr = 6 };
 
 // Rows are handed on with lengths of type int.
 constexpr size_t kMostRowBytes = size_t{1} << 30;
 
 constexpr int kAssociatedAlpha = 1, kUnassociatedAlpha = 2;  // values of ExtraSamples
+constexpr int kPixelsPerInch = 2, kPixelsPerCentimetre = 3;  // values of ResolutionUnit
 
-// Bytes in the order of the file. A read beyond the end throws.
+// How wide the numbers of the structure are.
+struct Form {
+  bool big = false;
+
+  size_t headerBytes() const { return big ? 16 : 8; }
+  size_t linkAt() const { return big ? 8 : 4; }  // of the first directory, in the header
+  size_t countBytes() const { return big ? 8 : 2; }
+  size_t offsetBytes() const { return big ? 8 : 4; }
+  size_t entryBytes() const { return 4 + 2 * offsetBytes(); }
+};
+
+// The header and the bytes behind it. Reading beyond the end throws.
 class File {
  public:
-  File(const uint8_t* data, size_t size);
-  bool bigEndian() const { return bigEndian_; }
-  const uint8_t* data() const { return data_; }
-  size_t size() const { return size_; }
-  int byte(size_t at) const;
-  int word(size_t at) const;
-  uint32_t dword(size_t at) const;
+  explicit File(ByteView bytes);
+  const ByteReader& in() const { return in_; }
+  Form form() const { return form_; }
+  bool bigEndian() const { return in_.bigEndian(); }
+  uint64_t size() const { return in_.bytes().size; }
+  // A number in the width that offsets have.
+  uint64_t offset(uint64_t at) const { return form_.big ? in_.u64(at) : in_.u32(at); }
 
  private:
-  void need(size_t at, size_t bytes) const;
-  const uint8_t* data_;
-  size_t size_;
-  bool bigEndian_;
+  ByteReader in_;
+  Form form_;
 };
 
 class Directory {
  public:
-  Directory(const File& file, size_t at);
+  struct Field {
+    uint64_t entry;   // position of the entry
+    uint64_t values;  // position of the values
+    int type;
+    uint64_t count;
+  };
+
+  Directory(const File& file, uint64_t at);
   const File& file() const { return *file_; }
-  // Where the next directory begins, or 0.
-  size_t next() const { return file_->dword(at_ + 2 + 12 * size_t{entries_}); }
-  size_t bytes() const { return 2 + 12 * size_t{entries_} + 4; }
+  const std::map<int, Field>& fields() const { return fields_; }
+  // The position of the offset of the next directory.
+  uint64_t link() const { return at_ + bytes_ - file_->form().offsetBytes(); }
+  uint64_t bytes() const { return bytes_; }
 
   bool has(Tag tag) const { return fields_.count(tag) != 0; }
   // How many of a field's values there are; 0 without the field. Those beyond the end of the file do not count.
-  uint32_t count(Tag tag) const;
+  uint64_t count(Tag tag) const;
   // Value i of a field of whole numbers, which must be there.
-  uint32_t value(Tag tag, uint32_t i = 0) const;
-  uint32_t valueOr(Tag tag, uint32_t fallback) const { return has(tag) ? value(tag) : fallback; }
+  uint64_t value(Tag tag, uint64_t i = 0) const;
+  uint64_t valueOr(Tag tag, uint64_t fallback) const { return has(tag) ? value(tag) : fallback; }
+  // The bytes of a field, whatever its type; none without it. Throws where the file ends in them.
+  ByteView bytesOf(Tag tag) const;
+  // A quotient, or 0 where there is none.
+  double rational(Tag tag) const;
   // The position of value i.
-  size_t position(Tag tag, uint32_t i) const;
+  uint64_t position(Tag tag, uint64_t i) const;
   // The position of the entry, or of the directory where it has none.
   size_t where(Tag tag) const;
 
   TiffPage page() const;
 
  private:
-  struct Field {
-    size_t entry;   // position of the entry
-    size_t values;  // position of the values
-    int type;
-    uint32_t count;
-  };
   const Field& field(Tag tag) const;
 
   const File* file_;
-  size_t at_;
-  uint16_t entries_;
+  uint64_t at_, bytes_;
   std::map<int, Field> fields_;
 };
 
 // The directories from the first to the last.
 class DirectoryWalk {
  public:
-  explicit DirectoryWalk(const File& file) : file_(&file), at_(file.dword(4)), pointer_(4) {}
+  explicit DirectoryWalk(const File& file)
+      : file_(&file), at_(file.offset(file.form().linkAt())), pointer_(file.form().linkAt()) {}
   // Nothing at the end. Throws where the chain is damaged or comes back to where it was.
   std::optional<Directory> next();
 
  private:
   const File* file_;
-  size_t at_;
-  size_t pointer_;  // position of the number at_
-  size_t bytes_ = 0;
-  std::set<size_t> seen_;
+  uint64_t at_;
+  uint64_t pointer_;  // position of the number at_
+  uint64_t bytes_ = 0;
+  std::set<uint64_t> seen_;
 };
 
-// Calls work(i) for the strips of a picture. Threads cost more than they gain where all is done in less time than they
-// take to start.
-template <class Work>
-void forEachStrip(int count, int wantedThreads, size_t imageBytes, const Progress& progress, const Work& work) {
-  constexpr size_t kWorthwhile = size_t{256} << 10;
-  int done = 0;
-  forEachPiece(count, imageBytes < kWorthwhile ? 1 : threadCount(wantedThreads), [&](int i) {
-    work(i);
-    if (!progress) return;
-#pragma omp critical(zelcodecs_progress)
-    progress(double(++done) / count);
-  });
-}
-
-// Exchanges the two bytes of 16-bit samples.
-class ByteSwap {
- public:
-  void row(uint16_t* samples, int n);
-
- private:
-  std::vector<uint8_t> planes_;
-};
+std::string nameOfCompression(int compression);
 
 }  // namespace zelcodecs::tiff

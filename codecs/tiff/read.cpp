@@ -1,413 +1,330 @@
-// Reading of pages: strips become rows of samples, and these the rows of a picture.
+// Reading of pages: strips and tiles become rows of samples, and these the rows of a picture.
+//
+// A band is a row of pieces (strips or tiles), or several: then each piece is read by itself, from its first row to its
+// last, and pieces are divided among threads. Where a row of pieces would be a large part of the memory, as in files of
+// one strip, a band is some of its rows: then the pieces stay open from band to band.
 #include <algorithm>
 #include <cstring>
-#include <map>
-#include <mutex>
+#include <optional>
 #include <string>
+#include <utility>
 
-#include "tiff/directory.h"
-#include "common/warnings.h"
-#include "zelj.h"
+#include "common/team.h"
+#include "tiff/metadata.h"
+#include "tiff/samples.h"
+#include "tiff/unpack.h"
 
 namespace zelcodecs {
 namespace tiff {
 namespace {
 
-// ---- What a page is like --------------------------------------------------------------------------------------------
+constexpr size_t kLargestStrip = size_t{2} << 20, kLargestTileRow = size_t{16} << 20;  // that is read at once
+constexpr size_t kBandOfLarge = size_t{128} << 10;
+constexpr size_t kBand = size_t{64} << 10, kBandOfThreads = size_t{1} << 20;
+constexpr size_t kMostOfThreads = size_t{8} << 20;
 
-// Samples as they stand in the file.
-struct Layout {
-  int width, height, bits, samples;
-  int planes;                   // 1 where the samples of a pixel stand together
-  size_t rowSamples, rowBytes;  // of one plane
-  bool packed, reversed, swapped;
-  int rowsPerStrip, stripsPerPlane;
+// What pieces are read from.
+struct Page {
+  ByteView file;
+  Layout layout;
+  Meaning meaning;
+  Limits limits;
+  ByteView tables;  // of JPEG
+  // Of the pieces that the file names.
+  std::vector<uint64_t> offsets, lengths;
+
+  const char* pieceName() const { return layout.pieceWidth < layout.width || layout.across > 1 ? "tile " : "strip "; }
+  size_t pixelBytes() const { return size_t(channelsOf(meaning.model)) * (meaning.depth > 8 ? 2 : 1); }
 };
 
-// What the samples of a pixel mean.
-struct Meaning {
-  ColourModel model;
-  int colours;  // samples before the extra ones
-  int alpha = -1;
-  bool associated = false;
-  bool inverted = false;
-  std::vector<uint8_t> palette;  // red, green and blue of each index
-};
-
-[[noreturn]] void unsupported(const Directory& d, Tag tag, const std::string& what) {
-  throw Error(ErrorKind::unsupported, what, d.where(tag));
-}
-
-std::string nameOfCompression(int compression) {
-  switch (compression) {
-    case 2:
-    case 3:
-    case 4:
-      return " (CCITT)";
-    case 5:
-      return " (LZW)";
-    case 6:
+// No more coded bytes than can be of use for that many: strips that lie across one another must not cost more time than
+// the file has bytes. None makes bytes more than these factors; JPEG and Deflate have headers.
+size_t mostCoded(const Layout& l, size_t bytes) {
+  switch (l.compression) {
+    case 1:
+      return bytes;
     case 7:
-      return " (JPEG)";
+      return 4 * bytes + 16384;
     case 8:
     case 32946:
-      return " (Deflate)";
-  }
-  return "";
-}
-
-// Values of a field that has one for each sample, but in some files one for all.
-void checkEachSample(const Directory& d, Tag tag, int samples, uint32_t wanted, const char* what) {
-  const uint32_t count = d.count(tag);
-  if (count != 1 && count < uint32_t(samples))
-    throw Error(ErrorKind::damaged, "fewer values than samples", d.where(tag));
-  for (uint32_t i = 0; i < std::min(count, uint32_t(samples)); ++i)
-    if (d.value(tag, i) != wanted) unsupported(d, tag, what);
-}
-
-Layout layoutOf(const Directory& d, const TiffPage& p, const Limits& limits) {
-  if (p.tiled) unsupported(d, kTileWidth, "a page in tiles");
-  if (p.compression != 1 && p.compression != 32773)
-    unsupported(d, kCompression, "compression " + std::to_string(p.compression) + nameOfCompression(p.compression));
-  if (p.bitsPerSample != 1 && p.bitsPerSample != 2 && p.bitsPerSample != 4 && p.bitsPerSample != 8 &&
-      p.bitsPerSample != 16)
-    unsupported(d, kBitsPerSample, "samples of " + std::to_string(p.bitsPerSample) + " bits");
-  if (d.has(kBitsPerSample))
-    checkEachSample(d, kBitsPerSample, p.samplesPerPixel, uint32_t(p.bitsPerSample),
-                    "samples of different numbers of bits");
-  if (d.has(kSampleFormat))
-    checkEachSample(d, kSampleFormat, p.samplesPerPixel, 1, "samples that are not unsigned whole numbers");
-  if (p.planarConfiguration < 1 || p.planarConfiguration > 2)
-    unsupported(d, kPlanarConfiguration, "planar configuration " + std::to_string(p.planarConfiguration));
-  if (p.fillOrder < 1 || p.fillOrder > 2) unsupported(d, kFillOrder, "fill order " + std::to_string(p.fillOrder));
-  checkSize(p.width, p.height, limits, d.where(kImageWidth));
-
-  Layout l;
-  l.width = int(p.width);
-  l.height = int(p.height);
-  l.bits = p.bitsPerSample;
-  l.samples = p.samplesPerPixel;
-  l.planes = p.planarConfiguration == 2 ? l.samples : 1;
-  l.rowSamples = size_t{p.width} * size_t(l.samples / l.planes);
-  l.rowBytes = (l.rowSamples * size_t(l.bits) + 7) / 8;
-  if (l.rowSamples * size_t(l.planes) > kMostRowBytes / 2)
-    throw Error(ErrorKind::limit, "rows of more than 2^29 samples", d.where(kImageWidth));
-  l.packed = p.compression != 1;
-  l.reversed = p.fillOrder == 2;
-  l.swapped = l.bits == 16 && d.file().bigEndian();
-  l.rowsPerStrip = int(p.rowsPerStrip);
-  l.stripsPerPlane = int(p.strips) / l.planes;
-  return l;
-}
-
-// Memory and time stay in proportion to the file: PackBits makes 128 bytes of 2 at the most, no compression none.
-void checkLength(const Directory& d, const Layout& l, bool keepGoing) {
-  const uint64_t raw = uint64_t{l.rowBytes} * uint64_t(l.planes) * uint64_t(l.height);
-  // Of a file that is cut short most may be missing, but not nearly all.
-  const uint64_t size = d.file().size();
-  const uint64_t most = keepGoing ? 1024 * size + (1 << 20) : l.packed ? 64 * size : size;
-  if (raw > most)
-    throw Error(keepGoing ? ErrorKind::limit : ErrorKind::damaged,
-                "a page of " + std::to_string(l.width) + " x " + std::to_string(l.height) +
-                    " pixels, for which the file is too short, is named",
-                d.where(kImageLength));
-}
-
-std::vector<uint8_t> readPalette(const Directory& d, int bits) {
-  const uint32_t n = 1u << bits;
-  if (d.count(kColorMap) < 3 * n) throw Error(ErrorKind::damaged, "a palette that is too short", d.where(kColorMap));
-  std::vector<uint8_t> palette;
-  for (uint32_t i = 0; i < n; ++i)
-    for (uint32_t c = 0; c < 3; ++c) palette.push_back(uint8_t(d.value(kColorMap, c * n + i) >> 8));
-  return palette;
-}
-
-// The first extra sample that is an opacity counts, all others are left out.
-void findAlpha(const Directory& d, const Layout& l, Meaning* m, Warnings* warnings) {
-  const int extra = l.samples - m->colours;
-  if (m->model != ColourModel::cmyk)
-    for (uint32_t i = 0; i < d.count(kExtraSamples) && i < uint32_t(extra) && m->alpha < 0; ++i) {
-      const uint32_t kind = d.value(kExtraSamples, i);
-      if (kind != kAssociatedAlpha && kind != kUnassociatedAlpha) continue;
-      m->alpha = m->colours + int(i);
-      m->associated = kind == kAssociatedAlpha;
-      m->model = ColourModel::rgba;
-    }
-  const int dropped = extra - (m->alpha >= 0);
-  if (dropped > 0)
-    warnings->add(std::to_string(dropped) + " extra samples of each pixel are left out", d.where(kExtraSamples));
-}
-
-Meaning meaningOf(const Directory& d, const TiffPage& p, const Layout& l, Warnings* warnings) {
-  Meaning m;
-  switch (p.photometric) {
-    case kWhiteIsZero:
-    case kBlackIsZero:
-      m.model = ColourModel::grey;
-      break;
-    case kRgb:
-      m.model = ColourModel::rgb;
-      break;
-    case kPalette:
-      if (l.bits > 8) unsupported(d, kBitsPerSample, "a palette of 65536 colours");
-      m.model = ColourModel::rgb;
-      m.palette = readPalette(d, l.bits);
-      break;
-    case kSeparated:
-      if (d.valueOr(kInkSet, 1) != 1) unsupported(d, kInkSet, "inks other than cyan, magenta, yellow and black");
-      m.model = ColourModel::cmyk;
-      break;
+      return 8 * bytes + 1024;
     default:
-      unsupported(d, kPhotometric, "photometric interpretation " + std::to_string(p.photometric));
+      return 4 * bytes + 64;
   }
-  m.inverted = p.photometric == kWhiteIsZero;
-  m.colours = m.palette.empty() ? channelsOf(m.model) : 1;
-  if (l.samples < m.colours) throw Error(ErrorKind::damaged, "fewer samples than colours", d.where(kSamplesPerPixel));
-  findAlpha(d, l, &m, warnings);
-  if (p.orientation != 1)
-    warnings->add(
-        "the picture is stored turned or mirrored and stays so (orientation " + std::to_string(p.orientation) + ")",
-        d.where(kOrientation));
-  return m;
 }
 
-// ---- Strips ---------------------------------------------------------------------------------------------------------
-
-struct Strip {
-  size_t offset, bytes;
-};
-
-// Where a strip is; one that the file cuts short reaches to its end.
-Strip stripAt(const Directory& d, const Layout& l, uint32_t number, int rows) {
-  const size_t raw = l.rowBytes * size_t(rows), offset = d.value(kStripOffsets, number);
-  if (offset >= d.file().size())
-    throw Error(ErrorKind::damaged, "strip " + std::to_string(number) + " is named outside of the file",
-                d.position(kStripOffsets, number));
-  // No more than can be of use: packed rows take at most two bytes for one, and a few that stand for nothing.
-  const size_t count = d.has(kStripByteCounts) ? d.value(kStripByteCounts, number) : raw;
-  return {offset, std::min({count, l.packed ? 4 * raw + 16 : raw, d.file().size() - offset})};
+// Where a piece of a plane is; one that the file cuts short reaches to its end.
+Coded codedPiece(const Page& page, size_t number, int rows) {
+  const uint64_t offset = page.offsets[number];
+  if (offset >= page.file.size)
+    throw Error(ErrorKind::damaged, page.pieceName() + std::to_string(number) + " is named outside of the file",
+                page.file.size);
+  const size_t most = mostCoded(page.layout, page.layout.rowBytes * size_t(rows));
+  const size_t size = std::min({size_t(page.lengths[number]), most, page.file.size - size_t(offset)});
+  return {{page.file.data + offset, size}, offset, uint64_t(rows)};
 }
 
-uint8_t reversedBits(uint8_t b) {
-  b = uint8_t(b >> 4 | b << 4);
-  b = uint8_t((b >> 2 & 0x33) | (b & 0x33) << 2);
-  return uint8_t((b >> 1 & 0x55) | (b & 0x55) << 1);
-}
-
-// The rows of a strip one after the other, each unpacked and in the processor's byte order.
-class StripRows {
+// The rows of a piece, one after the other.
+class PieceReader {
  public:
-  StripRows(const File& file, const Layout& layout, const Strip& strip)
-      : layout_(layout), offset_(strip.offset), data_(file.data() + strip.offset), left_(strip.bytes) {
-    if (!layout.reversed) return;
-    turned_.assign(data_, data_ + left_);
-    for (uint8_t& b : turned_) b = reversedBits(b);
-    data_ = turned_.data();
-  }
-
-  // To rowBytes of memory, which is aligned where samples have two bytes.
-  void next(uint8_t* row) {
-    const size_t used = layout_.packed ? unpack(row) : copy(row);
-    data_ += used;
-    left_ -= used;
-    offset_ += used;
-    if (layout_.swapped) swap_.row(reinterpret_cast<uint16_t*>(row), int(layout_.rowSamples));
-  }
-
- private:
-  size_t copy(uint8_t* row) const {
-    if (left_ < layout_.rowBytes) throw Error(ErrorKind::damaged, "a strip that ends in a row", offset_ + left_);
-    std::memcpy(row, data_, layout_.rowBytes);
-    return layout_.rowBytes;
-  }
-  size_t unpack(uint8_t* row) const {
-    int used = 0;
-    const int most = int(std::min<size_t>(left_, INT32_MAX));
-    if (most == 0) throw Error(ErrorKind::damaged, "a strip that ends before its last row", offset_);
-    if (zeliUnpackBitsRow_TIFF_8u_C1(data_, &used, most, row, int(layout_.rowBytes)) != zelStsNoErr)
-      throw Error(ErrorKind::damaged, "a packed row whose data end, or a run in it that leaves the row,",
-                  offset_ + size_t(used));
-    return size_t(used);
-  }
-
-  const Layout& layout_;
-  size_t offset_;
-  const uint8_t* data_;
-  size_t left_;
-  std::vector<uint8_t> turned_;
-  ByteSwap swap_;
-};
-
-// ---- Samples to pixels ----------------------------------------------------------------------------------------------
-
-// Samples of less than a byte, the first in the highest bits, each times scale.
-void widen(const uint8_t* row, int bits, int scale, size_t n, uint8_t* out, size_t step) {
-  const int mask = (1 << bits) - 1;
-  const size_t perByte = 8 / size_t(bits);
-  for (size_t i = 0; i < n; ++i) {
-    const int shift = 8 - bits * int(i % perByte + 1);
-    out[i * step] = uint8_t((row[i / perByte] >> shift & mask) * scale);
-  }
-}
-
-// A colour that was multiplied with the opacity. Where that is none, nothing is known of the colour.
-template <class T>
-T divided(T colour, T alpha, int max) {
-  if (alpha == 0) return 0;
-  return T(std::min<int64_t>(max, (int64_t{colour} * max + alpha / 2) / alpha));
-}
-
-template <class T>
-void toPixels(const T* in, size_t width, int samples, const Meaning& m, T* out) {
-  const int max = T(~T{0}), channels = channelsOf(m.model);
-  const T flip = T(m.inverted ? max : 0);
-  const int colours = m.model == ColourModel::cmyk ? 4 : channels == 1 ? 1 : 3;
-  for (size_t x = 0; x < width; ++x, in += samples, out += channels) {
-    if (!m.palette.empty())
-      for (int c = 0; c < 3; ++c) out[c] = m.palette[size_t(in[0]) * 3 + size_t(c)];
-    else
-      for (int c = 0; c < colours; ++c) out[c] = in[m.colours == 1 ? 0 : c] ^ flip;
-    if (m.alpha < 0) continue;
-    out[3] = in[m.alpha];
-    if (m.associated)
-      for (int c = 0; c < 3; ++c) out[c] = divided(out[c], out[3], max);
-  }
-}
-
-// ---- A page ---------------------------------------------------------------------------------------------------------
-
-// The damages of strips, which threads find in any order.
-class Failures {
- public:
-  void add(int strip, const Error& error) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    byStrip_.emplace(strip, error);
-    if (byStrip_.size() > kMost) byStrip_.erase(std::prev(byStrip_.end()));
-  }
-  void report(bool keepGoing, Warnings* warnings) const {
-    for (const auto& [strip, error] : byStrip_) {
-      if (!keepGoing) throw error;
-      warnings->add(error);
+  // column and row: in pieces.
+  PieceReader(const Page& page, int column, int row, bool atOnce) : page_(page), converter_(page.layout, page.meaning) {
+    const Layout& l = page.layout;
+    const int first = column * l.pieceWidth;
+    columns_ = std::min(l.pieceWidth, l.width - first);
+    left_ = size_t(first) * page.pixelBytes();
+    const int rows = std::min(l.pieceRows, l.height - row * l.pieceRows);
+    row_.reset(new uint16_t[(l.rowBytes + 1) / 2]);
+    for (int p = 0; p < l.planes; ++p) {
+      const size_t number = size_t(p) * size_t(l.piecesOfPlane()) + size_t(row) * size_t(l.across) + size_t(column);
+      planes_.push_back(makeUnpacker(l, codedPiece(page, number, rows), atOnce, page.tables, page.limits));
     }
   }
 
- private:
-  static constexpr size_t kMost = 200;  // more than warnings keep
-  std::mutex mutex_;
-  std::map<int, Error> byStrip_;
-};
-
-class PageReader {
- public:
-  PageReader(const Directory& d, const TiffDecodeOptions& options, Warnings* warnings)
-      : d_(d), options_(options), warnings_(warnings) {
-    const TiffPage p = d.page();
-    layout_ = layoutOf(d, p, options.limits);
-    meaning_ = meaningOf(d, p, layout_, warnings);
-    checkLength(d, layout_, options.keepGoing);
-    checkStripFields();
-  }
-
-  Image read() {
-    image_ = Image(layout_.width, layout_.height, meaning_.model, layout_.bits == 16 ? 16 : 8);
-    if (options_.keepGoing) std::memset(image_.data(), 0, image_.sizeBytes());
-    Failures failures;
-    forEachStrip(strips_, options_.threads, image_.sizeBytes(), options_.progress, [&](int i) {
-      int y = i * layout_.rowsPerStrip;
+  // to: rows of the page. One that is damaged becomes black.
+  void read(Rows to) {
+    for (int y = 0; y < to.count; ++y) {
+      uint8_t* const out = to.row(y) + left_;
       try {
-        if (layout_.bits == 16)
-          readStrip<uint16_t>(i, &y);
-        else
-          readStrip<uint8_t>(i, &y);
-      } catch (const Error& e) {
-        failures.add(i, e);
-        if (y < layout_.height) std::memset(image_.row(y), 0, image_.rowBytes());
+        readRow(out);
+      } catch (const Error&) {
+        std::memset(out, 0, size_t(columns_) * page_.pixelBytes());
+        throw;
       }
-    });
-    failures.report(options_.keepGoing, warnings_);
-    return std::move(image_);
+    }
   }
+  void skip(int rows) {
+    for (const auto& plane : planes_) plane->skip(page_.layout.rowBytes * size_t(rows));
+  }
+  uint64_t position() const { return planes_[0]->position(); }
 
  private:
-  void checkStripFields() {
-    const uint64_t all = uint64_t(layout_.stripsPerPlane) * uint64_t(layout_.planes);
-    if (!d_.has(kStripByteCounts)) {
-      if (layout_.packed) throw Error(ErrorKind::damaged, "packed strips without lengths", d_.where(kStripOffsets));
-      warnings_->add("strips without lengths", d_.where(kStripOffsets));
+  void readRow(uint8_t* out) {
+    const bool inPlace = converter_.asItIs() && columns_ == page_.layout.pieceWidth;
+    auto* const row = inPlace ? out : reinterpret_cast<uint8_t*>(row_.get());
+    for (size_t p = 0; p < planes_.size(); ++p) {
+      planes_[p]->read(row, page_.layout.rowBytes);
+      converter_.sumUp(row);
+      if (!converter_.asItIs()) converter_.takePlane(row, int(p));
     }
-    strips_ = layout_.stripsPerPlane;
-    uint32_t there = d_.count(kStripOffsets);
-    if (d_.has(kStripByteCounts)) there = std::min(there, d_.count(kStripByteCounts));
-    if (there >= all) return;
-    const Error e(ErrorKind::damaged,
-                  "of " + std::to_string(all) + " strips only " + std::to_string(there) + " are named",
-                  d_.where(kStripOffsets));
-    if (!options_.keepGoing) throw e;
-    warnings_->add(e);
-    const uint32_t first = there - std::min(there, uint32_t(all) - uint32_t(layout_.stripsPerPlane));
-    strips_ = int(std::min(first, uint32_t(strips_)));
+    if (!converter_.asItIs())
+      converter_.toPixels(size_t(columns_), out);
+    else if (!inPlace)
+      std::memcpy(out, row, size_t(columns_) * page_.pixelBytes());
   }
 
-  // *y is the row at work.
-  template <class T>
-  void readStrip(int strip, int* y) {
-    const int end = std::min(layout_.height - *y, layout_.rowsPerStrip) + *y;
-    std::vector<StripRows> planes;
-    planes.reserve(size_t(layout_.planes));
-    for (int p = 0; p < layout_.planes; ++p) {
-      const uint32_t number = uint32_t(p * layout_.stripsPerPlane + strip);
-      planes.emplace_back(d_.file(), layout_, stripAt(d_, layout_, number, end - *y));
+  const Page& page_;
+  RowConverter converter_;
+  int columns_;
+  size_t left_;
+  std::unique_ptr<uint16_t[]> row_;
+  std::vector<std::unique_ptr<Unpacker>> planes_;
+};
+
+// A piece of which rows are read band by band. What is not wanted at its top is passed over when something is.
+struct OpenPiece {
+  std::unique_ptr<PieceReader> reader;
+  int done = -1;  // rows read or passed over; -1 before it is opened
+  // Nothing where it has failed before.
+  void read(const Page& page, int column, int row, int first, Rows to) {
+    if (done < 0) {
+      done = 0;
+      reader = std::make_unique<PieceReader>(page, column, row, false);
     }
-    const bool asItIs = layout_.planes == 1 && layout_.bits >= 8 && meaning_.palette.empty() && !meaning_.inverted &&
-                        !meaning_.associated && layout_.samples == image_.channels();
-    if (asItIs) {
-      for (; *y < end; ++*y) planes[0].next(image_.row(*y));
+    if (!reader) return;
+    std::unique_ptr<PieceReader> current = std::move(reader);
+    current->skip(first - done);
+    current->read(to);
+    done = first + to.count;
+    reader = std::move(current);
+  }
+};
+
+class TiffDecoder : public Decoder {
+ public:
+  TiffDecoder(Source& source, const TiffDecodeOptions& options)
+      : source_(source), keepGoing_(options.keepGoing), warnings_(options.warnings), team_(options.threads) {
+    if (options.page < 0) throw Error(ErrorKind::argument, "a negative number of a page");
+    page_.file = source.all();
+    page_.limits = options.limits;
+    const File file(page_.file);
+    DirectoryWalk walk(file);
+    for (int i = 0;; ++i) {
+      const std::optional<Directory> d = walk.next();
+      if (!d) throw Error(ErrorKind::argument, "the file has no page " + std::to_string(options.page));
+      if (i < options.page) continue;
+      openPage(*d, options);
       return;
     }
-    const size_t samples = size_t(layout_.samples);
-    std::vector<T> row(layout_.rowBytes / sizeof(T)), pixels(size_t(layout_.width) * samples);
-    for (; *y < end; ++*y) {
-      for (size_t p = 0; p < planes.size(); ++p) {
-        planes[p].next(reinterpret_cast<uint8_t*>(row.data()));
-        spread(row.data(), pixels.data() + p, planes.size());
+  }
+
+ private:
+  void openPage(const Directory& d, const TiffDecodeOptions& options) {
+    const TiffPage p = d.page();
+    page_.layout = layoutOf(d, p, options.limits);
+    page_.meaning = meaningOf(d, page_.layout, &warnings_);
+    checkLength(d, page_.layout, keepGoing_);
+    listPieces(d, p);
+    page_.tables = d.bytesOf(kJpegTables);
+    metadata_ = readMetadata(d, &warnings_);
+    const Layout& l = page_.layout;
+    const PictureFormat format = {l.width, l.height, page_.meaning.model, page_.meaning.depth};
+    open(format, chooseBand(format), options);
+  }
+
+  void listPieces(const Directory& d, const TiffPage& p) {
+    const Tag offsets = p.tiled && d.has(kTileOffsets) ? kTileOffsets : kStripOffsets;
+    const Tag lengths = p.tiled && d.has(kTileByteCounts) ? kTileByteCounts : kStripByteCounts;
+    const Layout& l = page_.layout;
+    if (!d.has(lengths)) {
+      if (l.compression != 1) throw Error(ErrorKind::damaged, "packed strips without lengths", d.where(offsets));
+      warnings_.add("strips without lengths", d.where(offsets));
+    }
+    const uint64_t all = uint64_t(l.piecesOfPlane()) * uint64_t(l.planes);
+    uint64_t there = std::min(d.count(offsets), all);
+    if (d.has(lengths)) there = std::min(there, d.count(lengths));
+    for (uint64_t i = 0; i < there; ++i) {
+      page_.offsets.push_back(d.value(offsets, i));
+      page_.lengths.push_back(d.has(lengths) ? d.value(lengths, i) : UINT64_MAX);
+    }
+    ascending_ = l.planes == 1 && std::is_sorted(page_.offsets.begin(), page_.offsets.end());
+    if (there == all) return;
+    const Error e(ErrorKind::damaged,
+                  "of " + std::to_string(all) + " strips or tiles only " + std::to_string(there) + " are named",
+                  d.where(offsets));
+    if (!keepGoing_) throw e;
+    warnings_.add(e);
+  }
+
+  int chooseBand(const PictureFormat& format) {
+    const Layout& l = page_.layout;
+    const size_t rowBytes = format.rowBytes(), pieceRow = rowBytes * size_t(std::min(l.pieceRows, l.height));
+    const bool tiles = l.pieceWidth != l.width;
+    large_ = l.pieceRows > 1 && pieceRow > (tiles ? kLargestTileRow : kLargestStrip);
+    // Copying alone is not worth a thread.
+    alone_ = team_.threads() == 1 || (l.compression == 1 && RowConverter(l, page_.meaning).asItIs());
+    if (large_) {
+      if (l.jpeg() && pieceRow > page_.limits.maxMemory)
+        throw Error(ErrorKind::limit, "JPEG strips that need more memory than the limit");
+      return int(std::clamp<size_t>(kBandOfLarge / rowBytes, 1, size_t(l.pieceRows)));
+    }
+    size_t rows = (alone_ ? kBand : kBandOfThreads) / pieceRow;
+    const size_t threads = size_t(team_.threads());
+    if (!alone_ && l.across == 1 && threads * pieceRow <= kMostOfThreads) rows = std::max(rows, threads);
+    return int(std::clamp<size_t>(rows, 1, size_t(l.down)) * size_t(l.pieceRows));
+  }
+
+  template <class Work>
+  void forEach(int count, const Work& work) {
+    if (alone_)
+      for (int i = 0; i < count; ++i) work(i);
+    else
+      team_.forEach(count, work);
+  }
+
+  bool isWanted(int column) const {
+    const int first = column * page_.layout.pieceWidth;
+    return first < wanted().x + wanted().width && first + page_.layout.pieceWidth > wanted().x;
+  }
+  bool isNamed(int column, int row) const {
+    const Layout& l = page_.layout;
+    const size_t last = size_t(l.planes - 1) * size_t(l.piecesOfPlane()) + size_t(row) * size_t(l.across);
+    return last + size_t(column) < page_.offsets.size();
+  }
+
+  // What work throws becomes a warning where the picture is to be had all the same, and its rows black.
+  template <class Work>
+  void guarded(int column, Rows to, std::optional<Error>* error, const Work& work) {
+    if (!keepGoing_) return work();
+    const size_t begin = size_t(column) * size_t(page_.layout.pieceWidth) * page_.pixelBytes();
+    const size_t size = std::min(size_t(page_.layout.pieceWidth) * page_.pixelBytes(), whole().rowBytes() - begin);
+    for (int y = 0; y < to.count; ++y) std::memset(to.row(y) + begin, 0, size);
+    try {
+      work();
+    } catch (const Error& e) {
+      *error = e;
+    }
+  }
+  void report(const std::vector<std::optional<Error>>& errors) {
+    for (const std::optional<Error>& e : errors)
+      if (e) warnings_.add(*e);
+  }
+
+  void decodeBand(Rows to) override {
+    if (large_)
+      decodeOpen(to);
+    else
+      decodePieces(to);
+  }
+  // Pieces are opened, and rows of open ones passed over, when something is wanted of them.
+  void skipBand(int) override {}
+
+  // Whole pieces.
+  void decodePieces(Rows to) {
+    const Layout& l = page_.layout;
+    const int firstRow = nextRow() / l.pieceRows, down = (to.count - 1) / l.pieceRows + 1;
+    const int count = down * l.across;
+    std::vector<std::optional<Error>> errors(size_t{unsigned(count)});
+    forEach(count, [&](int i) {
+      const int row = i / l.across, column = i % l.across, y = row * l.pieceRows;
+      const Rows rows = to.part(y, std::min(l.pieceRows, to.count - y));
+      if (!isWanted(column)) return;
+      guarded(column, rows, &errors[size_t(i)], [&] {
+        if (!isNamed(column, firstRow + row)) return;
+        PieceReader(page_, column, firstRow + row, true).read(rows);
+      });
+    });
+    report(errors);
+    const size_t last = size_t(firstRow + down - 1) * size_t(l.across);
+    if (ascending_ && last < page_.offsets.size()) source_.release(page_.offsets[last]);
+  }
+
+  // Some rows of pieces that stay open.
+  void decodeOpen(Rows to) {
+    const Layout& l = page_.layout;
+    for (int y = 0; y < to.count;) {
+      const int at = nextRow() + y, row = at / l.pieceRows, passed = row * l.pieceRows;
+      const Rows rows = to.part(y, std::min(passed + l.pieceRows - at, to.count - y));
+      if (row != openRow_) {
+        open_.clear();
+        open_.resize(size_t(l.across));
+        openRow_ = row;
       }
-      toPixels(pixels.data(), size_t(layout_.width), layout_.samples, meaning_, reinterpret_cast<T*>(image_.row(*y)));
+      std::vector<std::optional<Error>> errors(open_.size());
+      forEach(l.across, [&](int column) {
+        if (!isWanted(column)) return;
+        guarded(column, rows, &errors[size_t(column)], [&] {
+          if (isNamed(column, row)) open_[size_t(column)].read(page_, column, row, at - passed, rows);
+        });
+      });
+      report(errors);
+      y += rows.count;
+      if (ascending_) source_.release(open_[0].reader ? size_t(open_[0].reader->position()) : 0);
     }
   }
 
-  // The samples of a plane to every step-th place.
-  template <class T>
-  void spread(const T* row, T* out, size_t step) const {
-    if constexpr (sizeof(T) == 1)
-      if (layout_.bits < 8) {
-        const int scale = meaning_.palette.empty() ? 255 / ((1 << layout_.bits) - 1) : 1;
-        return widen(row, layout_.bits, scale, layout_.rowSamples, out, step);
-      }
-    for (size_t i = 0; i < layout_.rowSamples; ++i) out[i * step] = row[i];
-  }
-
-  const Directory& d_;
-  const TiffDecodeOptions& options_;
-  Warnings* warnings_;
-  Layout layout_;
-  Meaning meaning_;
-  int strips_ = 0;  // to read, of each plane
-  Image image_;
+  Source& source_;
+  const bool keepGoing_;
+  Warnings warnings_;
+  Team team_;
+  Page page_;
+  bool ascending_ = false;  // pieces lie in the file in the order in which they are read
+  bool large_ = false;      // bands are parts of pieces
+  bool alone_ = true;       // no threads
+  int openRow_ = -1;        // of pieces
+  std::vector<OpenPiece> open_;
 };
 
 }  // namespace
 }  // namespace tiff
 
+std::unique_ptr<Decoder> openTiff(Source& source, const TiffDecodeOptions& options) {
+  return std::make_unique<tiff::TiffDecoder>(source, options);
+}
+
 Image decodeTiff(const uint8_t* data, size_t size, const TiffDecodeOptions& options) {
-  if (options.page < 0) throw Error(ErrorKind::argument, "a negative number of a page");
-  const tiff::File file(data, size);
-  tiff::DirectoryWalk walk(file);
-  for (int i = 0; const std::optional<tiff::Directory> d = walk.next(); ++i) {
-    if (i < options.page) continue;
-    Warnings warnings(options.warnings);
-    return tiff::PageReader(*d, options, &warnings).read();
-  }
-  throw Error(ErrorKind::argument, "the file has no page " + std::to_string(options.page));
+  const std::unique_ptr<Source> source = memorySource(data, size);
+  return readAll(*openTiff(*source, options));
 }
 
 }  // namespace zelcodecs

@@ -1,11 +1,13 @@
-// TIFF 6.0 files in memory.
+// TIFF 6.0 files, and BigTIFF files.
 //
-// Written: grey, RGB, RGBA and CMYK pictures of 8 or 16 bits a sample in strips, packed with PackBits or as they are,
-// in either byte order, one or several in a file. Read: also pages of 1, 2 and 4 bits, with white as zero, a palette,
-// samples in planes, opacity that colours are multiplied with, and bits in reversed order. Tiles and other compressions
-// are refused.
+// Written: grey, RGB (each also with opacity) and CMYK pictures of 8 or 16 bits a sample in strips or tiles, as they are
+// or packed with PackBits, LZW or Deflate, in either byte order, one or several in a file. Read: strips and tiles of 1
+// to 16 bits a sample in these compressions and in JPEG, white as zero, palettes, samples in planes, opacity that
+// colours are multiplied with, bits in reversed order; any page. ICC profiles, EXIF, XMP, resolution, orientation and the
+// description are read and written. Refused by name: floating-point and signed samples, 32 bits, CCITT, old-style JPEG
+// and other compressions, L*a*b*, YCbCr without JPEG.
 //
-// Strips are divided among threads; files and pictures do not depend on it.
+// Strips and tiles are divided among threads; files and pictures do not depend on it.
 #pragma once
 
 #include <string>
@@ -17,13 +19,18 @@
 
 namespace zelcodecs {
 
-enum class TiffCompression { none = 1, packBits = 32773 };
+enum class TiffCompression { none = 1, lzw = 5, deflate = 8, packBits = 32773 };
 
 struct TiffEncodeOptions : EncodeOptions {
   TiffCompression compression = TiffCompression::packBits;
+  int level = 6;  // of Deflate, 1 to 12
+  // LZW and Deflate code differences of neighbours (TIFF 6.0, section 14), which photographs gain from.
+  bool predictor = true;
   bool bigEndian = false;
-  int rowsPerStrip = 0;  // 0 for as many as fill about 64 KiB
-  int dotsPerInch = 72;
+  bool big = false;                   // 64-bit offsets; always used where 32 bits may not be enough
+  int rowsPerStrip = 0;               // 0 for as many as fill about 64 KiB
+  int tileWidth = 0, tileHeight = 0;  // multiples of 16 for tiles in place of strips
+  int dotsPerInch = 72;               // where the metadata have no resolution
 };
 
 // Writes a page band by band. Source and sink stay the caller's, and must outlive what reads or writes them.
@@ -39,25 +46,32 @@ struct TiffDecodeOptions : DecodeOptions {
 
 // Reads a page band by band.
 std::unique_ptr<Decoder> openTiff(Source& source, const TiffDecodeOptions& options = {});
-// 8 or 16 bits a sample. A palette becomes RGB of 8 bits; grey and colours with opacity become RGBA, and colours that
-// are multiplied with it are divided again. Samples beyond these are left out with a warning.
+// Samples of up to 8 bits become 8 bits, scaled; those of 9 to 16 bits keep their depth. A palette becomes RGB of 8 bits,
+// and colours that are multiplied with the opacity are divided again. Samples beyond colours and opacity are left out
+// with a warning.
 Image decodeTiff(const uint8_t* data, size_t size, const TiffDecodeOptions& options = {});
 
 // The fields as they are in the file or by default, also of pages that are not read.
 struct TiffPage {
   uint32_t width = 0, height = 0;
   int bitsPerSample = 1, samplesPerPixel = 1;
-  int compression = 1, photometric = 0, planarConfiguration = 1, fillOrder = 1, orientation = 1;
+  int compression = 1, predictor = 1, photometric = 0, planarConfiguration = 1, fillOrder = 1, orientation = 1;
+  std::string compressionName;
   bool tiled = false;
-  uint32_t rowsPerStrip = 0, strips = 0;  // 0 in tiled pages
+  uint32_t rowsPerStrip = 0, strips = 0;              // 0 in tiled pages
+  uint32_t tileWidth = 0, tileHeight = 0, tiles = 0;  // 0 in pages of strips
+  double pixelsPerMetreX = 0, pixelsPerMetreY = 0;    // 0 where nothing is said
+  uint64_t iccBytes = 0, xmpBytes = 0;
+  bool exif = false;
 };
 struct TiffInfo {
   bool bigEndian = false;
+  bool big = false;  // a BigTIFF file
   std::vector<TiffPage> pages;
 };
 TiffInfo readTiffInfo(const uint8_t* data, size_t size);
 
-// Whether the bytes begin as a TIFF file does, one with 64-bit offsets included (which is refused when it is read).
+// Whether the bytes begin as a TIFF or BigTIFF file does.
 bool isTiff(const uint8_t* data, size_t size);
 
 }  // namespace zelcodecs

@@ -1,253 +1,326 @@
-// Writing of TIFF files: for each page the directory, the values that do not fit into its entries, and the strips. In
-// this order a file that is cut short can still be read in part.
+// Writing of TIFF files: strips or tiles as the rows come, and behind those of a page its directory. The link to a
+// directory stands before it, in the header or in the directory before, and is changed when the position is known.
 #include <algorithm>
 #include <cstring>
-#include <map>
+#include <mutex>
 #include <string>
 #include <utility>
 
-#include "tiff/directory.h"
-#include "zelj.h"
+#include "common/team.h"
+#include "tiff/metadata.h"
+#include "tiff/pack.h"
+#include "tiff/samples.h"
 
 namespace zelcodecs {
 namespace tiff {
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-
 constexpr size_t kStripBytes = size_t{64} << 10;
-
-// ---- Strips ---------------------------------------------------------------------------------------------------------
-
-// Rows of a picture as they stand in the file: samples of whole bytes, in its byte order.
-class FileRows {
- public:
-  FileRows(const Image& image, bool bigEndian)
-      : image_(image),
-        n_(image.width() * image.channels()),
-        swapped_(bigEndian && image.bytesPerSample() == 2),
-        bytes_(image.rowBytes()) {
-    const int top = image.bytesPerSample() == 2 ? 65535 : 255, max = image.maxValue();
-    if (top != max)
-      for (int v = 0; v <= max; ++v) scaled_.push_back(uint16_t((int64_t{v} * top + max / 2) / max));
-    if (swapped_ || !scaled_.empty()) row_.resize((bytes_ + 1) / 2);
-  }
-  size_t bytes() const { return bytes_; }
-  const uint8_t* row(int y) {
-    if (row_.empty()) return image_.row(y);
-    if (scaled_.empty())
-      std::memcpy(row_.data(), image_.row(y), bytes_);
-    else
-      scale(y);
-    if (swapped_) swap_.row(row_.data(), n_);
-    return reinterpret_cast<const uint8_t*>(row_.data());
-  }
-
- private:
-  void scale(int y) {
-    auto* const bytes = reinterpret_cast<uint8_t*>(row_.data());
-    for (int i = 0; i < n_; ++i) {
-      const uint16_t v = scaled_[size_t(std::min(image_.sample(y, i), image_.maxValue()))];
-      if (image_.bytesPerSample() == 2)
-        row_[size_t(i)] = v;
-      else
-        bytes[i] = uint8_t(v);
-    }
-  }
-
-  const Image& image_;
-  int n_;
-  bool swapped_;
-  size_t bytes_;
-  std::vector<uint16_t> scaled_;  // by value; empty where samples fill their bytes
-  std::vector<uint16_t> row_;
-  ByteSwap swap_;
-};
-
-// Each row by itself (TIFF 6.0, section 9). A literal of up to 128 bytes takes one byte more.
-void packRow(const uint8_t* row, size_t bytes, Bytes* out) {
-  const size_t room = bytes + (bytes + 127) / 128, at = out->size();
-  out->resize(at + room);
-  int packed = 0;
-  if (zeliPackBitsRow_TIFF_8u_C1(row, int(bytes), out->data() + at, &packed, int(room)) != zelStsNoErr)
-    throw Error(ErrorKind::argument, "a row that PackBits has no room for");
-  out->resize(at + size_t(packed));
-}
-
-Bytes codeStrip(const Image& image, int firstRow, int rows, const TiffEncodeOptions& options) {
-  FileRows source(image, options.bigEndian);
-  Bytes out;
-  if (options.compression == TiffCompression::none) out.reserve(source.bytes() * size_t(rows));
-  for (int y = firstRow; y < firstRow + rows; ++y) {
-    const uint8_t* row = source.row(y);
-    if (options.compression == TiffCompression::none)
-      out.insert(out.end(), row, row + source.bytes());
-    else
-      packRow(row, source.bytes(), &out);
-  }
-  return out;
-}
-
-int rowsPerStrip(const Image& image, int wanted) {
-  const size_t rows = wanted > 0 ? size_t(wanted) : std::max<size_t>(1, kStripBytes / image.rowBytes());
-  return int(std::min(rows, size_t(image.height())));
-}
+constexpr size_t kBandOfThreads = size_t{1} << 20;
 
 // ---- The file -------------------------------------------------------------------------------------------------------
 
-class Writer {
+class FileWriter {
  public:
-  explicit Writer(const TiffEncodeOptions& options) : options_(options) {
-    out_.assign(2, options.bigEndian ? 'M' : 'I');
-    put(42, 2);
-    put(0, 4);
+  FileWriter(Sink& sink, bool bigEndian, Form form)
+      : target_(sink), held_(sink.canPatch() ? nullptr : memorySink(&memory_)), bigEndian_(bigEndian), form_(form) {
+    start_ = out().position();
+    Bytes header(2, bigEndian ? 'M' : 'I');
+    ByteWriter w(&header, bigEndian);
+    w.u16(form.big ? 43 : 42);
+    if (form.big) {
+      w.u16(8);  // bytes of an offset
+      w.u16(0);
+    }
+    putOffset(0, &header);
+    out().write(header);
+    link_ = form.linkAt();
   }
+  bool bigEndian() const { return bigEndian_; }
+  Form form() const { return form_; }
+  uint64_t position() const { return (held_ ? *held_ : target_).position() - start_; }
 
-  void page(const Image& image, int number, int count) {
-    const int perStrip = rowsPerStrip(image, options_.rowsPerStrip);
-    Progress ofPage;
-    if (options_.progress) ofPage = [&](double part) { options_.progress((number + part) / count); };
-    const std::vector<Bytes> strips = codeStrips(image, perStrip, ofPage);
-    fields(image, perStrip, number, count);
-    std::vector<uint32_t> lengths;
-    lengths.reserve(strips.size());
-    for (const Bytes& strip : strips) lengths.push_back(uint32_t(strip.size()));
-    field(kStripByteCounts, kLong, lengths);
-    // Offsets are known only where all else is; they take the place of these.
-    field(kStripOffsets, kLong, lengths);
-
+  void write(const Bytes& bytes) { out().write(bytes); }
+  // Offsets are even (TIFF 6.0, section 2).
+  void align() {
+    if (position() % 2) out().write(Bytes(1));
+  }
+  void directory(const Fields& fields) {
     align();
-    const size_t directory = out_.size(), values = directory + 2 + 12 * fields_.size() + 4;
-    size_t end = values;
-    for (const auto& [tag, f] : fields_)
-      if (f.values.size() > 4) end += even(f.values.size());
-    std::vector<uint32_t> offsets;
-    for (const Bytes& strip : strips) {
-      offsets.push_back(uint32_t(end));
-      end += even(strip.size());
-      if (end > UINT32_MAX) throw Error(ErrorKind::limit, "a TIFF file must have less than 4 GiB");
-    }
-    field(kStripOffsets, kLong, offsets);
-    out_.reserve(end);
-    putDirectory(uint32_t(directory), uint32_t(values));
-    for (const Bytes& strip : strips) {
-      out_.insert(out_.end(), strip.begin(), strip.end());
-      align();
-    }
+    const uint64_t at = position();
+    Bytes offset;
+    putOffset(at, &offset);
+    out().patch(start_ + link_, offset.data(), offset.size());
+    out().write(fields.directoryAt(at));
+    link_ = fields.linkOf(at);
+    if (!form_.big && position() > UINT32_MAX)
+      throw Error(ErrorKind::limit, "a file above 4 GiB without 64-bit offsets");
   }
-
-  Bytes take() { return std::move(out_); }
+  // A sink that cannot be changed gets all at the end.
+  void finish() {
+    if (held_) target_.write(memory_);
+  }
 
  private:
-  struct Field {
-    Type type;
-    uint32_t count;
-    Bytes values;
-  };
-
-  static size_t even(size_t n) { return n + n % 2; }
-  void align() { out_.resize(even(out_.size())); }
-  void append(uint32_t v, int bytes, Bytes* to) const {
-    for (int i = 0; i < bytes; ++i) to->push_back(uint8_t(v >> 8 * (options_.bigEndian ? bytes - 1 - i : i)));
-  }
-  void put(uint32_t v, int bytes) { append(v, bytes, &out_); }
-
-  std::vector<Bytes> codeStrips(const Image& image, int perStrip, const Progress& progress) const {
-    std::vector<Bytes> strips(size_t((image.height() - 1) / perStrip + 1));
-    const int count = int(strips.size());
-    forEachStrip(count, options_.threads, image.sizeBytes(), progress, [&](int i) {
-      const int first = i * perStrip;
-      strips[size_t(i)] = codeStrip(image, first, std::min(perStrip, image.height() - first), options_);
-    });
-    return strips;
+  Sink& out() { return held_ ? *held_ : target_; }
+  void putOffset(uint64_t v, Bytes* to) const {
+    ByteWriter w(to, bigEndian_);
+    if (form_.big)
+      w.u64(v);
+    else
+      w.u32(uint32_t(v));
   }
 
-  void field(Tag tag, Type type, const std::vector<uint32_t>& values) {
-    Field f = {type, uint32_t(type == kRational ? values.size() / 2 : values.size()), {}};
-    for (uint32_t v : values) append(v, type == kShort ? 2 : 4, &f.values);
-    fields_[tag] = std::move(f);
-  }
-
-  // All but those of the strips.
-  void fields(const Image& image, int perStrip, int number, int count) {
-    const uint32_t channels = uint32_t(image.channels());
-    const uint32_t bits = uint32_t(image.bytesPerSample()) * 8;
-    const std::vector<uint32_t> resolution = {uint32_t(options_.dotsPerInch), 1};
-    const Photometric meaning = image.model() == ColourModel::grey   ? kBlackIsZero
-                                : image.model() == ColourModel::cmyk ? kSeparated
-                                                                     : kRgb;
-    fields_.clear();
-    field(kImageWidth, kLong, {uint32_t(image.width())});
-    field(kImageLength, kLong, {uint32_t(image.height())});
-    field(kBitsPerSample, kShort, std::vector<uint32_t>(channels, bits));
-    field(kCompression, kShort, {uint32_t(options_.compression)});
-    field(kPhotometric, kShort, {uint32_t(meaning)});
-    field(kSamplesPerPixel, kShort, {channels});
-    field(kRowsPerStrip, kLong, {uint32_t(perStrip)});
-    field(kXResolution, kRational, resolution);
-    field(kYResolution, kRational, resolution);
-    field(kPlanarConfiguration, kShort, {1});
-    field(kResolutionUnit, kShort, {2});  // inches
-    if (image.model() == ColourModel::rgba) field(kExtraSamples, kShort, {kUnassociatedAlpha});
-    if (count == 1) return;
-    field(kNewSubfileType, kLong, {2});  // one of several pages
-    field(kPageNumber, kShort, {uint32_t(number), uint32_t(count)});
-  }
-
-  // Values of up to four bytes stand in the entry, others behind the directory.
-  void putDirectory(uint32_t at, uint32_t values) {
-    Bytes link;
-    append(at, 4, &link);
-    std::copy(link.begin(), link.end(), out_.begin() + ptrdiff_t(link_));
-    put(uint32_t(fields_.size()), 2);
-    for (const auto& [tag, f] : fields_) {
-      put(uint32_t(tag), 2);
-      put(uint32_t(f.type), 2);
-      put(f.count, 4);
-      if (f.values.size() > 4) {
-        put(values, 4);
-        values += uint32_t(even(f.values.size()));
-      } else {
-        out_.insert(out_.end(), f.values.begin(), f.values.end());
-        out_.insert(out_.end(), 4 - f.values.size(), 0);
-      }
-    }
-    link_ = out_.size();
-    put(0, 4);
-    for (const auto& [tag, f] : fields_) {
-      if (f.values.size() <= 4) continue;
-      out_.insert(out_.end(), f.values.begin(), f.values.end());
-      align();
-    }
-  }
-
-  const TiffEncodeOptions& options_;
-  Bytes out_;
-  size_t link_ = 4;              // where the offset of the next directory stands
-  std::map<Tag, Field> fields_;  // directories are sorted by tag
+  Sink& target_;
+  Bytes memory_;
+  const std::unique_ptr<Sink> held_;
+  const bool bigEndian_;
+  const Form form_;
+  uint64_t start_;
+  uint64_t link_;  // where the offset of the next directory stands
 };
 
-void check(const std::vector<const Image*>& pages, const TiffEncodeOptions& options) {
-  if (pages.empty() || pages.size() > UINT16_MAX)
-    throw Error(ErrorKind::argument, "a TIFF file is written with 1 to 65535 pages");
-  if (options.rowsPerStrip < 0 || options.dotsPerInch < 1)
-    throw Error(ErrorKind::argument, "rows per strip and dots per inch must be positive");
-  if (options.compression != TiffCompression::none && options.compression != TiffCompression::packBits)
-    throw Error(ErrorKind::argument, "an unknown TIFF compression");
-  for (const Image* image : pages) {
-    if (!image || image->empty()) throw Error(ErrorKind::argument, "a page without a picture");
-    if (image->rowBytes() > kMostRowBytes) throw Error(ErrorKind::limit, "rows of more than 2^30 bytes");
+// ---- Pieces ---------------------------------------------------------------------------------------------------------
+
+// What turns the pixels of a strip or tile into its bytes.
+class PieceWriter {
+ public:
+  PieceWriter(const PictureFormat& format, const TiffEncodeOptions& options, int width)
+      : format_(format),
+        width_(width),
+        swapped_(options.bigEndian && format.bytesPerSample() == 2),
+        differences_(options.predictor &&
+                     (options.compression == TiffCompression::lzw || options.compression == TiffCompression::deflate)),
+        packer_(options.compression, options.level) {
+    const int top = format.bytesPerSample() == 2 ? UINT16_MAX : UINT8_MAX, max = format.maxValue();
+    if (top != max)
+      for (int v = 0; v <= max; ++v) scaled_.push_back(uint16_t((int64_t{v} * top + max / 2) / max));
   }
+
+  // rows: of the picture. Beyond its right and lower edges a tile is filled up with their pixels.
+  Bytes pack(ConstRows rows, int firstColumn, int count) {
+    const size_t rowBytes = size_t(width_) * format_.pixelBytes();
+    const bool asItIs = !swapped_ && !differences_ && scaled_.empty();
+    if (asItIs && count == rows.count && rows.step == rowBytes && width_ == format_.width)
+      return packer_.pack(rows.data, rowBytes, count);
+    buffer_.resize((rowBytes * size_t(count) + 1) / 2);
+    auto* const bytes = reinterpret_cast<uint8_t*>(buffer_.data());
+    for (int y = 0; y < count; ++y) {
+      uint8_t* const to = bytes + rowBytes * size_t(y);
+      if (y < rows.count)
+        prepare(rows.row(y), firstColumn, to);
+      else
+        std::memcpy(to, to - rowBytes, rowBytes);
+    }
+    return packer_.pack(bytes, rowBytes, count);
+  }
+
+ private:
+  void prepare(const uint8_t* row, int firstColumn, uint8_t* to) const {
+    const size_t pixel = format_.pixelBytes(), there = size_t(std::min(width_, format_.width - firstColumn));
+    std::memcpy(to, row + size_t(firstColumn) * pixel, there * pixel);
+    for (size_t x = there; x < size_t(width_); ++x) std::memcpy(to + x * pixel, to + (x - 1) * pixel, pixel);
+    if (format_.bytesPerSample() == 2)
+      finish(reinterpret_cast<uint16_t*>(to));
+    else
+      finish(to);
+  }
+  template <class T>
+  void finish(T* row) const {
+    const size_t n = size_t(width_) * size_t(format_.channels());
+    if (!scaled_.empty())
+      for (size_t i = 0; i < n; ++i) row[i] = T(scaled_[std::min<size_t>(row[i], scaled_.size() - 1)]);
+    if (differences_) takeDifferences(row, n, size_t(format_.channels()));
+    if constexpr (sizeof(T) == 2)
+      if (swapped_) swapBytes(row, n);
+  }
+
+  const PictureFormat format_;
+  const int width_;
+  const bool swapped_, differences_;
+  std::vector<uint16_t> scaled_;  // by value; empty where samples fill their bytes
+  Packer packer_;
+  std::vector<uint16_t> buffer_;
+};
+
+// ---- A page ---------------------------------------------------------------------------------------------------------
+
+void check(const PictureFormat& f, const TiffEncodeOptions& o) {
+  if (f.width < 1 || f.height < 1) throw Error(ErrorKind::argument, "a page without a picture");
+  if (o.rowsPerStrip < 0 || o.dotsPerInch < 1)
+    throw Error(ErrorKind::argument, "rows per strip and dots per inch must be positive");
+  if (o.level < 1 || o.level > 12) throw Error(ErrorKind::argument, "Deflate has levels 1 to 12");
+  const auto known = {TiffCompression::none, TiffCompression::packBits, TiffCompression::lzw, TiffCompression::deflate};
+  if (std::find(known.begin(), known.end(), o.compression) == known.end())
+    throw Error(ErrorKind::argument, "an unknown TIFF compression");
+  if (f.rowBytes() > kMostRowBytes) throw Error(ErrorKind::limit, "rows of more than 2^30 bytes");
+  if (o.tileWidth == 0 && o.tileHeight == 0) return;
+  if (o.tileWidth < 16 || o.tileHeight < 16 || o.tileWidth % 16 || o.tileHeight % 16)
+    throw Error(ErrorKind::argument, "widths and heights of tiles are multiples of 16");
+  if (o.tileWidth > 32768 || o.tileHeight > 32768)
+    throw Error(ErrorKind::limit, "tiles of more than 32768 columns or rows");
 }
+
+// More than the page can take in the file.
+uint64_t mostBytes(const PictureFormat& f, const Metadata& m, const TiffEncodeOptions& o) {
+  const bool tiled = o.tileWidth > 0;
+  const auto filledUp = [](int size, int tile) {
+    return (uint64_t(size) + uint64_t(tile) - 1) / uint64_t(tile) * uint64_t(tile);
+  };
+  const uint64_t width = tiled ? filledUp(f.width, o.tileWidth) : uint64_t(f.width);
+  const uint64_t height = tiled ? filledUp(f.height, o.tileHeight) : uint64_t(f.height);
+  const uint64_t raw = width * height * f.pixelBytes();
+  const bool grows = o.compression != TiffCompression::none;
+  size_t text = 0;
+  for (const std::string& c : m.comments) text += c.size() + 1;
+  // LZW takes up to 12 bits for a byte, every other compression less. A strip has two numbers in the directory.
+  return raw + (grows ? raw / 2 : 0) + 32 * height + m.icc.size() + m.xmp.size() + m.exif.size() + text + (1 << 16);
+}
+
+class PageEncoder : public Encoder {
+ public:
+  // file: null for a file of its own on the sink.
+  PageEncoder(Sink& sink, FileWriter* file, const PictureFormat& format, const Metadata& metadata,
+              const TiffEncodeOptions& options, int number, int count)
+      : options_(options), meta_(metadata), number_(number), count_(count), team_(options.threads) {
+    check(format, options);
+    tiled_ = options.tileWidth > 0;
+    pieceWidth_ = tiled_ ? options.tileWidth : format.width;
+    const size_t rowBytes = format.rowBytes();
+    const size_t rows = options.rowsPerStrip > 0 ? size_t(options.rowsPerStrip) : kStripBytes / rowBytes;
+    pieceRows_ = tiled_ ? options.tileHeight : int(std::clamp<size_t>(rows, 1, size_t(format.height)));
+    across_ = (format.width - 1) / pieceWidth_ + 1;
+    alone_ = team_.threads() == 1 || options.compression == TiffCompression::none;
+    size_t group = 1;
+    if (!alone_ && !tiled_) group = kBandOfThreads / (rowBytes * size_t(pieceRows_)) + size_t(team_.threads());
+    open(format, int(std::min(group * size_t(pieceRows_), size_t(format.height))), options);
+    if (!file)
+      own_ = std::make_unique<FileWriter>(sink, options.bigEndian,
+                                          Form{options.big || mostBytes(format, metadata, options) > UINT32_MAX});
+    file_ = file ? file : own_.get();
+  }
+
+ private:
+  void encodeBand(ConstRows rows) override {
+    const int down = (rows.count - 1) / pieceRows_ + 1, count = down * across_;
+    std::vector<Bytes> packed(size_t{unsigned(count)});
+    const auto pack = [&](int i) {
+      const int y = i / across_ * pieceRows_, there = std::min(pieceRows_, rows.count - y);
+      std::unique_ptr<PieceWriter> writer = takeWriter();
+      packed[size_t(i)] = writer->pack(rows.part(y, there), i % across_ * pieceWidth_, tiled_ ? pieceRows_ : there);
+      giveBack(std::move(writer));
+    };
+    if (alone_)
+      for (int i = 0; i < count; ++i) pack(i);
+    else
+      team_.forEach(count, pack);
+    for (const Bytes& piece : packed) {
+      file_->align();
+      offsets_.push_back(file_->position());
+      lengths_.push_back(piece.size());
+      file_->write(piece);
+    }
+  }
+
+  void end() override {
+    Fields fields(file_->bigEndian(), file_->form());
+    describe(&fields);
+    putMetadata(meta_, options_.dotsPerInch, &fields);
+    file_->align();
+    Warnings warnings(options_.warnings);
+    file_->write(exifDirectories(meta_, file_->position(), file_->bigEndian(), file_->form(), &fields, &warnings));
+    file_->directory(fields);
+    if (own_) own_->finish();
+  }
+
+  void describe(Fields* f) const {
+    const PictureFormat& p = format();
+    const uint64_t channels = uint64_t(p.channels());
+    const bool grey = p.model == ColourModel::grey || p.model == ColourModel::greyAlpha;
+    const Photometric meaning = grey ? kBlackIsZero : p.model == ColourModel::cmyk ? kSeparated : kRgb;
+    const auto compressed = options_.compression;
+    f->numbers(kImageWidth, kLong, {uint64_t(p.width)});
+    f->numbers(kImageLength, kLong, {uint64_t(p.height)});
+    f->numbers(kBitsPerSample, kShort, std::vector<uint64_t>(channels, uint64_t(p.bytesPerSample()) * 8));
+    f->numbers(kCompression, kShort, {uint64_t(compressed)});
+    f->numbers(kPhotometric, kShort, {uint64_t(meaning)});
+    f->numbers(kSamplesPerPixel, kShort, {channels});
+    f->numbers(kPlanarConfiguration, kShort, {1});
+    if (tiled_) {
+      f->numbers(kTileWidth, kLong, {uint64_t(pieceWidth_)});
+      f->numbers(kTileLength, kLong, {uint64_t(pieceRows_)});
+    } else {
+      f->numbers(kRowsPerStrip, kLong, {uint64_t(pieceRows_)});
+    }
+    f->offsets(tiled_ ? kTileOffsets : kStripOffsets, offsets_);
+    f->offsets(tiled_ ? kTileByteCounts : kStripByteCounts, lengths_);
+    if (options_.predictor && (compressed == TiffCompression::lzw || compressed == TiffCompression::deflate))
+      f->numbers(kPredictor, kShort, {2});
+    if (hasOpacity(p.model)) f->numbers(kExtraSamples, kShort, {uint64_t{kUnassociatedAlpha}});
+    if (count_ == 1) return;
+    f->numbers(kNewSubfileType, kLong, {2});  // one of several pages
+    f->numbers(kPageNumber, kShort, {uint64_t(number_), uint64_t(count_)});
+  }
+
+  std::unique_ptr<PieceWriter> takeWriter() {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      if (!idle_.empty()) {
+        std::unique_ptr<PieceWriter> writer = std::move(idle_.back());
+        idle_.pop_back();
+        return writer;
+      }
+    }
+    return std::make_unique<PieceWriter>(format(), options_, pieceWidth_);
+  }
+  void giveBack(std::unique_ptr<PieceWriter> writer) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    idle_.push_back(std::move(writer));
+  }
+
+  const TiffEncodeOptions options_;
+  const Metadata meta_;
+  const int number_, count_;
+  Team team_;
+  bool tiled_, alone_;
+  int pieceWidth_, pieceRows_, across_;
+  std::unique_ptr<FileWriter> own_;
+  FileWriter* file_;
+  std::vector<uint64_t> offsets_, lengths_;
+  std::mutex mutex_;
+  std::vector<std::unique_ptr<PieceWriter>> idle_;  // as many as threads have worked
+};
 
 }  // namespace
 }  // namespace tiff
 
+std::unique_ptr<Encoder> createTiff(Sink& sink, const PictureFormat& format, const Metadata& metadata,
+                                    const TiffEncodeOptions& options) {
+  return std::make_unique<tiff::PageEncoder>(sink, nullptr, format, metadata, options, 0, 1);
+}
+
 std::vector<uint8_t> encodeTiffPages(const std::vector<const Image*>& pages, const TiffEncodeOptions& options) {
-  tiff::check(pages, options);
-  tiff::Writer writer(options);
-  for (size_t i = 0; i < pages.size(); ++i) writer.page(*pages[i], int(i), int(pages.size()));
-  return writer.take();
+  if (pages.empty() || pages.size() > UINT16_MAX)
+    throw Error(ErrorKind::argument, "a TIFF file is written with 1 to 65535 pages");
+  uint64_t most = 0;
+  for (const Image* image : pages) {
+    if (!image) throw Error(ErrorKind::argument, "a page without a picture");
+    tiff::check(image->format(), options);
+    most += tiff::mostBytes(image->format(), image->metadata(), options);
+  }
+  std::vector<uint8_t> out;
+  const std::unique_ptr<Sink> sink = memorySink(&out);
+  tiff::FileWriter file(*sink, options.bigEndian, {options.big || most > UINT32_MAX});
+  const int count = int(pages.size());
+  for (int i = 0; i < count; ++i) {
+    const Image& image = *pages[size_t(i)];
+    TiffEncodeOptions o = options;
+    if (options.progress) o.progress = [&](double part) { options.progress((i + part) / count); };
+    tiff::PageEncoder encoder(*sink, &file, image.format(), image.metadata(), o, i, count);
+    writeAll(encoder, image);
+  }
+  file.finish();
+  return out;
 }
 
 std::vector<uint8_t> encodeTiff(const Image& image, const TiffEncodeOptions& options) {
