@@ -1,5 +1,7 @@
 // zelcodec: the codecs on the command line.
+#include <algorithm>
 #include <cstdio>
+#include <string_view>
 
 #include "commands.h"
 #include "zelj.h"
@@ -28,8 +30,12 @@ int run(int argc, char** argv) {
   app.footer(kFooter);
   app.set_version_flag("--version", version);
   addCommon(&app, &common);
-  const CLI::App* const e = addConvert(&app, "encode", &encode);
-  const CLI::App* const d = addConvert(&app, "decode", &decode);
+  // The options of a command that nobody names are not needed, and take time that a small picture would notice.
+  const auto named = [&](const char* name) {
+    return std::find(argv, argv + argc, std::string_view(name)) != argv + argc;
+  };
+  const CLI::App* const e = addConvert(&app, "encode", named("encode") ? &encode : nullptr);
+  const CLI::App* const d = addConvert(&app, "decode", named("decode") ? &decode : nullptr);
   const CLI::App* const i = addInfo(&app, &info);
   addCompare(&app, &compare);
   try {

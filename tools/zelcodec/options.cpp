@@ -183,7 +183,7 @@ void addOthers(CLI::App* c, ConvertCommand* o) {
                "none, packbits (the default), lzw or deflate"),
       tiff, {Format::tiff});
   add(c->add_flag("--big-endian", o->encode.tiff.bigEndian, "High bytes first"), tiff, {Format::tiff});
-  add(c->add_flag("--bigtiff", o->encode.tiff.bigTiff, "Offsets of 64 bits, which files above 4 GB have anyhow"), tiff,
+  add(c->add_flag("--bigtiff", o->encode.tiff.big, "Offsets of 64 bits, which files above 4 GB have anyhow"), tiff,
       {Format::tiff});
   add(c->add_option("--rows-per-strip", o->encode.tiff.rowsPerStrip, "Rows of a strip; 0 for about 64 KiB"), tiff,
       {Format::tiff})
@@ -244,6 +244,7 @@ CLI::App* addConvert(CLI::App* app, const std::string& name, ConvertCommand* o) 
   CLI::App* c =
       app->add_subcommand(name, encodes ? "Any picture to a file of any format; - is JPEG" : "The same; - is Netpbm");
   c->fallthrough();
+  if (!o) return c;
   c->add_option("files", o->files, "Input and output, - for standard input and output; with --output-dir inputs alone")
       ->required();
   c->add_option("--output-dir", o->outputDirectory, "Folder for the outputs of several inputs, named after these")

@@ -73,7 +73,7 @@ struct CompareCommand {
 };
 
 void addCommon(CLI::App* app, CommonOptions* o);
-// name: "encode" or "decode".
+// name: "encode" or "decode". Where o is null the command is there, without its options.
 CLI::App* addConvert(CLI::App* app, const std::string& name, ConvertCommand* o);
 CLI::App* addInfo(CLI::App* app, InfoCommand* o);
 CLI::App* addCompare(CLI::App* app, CompareCommand* o);
