@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   } catch (const Error&) {
   }
   const bool whole = !decodeBothWays(decodeJpeg, data, size, options).empty();
-  if (!whole || lossless) return 0;
+  if (!whole || lossless || !options.region.whole()) return 0;
   const JpegCoefficients first = readJpegCoefficients(data, size, options);
   JpegWriteOptions write;
   write.interleaved = false;
