@@ -27,12 +27,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   options.threads = 1 + int(choice >> 1 & 1);
   bool lossless = false;
   try {
-    lossless = readJpegInfo(data, size, options.limits).process == "lossless";
+    const JpegInfo info = readJpegInfo(data, size, options.limits);
+    lossless = info.process == "lossless";
+    options.scaleDenominator = lossless ? 1 : 1 << (choice >> 2 & 3);
+    const int x = info.width / options.scaleDenominator, y = info.height / options.scaleDenominator;
+    if (choice >> 5 & 1 && x > 1 && y > 1) options.region = {x / 2, y / 2, x / 2, y / 2};
   } catch (const Error&) {
   }
-  options.scaleDenominator = lossless ? 1 : 1 << (choice >> 2 & 3);
   const bool whole = !decodeBothWays(decodeJpeg, data, size, options).empty();
-  if (!whole || lossless) return 0;
+  if (!whole || lossless || !options.region.whole()) return 0;
   const JpegCoefficients first = readJpegCoefficients(data, size, options);
   JpegWriteOptions write;
   write.interleaved = false;
@@ -63,7 +66,15 @@ std::vector<std::vector<uint8_t>> fuzzSeeds() {
           o.optimiseTables = restart;
           o.predictor = 1 + int(below(7));
           o.pointTransform = int(below(2));
-          files.push_back(encodeJpeg(zeltest::picture(45, 37, model), o));
+          Image image = zeltest::picture(45, 37, model);
+          if (s == Sampling::s422) {
+            image.metadata().icc = {1, 2, 3};
+            image.metadata().xmp = {'<', '>'};
+            image.metadata().comments = {"comment"};
+            image.metadata().orientation = 3;
+            image.metadata().pixelsPerMetreX = image.metadata().pixelsPerMetreY = 5000;
+          }
+          files.push_back(encodeJpeg(image, o));
         }
   // By way of coefficients: a scan for each component of other samplings, four components, 12 bits, progressive.
   for (const int kind : {0, 1, 2, 3}) {

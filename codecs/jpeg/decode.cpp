@@ -261,7 +261,7 @@ void JpegDecoder::transform(int piece, int group) const {
   McuWalk<const int16_t> walk(blocks_, scans_.frame(), mcus_);
   walk.moveTo(x, y);
   for (int i = x; i < std::min(x + kPieceMcus, mcus_.mcusWide(scans_.frame())); ++i, walk.next())
-    transforms_->mcu(i, y, walk.blocks());
+    transforms_->mcu(i, y, walk.blocks(), nullptr);
 }
 
 void JpegDecoder::convert(int piece, Rows to) const {

@@ -81,16 +81,16 @@ static ZelStatus dcAlone(const int16_t* block, uint8_t* to, int, const uint16_t*
   return status;
 }
 
-Transforms::Transform Transforms::transformTo(int blockSize) {
-  switch (blockSize) {
-    case 1:
-      return dcAlone;
-    case 2:
-      return zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R;
-    case 4:
-      return zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R;
-  }
-  return zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R;
+// At full size blocks with few coefficients take less work, and give the same samples.
+void Transforms::chooseTransforms(int blockSize, Transform to[3]) {
+  std::fill(to, to + 3,
+            blockSize == 1   ? dcAlone
+            : blockSize == 2 ? zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R
+            : blockSize == 4 ? zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R
+                             : zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R);
+  if (blockSize < 8) return;
+  to[0] = zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R;
+  to[1] = zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R;
 }
 
 Transforms::Transforms(const Frame& frame, const QuantSteps& quant, const Planes& planes, const Region& wanted)
@@ -104,13 +104,14 @@ Transforms::Transforms(const Frame& frame, const QuantSteps& quant, const Planes
     t.blockBytes = size_t(p.blockSize) * size_t(p.bytesPerSample);
     t.h = count_ > 1 ? c.h : 1;
     t.v = count_ > 1 ? c.v : 1;
-    t.transform = p.bytesPerSample == 1 ? transformTo(p.blockSize) : nullptr;
+    std::fill(t.transform, t.transform + 3, nullptr);
+    if (p.bytesPerSample == 1) chooseTransforms(p.blockSize, t.transform);
     std::copy_n(quant.of[i], 64, t.quant);
     for (int k = 0; k < 64; ++k) t.quantFloat[k] = k ? t.quant[k] : 1;
   }
 }
 
-void Transforms::mcu(int x, int y, const int16_t* const* blocks) const {
+void Transforms::mcu(int x, int y, const int16_t* const* blocks, const int8_t* last) const {
   if (y < wanted_.y || y >= wanted_.y + wanted_.height || x < wanted_.x || x >= wanted_.x + wanted_.width) return;
   for (int i = 0; i < count_; ++i) {
     const Target& t = targets_[i];
@@ -119,10 +120,13 @@ void Transforms::mcu(int x, int y, const int16_t* const* blocks) const {
     for (int v = 0; v < t.v; ++v, row += size_t(size) * t.rowBytes) {
       uint8_t* to = row;
       for (int h = 0; h < t.h; ++h, to += t.blockBytes, ++blocks) {
-        if (t.transform)
-          require(t.transform(*blocks, to, step, t.quant));
+        // Zigzag positions up to 2 lie in the top left 2x2, those up to 9 in 4x4.
+        const int corner = last ? (*last > 2) + (*last > 9) : 2;
+        if (t.transform[corner])
+          require(t.transform[corner](*blocks, to, step, t.quant));
         else
           storeDeep(t, *blocks, to);
+        if (last) ++last;
       }
     }
   }
@@ -198,16 +202,18 @@ void interleave(const Sample* const rows[], int width, Sample* to) {
 
 }  // namespace
 
-// Row y of the picture in samples of a component, brought to the full width: interpolated where a component is halved,
-// replicated in other ratios. The row itself where nothing is to do.
+bool Planes::interpolatesRows(const Plane& p) const {
+  return options_.smooth && p.down == 2 * p.downOf && (p.across == 2 * p.acrossOf || p.across == p.acrossOf);
+}
+
+// Row y of the picture, which lies in row `at` of a component, in its samples brought to the full width: interpolated
+// where a component is halved, replicated in other ratios. The row itself where nothing is to do.
 template <class Sample>
-const Sample* Planes::fullRow(const Plane& p, int y, Sample* scratch) const {
+const Sample* Planes::fullRow(const Plane& p, int y, int at, Sample* scratch) const {
   const auto row = [&](int r) { return reinterpret_cast<const Sample*>(p.row(r)); };
-  const bool halfColumns = p.across == 2 * p.acrossOf, halfRows = p.down == 2 * p.downOf;
-  const bool allColumns = p.across == p.acrossOf, allRows = p.down == p.downOf, smooth = options_.smooth;
-  const int at = int(int64_t{y} * p.downOf / p.down);
+  const bool halfColumns = p.across == 2 * p.acrossOf, allColumns = p.across == p.acrossOf;
   const Sample* const near = row(at);
-  if (smooth && halfRows && (halfColumns || allColumns)) {
+  if (interpolatesRows(p)) {
     const Sample* const far = row(std::clamp(at + (y & 1 ? 1 : -1), 0, p.rows - 1));
     if (halfColumns) {
       smoothRow(near, far, p.columns, scratch);
@@ -218,7 +224,7 @@ const Sample* Planes::fullRow(const Plane& p, int y, Sample* scratch) const {
     return scratch;
   }
   if (allColumns) return near;
-  if (smooth && halfColumns && allRows) {
+  if (options_.smooth && halfColumns && p.down == p.downOf) {
     smoothRow(near, p.columns, scratch);
   } else if (halfColumns) {
     for (int x = 0; x < p.columns; ++x) scratch[2 * x] = scratch[2 * x + 1] = near[x];
@@ -254,10 +260,17 @@ template <class Sample>
 void Planes::convertRows(int from, Rows to) const {
   const size_t count = planes_.size(), pitch = size_t(options_.format.width) + 2;
   const std::unique_ptr<Sample[]> scratch(new Sample[pitch * count]);
-  for (int y = 0; y < to.count; ++y) {
-    const Sample* rows[kMaxComponents] = {};
-    for (size_t i = 0; i < count; ++i) rows[i] = fullRow(planes_[i], from + y, scratch.get() + i * pitch);
-    convertRow(rows, reinterpret_cast<Sample*>(to.row(y)));
+  const Sample* rows[kMaxComponents] = {};
+  int shown[kMaxComponents] = {-1, -1, -1, -1};  // the row of samples that each is made of
+  for (int y = from; y < from + to.count; ++y) {
+    for (size_t i = 0; i < count; ++i) {
+      const Plane& p = planes_[i];
+      const int at = int(int64_t{y} * p.downOf / p.down);
+      if (at == shown[i] && !interpolatesRows(p)) continue;
+      rows[i] = fullRow(p, y, at, scratch.get() + i * pitch);
+      shown[i] = at;
+    }
+    convertRow(rows, reinterpret_cast<Sample*>(to.row(y - from)));
   }
 }
 

@@ -69,7 +69,8 @@ class Planes {
   template <class Sample>
   void convertRow(const Sample* const rows[], Sample* to) const;
   template <class Sample>
-  const Sample* fullRow(const Plane& p, int y, Sample* scratch) const;
+  const Sample* fullRow(const Plane& p, int y, int at, Sample* scratch) const;
+  bool interpolatesRows(const Plane& p) const;
   template <class Sample>
   void begin(Plane* p) const;
 
@@ -88,7 +89,7 @@ class Transforms : public McuSink {
  public:
   // Only MCUs inside wanted, which counts MCUs, are transformed.
   Transforms(const Frame& frame, const QuantSteps& quant, const Planes& planes, const Region& wanted);
-  void mcu(int x, int y, const int16_t* const* blocks) const override;
+  void mcu(int x, int y, const int16_t* const* blocks, const int8_t* last) const override;
 
  private:
   using Transform = ZelStatus (*)(const int16_t*, uint8_t*, int, const uint16_t*);
@@ -96,11 +97,11 @@ class Transforms : public McuSink {
     const Plane* plane;
     size_t rowBytes, blockBytes;  // of the plane; of a row of a block in it
     int h, v;                     // blocks in the MCU
-    Transform transform;          // null for 12 bits
+    Transform transform[3];       // of blocks in the top left 2x2, in 4x4, and any others; null for 12 bits
     uint16_t quant[64];           // the reader's tables may change behind the scan
     float quantFloat[64];
   };
-  static Transform transformTo(int blockSize);
+  static void chooseTransforms(int blockSize, Transform to[3]);
   static void storeDeep(const Target& t, const int16_t* block, uint8_t* to);
 
   const Region wanted_;

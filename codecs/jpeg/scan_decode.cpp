@@ -290,6 +290,7 @@ class SequentialScan : public BlockScan {
       for (decoded_ = 0; decoded_ < planned_; ++decoded_) {
         const ZelStatus status = decodeSequential(partOf_[decoded_], blocks_[decoded_]);
         if (status != zelStsNoErr) return status;
+        last_[decoded_] = int8_t(source_.state.lastPosition);
       }
       decoded_ = 0;
       deliver(x, y);
@@ -298,18 +299,20 @@ class SequentialScan : public BlockScan {
   }
   void loseUnit(int unit) override {
     std::memset(blocks_[decoded_], 0, sizeof(Block) * size_t(planned_ - decoded_));
+    std::fill(last_ + decoded_, last_ + planned_, int8_t{0});
     decoded_ = 0;
     deliver(unit % mcusWide_, unit / mcusWide_);
   }
   void deliver(int x, int y) const {
     const int16_t* blocks[kMaxBlocksPerMcu];
     for (int b = 0; b < planned_; ++b) blocks[b] = blocks_[b];
-    sink_->mcu(x, y, blocks);
+    sink_->mcu(x, y, blocks, last_);
   }
 
   const McuSink* sink_;
   int partOf_[kMaxBlocksPerMcu];  // of each block of the MCU
   int planned_ = 0;
+  int8_t last_[kMaxBlocksPerMcu];  // coefficients of the blocks that are not zero
   alignas(32) Block blocks_[kMaxBlocksPerMcu];
 };
 

@@ -99,7 +99,8 @@ class ScanDecoder {
 class McuSink {
  public:
   virtual ~McuSink() = default;
-  virtual void mcu(int x, int y, const int16_t* const* blocks) const = 0;
+  // last: the zigzag position of each block's last coefficient that is not zero, or null where that is not known.
+  virtual void mcu(int x, int y, const int16_t* const* blocks, const int8_t* last) const = 0;
 };
 
 // A sequential scan: sink gets every MCU once, those that are lost with zeros from the damaged block on. Throws where

@@ -145,7 +145,8 @@ Frame frameOf(const JpegCoefficients& in, const JpegWriteOptions& options) {
   frame.layOut();
   for (size_t i = 0; i < in.components.size(); ++i) {
     const size_t stored = 64 * size_t(frame.components[i].storedWide) * size_t(frame.components[i].storedHigh);
-    if (in.components[i].values.size() != stored || in.components[i].storedWide != frame.components[i].storedWide)
+    if (in.components[i].values.size() != stored || in.components[i].storedWide != frame.components[i].storedWide ||
+        in.components[i].storedHigh != frame.components[i].storedHigh)
       throw Error(ErrorKind::argument, "the stored blocks do not fit the size of the picture");
   }
   return frame;

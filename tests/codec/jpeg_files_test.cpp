@@ -1,5 +1,7 @@
 // JPEG files that the peer does not write or reads another way. Damaged ones: an error that says where, or with
 // keep-going the picture as far as it goes. Reduced sizes, 12 bits, 16-bit tables, DNL.
+#include <cmath>
+
 #include "peer.h"
 #include "zelj.h"
 
@@ -255,6 +257,52 @@ TEST(JpegFeatures, TwelveBits) {
   }
 }
 
+// 12-bit samples are rounded to the nearest: against the inverse transform in double precision.
+TEST(JpegFeatures, TwelveBitsAreRounded) {
+  JpegCoefficients c;
+  c.width = c.height = 64;
+  c.precision = 12;
+  c.components.resize(1);
+  std::fill_n(c.components[0].quant, 64, uint16_t{3});
+  c.allocate();
+  std::mt19937 r(3);
+  for (int16_t& v : c.components[0].values) v = r() % 4 ? int16_t{0} : int16_t(int(r() % 201) - 100);
+  const Image image = decode(writeJpegCoefficients(c));
+  double sum = 0;
+  for (int y = 0; y < 64; ++y)
+    for (int x = 0; x < 64; ++x) {
+      const int16_t* const block = &c.components[0].values[64 * size_t(y / 8 * 8 + x / 8)];
+      double exact = 2048;
+      for (int k = 0; k < 64; ++k) {
+        const auto wave = [](int f, int at) {
+          return (f ? 0.5 : std::sqrt(0.125)) * std::cos((2 * at + 1) * f * 3.14159265358979 / 16);
+        };
+        exact += 3 * block[k] * wave(k % 8, x % 8) * wave(k / 8, y % 8);
+      }
+      const double error = image.row16(y)[x] - std::clamp(exact, 0.0, 4095.0);
+      ASSERT_LE(std::abs(error), 0.501) << x << ", " << y;
+      sum += error;
+    }
+  EXPECT_NEAR(sum / 4096, 0, 0.02);
+}
+
+// Samples beyond 0 to 255 are clamped before they become colours: graphics of full contrast, coarsely quantised.
+TEST(JpegFeatures, SaturatedGraphics) {
+  Image image(96, 80, ColourModel::rgb);
+  for (int y = 0; y < 80; ++y)
+    for (int i = 0; i < 288; ++i) image.row(y)[i] = (i / 3 / 5 + y / 3 + i % 3 * (i / 3 / 11)) % 2 ? 255 : 0;
+  for (const Sampling s : {Sampling::s444, Sampling::s422, Sampling::s420})
+    for (const bool smooth : {true, false}) {
+      JpegEncodeOptions e;
+      e.sampling = s;
+      e.quality = 10;
+      const Bytes file = encodeJpeg(image, e);
+      JpegDecodeOptions o;
+      o.smooth = smooth;
+      EXPECT_LE(difference(decode(file, o), peer::read(file, smooth)).largest, 3) << int(s) << smooth;
+    }
+}
+
 TEST(JpegFeatures, SixteenBitTables) {
   const Bytes file = encodeJpeg(picture(24, 24, ColourModel::grey));
   JpegCoefficients c = readJpegCoefficients(file.data(), file.size());
@@ -278,12 +326,100 @@ TEST(JpegFeatures, HeightFromDnl) {
   zeltest::expectEqual(decode(file), decode(later));
 }
 
+// Two real encoders leave the selection of a sequential scan zero, or fill it with what they like.
+TEST(JpegFeatures, SequentialScansThatClaimLess) {
+  const Bytes file = small(Sampling::s420, 0);
+  const size_t sos = find(file, 0xDA);
+  for (const size_t at : {sos + 11, sos + 12, sos + 13}) {
+    Bytes odd = file;
+    odd[at] = uint8_t(odd[at] ? 0 : 1);
+    std::vector<std::string> warnings;
+    JpegDecodeOptions o;
+    o.warnings = &warnings;
+    zeltest::expectEqual(decode(odd, o), decode(file));
+    EXPECT_EQ(warnings.size(), 1u);
+  }
+}
+
+// A lossless file with a scan for each component, made of three files of one. What no scan brings is mid-grey.
+TEST(JpegFeatures, LosslessScansApart) {
+  JpegEncodeOptions e;
+  e.process = JpegProcess::lossless;
+  std::vector<Image> channels;
+  Bytes file;
+  for (int c = 0; c < 3; ++c) {
+    channels.push_back(picture(50 + c, 40, ColourModel::grey));
+    channels.back() = crop(channels.back(), c, 0, 50, 40);
+    const Bytes one = encodeJpeg(channels.back(), e);
+    const size_t sof = find(one, 0xC3), sos = find(one, 0xDA);
+    if (c == 0) {
+      file = zeltest::joined({{0xFF, 0xD8, 0xFF, 0xC3, 0, 17},
+                              zeltest::part(one, sof + 4, sof + 9),
+                              {3, 'R', 0x11, 0, 'G', 0x11, 0, 'B', 0x11, 0},
+                              zeltest::part(one, find(one, 0xC4), sos)});
+    }
+    Bytes scan = zeltest::part(one, sos, one.size() - 2);
+    scan[5] = uint8_t("RGB"[c]);
+    file.insert(file.end(), scan.begin(), scan.end());
+    const Bytes cut = zeltest::joined({file, {0xFF, 0xD9}});
+    const Image image = c == 2 ? decode(cut) : rescued(cut);
+    for (int y = 0; y < 40; ++y)
+      for (int i = 0; i < 150; ++i)
+        ASSERT_EQ(image.row(y)[i], i % 3 <= c ? channels[size_t(i % 3)].row(y)[i / 3] : 128) << i << ", " << y;
+  }
+}
+
+// A progressive file that ends after some of its scans: the same picture whatever lay in memory, any number of threads.
+TEST(JpegDamage, MissingScansLeaveMidGrey) {
+  JpegEncodeOptions e;
+  e.process = JpegProcess::progressive;
+  e.script = parseScanScript("0: 0-0,0,0; 1: 0-0,0,0; 2: 0-0,0,0; 0: 1-63,0,0");
+  const Bytes file = encodeJpeg(picture(300, 250, ColourModel::rgb), e);
+  const JpegInfo::Scan first = readJpegInfo(file.data(), file.size()).scans[0];
+  const Bytes cut = zeltest::part(file, 0, first.offset + first.bytes);
+  JpegDecodeOptions o;
+  o.keepGoing = true;
+  o.convertColour = false;
+  for (const int threads : {1, 4}) {
+    o.threads = threads;
+    const Image image = decode(cut, o);
+    for (int y = 0; y < 250; ++y)
+      for (int x = 0; x < 300; ++x) ASSERT_TRUE(image.row(y)[3 * x + 1] == 128 && image.row(y)[3 * x + 2] == 128);
+    zeltest::expectEqual(image, decode(cut, o));
+  }
+  o.keepGoing = false;
+  o.limits.maxMemory = 300 * 250;
+  EXPECT_EQ(errorOf(file, o).kind(), ErrorKind::limit);
+}
+
+TEST(JpegFeatures, CoefficientsThatCannotBeAreRefused) {
+  const Bytes file = small(Sampling::s420, 0);
+  const JpegCoefficients good = readJpegCoefficients(file.data(), file.size());
+  const auto expectRefused = [&](const auto& spoil) {
+    JpegCoefficients c = good;
+    spoil(&c);
+    EXPECT_EQ(zeltest::refusal([&] { writeJpegCoefficients(c); }).kind(), ErrorKind::argument);
+  };
+  for (const int factor : {0, -1, 5}) {
+    expectRefused([&](JpegCoefficients* c) { c->components[0].h = factor; });
+    expectRefused([&](JpegCoefficients* c) { c->components[2].v = factor; });
+    JpegCoefficients c = good;
+    c.components[1].v = factor;
+    EXPECT_THROW(c.allocate(), Error);
+  }
+  expectRefused([](JpegCoefficients* c) { c->components[1].id = 1; });
+  expectRefused([](JpegCoefficients* c) { c->components[1].id = 256; });
+  expectRefused([](JpegCoefficients* c) { c->components[0].storedHigh = 1; });
+  expectRefused([](JpegCoefficients* c) { c->width += 100; });
+}
+
 TEST(JpegFeatures, WhatCannotBeEncodedIsRefused) {
   JpegEncodeOptions o;
   o.quality = 0;
   EXPECT_THROW(encodeJpeg(picture(8, 8, ColourModel::rgb), o), Error);
   EXPECT_THROW(encodeJpeg(Image(8, 8, ColourModel::grey, 12)), Error);
   EXPECT_THROW(encodeJpeg(Image(65536, 1, ColourModel::grey)), Error);
+  EXPECT_THROW(encodeJpeg(Image(8, 8, ColourModel::greyAlpha)), Error);
 }
 
 }  // namespace

@@ -1,0 +1,201 @@
+// JPEG files in bands, with what travels beside the pixels: any heights and regions give what whole pictures give.
+#include "peer.h"
+
+using namespace zelcodecs;
+using peer::Bytes;
+using zeltest::picture;
+
+namespace {
+
+// Rows in bands of 1, 4, 7, 10 ... rows.
+Image inBands(const Bytes& file, const JpegDecodeOptions& options) {
+  const auto source = memorySource(file.data(), file.size());
+  const auto decoder = openJpeg(*source, options);
+  Image image(decoder->format());
+  for (int y = 0, rows = 1; y < image.height(); y += rows, rows += 3) {
+    rows = std::min(rows, image.height() - y);
+    decoder->read(image.rows(y, rows));
+  }
+  return image;
+}
+
+Bytes inBands(const Image& image, const JpegEncodeOptions& options) {
+  Bytes out;
+  const auto sink = memorySink(&out);
+  const auto encoder = createJpeg(*sink, image.format(), image.metadata(), options);
+  for (int y = 0, rows = 1; y < image.height(); y += rows, rows += 3) {
+    rows = std::min(rows, image.height() - y);
+    encoder->write(image.rows(y, rows));
+  }
+  encoder->finish();
+  return out;
+}
+
+void expectBandsAndRegions(const Bytes& file) {
+  for (const int scale : {1, 2, 8})
+    for (const bool smooth : {true, false})
+      for (const int threads : {1, 3}) {
+        JpegDecodeOptions o;
+        o.smooth = smooth;
+        o.threads = threads;
+        if (readJpegInfo(file.data(), file.size()).process != "lossless") o.scaleDenominator = scale;
+        const Image whole = decodeJpeg(file.data(), file.size(), o);
+        zeltest::expectEqual(whole, inBands(file, o));
+        const int w = whole.width(), h = whole.height();
+        for (const Region& r :
+             {Region{0, 0, w, h / 2}, Region{w / 3, h / 2, w / 2, h / 4}, Region{w - 1, h - 1, 1, 1}}) {
+          o.region = r;
+          zeltest::expectEqual(crop(whole, r.x, r.y, r.width, r.height), inBands(file, o));
+        }
+      }
+}
+
+TEST(JpegBands, AnyHeightsAndRegionsGiveTheSamePicture) {
+  for (const char* factors : {"11", "21", "12", "22", "41", "24", "22 21 12"})
+    for (int variation = 0; variation < 4; ++variation) {
+      SCOPED_TRACE(std::string(factors) + ", " + std::to_string(variation));
+      peer::WriteOptions o;
+      o.factors = factors;
+      o.restart = variation == 1 ? 9 : 0;
+      if (variation == 2) o.script = parseScanScript("0; 1; 2");
+      if (variation == 3) o.script = defaultScanScript(3, true);
+      expectBandsAndRegions(peer::write(picture(437, 187, ColourModel::rgb), o));
+    }
+}
+
+TEST(JpegBands, RowsWrittenInAnyHeightsGiveTheSameFile) {
+  for (const ColourModel model : {ColourModel::grey, ColourModel::rgb, ColourModel::cmyk})
+    for (int kind = 0; kind < 12; ++kind) {
+      SCOPED_TRACE("kind " + std::to_string(kind));
+      JpegEncodeOptions o;
+      o.process = kind % 4 == 3   ? JpegProcess::lossless
+                  : kind % 4 == 2 ? JpegProcess::progressive
+                                  : JpegProcess::baseline;
+      o.chromaByPlane = kind % 4 == 1;
+      o.restartRows = kind / 4;
+      o.threads = 1 + kind % 3;
+      const Image image = picture(437, 187, model);
+      const Bytes file = inBands(image, o);
+      ASSERT_EQ(file, encodeJpeg(image, o));
+      if (o.process == JpegProcess::lossless) expectBandsAndRegions(file);
+    }
+}
+
+// What lies above a region is not looked at where restart markers tell where the region begins, what lies below never.
+TEST(JpegBands, DamageOutsideTheRegionIsNotSeen) {
+  JpegEncodeOptions e;
+  e.restartRows = 1;
+  const Image image = picture(400, 400, ColourModel::rgb);
+  const Bytes file = encodeJpeg(image, e);
+  // Without some bytes of the fourth interval and of the last one.
+  const Bytes marker = {0xFF, 0xD2};
+  Bytes damaged = file;
+  damaged.erase(damaged.end() - 60, damaged.end() - 20);
+  const auto at = std::search(damaged.begin(), damaged.end(), marker.begin(), marker.end());
+  damaged.erase(at + 20, at + 60);
+  EXPECT_THROW(decodeJpeg(damaged.data(), damaged.size()), Error);
+  JpegDecodeOptions o;
+  o.region = {0, 160, 400, 80};
+  for (const int threads : {1, 4}) {
+    o.threads = threads;
+    zeltest::expectEqual(inBands(file, o), inBands(damaged, o));
+  }
+}
+
+// ---- Metadata -------------------------------------------------------------------------------------------------------
+
+Metadata allMetadata() {
+  Metadata m;
+  for (int i = 0; i < 150000; ++i) m.icc.push_back(uint8_t(i * i >> 7));
+  m.exif = {'I', 'I', 42, 0, 8, 0, 0, 0, 1, 0, 0x12, 1, 3, 0, 1, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0};
+  setExifOrientation(&m.exif, 6);
+  m.orientation = 6;
+  const std::string xmp = "<x:xmpmeta/>";
+  m.xmp.assign(xmp.begin(), xmp.end());
+  m.comments = {"first", std::string("second\0part", 11)};
+  m.pixelsPerMetreX = 300 * kInchesPerMetre;
+  m.pixelsPerMetreY = 118 * 100;  // dots for each centimetre do not fit both
+  return m;
+}
+
+void expectSameMetadata(const Metadata& a, const Metadata& b) {
+  EXPECT_EQ(a.icc, b.icc);
+  EXPECT_EQ(a.exif, b.exif);
+  EXPECT_EQ(a.xmp, b.xmp);
+  EXPECT_EQ(a.comments, b.comments);
+  EXPECT_NEAR(a.pixelsPerMetreX, b.pixelsPerMetreX, 20);
+  EXPECT_NEAR(a.pixelsPerMetreY, b.pixelsPerMetreY, 20);
+  EXPECT_EQ(a.orientation, b.orientation);
+}
+
+TEST(JpegMetadata, TravelsBothWays) {
+  std::vector<std::string> warnings;
+  for (const ColourModel model : {ColourModel::grey, ColourModel::rgb, ColourModel::cmyk})
+    for (const JpegProcess process : {JpegProcess::baseline, JpegProcess::progressive, JpegProcess::lossless}) {
+      Image image = picture(24, 17, model);
+      image.metadata() = allMetadata();
+      JpegEncodeOptions e;
+      e.process = process;
+      e.warnings = &warnings;
+      const Bytes file = encodeJpeg(image, e);
+      Metadata expected = allMetadata();
+      const JpegInfo info = readJpegInfo(file.data(), file.size());
+      if (!info.jfif) expected.pixelsPerMetreX = expected.pixelsPerMetreY = 0;
+      EXPECT_EQ(info.jfif,
+                model == ColourModel::grey || (model == ColourModel::rgb && process != JpegProcess::lossless));
+      EXPECT_EQ(info.iccBytes, expected.icc.size());
+      EXPECT_EQ(info.orientation, 6);
+      JpegDecodeOptions d;
+      d.warnings = &warnings;
+      expectSameMetadata(decodeJpeg(file.data(), file.size(), d).metadata(), expected);
+      if (process != JpegProcess::lossless) {
+        EXPECT_EQ(peer::read(file, false).width(), 24);
+      }
+    }
+  EXPECT_EQ(warnings, std::vector<std::string>());
+
+  // An orientation has a place of its own only in EXIF.
+  Image image = picture(8, 8, ColourModel::rgb);
+  image.metadata().orientation = 8;
+  const Bytes file = encodeJpeg(image);
+  EXPECT_EQ(decodeJpeg(file.data(), file.size()).metadata().orientation, 8);
+}
+
+TEST(JpegMetadata, WhatDoesNotFitIsAWarning) {
+  std::vector<std::string> warnings;
+  JpegEncodeOptions e;
+  e.warnings = &warnings;
+  Image image = picture(24, 17, ColourModel::cmyk);
+  image.metadata().exif.resize(65530);
+  image.metadata().xmp.resize(65530);
+  image.metadata().comments = {std::string(65534, 'x')};
+  image.metadata().icc.resize(255 * 65519 + 1);
+  const Bytes file = encodeJpeg(image, e);
+  EXPECT_EQ(warnings.size(), 4u);
+  EXPECT_TRUE(decodeJpeg(file.data(), file.size()).metadata().empty());
+  image.metadata() = {};
+  image.metadata().pixelsPerMetreX = image.metadata().pixelsPerMetreY = 1000;  // behind Adobe's marker
+  encodeJpeg(image, e);
+  EXPECT_EQ(warnings.size(), 5u);
+}
+
+// The parts of a profile in another order are the profile; with one missing there is none, and a warning.
+TEST(JpegMetadata, PartsOfAProfile) {
+  Image image = picture(8, 8, ColourModel::rgb);
+  image.metadata().icc = allMetadata().icc;
+  const Bytes file = encodeJpeg(image);
+  const size_t part = 4 + 14 + 65519, begin = 2 + 18;
+  const Bytes head = zeltest::part(file, 0, begin), first = zeltest::part(file, begin, begin + part),
+              second = zeltest::part(file, begin + part, begin + 2 * part),
+              rest = zeltest::part(file, begin + 2 * part, file.size());
+  std::vector<std::string> warnings;
+  JpegDecodeOptions o;
+  o.warnings = &warnings;
+  const auto profileOf = [&](const Bytes& b) { return decodeJpeg(b.data(), b.size(), o).metadata().icc; };
+  EXPECT_EQ(profileOf(zeltest::joined({head, second, first, rest})), image.metadata().icc);
+  EXPECT_TRUE(warnings.empty());
+  EXPECT_EQ(profileOf(zeltest::joined({head, second, rest})), Bytes());
+  EXPECT_EQ(warnings.size(), 1u);
+}
+
+}  // namespace
