@@ -1,5 +1,6 @@
 // The fields of a DDS file: the magic number and a header of 32-bit words, low bytes first; behind it, where the pixel
-// format says "DX10", a second header; then the levels of the first picture, each as blocks without gaps.
+// format says "DX10", a second header; then for each element of an array, and each face of a cube map, the levels, each
+// as blocks or pixels without gaps.
 #pragma once
 
 #include <cstddef>
@@ -31,6 +32,11 @@ enum Word : size_t {
   kPixelFormatSize = 76,
   kPixelFormatFlags = 80,
   kFourCC = 84,
+  kBitCount = 88,
+  kRedMask = 92,
+  kGreenMask = 96,
+  kBlueMask = 100,
+  kAlphaMask = 104,
   kCaps = 108,
   kCaps2 = 112,
   kDxgiFormat = 128,
@@ -41,9 +47,10 @@ enum Word : size_t {
 
 constexpr uint32_t kHasCaps = 1, kHasHeight = 2, kHasWidth = 4, kHasPixelFormat = 0x1000, kHasLevelCount = 0x20000,
                    kHasLinearSize = 0x80000;
-constexpr uint32_t kPixelFormatHasFourCC = 4;
+constexpr uint32_t kPixelFormatHasAlpha = 1, kPixelFormatHasFourCC = 4, kPixelFormatIsRgb = 0x40,
+                   kPixelFormatIsLuminance = 0x20000;
 constexpr uint32_t kCapsComplex = 8, kCapsTexture = 0x1000, kCapsMipMap = 0x400000;
-constexpr uint32_t kCaps2CubeMap = 0x200, kCaps2Volume = 0x200000;
+constexpr uint32_t kCaps2CubeMap = 0x200, kCaps2Faces = 0xFC00, kCaps2Volume = 0x200000;
 constexpr uint32_t kDimensionTexture2D = 3, kMiscCubeMap = 4;
 
 constexpr uint32_t kYCoCgTag = fourCC("YCG2");
@@ -63,7 +70,5 @@ constexpr int mostLevels(int width, int height) {
   return n;
 }
 constexpr int sizeAt(int size, int level) { return size >> level > 1 ? size >> level : 1; }
-
-constexpr int kRowsOfPiece = 64;  // pixel rows that a thread takes at once, a multiple of 4
 
 }  // namespace zelcodecs::dds

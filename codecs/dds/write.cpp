@@ -1,12 +1,14 @@
-// Writing of DDS files: mip levels by a box filter, each then coded in strips of block rows.
+// Writing of DDS files: blocks of the picture go out as its rows come, those of the lower levels at the end.
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <utility>
 
+#include "common/error.h"
+#include "common/warnings.h"
 #include "dds/dds.h"
 #include "dds/format.h"
-#include "common/error.h"
-#include "common/parallel.h"
+#include "dds/pyramid.h"
 
 namespace zelcodecs {
 namespace dds {
@@ -34,64 +36,46 @@ Coder coderFor(TextureFormat format) {
   throw Error(ErrorKind::argument, "an unknown texture format");
 }
 
-// The two or three samples in a row that a sample of half the size covers, and their shares. A size of 1 stays.
-struct Cover {
-  int size, half;
-  int count() const { return size == 1 ? 1 : 2 + size % 2; }
-  int64_t weight(int i, int tap) const {
-    if (size % 2 == 0 || size == 1) return 1;
-    return tap == 0 ? half - i : tap == 1 ? half : i + 1;
-  }
-  int64_t sum() const { return size % 2 || size == 1 ? size : 2; }
-};
+// ---- Pixels as the blocks' encoders take them -----------------------------------------------------------------------
 
-Image halved(const Image& image, int threads) {
-  const Cover across = {image.width(), std::max(1, image.width() / 2)};
-  const Cover down = {image.height(), std::max(1, image.height() / 2)};
-  const int channels = image.channels();
-  const int64_t whole = across.sum() * down.sum();
-  Image out(across.half, down.half, image.model());
-  forEachPiece(out.height(), threads, [&](int y) {
-    for (int x = 0; x < out.width(); ++x)
-      for (int c = 0; c < channels; ++c) {
-        int64_t sum = whole / 2;
-        for (int v = 0; v < down.count(); ++v) {
-          const uint8_t* p = image.row(2 * y + v) + ptrdiff_t(2 * x) * channels + c;
-          int64_t row = 0;
-          for (int u = 0; u < across.count(); ++u) row += across.weight(x, u) * p[u * channels];
-          sum += down.weight(y, v) * row;
-        }
-        out.row(y)[x * channels + c] = uint8_t(sum / whole);
-      }
-  });
-  return out;
+// Grey is repeated, a missing opacity full.
+void toChannels(const uint8_t* from, int fromChannels, int width, uint8_t* to, int toChannels) {
+  const int colours = fromChannels < 3 ? 1 : 3;
+  for (int x = 0; x < width; ++x, from += fromChannels, to += toChannels) {
+    for (int c = 0; c < 3; ++c) to[c] = from[colours == 1 ? 0 : c];
+    if (toChannels == 4) to[3] = fromChannels % 2 == 0 ? from[fromChannels - 1] : 255;
+  }
 }
 
 // Luma, orange and green chroma, these two around 128.
-void toYCoCg(Image* image, int threads) {
+void toYCoCg(const uint8_t* p, int width, uint8_t* to) {
   const auto chroma = [](int v) { return uint8_t(std::min(255, (v + 2) / 4)); };
-  forEachPiece(image->height(), threads, [&](int y) {
-    uint8_t* p = image->row(y);
-    for (int x = 0; x < image->width(); ++x, p += 3) {
-      const int r = p[0], g = p[1], b = p[2];
-      p[0] = uint8_t((r + 2 * g + b + 2) / 4);
-      p[1] = chroma(2 * r - 2 * b + 512);
-      p[2] = chroma(2 * g - r - b + 512);
-    }
-  });
+  for (int x = 0; x < width; ++x, p += 3, to += 3) {
+    const int r = p[0], g = p[1], b = p[2];
+    to[0] = uint8_t((r + 2 * g + b + 2) / 4);
+    to[1] = chroma(2 * r - 2 * b + 512);
+    to[2] = chroma(2 * g - r - b + 512);
+  }
 }
 
-void encodeBlocks(const Image& image, const Coder& coder, int threads, uint8_t* to) {
-  const uint32_t step = uint32_t(image.rowBytes());
-  forEachPiece((image.height() - 1) / kRowsOfPiece + 1, threads, [&](int i) {
-    const int y = i * kRowsOfPiece;
-    const ZeliSize size = {image.width(), std::min(kRowsOfPiece, image.height() - y)};
-    if (coder.encode(image.row(y), step, size, to + bytesOf(image.width(), y, coder.blockBytes)) != zelStsNoErr)
-      throw Error(ErrorKind::argument, "a level without pixels");
-  });
+// The encoders keep the upper bits of endpoints. Read back, these are widened to the full range, so that a value of red or
+// blue would be up to 7 too large or too small. Moved up by 1 where it is dark, down by up to 2 where it is bright, it
+// meets the widened values better (0.2 to 0.5 dB in photographs; moving it by twice as much, which would round to the
+// nearest, does less, as the ends of a block's box are drawn in already). Black and white stay what they are. Opacities of
+// 4 bits, where they are asked for, are read as 17 times their number, and are rounded to the nearest.
+void meetWidened(const uint8_t* pixels, int width, bool fourBits, uint8_t* to) {
+  for (int x = 0; x < width; ++x, pixels += 4, to += 4) {
+    uint32_t p;
+    std::memcpy(&p, pixels, 4);
+    p = p - (p >> 6 & 0x00030003) + 0x00010001;
+    if (fourBits) p = (p & 0xFFFFFF) | ((p >> 24) + 8) * 241 >> 12 << 28;  // 241 / 4096: a seventeenth
+    std::memcpy(to, &p, 4);
+  }
 }
 
-Bytes header(const Image& image, const Coder& coder, TextureFormat format, int levels) {
+// ---- The file -------------------------------------------------------------------------------------------------------
+
+Bytes header(const PictureFormat& picture, const Coder& coder, TextureFormat format, int levels) {
   Bytes out(kHeaderEnd);
   const auto put = [&](Word at, uint32_t v) {
     for (size_t i = 0; i < 4; ++i) out[at + i] = uint8_t(v >> 8 * i);
@@ -99,9 +83,9 @@ Bytes header(const Image& image, const Coder& coder, TextureFormat format, int l
   put(kMagic, fourCC("DDS "));
   put(kHeaderSize, kHeaderBytes);
   put(kFlags, kHasCaps | kHasHeight | kHasWidth | kHasPixelFormat | kHasLinearSize | (levels > 1 ? kHasLevelCount : 0));
-  put(kHeight, uint32_t(image.height()));
-  put(kWidth, uint32_t(image.width()));
-  put(kLinearSize, uint32_t(bytesOf(image.width(), image.height(), coder.blockBytes)));
+  put(kHeight, uint32_t(picture.height));
+  put(kWidth, uint32_t(picture.width));
+  put(kLinearSize, uint32_t(bytesOf(picture.width, picture.height, coder.blockBytes)));
   put(kLevelCount, uint32_t(levels));
   if (format == TextureFormat::ycocg) put(kTag, kYCoCgTag);
   put(kPixelFormatSize, kPixelFormatBytes);
@@ -111,37 +95,89 @@ Bytes header(const Image& image, const Coder& coder, TextureFormat format, int l
   return out;
 }
 
+class DdsEncoder : public Encoder {
+ public:
+  DdsEncoder(Sink& sink, const PictureFormat& format, const DdsEncodeOptions& options)
+      : sink_(sink), texture_(options.format), coder_(coderFor(options.format)), team_(threadsFor(format, options)) {
+    if (format.width < 1 || format.height < 1) throw Error(ErrorKind::argument, "no picture");
+    if (format.model == ColourModel::cmyk || format.bitDepth != 8)
+      throw Error(ErrorKind::unsupported, "textures are made of grey, RGB and RGBA pictures of 8 bits a sample");
+    const int most = mostLevels(format.width, format.height), levels = options.levels ? options.levels : most;
+    if (levels < 1 || levels > most)
+      throw Error(ErrorKind::argument, "a picture of this size has 1 to " + std::to_string(most) + " mip levels");
+    channels_ = texture_ == TextureFormat::ycocg ? 3 : 4;
+    rowBytes_ = size_t(format.width) * size_t(channels_);
+    if (rowBytes_ > UINT32_MAX) throw Error(ErrorKind::limit, "rows of more than 2^32 bytes");
+    code_ = [this](ConstRows rows, int width, uint8_t* to) { codeRows(rows, width, to); };
+    top_ = std::make_unique<Level>(format.width, format.height, channels_, levels - 1, coder_.blockBytes, team_, code_);
+    const size_t rows = kBand * size_t(team_.threads()) / rowBytes_ / 4 * 4;
+    open(format, int(std::clamp<size_t>(rows, 4, 4096)), options);
+    sink_.write(header(format, coder_, texture_, levels));
+  }
+
+ private:
+  static constexpr size_t kBand = size_t{128} << 10;
+
+  // Small pictures are done before a thread has started.
+  static int threadsFor(const PictureFormat& format, const DdsEncodeOptions& options) {
+    return format.rowBytes() * size_t(std::max(0, format.height)) < kBand ? 1 : options.threads;
+  }
+
+  void codeRows(ConstRows rows, int width, uint8_t* to) const {
+    const bool chroma = texture_ == TextureFormat::ycocg;
+    Bytes changed(rows.step * size_t(rows.count));
+    for (int y = 0; y < rows.count; ++y) {
+      uint8_t* const row = &changed[rows.step * size_t(y)];
+      if (chroma)
+        toYCoCg(rows.row(y), width, row);
+      else
+        meetWidened(rows.row(y), width, texture_ == TextureFormat::dxt3, row);
+    }
+    require(coder_.encode(changed.data(), uint32_t(rows.step), {width, rows.count}, to));
+  }
+
+  void encodeBand(ConstRows rows) override {
+    const PictureFormat& f = format();
+    if (f.channels() == channels_) {
+      top_->take(rows);
+    } else {
+      converted_.resize(rowBytes_ * size_t(rows.count));
+      for (int y = 0; y < rows.count; ++y)
+        toChannels(rows.row(y), f.channels(), f.width, &converted_[rowBytes_ * size_t(y)], channels_);
+      top_->take({converted_.data(), rowBytes_, rows.count});
+    }
+    sink_.write(top_->takeBlocks());
+  }
+
+  void end() override {
+    for (Level* level = top_->below(); level; level = level->below()) sink_.write(level->takeBlocks());
+  }
+
+  Sink& sink_;
+  const TextureFormat texture_;
+  const Coder coder_;
+  Team team_;
+  int channels_;
+  size_t rowBytes_;
+  CodeRows code_;
+  std::unique_ptr<Level> top_;
+  Bytes converted_;
+};
+
 }  // namespace
 }  // namespace dds
 
-std::vector<uint8_t> encodeDds(const Image& image, const DdsEncodeOptions& options) {
-  using namespace dds;
-  if (image.empty()) throw Error(ErrorKind::argument, "no picture");
-  if (image.model() == ColourModel::cmyk || image.bitDepth() != 8)
-    throw Error(ErrorKind::unsupported, "textures are made of grey, RGB and RGBA pictures of 8 bits a sample");
-  const int most = mostLevels(image.width(), image.height()), levels = options.levels ? options.levels : most;
-  if (levels < 1 || levels > most)
-    throw Error(ErrorKind::argument, "a picture of this size has 1 to " + std::to_string(most) + " mip levels");
-  const Coder coder = coderFor(options.format);
-  const int threads = threadCount(options.threads);
-  const bool chroma = options.format == TextureFormat::ycocg;
+std::unique_ptr<Encoder> createDds(Sink& sink, const PictureFormat& format, const DdsEncodeOptions& options) {
+  return std::make_unique<dds::DdsEncoder>(sink, format, options);
+}
 
-  std::vector<uint8_t> file = header(image, coder, options.format, levels);
-  Image level = toColour(image, chroma ? ColourModel::rgb : ColourModel::rgba);
-  if (level.rowBytes() > UINT32_MAX) throw Error(ErrorKind::limit, "rows of more than 2^32 bytes");
-  for (int i = 0; i < levels; ++i) {
-    if (i > 0) level = halved(level, threads);
-    const size_t at = file.size();
-    file.resize(at + bytesOf(level.width(), level.height(), coder.blockBytes));
-    if (chroma) {
-      Image converted = level.clone();
-      toYCoCg(&converted, threads);
-      encodeBlocks(converted, coder, threads, file.data() + at);
-    } else {
-      encodeBlocks(level, coder, threads, file.data() + at);
-    }
-    if (options.progress) options.progress((i + 1.0) / levels);
-  }
+std::vector<uint8_t> encodeDds(const Image& image, const DdsEncodeOptions& options) {
+  Warnings warnings(options.warnings);
+  if (!image.metadata().empty()) warnings.add("a DDS file keeps no metadata");
+  std::vector<uint8_t> file;
+  const std::unique_ptr<Sink> sink = memorySink(&file);
+  const std::unique_ptr<Encoder> encoder = createDds(*sink, image.format(), options);
+  writeAll(*encoder, image);
   return file;
 }
 
