@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # tool.sh ZELCODEC IMAGES: a picture through the tool and back, and the exit codes that scripts rely on.
 set -uo pipefail
-tool=$1 images=$2
+tool=$(realpath "$1") images=$(realpath "$2")
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 cd "$scratch" || exit 1
