@@ -93,6 +93,7 @@ class JpegDecoder : public Decoder {
   const Way way_;
   const int group_;                    // rows of MCUs in a band
   int wantedFrom_ = 0, wantedTo_ = 0;  // rows of MCUs that are transformed
+  bool begun_ = false;
   int step_ = 0;
   int lag_ = 1;  // steps between the first that a group of rows takes part in and the one that makes its pictures
 
@@ -224,7 +225,8 @@ void JpegDecoder::storeSamples() {
 
 // Up to the step that makes the pictures of the next band.
 void JpegDecoder::advance(Rows to) {
-  if (!planes_) begin();
+  if (!begun_) begin();
+  begun_ = true;
   const int band = nextRow() / (group_ * mcuRows_);
   while (step_ < band + lag_) step({});
   step(to);

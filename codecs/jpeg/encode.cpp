@@ -148,7 +148,7 @@ int StreamingEncoder::chooseBandRows() {
   const uint64_t row = BlockRing::rowBytes(frame_);
   const int rows = int(std::clamp<uint64_t>(kBandBytes / row, 1, kMostRows));
   const int whole = interval_ / std::gcd(interval_, frame_.mcusWide);
-  sideBySide_ = whole > 0 && whole * row <= kMostBandBytes;
+  sideBySide_ = whole > 0 && uint64_t(whole) * row <= kMostBandBytes;
   return std::min(frame_.mcusHigh, sideBySide_ ? ceilDiv(2 * rows, whole) * whole : rows);
 }
 

@@ -1,10 +1,16 @@
-// JPEG files (ITU-T T.81) in memory: encoding and decoding, what a file says about itself, and its quantised
-// coefficients.
+// JPEG files (ITU-T T.81): encoding and decoding, what a file says about itself, and its quantised coefficients.
 //
 // Written: baseline and progressive files of grey, RGB and CMYK pictures, 8 bits a sample; lossless files of grey, RGB
 // and CMYK pictures, 2 to 16 bits a sample.
 // Read: baseline, extended sequential and progressive Huffman files of 8 and 12 bits and lossless ones of 2 to 16 bits
-// with 1, 3 or 4 components in any sampling, scans interleaved or not, with restart markers.
+// with 1, 3 or 4 components in any sampling, scans interleaved or not, with restart markers. Arithmetic coding and
+// hierarchical files are refused.
+// Metadata, both ways: ICC profile, EXIF (and the orientation in it), XMP of one segment, comments, and the resolution
+// where there is a JFIF marker: not in CMYK files nor in lossless ones of three components, which have Adobe's.
+//
+// Sequential and lossless files go through in bands of some rows of MCUs. Held are: all coefficients of progressive
+// files, of those read in several scans and of those written with optimised tables or a script; all samples of lossless
+// files read in several scans; all differences of lossless files written with optimised tables.
 //
 // Work is divided among threads: restart intervals, scans, rows of blocks. Files and pictures do not depend on it.
 #pragma once
@@ -69,7 +75,8 @@ struct JpegDecodeOptions : DecodeOptions {
   bool convertColour = true;
 };
 
-// Reads a file band by band.
+// Reads a file band by band. Restart intervals above the region are passed over where their markers are in order, and
+// nothing below it is read.
 std::unique_ptr<Decoder> openJpeg(Source& source, const JpegDecodeOptions& options = {});
 // Throws Error. YCbCr becomes RGB and YCCK CMYK; the inverted CMYK that Adobe's applications write is turned upright.
 Image decodeJpeg(const uint8_t* data, size_t size, const JpegDecodeOptions& options = {});

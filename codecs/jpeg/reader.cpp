@@ -63,29 +63,33 @@ bool Reader::nextScan(Scan* scan) {
     const size_t length = size_t(word(data_ + at_));
     if (length < 2) damaged("marker segment " + markerName(marker) + " has a length below 2", at_);
     if (length > size_ - at_) damaged("the file ends in marker segment " + markerName(marker), size_);
-    const uint8_t* p = data_ + at_ + 2;
+    const ByteView payload = {data_ + at_ + 2, length - 2};
     const size_t offset = at_ + 2;
     at_ += length;
-
-    if (isFrame(marker)) {
-      readFrame(marker, p, length - 2, offset);
-    } else if (marker == kSOS) {
-      readScan(scan, p, length - 2, offset);
+    if (marker == kDHP) throw Error(ErrorKind::unsupported, "hierarchical JPEG is not supported,", start);
+    if (marker == kSOS) {
+      readScan(scan, payload.data, payload.size, offset);
       return true;
-    } else if (marker == kDQT) {
-      readQuantTables(p, length - 2, offset);
-    } else if (marker == kDHT) {
-      readHuffmanTables(p, length - 2, offset);
-    } else if (marker == kDRI) {
-      if (length != 4) damaged("a restart interval segment of the wrong length", offset);
-      restartInterval_ = word(p);
-    } else if (marker == kDHP) {
-      throw Error(ErrorKind::unsupported, "hierarchical JPEG is not supported,", start);
-    } else {
-      if (marker == kAPP0 && length >= 7 && std::memcmp(p, "JFIF", 5) == 0) jfif_ = true;
-      if (marker == kAPP14 && length >= 14 && std::memcmp(p, "Adobe", 5) == 0) adobeTransform_ = p[11];
-      metadata_.add(marker, {p, length - 2}, offset);
     }
+    readSegment(marker, payload, offset);
+  }
+}
+
+void Reader::readSegment(int marker, ByteView payload, size_t offset) {
+  const uint8_t* const p = payload.data;
+  if (isFrame(marker)) {
+    readFrame(marker, p, payload.size, offset);
+  } else if (marker == kDQT) {
+    readQuantTables(p, payload.size, offset);
+  } else if (marker == kDHT) {
+    readHuffmanTables(p, payload.size, offset);
+  } else if (marker == kDRI) {
+    if (payload.size != 2) damaged("a restart interval segment of the wrong length", offset);
+    restartInterval_ = word(p);
+  } else {
+    if (marker == kAPP0 && payload.size >= 5 && std::memcmp(p, "JFIF", 5) == 0) jfif_ = true;
+    if (marker == kAPP14 && payload.size >= 12 && std::memcmp(p, "Adobe", 5) == 0) adobeTransform_ = p[11];
+    metadata_.add(marker, payload, offset);
   }
 }
 
@@ -188,7 +192,7 @@ void Reader::readQuantTables(const uint8_t* p, size_t length, size_t offset) {
       for (int k = 0; k < 64; ++k) t.inverse[kNaturalOrder[k]] = uint16_t(word(p + 2 * k));
       p += 128;
     } else {
-      zeliQuantInvTableInit_JPEG_8u16u(p, t.inverse);
+      require(zeliQuantInvTableInit_JPEG_8u16u(p, t.inverse));
       p += 64;
     }
     for (uint16_t q : t.inverse)

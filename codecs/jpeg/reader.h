@@ -47,6 +47,7 @@ class Reader {
 
  private:
   int nextMarker();
+  void readSegment(int marker, ByteView payload, size_t offset);
   void readFrame(int marker, const uint8_t* p, size_t length, size_t offset);
   void readScan(Scan* scan, const uint8_t* p, size_t length, size_t offset);
   void readQuantTables(const uint8_t* p, size_t length, size_t offset);

@@ -102,57 +102,91 @@ std::vector<JpegScan> defaultScanScript(int components, bool ycc) {
 
 namespace jpeg {
 
-std::vector<Scan> scansOf(const std::vector<JpegScan>& script, const Frame& frame, bool progressive,
-                          const std::vector<int>& tableOf) {
-  const int components = int(frame.components.size());
-  std::vector<std::array<int, 64>> known(frame.components.size());  // the lowest bit coded so far
-  for (auto& k : known) k.fill(-1);
-  std::vector<Scan> scans;
-  for (const JpegScan& s : script) {
-    const auto refuse = [&](const std::string& what) {
-      throw Error(ErrorKind::argument, "scan " + std::to_string(scans.size() + 1) + " of the script: " + what);
-    };
+namespace {
+
+// Turns the scans of a script, one by one, into those of a file, and follows what they have coded.
+class ScriptChecker {
+ public:
+  ScriptChecker(const Frame& frame, bool progressive, const std::vector<int>& tableOf)
+      : frame_(frame), progressive_(progressive), tableOf_(tableOf), known_(frame.components.size()) {
+    for (auto& k : known_) k.fill(-1);
+  }
+
+  Scan next(const JpegScan& s) {
+    ++number_;
     Scan scan;
-    scan.count = int(s.components.size());
-    if (scan.count < 1 || scan.count > kMaxComponents) refuse("a scan has 1 to 4 components");
-    int blocks = 0;
-    for (int i = 0; i < scan.count; ++i) {
-      const int c = s.components[size_t(i)];
-      if (c >= components || c < 0) refuse("the picture has no component " + std::to_string(c));
-      if (i && c <= s.components[size_t(i - 1)]) refuse("components must be in ascending order");
-      const int table = tableOf[size_t(c)];
-      scan.parts[i] = {c, table, table};
-      blocks += frame.components[size_t(c)].h * frame.components[size_t(c)].v;
-    }
-    if (scan.interleaved() && blocks > kMaxBlocksPerMcu) refuse("more than 10 blocks in an MCU");
     scan.ss = s.ss;
     scan.se = s.se;
     scan.ah = s.ah;
     scan.al = s.al;
-    if (!progressive) {
-      if (s.ss != 0 || s.se != 63 || s.ah != 0 || s.al != 0) refuse("a sequential scan codes all positions at once");
-    } else {
-      const bool band = s.ss == 0 ? s.se == 0 : s.ss > 0 && s.ss <= s.se && s.se < 64;
-      if (!band) refuse("a scan codes position 0, or positions from 1 to 63");
-      if (s.ss > 0 && scan.interleaved()) refuse("a scan of positions above 0 has one component");
-      if (s.al < 0 || s.al > 13 || s.ah < 0 || (s.ah && s.ah != s.al + 1))
-        refuse("bits are refined one by one, from 13 down");
-    }
-    for (int i = 0; i < scan.count; ++i) {
-      auto& k = known[size_t(scan.parts[i].component)];
-      if (scan.ss > 0 && k[0] < 0) refuse("position 0 of a component must come first");
-      for (int z = scan.ss; z <= scan.se; ++z) {
-        if (k[size_t(z)] < 0 ? scan.ah != 0 : scan.ah != k[size_t(z)])
-          refuse("it does not follow on the scans before it");
-        if (k[size_t(z)] == 0) refuse("it codes something twice");
-        k[size_t(z)] = scan.al;
-      }
-    }
-    scans.push_back(scan);
+    takeComponents(s, &scan);
+    checkSelection(scan);
+    for (int i = 0; i < scan.count; ++i) follow(scan, &known_[size_t(scan.parts[i].component)]);
+    return scan;
   }
-  for (int c = 0; c < components; ++c)
-    if (known[size_t(c)][0] < 0)
-      throw Error(ErrorKind::argument, "the scan script leaves out component " + std::to_string(c));
+  void requireAll() const {
+    for (size_t c = 0; c < known_.size(); ++c)
+      if (known_[c][0] < 0)
+        throw Error(ErrorKind::argument, "the scan script leaves out component " + std::to_string(c));
+  }
+
+ private:
+  using Known = std::array<int, 64>;  // the lowest bit coded so far, -1 for none
+
+  [[noreturn]] void refuse(const std::string& what) const {
+    throw Error(ErrorKind::argument, "scan " + std::to_string(number_) + " of the script: " + what);
+  }
+
+  void takeComponents(const JpegScan& s, Scan* scan) const {
+    if (s.components.empty() || s.components.size() > kMaxComponents) refuse("a scan has 1 to 4 components");
+    int blocks = 0;
+    for (const int c : s.components) {
+      if (c >= int(known_.size()) || c < 0) refuse("the picture has no component " + std::to_string(c));
+      if (scan->count && c <= scan->parts[scan->count - 1].component) refuse("components must be in ascending order");
+      const int table = tableOf_[size_t(c)];
+      scan->parts[scan->count++] = {c, table, table};
+      blocks += frame_.components[size_t(c)].h * frame_.components[size_t(c)].v;
+    }
+    if (scan->interleaved() && blocks > kMaxBlocksPerMcu) refuse("more than 10 blocks in an MCU");
+  }
+
+  void checkSelection(const Scan& s) const {
+    if (!progressive_) {
+      if (s.ss != 0 || s.se != 63 || s.ah != 0 || s.al != 0) refuse("a sequential scan codes all positions at once");
+      return;
+    }
+    const bool band = s.ss == 0 ? s.se == 0 : s.ss > 0 && s.ss <= s.se && s.se < 64;
+    if (!band) refuse("a scan codes position 0, or positions from 1 to 63");
+    if (s.ss > 0 && s.interleaved()) refuse("a scan of positions above 0 has one component");
+    if (s.al < 0 || s.al > 13 || s.ah < 0 || (s.ah && s.ah != s.al + 1))
+      refuse("bits are refined one by one, from 13 down");
+  }
+
+  void follow(const Scan& scan, Known* known) const {
+    Known& k = *known;
+    if (scan.ss > 0 && k[0] < 0) refuse("position 0 of a component must come first");
+    for (size_t z = size_t(scan.ss); z <= size_t(scan.se); ++z) {
+      if (k[z] < 0 ? scan.ah != 0 : scan.ah != k[z]) refuse("it does not follow on the scans before it");
+      if (k[z] == 0) refuse("it codes something twice");
+      k[z] = scan.al;
+    }
+  }
+
+  const Frame& frame_;
+  const bool progressive_;
+  const std::vector<int>& tableOf_;
+  std::vector<Known> known_;  // of each component
+  int number_ = 0;
+};
+
+}  // namespace
+
+std::vector<Scan> scansOf(const std::vector<JpegScan>& script, const Frame& frame, bool progressive,
+                          const std::vector<int>& tableOf) {
+  ScriptChecker checker(frame, progressive, tableOf);
+  std::vector<Scan> scans;
+  for (const JpegScan& s : script) scans.push_back(checker.next(s));
+  checker.requireAll();
   return scans;
 }
 
