@@ -1,7 +1,10 @@
 // The parameters of a JPEG 2000 codestream (T.800 Annex A), shared by reader and writer.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <map>
+#include <optional>
 #include <vector>
 
 #include "jpeg2000/jpeg2000.h"
@@ -45,6 +48,12 @@ struct Rect {
   int height() const { return y1 - y0; }
   bool empty() const { return x1 <= x0 || y1 <= y0; }
 };
+inline Rect intersection(const Rect& a, const Rect& b) {
+  return {std::max(a.x0, b.x0), std::max(a.y0, b.y0), std::min(a.x1, b.x1), std::min(a.y1, b.y1)};
+}
+inline bool operator==(const Rect& a, const Rect& b) {
+  return a.x0 == b.x0 && a.y0 == b.y0 && a.x1 == b.x1 && a.y1 == b.y1;
+}
 
 struct ComponentSize {
   int precision = 8;
@@ -82,10 +91,11 @@ struct TileStyle {
 
 // QCD and QCC.
 struct Quantisation {
-  enum Kind { none, derived, expounded } kind = none;
-  int guardBits = 2;
-  int exponent[kMaxBands] = {}, mantissa[kMaxBands] = {};
-  int count = 0;
+  enum Kind : uint8_t { none, derived, expounded } kind = none;
+  uint8_t guardBits = 2;
+  uint8_t count = 0;
+  uint8_t exponent[kMaxBands] = {};
+  uint16_t mantissa[kMaxBands] = {};
 };
 
 // A part of a tile's packets in an order of its own (POC).
@@ -96,19 +106,56 @@ struct ProgressionChange {
   Progression progression = Progression::lrcp;
 };
 
-struct ComponentStyle {
-  CodingStyle coding;
-  Quantisation quantisation;
-  int roiShift = 0;
-  // What a segment in force for one component alone is not overridden by one for all.
-  bool ownCoding = false, ownQuantisation = false;
+// What one header says of how tiles are coded: the main header, or that of a tile. Only what is said is held, so that a
+// header costs memory by its bytes, whatever the number of components and tiles.
+struct HeaderStyles {
+  std::optional<TileStyle> tile;              // COD
+  std::optional<CodingStyle> coding;          // COD
+  std::optional<Quantisation> quantisation;   // QCD
+  std::map<int, CodingStyle> codings;         // COC, by component
+  std::map<int, Quantisation> quantisations;  // QCC
+  std::map<int, int> shifts;                  // RGN: the planes by which a region of interest is raised
+  std::vector<ProgressionChange> changes;     // POC
 };
 
-// Everything that tells how a tile is coded.
-struct TileParameters {
-  TileStyle style;
-  std::vector<ComponentStyle> components;
-  std::vector<ProgressionChange> changes;
+// How a tile is coded. What its own header says goes before the main header, and within each what is said of one
+// component before what is said of all (T.800 A.6.1 to A.6.5).
+class TileParameters {
+ public:
+  TileParameters() = default;
+  // tile: null where the tile's header says nothing.
+  explicit TileParameters(const HeaderStyles* main, const HeaderStyles* tile = nullptr) : main_(main), tile_(tile) {}
+
+  const TileStyle& style() const { return tile_ && tile_->tile ? *tile_->tile : *main_->tile; }
+  const CodingStyle& coding(int component) const {
+    return *find(component, &HeaderStyles::codings, &HeaderStyles::coding);
+  }
+  const Quantisation& quantisation(int component) const {
+    return *find(component, &HeaderStyles::quantisations, &HeaderStyles::quantisation);
+  }
+  int roiShift(int component) const {
+    for (const HeaderStyles* h : {tile_, main_})
+      if (h && !h->shifts.empty())
+        if (const auto at = h->shifts.find(component); at != h->shifts.end()) return at->second;
+    return 0;
+  }
+  const std::vector<ProgressionChange>& changes() const {
+    return tile_ && !tile_->changes.empty() ? tile_->changes : main_->changes;
+  }
+
+ private:
+  template <class T>
+  const T* find(int component, std::map<int, T> HeaderStyles::*each, std::optional<T> HeaderStyles::*all) const {
+    for (const HeaderStyles* h : {tile_, main_}) {
+      if (!h) continue;
+      if (!(h->*each).empty())
+        if (const auto at = (h->*each).find(component); at != (h->*each).end()) return &at->second;
+      if (h->*all) return &*(h->*all);
+    }
+    return nullptr;  // not for a main header that has been read whole: it has both
+  }
+  const HeaderStyles* main_ = nullptr;
+  const HeaderStyles* tile_ = nullptr;
 };
 
 // Which quantisation entry belongs to a band: LL, then HL (0), LH (1), HH (2) of each resolution from 1 on.

@@ -92,6 +92,8 @@ struct Jpeg2000Info {
   bool reversible = true, colourTransform = false;
   int levels = 0, layers = 0, codeBlockWidth = 0, codeBlockHeight = 0, style = 0;
   Progression progression = Progression::lrcp;
+  int colourSpace = 0;     // as a JP2 file enumerates them; 0 where it does not
+  int paletteColumns = 0;  // 0 without a palette
   std::vector<std::string> comments;
 };
 Jpeg2000Info readJpeg2000Info(const uint8_t* data, size_t size, const Limits& limits = {});

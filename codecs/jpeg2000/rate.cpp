@@ -5,7 +5,7 @@
 
 namespace zelcodecs::jpeg2000 {
 
-BlockCurve::BlockCurve(CodeBlock* block, const std::vector<double>& distortions)
+BlockCurve::BlockCurve(EncodedBlock* block, const std::vector<double>& distortions)
     : block_(block), distortions_(distortions) {
   const auto rateAt = [&](int passes) { return passes ? block->rates[size_t(passes - 1)] : 0; };
   for (int passes = 1; passes <= block->passes; ++passes) {
@@ -42,10 +42,10 @@ void shareOut(const std::vector<BlockCurve>& curves, const std::vector<LayerGoal
   for (const BlockCurve& c : curves)
     if (std::isfinite(c.steepest())) steepest = std::max(steepest, c.steepest());
   for (size_t layer = 0; layer < layers; ++layer) {
-    const auto before = [&](const CodeBlock& b) { return layer ? b.layerPasses[layer - 1] : 0; };
+    const auto before = [&](const EncodedBlock& b) { return layer ? b.layerPasses[layer - 1] : 0; };
     const auto setAll = [&](auto passes) {
       for (const BlockCurve& c : curves) {
-        CodeBlock& b = *c.block();
+        EncodedBlock& b = *c.block();
         const int n = std::max(before(b), passes(c));
         for (size_t l = layer; l < layers; ++l) b.layerPasses[l] = n;
       }

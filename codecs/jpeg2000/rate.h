@@ -4,7 +4,7 @@
 
 #include <functional>
 
-#include "jpeg2000/tile.h"
+#include "jpeg2000/blocks.h"
 
 namespace zelcodecs::jpeg2000 {
 
@@ -12,20 +12,20 @@ namespace zelcodecs::jpeg2000 {
 class BlockCurve {
  public:
   // distortions: what each pass takes off, summed up, in squared differences of the picture.
-  BlockCurve(CodeBlock* block, const std::vector<double>& distortions);
+  BlockCurve(EncodedBlock* block, const std::vector<double>& distortions);
 
   // As many passes as take off at least `slope` for each byte.
   int passesFor(double slope) const;
   double distortionAt(int passes) const { return passes ? distortions_[size_t(passes - 1)] : 0; }
   double steepest() const { return points_.empty() ? 0 : points_.front().slope; }
-  CodeBlock* block() const { return block_; }
+  EncodedBlock* block() const { return block_; }
 
  private:
   struct Point {
     int passes;
     double slope;
   };
-  CodeBlock* block_;
+  EncodedBlock* block_;
   std::vector<double> distortions_;
   std::vector<Point> points_;  // slopes fall
 };

@@ -1,189 +1,65 @@
-// A tile divided into what packets carry: components, resolutions, precincts, code blocks (T.800 Annex B).
+// How a tile divides into what packets carry: components, resolutions, bands, precincts, code blocks (T.800 Annex B).
+// All of it follows from the parameters by arithmetic, and is computed where it is needed: a tile that claims very many
+// of each costs nothing before packets bring something.
 #pragma once
-
-#include <memory>
 
 #include "jpeg2000/format.h"
 
 namespace zelcodecs::jpeg2000 {
 
-// A tree of minima over a grid, coded bit by bit as far as a threshold asks (T.800 B.10.2). Reader and writer share it:
-// the writer sets the leaves, the reader finds them.
-class TagTree {
- public:
-  TagTree() = default;
-  TagTree(int width, int height);
-
-  // Writer: the value of a leaf, before the first is coded.
-  void set(int leaf, int value);
-  void settle();  // fills the inner nodes
-
-  // Codes what a reader needs to know whether the leaf's value is below the threshold. put(bit) writes.
-  template <class Put>
-  void code(int leaf, int threshold, const Put& put) {
-    int path[32], low = 0;
-    for (int n = pathTo(leaf, path) - 1; n >= 0; --n) {
-      Node& node = nodes_[size_t(path[n])];
-      if (node.low < low) node.low = low;
-      for (; node.low < threshold; ++node.low) {
-        if (node.low >= node.value) {
-          if (!node.known) put(1);
-          node.known = true;
-          break;
-        }
-        put(0);
-      }
-      low = node.low;
-    }
-  }
-  // Reads as much; whether the leaf's value is below the threshold. get() gives a bit.
-  template <class Get>
-  bool decode(int leaf, int threshold, const Get& get) {
-    int path[32], low = 0;
-    for (int n = pathTo(leaf, path) - 1; n >= 0; --n) {
-      Node& node = nodes_[size_t(path[n])];
-      if (node.low < low) node.low = low;
-      while (node.low < threshold && !node.known) {
-        if (get())
-          node.known = true;
-        else
-          ++node.low;
-      }
-      low = node.low;
-    }
-    const Node& node = nodes_[size_t(leaf)];
-    return node.known && node.low < threshold;
-  }
-  // A leaf's value, once decode() has found it.
-  int value(int leaf) const { return nodes_[size_t(leaf)].low; }
-  void restart();  // forgets what has been coded, not the values
-
- private:
-  struct Node {
-    int parent = -1;
-    int value = 0, low = 0;
-    bool known = false;
-  };
-  int pathTo(int leaf, int* path) const {
-    int n = 0;
-    for (int at = leaf; at >= 0; at = nodes_[size_t(at)].parent) path[n++] = at;
-    return n;
-  }
-  std::vector<Node> nodes_;
-};
-
-struct CodeBlock {
-  Rect area;  // in the band
-  // Where its coefficients lie in the plane of the tile component.
-  int planeX = 0, planeY = 0;
-
-  // Of what the packets brought or will bring.
-  int zeroPlanes = 0;
-  int passes = 0;
-  int lengthBits = 3;  // Lblock
-  bool included = false;
-  int openSegment = 0, openPasses = 0;  // the segment that the next pass belongs to, and its passes so far
-  std::vector<uint8_t> data;
-  std::vector<int> segments;       // lengths of the codeword segments in data
-  std::vector<int> segmentPasses;  // passes in each
-  // Writer: how many passes each layer brings in all, and the bytes after each pass.
-  std::vector<int> layerPasses;
-  std::vector<int> rates;
-};
-
-// The part of a band that lies in a precinct.
-struct PrecinctBand {
-  int band = 0;  // 0 LL or HL, 1 LH, 2 HH, for resolutions from 1 on
-  int across = 0, down = 0;
-  std::vector<CodeBlock> blocks;
-  TagTree inclusion, zeroPlanes;
-};
-
-struct Precinct {
-  std::vector<PrecinctBand> bands;
-  int nextLayer = 0;
-};
-
 struct Band {
   Rect area;
-  int kind = 0;  // 0 LL, 1 HL, 2 LH, 3 HH
-  int planeX = 0, planeY = 0;
+  int kind = 0;     // 0 LL, 1 HL, 2 LH, 3 HH: bit 0 for high-pass across, bit 1 for high-pass down
   int planes = 0;   // magnitude bit planes, without those of a region of interest
   double step = 1;  // quantisation step; 1 in reversible coding
 };
 
-struct Resolution {
-  Rect area;
-  int logPrecinctWidth = 15, logPrecinctHeight = 15;
-  int across = 0, down = 0;  // precincts
-  std::vector<Band> bands;
-  std::vector<Precinct> precincts;
+// The code blocks of a band that lie in one precinct: a grid, whose outer blocks are cut off by the precinct's bounds.
+struct BlockGrid {
+  Rect bounds;
+  int logWidth = 0, logHeight = 0;
+  int left = 0, top = 0;  // of the grid, in blocks
+  int across = 0, down = 0;
+  int count() const { return across * down; }
+  Rect block(int x, int y) const {
+    const auto edge = [](int64_t n, int log) { return int(std::min<int64_t>(n << log, INT32_MAX)); };
+    return intersection(bounds, {edge(left + x, logWidth), edge(top + y, logHeight),
+                                 edge(int64_t{left} + x + 1, logWidth), edge(int64_t{top} + y + 1, logHeight)});
+  }
 };
 
-struct TileComponent {
+struct Resolution {
   Rect area;
-  int dx = 1, dy = 1;
-  std::vector<Resolution> resolutions;
+  int bandCount = 1;
+  Band bands[3];
+  int logPrecinctWidth = 15, logPrecinctHeight = 15;
+  int logBlockWidth = 6, logBlockHeight = 6;
+  int across = 0, down = 0;  // precincts
+
+  int64_t precincts() const { return int64_t{across} * down; }
+  BlockGrid blocksOf(int precinct, int band) const;
 };
 
 struct Tile {
-  Rect area;
-  std::vector<TileComponent> components;
+  Tile(const Grid& grid, int index, const TileParameters& parameters)
+      : grid(grid), parameters(parameters), area(grid.tileRect(index)) {}
+
+  int components() const { return int(grid.components.size()); }
+  int levels(int component) const { return parameters.coding(component).levels; }
+  Rect componentArea(int component) const;
+  // The area alone, as of resolution().
+  Rect resolutionArea(int component, int r) const;
+  // Throws Error(damaged) for what the parameters cannot mean.
+  Resolution resolution(int component, int r) const;
+
+  const Grid& grid;
+  const TileParameters parameters;
+  const Rect area;
 };
 
-// Throws where there would be more code blocks than limit.
-Tile layOut(const Grid& grid, int index, const TileParameters& parameters, size_t maxBlocks);
-
-// A packet's place.
-struct PacketId {
-  int layer, resolution, component, precinct;
-};
-
-// The packets of a tile in their order (T.800 B.12). Where progressions change, packets of layers that an earlier one
-// has passed come again: the caller knows by Precinct::nextLayer.
-class PacketOrder {
- public:
-  PacketOrder(const Tile& tile, const TileParameters& parameters);
-  // Calls visit(id) for each; it returns false to end the walk.
-  template <class Visit>
-  void walk(const Visit& visit) const {
-    for (const Sequence& s : sequences_)
-      if (!walk(s, visit)) return;
-  }
-
- private:
-  struct Place {
-    int resolution, component, precinct;
-  };
-  struct Sequence {
-    Progression progression;
-    int layers;
-    std::vector<Place> places;  // in their order, sorted by resolution where layers come before it
-  };
-  template <class Visit>
-  static bool walk(const Sequence& s, const Visit& visit) {
-    const auto call = [&](int layer, const Place& p) {
-      return visit(PacketId{layer, p.resolution, p.component, p.precinct});
-    };
-    if (s.progression == Progression::lrcp) {
-      for (int l = 0; l < s.layers; ++l)
-        for (const Place& p : s.places)
-          if (!call(l, p)) return false;
-    } else if (s.progression == Progression::rlcp) {
-      for (size_t begin = 0, end = 0; begin < s.places.size(); begin = end) {
-        while (end < s.places.size() && s.places[end].resolution == s.places[begin].resolution) ++end;
-        for (int l = 0; l < s.layers; ++l)
-          for (size_t i = begin; i < end; ++i)
-            if (!call(l, s.places[i])) return false;
-      }
-    } else {
-      for (const Place& p : s.places)
-        for (int l = 0; l < s.layers; ++l)
-          if (!call(l, p)) return false;
-    }
-    return true;
-  }
-  std::vector<Sequence> sequences_;
-};
+// A component's area on its own grid, of an area on the reference grid.
+Rect scaled(const Rect& r, int dx, int dy);
+// The same, n resolutions lower.
+Rect reduced(const Rect& r, int n);
 
 }  // namespace zelcodecs::jpeg2000
