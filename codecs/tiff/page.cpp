@@ -12,9 +12,13 @@ namespace {
 }
 
 bool isRead(int compression) {
-  for (const int c : {1, 5, 7, 8, 32773, 32946})
+  for (const int c : {kUncompressed, kLzw, kJpeg, kDeflate, kPackBits, kOldDeflate})
     if (compression == c) return true;
   return false;
+}
+
+bool hasPredictor(int compression) {
+  return compression == kLzw || compression == kDeflate || compression == kOldDeflate;
 }
 
 // Values of a field that has one for each sample, but in some files one for all.
@@ -39,7 +43,7 @@ void checkSamples(const Directory& d, const TiffPage& p) {
   checkEachSample(d, kBitsPerSample, p.samplesPerPixel, [&](uint64_t bits) {
     if (bits != uint64_t(p.bitsPerSample)) unsupported(d, kBitsPerSample, "samples of different numbers of bits");
   });
-  if (p.compression == 7 && p.bitsPerSample != 8)
+  if (p.compression == kJpeg && p.bitsPerSample != 8)
     unsupported(d, kBitsPerSample, "JPEG data of " + std::to_string(p.bitsPerSample) + " bits in a TIFF file");
 }
 
@@ -49,10 +53,11 @@ void checkKind(const Directory& d, const TiffPage& p) {
   if (p.planarConfiguration < 1 || p.planarConfiguration > 2)
     unsupported(d, kPlanarConfiguration, "planar configuration " + std::to_string(p.planarConfiguration));
   if (p.fillOrder < 1 || p.fillOrder > 2) unsupported(d, kFillOrder, "fill order " + std::to_string(p.fillOrder));
-  if (p.compression != 5 && p.compression != 8 && p.compression != 32946) return;
-  if (p.predictor == 3) unsupported(d, kPredictor, "the floating-point predictor");
-  if (p.predictor < 1 || p.predictor > 3) unsupported(d, kPredictor, "predictor " + std::to_string(p.predictor));
-  if (p.predictor == 2 && p.bitsPerSample != 8 && p.bitsPerSample != 16)
+  if (!hasPredictor(p.compression)) return;
+  if (p.predictor == kFloatPredictor) unsupported(d, kPredictor, "the floating-point predictor");
+  if (p.predictor < kNoPredictor || p.predictor > kFloatPredictor)
+    unsupported(d, kPredictor, "predictor " + std::to_string(p.predictor));
+  if (p.predictor == kDifferences && p.bitsPerSample != 8 && p.bitsPerSample != 16)
     unsupported(d, kPredictor, "differences of samples of " + std::to_string(p.bitsPerSample) + " bits");
 }
 
@@ -70,7 +75,7 @@ Layout layoutOf(const Directory& d, const TiffPage& p, const Limits& limits) {
   l.samples = p.samplesPerPixel;
   l.planes = p.planarConfiguration == 2 ? l.samples : 1;
   l.compression = p.compression;
-  l.predictor = l.compression == 5 || l.compression == 8 || l.compression == 32946 ? p.predictor : 1;
+  l.predictor = hasPredictor(l.compression) ? p.predictor : int(kNoPredictor);
   l.photometric = p.photometric;
   l.reversed = p.fillOrder == 2 && !l.jpeg();
   l.swapped = l.bits == 16 && d.file().bigEndian();
@@ -93,7 +98,10 @@ Layout layoutOf(const Directory& d, const TiffPage& p, const Limits& limits) {
 void checkLength(const Directory& d, const Layout& l, bool keepGoing) {
   const uint64_t pageRow = (uint64_t(l.width) * uint64_t(l.samples) * uint64_t(l.bits) + 7) / 8;
   const uint64_t raw = pageRow * uint64_t(l.height);
-  const uint64_t ratio = l.compression == 1 ? 1 : l.compression == 32773 ? 64 : l.compression == 5 ? 2731 : 1032;
+  const uint64_t ratio = l.compression == kUncompressed ? 1
+                         : l.compression == kPackBits   ? 64
+                         : l.compression == kLzw        ? 2731
+                                                        : 1032;
   // Of a file that is cut short most may be missing, but not nearly all.
   const uint64_t size = d.file().size();
   const uint64_t most = keepGoing ? std::max<uint64_t>(ratio, 1024) * size + (1 << 20) : ratio * size;

@@ -18,7 +18,7 @@ struct Layout {
   int pieceWidth, pieceRows, across, down;
   size_t rowSamples, rowBytes;  // of a row of a piece, in one plane
 
-  bool jpeg() const { return compression == 7; }
+  bool jpeg() const { return compression == kJpeg; }
   int piecesOfPlane() const { return across * down; }
 };
 

@@ -41,12 +41,12 @@ struct Page {
 // the file has bytes. None makes bytes more than these factors; JPEG and Deflate have headers.
 size_t mostCoded(const Layout& l, size_t bytes) {
   switch (l.compression) {
-    case 1:
+    case kUncompressed:
       return bytes;
-    case 7:
+    case kJpeg:
       return 4 * bytes + 16384;
-    case 8:
-    case 32946:
+    case kDeflate:
+    case kOldDeflate:
       return 8 * bytes + 1024;
     default:
       return 4 * bytes + 64;
@@ -177,7 +177,8 @@ class TiffDecoder : public Decoder {
     const Tag lengths = p.tiled && d.has(kTileByteCounts) ? kTileByteCounts : kStripByteCounts;
     const Layout& l = page_.layout;
     if (!d.has(lengths)) {
-      if (l.compression != 1) throw Error(ErrorKind::damaged, "packed strips without lengths", d.where(offsets));
+      if (l.compression != kUncompressed)
+        throw Error(ErrorKind::damaged, "packed strips without lengths", d.where(offsets));
       warnings_.add("strips without lengths", d.where(offsets));
     }
     const uint64_t all = uint64_t(l.piecesOfPlane()) * uint64_t(l.planes);
@@ -201,8 +202,9 @@ class TiffDecoder : public Decoder {
     const size_t rowBytes = format.rowBytes(), pieceRow = rowBytes * size_t(std::min(l.pieceRows, l.height));
     const bool tiles = l.pieceWidth != l.width;
     large_ = l.pieceRows > 1 && pieceRow > (tiles ? kLargestTileRow : kLargestStrip);
-    // Copying alone is not worth a thread.
-    alone_ = team_.threads() == 1 || (l.compression == 1 && RowConverter(l, page_.meaning).asItIs());
+    // Copying alone is not worth a thread, nor are pictures that are done before one has started.
+    alone_ = team_.threads() == 1 || (l.compression == kUncompressed && RowConverter(l, page_.meaning).asItIs()) ||
+             rowBytes * size_t(l.height) < kBand;
     if (large_) {
       if (l.jpeg() && pieceRow > page_.limits.maxMemory)
         throw Error(ErrorKind::limit, "JPEG strips that need more memory than the limit");

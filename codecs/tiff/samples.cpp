@@ -82,7 +82,7 @@ RowConverter::RowConverter(const Layout& layout, const Meaning& meaning)
 void RowConverter::sumUp(uint8_t* row) const {
   auto* const wide = reinterpret_cast<uint16_t*>(row);
   if (layout_.swapped) swapBytes(wide, layout_.rowSamples);
-  if (layout_.predictor != 2) return;
+  if (layout_.predictor != kDifferences) return;
   const size_t step = size_t(layout_.samples / layout_.planes);
   if (layout_.bits == 16)
     sumDifferences(wide, layout_.rowSamples, step);
