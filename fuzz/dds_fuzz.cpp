@@ -36,12 +36,12 @@ std::vector<std::vector<uint8_t>> fuzzSeeds() {
     if (run % 8 == 1) std::memcpy(&file[84], "DXT2", 4);
     if (run % 8 == 2) std::memcpy(&file[84], "DXT4", 4);
     if (run < 24) continue;
-    // Behind a second header; any blocks and pixels decode. Two elements of six faces in one file.
+    // Behind a second header; any blocks and pixels decode. (Of cube maps and arrays there is a warning.)
     std::memcpy(&file[84], "DX10", 4);
     const uint8_t numbers[] = {98, 80, 84, 28, 86, 11}, number = numbers[run / 4 % 3 + run % 2 * 3];
-    const uint8_t second[20] = {
-        number, 0, 0, 0, 3, 0, 0, 0, uint8_t(run > 20 ? 4 : 0), 0, 0, 0, uint8_t(run > 20 ? 2 : 1)};
-    file.resize(number < 80 ? 12000 : run > 20 ? 40000 : 4000);
+    const uint8_t second[20] = {number, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0, 1};
+    const size_t bytes = number == 11 ? 8 : number == 28 ? 4 : number == 86 ? 2 : 1;  // of a pixel, at most
+    file.resize(128 + bytes * size_t(run + 24) * size_t(36 - run % 30));
     for (size_t i = 128; i < file.size(); ++i) file[i] = uint8_t(i * i * 2654435761u >> 21);
     file.insert(file.begin() + 128, second, second + 20);
   }
