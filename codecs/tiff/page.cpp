@@ -61,6 +61,22 @@ void checkKind(const Directory& d, const TiffPage& p) {
     unsupported(d, kPredictor, "differences of samples of " + std::to_string(p.bitsPerSample) + " bits");
 }
 
+// TIFF 6.0, section 21. The reference levels and coefficients that it has as defaults are the only ones that are read.
+void readUnits(const Directory& d, Layout* l) {
+  if (l->bits != 8 || l->samples != 3 || l->planes != 1 || l->predictor != kNoPredictor)
+    unsupported(d, kPhotometric, "YCbCr of other than three samples of 8 bits together");
+  l->subX = l->subY = 2;
+  if (d.has(kYCbCrSubSampling)) {
+    const uint64_t x = d.value(kYCbCrSubSampling), y = d.value(kYCbCrSubSampling, 1);
+    const auto known = [](uint64_t v) { return v == 1 || v == 2 || v == 4; };
+    if (!known(x) || !known(y)) throw Error(ErrorKind::damaged, "chroma of another size", d.where(kYCbCrSubSampling));
+    l->subX = int(x);
+    l->subY = int(y);
+  }
+  const size_t across = (size_t(l->pieceWidth) + size_t(l->subX) - 1) / size_t(l->subX);
+  l->rowBytes = across * size_t(l->subX * l->subY + 2);
+}
+
 }  // namespace
 
 Layout layoutOf(const Directory& d, const TiffPage& p, const Limits& limits) {
@@ -85,6 +101,7 @@ Layout layoutOf(const Directory& d, const TiffPage& p, const Limits& limits) {
   l.down = (l.height - 1) / l.pieceRows + 1;
   l.rowSamples = size_t(l.pieceWidth) * size_t(l.samples / l.planes);
   l.rowBytes = (l.rowSamples * size_t(l.bits) + 7) / 8;
+  if (l.units()) readUnits(d, &l);
   const size_t most = l.rowSamples * size_t(l.planes);
   if (most > kMostRowBytes / 2) throw Error(ErrorKind::limit, "rows of more than 2^29 samples", d.where(kImageWidth));
   // What a row passes through: unpacked bytes, samples and pixels.
@@ -97,7 +114,8 @@ Layout layoutOf(const Directory& d, const TiffPage& p, const Limits& limits) {
 // 64 samples of 12 bits.
 void checkLength(const Directory& d, const Layout& l, bool keepGoing) {
   const uint64_t pageRow = (uint64_t(l.width) * uint64_t(l.samples) * uint64_t(l.bits) + 7) / 8;
-  const uint64_t raw = pageRow * uint64_t(l.height);
+  // A luma for each pixel at least.
+  const uint64_t raw = (l.units() ? uint64_t(l.width) : pageRow) * uint64_t(l.height);
   const uint64_t ratio = l.compression == kUncompressed ? 1
                          : l.compression == kPackBits   ? 64
                          : l.compression == kLzw        ? 2731
@@ -158,7 +176,6 @@ ColourModel modelOf(const Directory& d, const Layout& l) {
       if (d.valueOr(kInkSet, 1) != 1) unsupported(d, kInkSet, "inks other than cyan, magenta, yellow and black");
       return ColourModel::cmyk;
     case kYCbCr:
-      if (!l.jpeg()) unsupported(d, kPhotometric, "YCbCr that is not JPEG");
       if (l.planes > 1) unsupported(d, kPlanarConfiguration, "YCbCr in planes");
       return ColourModel::rgb;
     case 4:

@@ -59,7 +59,7 @@ Coded codedPiece(const Page& page, size_t number, int rows) {
   if (offset >= page.file.size)
     throw Error(ErrorKind::damaged, page.pieceName() + std::to_string(number) + " is named outside of the file",
                 page.file.size);
-  const size_t most = mostCoded(page.layout, page.layout.rowBytes * size_t(rows));
+  const size_t most = mostCoded(page.layout, page.layout.bytesOf(rows));
   const size_t size = std::min({size_t(page.lengths[number]), most, page.file.size - size_t(offset)});
   return {{page.file.data + offset, size}, offset, uint64_t(rows)};
 }
@@ -94,12 +94,28 @@ class PieceReader {
     }
   }
   void skip(int rows) {
-    for (const auto& plane : planes_) plane->skip(page_.layout.rowBytes * size_t(rows));
+    if (page_.layout.units())
+      for (; rows > 0; --rows) nextOfUnits();
+    else
+      for (const auto& plane : planes_) plane->skip(page_.layout.rowBytes * size_t(rows));
   }
   uint64_t position() const { return planes_[0]->position(); }
 
  private:
+  // Which row of the units it is.
+  int nextOfUnits() {
+    const int row = rowOfUnits_;
+    if (row == 0) planes_[0]->read(reinterpret_cast<uint8_t*>(row_.get()), page_.layout.rowBytes);
+    rowOfUnits_ = (row + 1) % page_.layout.subY;
+    return row;
+  }
+
   void readRow(uint8_t* out) {
+    if (page_.layout.units()) {
+      const int row = nextOfUnits();
+      converter_.unitsToPixels(reinterpret_cast<uint8_t*>(row_.get()), row, columns_, out);
+      return;
+    }
     const bool inPlace = converter_.asItIs() && columns_ == page_.layout.pieceWidth;
     auto* const row = inPlace ? out : reinterpret_cast<uint8_t*>(row_.get());
     for (size_t p = 0; p < planes_.size(); ++p) {
@@ -117,6 +133,7 @@ class PieceReader {
   RowConverter converter_;
   int columns_;
   size_t left_;
+  int rowOfUnits_ = 0;  // the next one
   std::unique_ptr<uint16_t[]> row_;
   std::vector<std::unique_ptr<Unpacker>> planes_;
 };

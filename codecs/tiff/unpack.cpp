@@ -274,7 +274,7 @@ std::unique_ptr<Unpacker> makeUnpacker(const Layout& layout, const Coded& coded,
     case kPackBits:
       return std::make_unique<PackBits>(coded);
     default:
-      return makeDeflate(coded, layout.rowBytes * coded.rows, atOnce);
+      return makeDeflate(coded, layout.bytesOf(int(coded.rows)), atOnce);
   }
 }
 
