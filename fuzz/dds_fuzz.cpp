@@ -1,4 +1,5 @@
 // Any bytes through the DDS decoder, with and without keep-going, at a level that the bytes choose.
+#include <algorithm>
 #include <cstring>
 
 #include "dds/dds.h"
@@ -11,7 +12,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   options.limits.maxPixels = 1 << 18;
   options.threads = 1;
   try {
-    options.level = int(choiceOf(data, size) % readDdsInfo(data, size).levels.size());
+    const DdsInfo info = readDdsInfo(data, size);
+    const unsigned choice = choiceOf(data, size);
+    options.level = int(choice % info.levels.size());
+    options.face = int(choice / 7 % unsigned(info.faces));
+    options.element = int(choice / 50 % std::min(info.pictures, 9u));
   } catch (const Error&) {
   }
   decodeBothWays(decodeDds, data, size, options);
@@ -20,20 +25,23 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
 std::vector<std::vector<uint8_t>> fuzzSeeds() {
   std::vector<std::vector<uint8_t>> files;
-  for (int run = 0; run < 24; ++run) {
+  for (int run = 0; run < 36; ++run) {
     DdsEncodeOptions o;
     o.format = static_cast<TextureFormat>(run % 4);
-    o.levels = run % 3 == 0 ? 0 : 1;
+    o.levels = run % 3 == 0 && run < 24 ? 0 : 1;
     o.threads = 1;
     files.push_back(
-        encodeDds(zeltest::picture(21 + run, 33 - run, run % 5 ? ColourModel::rgba : ColourModel::grey), o));
+        encodeDds(zeltest::picture(21 + run, 33 - run % 30, run % 5 ? ColourModel::rgba : ColourModel::grey), o));
     std::vector<uint8_t>& file = files.back();
     if (run % 8 == 1) std::memcpy(&file[84], "DXT2", 4);
     if (run % 8 == 2) std::memcpy(&file[84], "DXT4", 4);
-    if (run % 4 != 3 || run < 12) continue;
-    // BC7 behind a second header; any blocks decode.
+    if (run < 24) continue;
+    // Behind a second header; any blocks and pixels decode. (Of cube maps and arrays there is a warning.)
     std::memcpy(&file[84], "DX10", 4);
-    const uint8_t second[20] = {98, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0};
+    const uint8_t numbers[] = {98, 80, 84, 28, 86, 11}, number = numbers[run / 4 % 3 + run % 2 * 3];
+    const uint8_t second[20] = {number, 0, 0, 0, 3, 0, 0, 0, 0, 0, 0, 0, 1};
+    const size_t bytes = number == 11 ? 8 : number == 28 ? 4 : number == 86 ? 2 : 1;  // of a pixel, at most
+    file.resize(128 + bytes * size_t(run + 24) * size_t(36 - run % 30));
     for (size_t i = 128; i < file.size(); ++i) file[i] = uint8_t(i * i * 2654435761u >> 21);
     file.insert(file.begin() + 128, second, second + 20);
   }

@@ -116,6 +116,8 @@ class DdsDecoder : public Decoder {
   }
 
  private:
+  static constexpr size_t kBand = size_t{64} << 10, kBandOfThreads = size_t{512} << 10;
+
   static void check(const Header& header, const DdsDecodeOptions& options, Warnings* warnings) {
     const DdsInfo& info = header.info();
     if (header.levelsNamed() > info.levels.size())
@@ -149,7 +151,6 @@ class DdsDecoder : public Decoder {
   }
 
   int chooseBand(const PictureFormat& format) const {
-    constexpr size_t kBand = size_t{64} << 10, kBandOfThreads = size_t{512} << 10;
     const size_t rows = (team_.threads() == 1 ? kBand : kBandOfThreads) / format.rowBytes() / 4 * 4;
     return int(std::clamp<size_t>(rows, 4, size_t{1} << 16));
   }
@@ -157,7 +158,9 @@ class DdsDecoder : public Decoder {
   void decodeBand(Rows to) override {
     const int rowsOfUnit = texels_.blocks() ? 4 : 1;
     const int units = (to.count - 1) / rowsOfUnit + 1;
-    const int perPiece = (units - 1) / (4 * team_.threads()) + 1, pieces = (units - 1) / perPiece + 1;
+    // Pictures of a few rows are done before a thread has started.
+    const int wanted = to.step * size_t(to.count) < kBand ? 1 : 4 * team_.threads();
+    const int perPiece = (units - 1) / wanted + 1, pieces = (units - 1) / perPiece + 1;
     team_.forEach(pieces, [&](int i) {
       for (int u = i * perPiece; u < std::min(units, (i + 1) * perPiece); ++u) {
         const int y = u * rowsOfUnit;

@@ -62,7 +62,7 @@ size_t bytesOfType(int type) {
 
 std::string nameOfCompression(int compression) {
   switch (compression) {
-    case 1:
+    case kUncompressed:
       return "none";
     case 2:
       return "CCITT modified Huffman";
@@ -70,16 +70,16 @@ std::string nameOfCompression(int compression) {
       return "CCITT group 3";
     case 4:
       return "CCITT group 4";
-    case 5:
+    case kLzw:
       return "LZW";
     case 6:
       return "JPEG in its old style";
-    case 7:
+    case kJpeg:
       return "JPEG";
-    case 8:
-    case 32946:
+    case kDeflate:
+    case kOldDeflate:
       return "Deflate";
-    case 32773:
+    case kPackBits:
       return "PackBits";
     case 34661:
       return "JBIG";

@@ -76,6 +76,15 @@ enum Type : int {
 // Bytes of one value of a type, 0 for types that nobody knows.
 size_t bytesOfType(int type);
 
+enum Compression : int {
+  kUncompressed = 1,
+  kLzw = 5,
+  kJpeg = 7,
+  kDeflate = 8,
+  kPackBits = 32773,
+  kOldDeflate = 32946,
+};
+enum Predictor : int { kNoPredictor = 1, kDifferences = 2, kFloatPredictor = 3 };
 enum Photometric : int { kWhiteIsZero = 0, kBlackIsZero = 1, kRgb = 2, kPalette = 3, kSeparated = 5, kYCbCr = 6 };
 
 // Rows are handed on with lengths of type int.

@@ -12,9 +12,13 @@ namespace {
 }
 
 bool isRead(int compression) {
-  for (const int c : {1, 5, 7, 8, 32773, 32946})
+  for (const int c : {kUncompressed, kLzw, kJpeg, kDeflate, kPackBits, kOldDeflate})
     if (compression == c) return true;
   return false;
+}
+
+bool hasPredictor(int compression) {
+  return compression == kLzw || compression == kDeflate || compression == kOldDeflate;
 }
 
 // Values of a field that has one for each sample, but in some files one for all.
@@ -39,7 +43,7 @@ void checkSamples(const Directory& d, const TiffPage& p) {
   checkEachSample(d, kBitsPerSample, p.samplesPerPixel, [&](uint64_t bits) {
     if (bits != uint64_t(p.bitsPerSample)) unsupported(d, kBitsPerSample, "samples of different numbers of bits");
   });
-  if (p.compression == 7 && p.bitsPerSample != 8)
+  if (p.compression == kJpeg && p.bitsPerSample != 8)
     unsupported(d, kBitsPerSample, "JPEG data of " + std::to_string(p.bitsPerSample) + " bits in a TIFF file");
 }
 
@@ -49,11 +53,28 @@ void checkKind(const Directory& d, const TiffPage& p) {
   if (p.planarConfiguration < 1 || p.planarConfiguration > 2)
     unsupported(d, kPlanarConfiguration, "planar configuration " + std::to_string(p.planarConfiguration));
   if (p.fillOrder < 1 || p.fillOrder > 2) unsupported(d, kFillOrder, "fill order " + std::to_string(p.fillOrder));
-  if (p.compression != 5 && p.compression != 8 && p.compression != 32946) return;
-  if (p.predictor == 3) unsupported(d, kPredictor, "the floating-point predictor");
-  if (p.predictor < 1 || p.predictor > 3) unsupported(d, kPredictor, "predictor " + std::to_string(p.predictor));
-  if (p.predictor == 2 && p.bitsPerSample != 8 && p.bitsPerSample != 16)
+  if (!hasPredictor(p.compression)) return;
+  if (p.predictor == kFloatPredictor) unsupported(d, kPredictor, "the floating-point predictor");
+  if (p.predictor < kNoPredictor || p.predictor > kFloatPredictor)
+    unsupported(d, kPredictor, "predictor " + std::to_string(p.predictor));
+  if (p.predictor == kDifferences && p.bitsPerSample != 8 && p.bitsPerSample != 16)
     unsupported(d, kPredictor, "differences of samples of " + std::to_string(p.bitsPerSample) + " bits");
+}
+
+// TIFF 6.0, section 21. The reference levels and coefficients that it has as defaults are the only ones that are read.
+void readUnits(const Directory& d, Layout* l) {
+  if (l->bits != 8 || l->samples != 3 || l->planes != 1 || l->predictor != kNoPredictor)
+    unsupported(d, kPhotometric, "YCbCr of other than three samples of 8 bits together");
+  l->subX = l->subY = 2;
+  if (d.has(kYCbCrSubSampling)) {
+    const uint64_t x = d.value(kYCbCrSubSampling), y = d.value(kYCbCrSubSampling, 1);
+    const auto known = [](uint64_t v) { return v == 1 || v == 2 || v == 4; };
+    if (!known(x) || !known(y)) throw Error(ErrorKind::damaged, "chroma of another size", d.where(kYCbCrSubSampling));
+    l->subX = int(x);
+    l->subY = int(y);
+  }
+  const size_t across = (size_t(l->pieceWidth) + size_t(l->subX) - 1) / size_t(l->subX);
+  l->rowBytes = across * size_t(l->subX * l->subY + 2);
 }
 
 }  // namespace
@@ -70,7 +91,7 @@ Layout layoutOf(const Directory& d, const TiffPage& p, const Limits& limits) {
   l.samples = p.samplesPerPixel;
   l.planes = p.planarConfiguration == 2 ? l.samples : 1;
   l.compression = p.compression;
-  l.predictor = l.compression == 5 || l.compression == 8 || l.compression == 32946 ? p.predictor : 1;
+  l.predictor = hasPredictor(l.compression) ? p.predictor : int(kNoPredictor);
   l.photometric = p.photometric;
   l.reversed = p.fillOrder == 2 && !l.jpeg();
   l.swapped = l.bits == 16 && d.file().bigEndian();
@@ -80,6 +101,7 @@ Layout layoutOf(const Directory& d, const TiffPage& p, const Limits& limits) {
   l.down = (l.height - 1) / l.pieceRows + 1;
   l.rowSamples = size_t(l.pieceWidth) * size_t(l.samples / l.planes);
   l.rowBytes = (l.rowSamples * size_t(l.bits) + 7) / 8;
+  if (l.units()) readUnits(d, &l);
   const size_t most = l.rowSamples * size_t(l.planes);
   if (most > kMostRowBytes / 2) throw Error(ErrorKind::limit, "rows of more than 2^29 samples", d.where(kImageWidth));
   // What a row passes through: unpacked bytes, samples and pixels.
@@ -92,8 +114,12 @@ Layout layoutOf(const Directory& d, const TiffPage& p, const Limits& limits) {
 // 64 samples of 12 bits.
 void checkLength(const Directory& d, const Layout& l, bool keepGoing) {
   const uint64_t pageRow = (uint64_t(l.width) * uint64_t(l.samples) * uint64_t(l.bits) + 7) / 8;
-  const uint64_t raw = pageRow * uint64_t(l.height);
-  const uint64_t ratio = l.compression == 1 ? 1 : l.compression == 32773 ? 64 : l.compression == 5 ? 2731 : 1032;
+  // A luma for each pixel at least.
+  const uint64_t raw = (l.units() ? uint64_t(l.width) : pageRow) * uint64_t(l.height);
+  const uint64_t ratio = l.compression == kUncompressed ? 1
+                         : l.compression == kPackBits   ? 64
+                         : l.compression == kLzw        ? 2731
+                                                        : 1032;
   // Of a file that is cut short most may be missing, but not nearly all.
   const uint64_t size = d.file().size();
   const uint64_t most = keepGoing ? std::max<uint64_t>(ratio, 1024) * size + (1 << 20) : ratio * size;
@@ -150,7 +176,6 @@ ColourModel modelOf(const Directory& d, const Layout& l) {
       if (d.valueOr(kInkSet, 1) != 1) unsupported(d, kInkSet, "inks other than cyan, magenta, yellow and black");
       return ColourModel::cmyk;
     case kYCbCr:
-      if (!l.jpeg()) unsupported(d, kPhotometric, "YCbCr that is not JPEG");
       if (l.planes > 1) unsupported(d, kPlanarConfiguration, "YCbCr in planes");
       return ColourModel::rgb;
     case 4:

@@ -17,8 +17,14 @@ struct Layout {
   bool reversed, swapped;
   int pieceWidth, pieceRows, across, down;
   size_t rowSamples, rowBytes;  // of a row of a piece, in one plane
+  // YCbCr without JPEG comes in units of subX times subY pixels: their luma, then Cb and Cr. A row of bytes is then one
+  // of units.
+  int subX = 1, subY = 1;
 
-  bool jpeg() const { return compression == 7; }
+  bool jpeg() const { return compression == kJpeg; }
+  bool units() const { return photometric == kYCbCr && !jpeg(); }
+  // Of rows of a piece, in one plane.
+  size_t bytesOf(int rows) const { return rowBytes * ((size_t(rows) + size_t(subY) - 1) / size_t(subY)); }
   int piecesOfPlane() const { return across * down; }
 };
 

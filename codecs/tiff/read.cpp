@@ -41,12 +41,12 @@ struct Page {
 // the file has bytes. None makes bytes more than these factors; JPEG and Deflate have headers.
 size_t mostCoded(const Layout& l, size_t bytes) {
   switch (l.compression) {
-    case 1:
+    case kUncompressed:
       return bytes;
-    case 7:
+    case kJpeg:
       return 4 * bytes + 16384;
-    case 8:
-    case 32946:
+    case kDeflate:
+    case kOldDeflate:
       return 8 * bytes + 1024;
     default:
       return 4 * bytes + 64;
@@ -59,7 +59,7 @@ Coded codedPiece(const Page& page, size_t number, int rows) {
   if (offset >= page.file.size)
     throw Error(ErrorKind::damaged, page.pieceName() + std::to_string(number) + " is named outside of the file",
                 page.file.size);
-  const size_t most = mostCoded(page.layout, page.layout.rowBytes * size_t(rows));
+  const size_t most = mostCoded(page.layout, page.layout.bytesOf(rows));
   const size_t size = std::min({size_t(page.lengths[number]), most, page.file.size - size_t(offset)});
   return {{page.file.data + offset, size}, offset, uint64_t(rows)};
 }
@@ -94,12 +94,28 @@ class PieceReader {
     }
   }
   void skip(int rows) {
-    for (const auto& plane : planes_) plane->skip(page_.layout.rowBytes * size_t(rows));
+    if (page_.layout.units())
+      for (; rows > 0; --rows) nextOfUnits();
+    else
+      for (const auto& plane : planes_) plane->skip(page_.layout.rowBytes * size_t(rows));
   }
   uint64_t position() const { return planes_[0]->position(); }
 
  private:
+  // Which row of the units it is.
+  int nextOfUnits() {
+    const int row = rowOfUnits_;
+    if (row == 0) planes_[0]->read(reinterpret_cast<uint8_t*>(row_.get()), page_.layout.rowBytes);
+    rowOfUnits_ = (row + 1) % page_.layout.subY;
+    return row;
+  }
+
   void readRow(uint8_t* out) {
+    if (page_.layout.units()) {
+      const int row = nextOfUnits();
+      converter_.unitsToPixels(reinterpret_cast<uint8_t*>(row_.get()), row, columns_, out);
+      return;
+    }
     const bool inPlace = converter_.asItIs() && columns_ == page_.layout.pieceWidth;
     auto* const row = inPlace ? out : reinterpret_cast<uint8_t*>(row_.get());
     for (size_t p = 0; p < planes_.size(); ++p) {
@@ -117,6 +133,7 @@ class PieceReader {
   RowConverter converter_;
   int columns_;
   size_t left_;
+  int rowOfUnits_ = 0;  // the next one
   std::unique_ptr<uint16_t[]> row_;
   std::vector<std::unique_ptr<Unpacker>> planes_;
 };
@@ -177,7 +194,8 @@ class TiffDecoder : public Decoder {
     const Tag lengths = p.tiled && d.has(kTileByteCounts) ? kTileByteCounts : kStripByteCounts;
     const Layout& l = page_.layout;
     if (!d.has(lengths)) {
-      if (l.compression != 1) throw Error(ErrorKind::damaged, "packed strips without lengths", d.where(offsets));
+      if (l.compression != kUncompressed)
+        throw Error(ErrorKind::damaged, "packed strips without lengths", d.where(offsets));
       warnings_.add("strips without lengths", d.where(offsets));
     }
     const uint64_t all = uint64_t(l.piecesOfPlane()) * uint64_t(l.planes);
@@ -201,8 +219,9 @@ class TiffDecoder : public Decoder {
     const size_t rowBytes = format.rowBytes(), pieceRow = rowBytes * size_t(std::min(l.pieceRows, l.height));
     const bool tiles = l.pieceWidth != l.width;
     large_ = l.pieceRows > 1 && pieceRow > (tiles ? kLargestTileRow : kLargestStrip);
-    // Copying alone is not worth a thread.
-    alone_ = team_.threads() == 1 || (l.compression == 1 && RowConverter(l, page_.meaning).asItIs());
+    // Copying alone is not worth a thread, nor are pictures that are done before one has started.
+    alone_ = team_.threads() == 1 || (l.compression == kUncompressed && RowConverter(l, page_.meaning).asItIs()) ||
+             rowBytes * size_t(l.height) < kBand;
     if (large_) {
       if (l.jpeg() && pieceRow > page_.limits.maxMemory)
         throw Error(ErrorKind::limit, "JPEG strips that need more memory than the limit");

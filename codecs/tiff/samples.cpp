@@ -71,7 +71,8 @@ RowConverter::RowConverter(const Layout& layout, const Meaning& meaning)
     : layout_(layout),
       meaning_(meaning),
       asItIs_(layout.planes == 1 && (layout.bits == 8 || layout.bits == 16) && meaning.palette.empty() &&
-              !meaning.inverted && !meaning.associated && layout.samples == channelsOf(meaning.model)) {
+              !meaning.inverted && !layout.units() && !meaning.associated &&
+              layout.samples == channelsOf(meaning.model)) {
   if (asItIs_) return;
   samples_.reset(new uint16_t[layout.rowSamples * size_t(layout.planes)]());
   if (layout.bits >= 8) return;
@@ -82,7 +83,7 @@ RowConverter::RowConverter(const Layout& layout, const Meaning& meaning)
 void RowConverter::sumUp(uint8_t* row) const {
   auto* const wide = reinterpret_cast<uint16_t*>(row);
   if (layout_.swapped) swapBytes(wide, layout_.rowSamples);
-  if (layout_.predictor != 2) return;
+  if (layout_.predictor != kDifferences) return;
   const size_t step = size_t(layout_.samples / layout_.planes);
   if (layout_.bits == 16)
     sumDifferences(wide, layout_.rowSamples, step);
@@ -132,6 +133,19 @@ void RowConverter::convert(const T* in, size_t count, T* out) const {
     const T alpha = in[meaning_.alpha];
     out[colours] = alpha;
     for (int c = 0; c < colours && meaning_.associated; ++c) out[c] = divided(out[c], alpha, max);
+  }
+}
+
+// ITU-R BT.601 with luma of 0 to 255 and chroma around 128, in 16 bits of fraction; chroma of a unit is that of its pixels.
+void RowConverter::unitsToPixels(const uint8_t* units, int rowOfUnits, int count, uint8_t* out) const {
+  const int subX = layout_.subX, lumas = subX * layout_.subY;
+  const auto clamped = [](int v) { return uint8_t(std::clamp((v + 32768) >> 16, 0, 255)); };
+  for (int x = 0; x < count; ++x, out += 3) {
+    const uint8_t* const unit = units + size_t(x / subX) * size_t(lumas + 2);
+    const int y = unit[rowOfUnits * subX + x % subX] * 65536, cb = unit[lumas] - 128, cr = unit[lumas + 1] - 128;
+    out[0] = clamped(y + 91881 * cr);
+    out[1] = clamped(y - 22554 * cb - 46802 * cr);
+    out[2] = clamped(y + 116130 * cb);
   }
 }
 

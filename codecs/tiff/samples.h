@@ -30,6 +30,8 @@ class RowConverter {
   void takePlane(const uint8_t* row, int plane);
   // count pixels of the row whose planes have been taken.
   void toPixels(size_t count, uint8_t* out) const;
+  // count pixels of a row of YCbCr units.
+  void unitsToPixels(const uint8_t* units, int rowOfUnits, int count, uint8_t* out) const;
 
  private:
   template <class T>

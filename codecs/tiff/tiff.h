@@ -5,7 +5,7 @@
 // to 16 bits a sample in these compressions and in JPEG, white as zero, palettes, samples in planes, opacity that
 // colours are multiplied with, bits in reversed order; any page. ICC profiles, EXIF, XMP, resolution, orientation and the
 // description are read and written. Refused by name: floating-point and signed samples, 32 bits, CCITT, old-style JPEG
-// and other compressions, L*a*b*, YCbCr without JPEG.
+// and other compressions, L*a*b*.
 //
 // Strips and tiles are divided among threads; files and pictures do not depend on it.
 #pragma once

@@ -265,16 +265,16 @@ std::unique_ptr<Unpacker> makeUnpacker(const Layout& layout, const Coded& coded,
     return r;
   }
   switch (layout.compression) {
-    case 1:
+    case kUncompressed:
       return std::make_unique<Plain>(coded);
-    case 5:
+    case kLzw:
       return std::make_unique<Lzw>(coded);
-    case 7:
+    case kJpeg:
       return std::make_unique<Jpeg>(layout, coded, tables, limits);
-    case 32773:
+    case kPackBits:
       return std::make_unique<PackBits>(coded);
     default:
-      return makeDeflate(coded, layout.rowBytes * coded.rows, atOnce);
+      return makeDeflate(coded, layout.bytesOf(int(coded.rows)), atOnce);
   }
 }
 

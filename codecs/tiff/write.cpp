@@ -190,7 +190,9 @@ class PageEncoder : public Encoder {
     const size_t rows = options.rowsPerStrip > 0 ? size_t(options.rowsPerStrip) : kStripBytes / rowBytes;
     pieceRows_ = tiled_ ? options.tileHeight : int(std::clamp<size_t>(rows, 1, size_t(format.height)));
     across_ = (format.width - 1) / pieceWidth_ + 1;
-    alone_ = team_.threads() == 1 || options.compression == TiffCompression::none;
+    // Copying alone is not worth a thread, nor are pictures that are done before one has started.
+    alone_ = team_.threads() == 1 || options.compression == TiffCompression::none ||
+             rowBytes * size_t(format.height) < kStripBytes;
     size_t group = 1;
     if (!alone_ && !tiled_) group = kBandOfThreads / (rowBytes * size_t(pieceRows_)) + size_t(team_.threads());
     open(format, int(std::min(group * size_t(pieceRows_), size_t(format.height))), options);
@@ -255,7 +257,7 @@ class PageEncoder : public Encoder {
     f->offsets(tiled_ ? kTileOffsets : kStripOffsets, offsets_);
     f->offsets(tiled_ ? kTileByteCounts : kStripByteCounts, lengths_);
     if (options_.predictor && (compressed == TiffCompression::lzw || compressed == TiffCompression::deflate))
-      f->numbers(kPredictor, kShort, {2});
+      f->numbers(kPredictor, kShort, {uint64_t{kDifferences}});
     if (hasOpacity(p.model)) f->numbers(kExtraSamples, kShort, {uint64_t{kUnassociatedAlpha}});
     if (count_ == 1) return;
     f->numbers(kNewSubfileType, kLong, {2});  // one of several pages

@@ -191,10 +191,11 @@ TEST(Tiff, JpegInStripsAndTiles) {
 TEST(Tiff, NamesWhatItDoesNotSupport) {
   const peer::TiffPicture p = peerPicture({1, 1, {}, {}}, 8, 20, 23);
   const Bytes file = peer::encodeTiff({p}, "wl");
-  const std::tuple<int, int, const char*> kinds[] = {
-      {TIFFTAG_COMPRESSION, 4, "CCITT group 4"}, {TIFFTAG_COMPRESSION, 6, "old style"},
-      {TIFFTAG_COMPRESSION, 50000, "Zstandard"}, {TIFFTAG_PHOTOMETRIC, 8, "L*a*b*"},
-      {TIFFTAG_PHOTOMETRIC, 6, "YCbCr"},         {TIFFTAG_BITSPERSAMPLE, 32, "32 bits"}};
+  const std::tuple<int, int, const char*> kinds[] = {{TIFFTAG_COMPRESSION, 4, "CCITT group 4"},
+                                                     {TIFFTAG_COMPRESSION, 6, "old style"},
+                                                     {TIFFTAG_COMPRESSION, 50000, "Zstandard"},
+                                                     {TIFFTAG_PHOTOMETRIC, 8, "L*a*b*"},
+                                                     {TIFFTAG_BITSPERSAMPLE, 32, "32 bits"}};
   for (const auto& [tag, value, words] : kinds) {
     Bytes other = file;
     size_t at = littleEndian32(&file[4]) + 2;
@@ -232,6 +233,38 @@ TEST(Tiff, BandsAndRegions) {
         d.region = r;
         expectEqual(decoded(file, d), crop(image, r.x, r.y, r.width, r.height));
       }
+    }
+}
+
+// Luma of each pixel and chroma of units; the peer makes colours of them too, in whole pages.
+TEST(Tiff, YCbCrInUnits) {
+  for (const auto& [across, down] : {std::pair{1, 1}, {2, 1}, {2, 2}, {4, 2}})
+    for (const int compression : {COMPRESSION_NONE, COMPRESSION_LZW}) {
+      SCOPED_TRACE(std::to_string(across) + " x " + std::to_string(down));
+      constexpr uint32_t kWidth = 37, kHeight = 22;
+      const zeltest::TemporaryFile file;
+      peer::Tiff t = peer::openTiff(file, "w");
+      peer::TiffPicture p = peerPicture({6, 3, {}, {}}, 8, kWidth, 8);
+      p.height = kHeight;
+      p.compression = uint16_t(compression);
+      peer::setFields(t.get(), p);
+      TIFFSetField(t.get(), TIFFTAG_YCBCRSUBSAMPLING, across, down);
+      std::mt19937 random32(1);
+      for (uint32_t strip = 0; strip < TIFFNumberOfStrips(t.get()); ++strip) {
+        std::vector<uint8_t> data(size_t(TIFFVStripSize(t.get(), std::min(8u, kHeight - 8 * strip))));
+        for (uint8_t& v : data) v = uint8_t(random32());
+        TIFFWriteEncodedStrip(t.get(), strip, data.data(), tmsize_t(data.size()));
+      }
+      t.reset();
+      const Image ours = decoded(zeltest::fileBytes(file.path));
+      std::vector<uint32_t> theirs(kWidth * kHeight);
+      t = peer::openTiff(file, "r");
+      ASSERT_TRUE(TIFFReadRGBAImageOriented(t.get(), kWidth, kHeight, theirs.data(), ORIENTATION_TOPLEFT, 1));
+      for (uint32_t i = 0; i < kWidth * kHeight; ++i)
+        for (uint32_t c = 0; c < 3; ++c) ASSERT_NEAR(ours.data()[3 * i + c], theirs[i] >> 8 * c & 255, 1) << i;
+      TiffDecodeOptions o;
+      o.region = {3, 5, 20, 9};
+      expectEqual(decoded(zeltest::fileBytes(file.path), o), crop(ours, 3, 5, 20, 9));
     }
 }
 
