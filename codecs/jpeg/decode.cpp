@@ -126,11 +126,11 @@ JpegDecoder::JpegDecoder(Source& source, const JpegDecodeOptions& options)
   wantedFrom_ = std::max(0, wanted().y / mcuRows_ - 1);
   wantedTo_ = std::min(rows_, ceilDiv(wanted().y + wanted().height, mcuRows_) + 1);
   lag_ = way_ == Way::grouped ? 2 : way_ == Way::planes ? 0 : 1;
-  const Frame& frame = scans_.frame();
-  uint64_t bytes = Planes::rowBytes(frame, picture_.format.bytesPerSample()) *
-                   uint64_t(way_ == Way::planes ? rows_ : 2 * group_ + 1);
-  if (way_ == Way::grouped) bytes += BlockRing::rowBytes(frame) * uint64_t(2 * group_);
-  if (way_ == Way::stored) bytes += storedBytes(frame);
+  // What several threads hold besides does not count, so that the limit does not depend on them.
+  constexpr int kRowsOfOneThread = 3;
+  uint64_t bytes = Planes::rowBytes(scans_.frame(), picture_.format.bytesPerSample()) *
+                   uint64_t(way_ == Way::planes ? rows_ : kRowsOfOneThread);
+  if (way_ == Way::stored) bytes += storedBytes(scans_.frame());
   requireMemory(bytes, options.limits);
 }
 
