@@ -143,7 +143,7 @@ StreamingEncoder::StreamingEncoder(Sink& sink, const PictureFormat& format, cons
 // where these are not too long.
 int StreamingEncoder::chooseBandRows() {
   if (team_.threads() == 1) return 1;
-  constexpr uint64_t kBandBytes = 512 << 10, kMostBandBytes = 4 << 20;  // of blocks
+  constexpr uint64_t kBandBytes = 384 << 10, kMostBandBytes = 4 << 20;  // of blocks
   constexpr int kMostRows = 32;
   const uint64_t row = BlockRing::rowBytes(frame_);
   const int rows = int(std::clamp<uint64_t>(kBandBytes / row, 1, kMostRows));
