@@ -19,9 +19,6 @@ using namespace jpeg;
 
 namespace {
 
-// Work below this many pixels is done before another thread has woken up.
-constexpr int64_t kPixelsForThreads = 1 << 16;
-
 Frame frameFor(const PictureFormat& format, const Layout& layout) {
   Frame frame;
   frame.process = kSOF0;
@@ -67,7 +64,7 @@ BlockEncoder::BlockEncoder(Sink& sink, const PictureFormat& format, const Metada
       frame_(frameFor(format, layout_)),
       all_(scanOfAll(frame_)),
       quant_{{kLuminanceQuant, options.quality}, {kChrominanceQuant, options.quality}},
-      team_(int64_t{format.width} * format.height < kPixelsForThreads ? 1 : options.threads) {
+      team_(threadsFor(format, options.threads)) {
   const int64_t interval =
       options.restartInterval ? options.restartInterval : int64_t{options.restartRows} * frame_.mcusWide;
   requireCodable(format.width, format.height, interval);
