@@ -4,12 +4,11 @@
 // rows of the picture. Interpolation looks at the rows of the next group, so pictures are a step behind the planes.
 // Where threads share the work, entropy decoding, which goes in order, is a step ahead of the transforms:
 //
-//   step       one thread                    several threads
-//   n          blocks and transforms of n    blocks of n, beside the transforms of n - 1
-//   n          pictures of n - 1             and beside the pictures of n - 2
+//   step n, one thread:       blocks and transforms of group n, then pictures of group n - 1
+//   step n, several threads:  blocks of group n, transforms of group n - 1 and pictures of group n - 2, side by side
 //
-// Files with restart markers that groups can end at go the left way with several threads as well, their intervals side
-// by side. What comes in several scans is stored first: blocks of DCT processes, whole planes of lossless ones.
+// Files with restart markers that groups can end at go the first way with several threads as well, their intervals side
+// by side, and beside them the pictures. What comes in several scans is stored first: blocks of DCT processes, whole planes of lossless ones.
 #include <algorithm>
 #include <numeric>
 #include <utility>
@@ -23,9 +22,6 @@ namespace zelcodecs {
 using namespace jpeg;
 
 namespace {
-
-// Work below this many pixels is done before another thread has woken up.
-constexpr int64_t kPixelsForThreads = 1 << 16;
 
 PictureOptions pictureOptions(const Reader& reader, const JpegDecodeOptions& options) {
   const int denominator = options.scaleDenominator;
@@ -115,7 +111,7 @@ JpegDecoder::JpegDecoder(Source& source, const JpegDecodeOptions& options)
       mcuColumns_((mcus_.interleaved() ? scans_.frame().hMax : 1) * scans_.frame().dataUnit() /
                   options.scaleDenominator),
       rows_(mcus_.mcusHigh(scans_.frame())),
-      team_(int64_t{picture_.format.width} * picture_.format.height < kPixelsForThreads ? 1 : options.threads),
+      team_(threadsFor(picture_.format, options.threads)),
       way_(chooseWay()),
       group_(chooseGroupRows(way_)) {
   metadata_ = scans_.reader().metadata(scans_.warnings());
@@ -126,11 +122,11 @@ JpegDecoder::JpegDecoder(Source& source, const JpegDecodeOptions& options)
   wantedFrom_ = std::max(0, wanted().y / mcuRows_ - 1);
   wantedTo_ = std::min(rows_, ceilDiv(wanted().y + wanted().height, mcuRows_) + 1);
   lag_ = way_ == Way::grouped ? 2 : way_ == Way::planes ? 0 : 1;
-  const Frame& frame = scans_.frame();
-  uint64_t bytes = Planes::rowBytes(frame, picture_.format.bytesPerSample()) *
-                   uint64_t(way_ == Way::planes ? rows_ : 2 * group_ + 1);
-  if (way_ == Way::grouped) bytes += BlockRing::rowBytes(frame) * uint64_t(2 * group_);
-  if (way_ == Way::stored) bytes += storedBytes(frame);
+  // What several threads hold besides does not count, so that the limit does not depend on them.
+  constexpr int kRowsOfOneThread = 3;
+  uint64_t bytes = Planes::rowBytes(scans_.frame(), picture_.format.bytesPerSample()) *
+                   uint64_t(way_ == Way::planes ? rows_ : kRowsOfOneThread);
+  if (way_ == Way::stored) bytes += storedBytes(scans_.frame());
   requireMemory(bytes, options.limits);
 }
 

@@ -19,9 +19,6 @@ using namespace jpeg;
 
 namespace {
 
-// Work below this many pixels is done before another thread has woken up.
-constexpr int64_t kPixelsForThreads = 1 << 16;
-
 Frame frameFor(const PictureFormat& format, const Layout& layout) {
   Frame frame;
   frame.process = kSOF0;
@@ -67,7 +64,7 @@ BlockEncoder::BlockEncoder(Sink& sink, const PictureFormat& format, const Metada
       frame_(frameFor(format, layout_)),
       all_(scanOfAll(frame_)),
       quant_{{kLuminanceQuant, options.quality}, {kChrominanceQuant, options.quality}},
-      team_(int64_t{format.width} * format.height < kPixelsForThreads ? 1 : options.threads) {
+      team_(threadsFor(format, options.threads)) {
   const int64_t interval =
       options.restartInterval ? options.restartInterval : int64_t{options.restartRows} * frame_.mcusWide;
   requireCodable(format.width, format.height, interval);
@@ -143,7 +140,7 @@ StreamingEncoder::StreamingEncoder(Sink& sink, const PictureFormat& format, cons
 // where these are not too long.
 int StreamingEncoder::chooseBandRows() {
   if (team_.threads() == 1) return 1;
-  constexpr uint64_t kBandBytes = 512 << 10, kMostBandBytes = 4 << 20;  // of blocks
+  constexpr uint64_t kBandBytes = 384 << 10, kMostBandBytes = 4 << 20;  // of blocks
   constexpr int kMostRows = 32;
   const uint64_t row = BlockRing::rowBytes(frame_);
   const int rows = int(std::clamp<uint64_t>(kBandBytes / row, 1, kMostRows));

@@ -42,6 +42,12 @@ constexpr int kMaxBlocksPerMcu = 10;  // of an interleaved scan (T.81 B.2.3)
 constexpr int kMaxBlocksPerFrameMcu = 4 * 4 * 4;
 constexpr int kMaxComponents = 4;
 
+// Work below this many pixels is done before another thread has woken up.
+constexpr int64_t kPixelsForThreads = 1 << 16;
+constexpr int threadsFor(const PictureFormat& f, int threads) {
+  return int64_t{f.width} * f.height < kPixelsForThreads ? 1 : threads;
+}
+
 constexpr int ceilDiv(int a, int b) { return (a + b - 1) / b; }
 
 struct Component {

@@ -88,13 +88,13 @@ void ScanDecoder::skipTo(int row) {
 
 int ScanDecoder::plan(int row, bool sideBySide) {
   target_ = int(std::min(int64_t{row} * rowUnits_, int64_t{units_}));
-  intervals_.clear();
+  plan_.intervals.clear();
   if (unit_ >= target_) return 0;
   if (!sideBySide || keepGoing_ || !findIntervals()) return 1;
   // Pieces that are worth a thread's while.
   constexpr int kLeastMcus = 128;
-  pieceIntervals_ = ceilDiv(kLeastMcus, interval_ * unitMcus_);
-  return ceilDiv(int(intervals_.size()), pieceIntervals_);
+  plan_.perPiece = ceilDiv(kLeastMcus, interval_ * unitMcus_);
+  return ceilDiv(int(plan_.intervals.size()), plan_.perPiece);
 }
 
 // The intervals up to the target, where they end there and their markers are all in order. False, with nothing done,
@@ -106,23 +106,23 @@ bool ScanDecoder::findIntervals() {
   for (int unit = unit_; unit < target_; unit += interval_) {
     const int end = intervalEnd(unit, begin);
     if (end < 0) {
-      intervals_.clear();
+      plan_.intervals.clear();
       return false;
     }
-    intervals_.push_back({unit, begin, end, -1, {-1, 0, nullptr}});
+    plan_.intervals.push_back({unit, begin, end, -1, {-1, 0, nullptr}});
     begin = end;
   }
   return true;
 }
 
 void ScanDecoder::work(int piece) {
-  if (intervals_.empty()) return workInOrder();
-  const size_t from = size_t(piece) * size_t(pieceIntervals_);
-  const size_t to = std::min(from + size_t(pieceIntervals_), intervals_.size());
+  if (plan_.intervals.empty()) return workInOrder();
+  const size_t from = size_t(piece) * size_t(plan_.perPiece);
+  const size_t to = std::min(from + size_t(plan_.perPiece), plan_.intervals.size());
   const std::unique_ptr<ScanDecoder> decoder = clone();
   for (size_t i = from; i < to; ++i) {
-    decoder->workOn(&intervals_[i]);
-    if (intervals_[i].failure.what) return;  // of those after it nothing is told
+    decoder->workOn(&plan_.intervals[i]);
+    if (plan_.intervals[i].failure.what) return;  // of those after it nothing is told
   }
 }
 
@@ -135,12 +135,12 @@ void ScanDecoder::workOn(Interval* interval) {
 
 // The first interval in the file that fails decides what is reported.
 void ScanDecoder::join() {
-  if (intervals_.empty()) return;
-  for (const Interval& i : intervals_) {
+  if (plan_.intervals.empty()) return;
+  for (const Interval& i : plan_.intervals) {
     if (i.failure.what) throw Error(ErrorKind::damaged, i.failure.what, i.failure.offset);
     if (i.spare >= 0) warnings_->add(kSpareBytes, base_ + size_t(i.spare));
   }
-  const int end = intervals_.back().end;
+  const int end = plan_.intervals.back().end;
   startAt(target_, end);
   if (target_ == units_) source_.marker = source_.data[end - 1];
 }

@@ -71,6 +71,13 @@ class ScanDecoder {
     int spare;  // where bytes stand that no unit needs, or -1
     Failure failure;
   };
+  // What is to be decoded side by side. Copies of a decoder work on single intervals and have no plan of their own.
+  struct Plan {
+    Plan() = default;
+    Plan(const Plan&) {}
+    std::vector<Interval> intervals;
+    int perPiece = 1;
+  };
   bool findIntervals();
   int intervalEnd(int unit, int from) const;
   void workInOrder();
@@ -86,13 +93,12 @@ class ScanDecoder {
   bool keepGoing_;
   Warnings* warnings_;
   int units_, rowUnits_, unitMcus_;
-  int interval_;                     // in units; all of them without restart markers
-  int unit_ = 0;                     // the next one
-  int intervalEnd_ = 0;              // of the interval that unit_ is in, or that ends before it
-  int lostEnd_ = 0;                  // units before this one are lost
-  int target_ = 0;                   // of the present plan
-  std::vector<Interval> intervals_;  // of the present plan, where they are decoded side by side
-  int pieceIntervals_ = 1;
+  int interval_;         // in units; all of them without restart markers
+  int unit_ = 0;         // the next one
+  int intervalEnd_ = 0;  // of the interval that unit_ is in, or that ends before it
+  int lostEnd_ = 0;      // units before this one are lost
+  int target_ = 0;       // where the present plan ends
+  Plan plan_;            // empty where the intervals are decoded in order
 };
 
 // Receives MCUs as they are decoded. Threads may call it at once for MCUs of different intervals.

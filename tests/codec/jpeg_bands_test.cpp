@@ -106,7 +106,7 @@ TEST(JpegBands, DamageOutsideTheRegionIsNotSeen) {
 
 Metadata allMetadata() {
   Metadata m;
-  for (int i = 0; i < 150000; ++i) m.icc.push_back(uint8_t(i * i >> 7));
+  for (unsigned i = 0; i < 150000; ++i) m.icc.push_back(uint8_t(i * i >> 7));
   m.exif = {'I', 'I', 42, 0, 8, 0, 0, 0, 1, 0, 0x12, 1, 3, 0, 1, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0};
   setExifOrientation(&m.exif, 6);
   m.orientation = 6;
