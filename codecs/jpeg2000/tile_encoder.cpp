@@ -207,7 +207,10 @@ void TileEncoder::encode(Team* team, const Progress& progress) {
       curves_.emplace_back(item.block, item.distortions);
       distortion_ += item.left + (item.distortions.empty() ? 0 : item.distortions.back());
     }
-    (narrow_ ? void(planes16_[c] = {}) : void(planes32_[c] = {}));
+    if (narrow_)
+      planes16_[c] = ZeroedVector<int16_t>();
+    else
+      planes32_[c] = ZeroedVector<int32_t>();
   }
 }
 
