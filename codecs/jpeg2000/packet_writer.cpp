@@ -1,3 +1,4 @@
+// Packet headers are written bit by bit behind the packets before; the bytes of the blocks follow.
 #include "jpeg2000/packet_writer.h"
 
 #include "jpeg2000/packet_reader.h"

@@ -1,3 +1,5 @@
+// Rows go into planes as they come, with their colours transformed; the wavelet works in place when all are there, and
+// blocks are coded from the planes.
 #include "jpeg2000/tile_encoder.h"
 
 #include <cmath>
