@@ -1,3 +1,5 @@
+// The tier-1 coder of the library, with what files need besides: codeword segments that end in other ways, and bytes that
+// are handed out in pieces.
 #include "jpeg2000/blocks.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Boxes are walked by their lengths; those of other kinds are passed over.
 #include "jpeg2000/boxes.h"
 
 #include <cmath>

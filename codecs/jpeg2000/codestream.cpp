@@ -1,3 +1,4 @@
+// Marker segments are read where they stand in the file; nothing is kept of them but what they say.
 #include "jpeg2000/codestream.h"
 
 #include <cstdio>

@@ -52,15 +52,11 @@ class OpenTile {
   TileDecoder* decoder() { return decoder_.get(); }
   const std::vector<std::string>& notes() const { return notes_; }
 
-  // Decodes what is wanted of each component. With keepGoing a tile that is damaged, or missing, is blank at worst.
-  void decode(std::vector<Rect> wanted, Team* team, const Progress& progress) {
+  // Decodes what is wanted of components. With keepGoing a tile that is damaged, or missing, is blank at worst.
+  void decode(const std::map<int, Rect>& wanted, Team* team, const Progress& progress) {
     bool any = false;
-    for (const Rect& r : wanted) any |= !r.empty();
-    for (int c = 0; c < tile_->components(); ++c)
-      if (tile_->levels(c) < options_.reduce)
-        throw Error(ErrorKind::argument,
-                    "a tile has " + std::to_string(tile_->levels(c)) + " resolutions to leave out");
-    decoder_ = std::make_unique<TileDecoder>(*tile_, std::move(wanted), options_);
+    for (const auto& [c, area] : wanted) any |= !area.empty();
+    decoder_ = std::make_unique<TileDecoder>(*tile_, wanted, options_);
     if (!any || failed_) return;
     note([&] {
       if (!there_) throw Error(ErrorKind::damaged, "tile " + std::to_string(index_) + " is missing");
@@ -220,14 +216,13 @@ class Jpeg2000Decoder : public Decoder {
 
   void decodeOnlyRow() {
     const int across = grid().tilesAcross();
-    uint64_t held = 0;
     for (int p = 0; p < across; ++p) {
       auto t = std::make_unique<OpenTile>(file_.codestream, p, options_);
       const Rect pixels = intersection(picture_.pixelsOf(t->tile().area), wantedPixels());
       if (pixels.empty()) continue;
       t->decode(picture_.wanted(t->tile(), pixels), &team_,
                 [&](double part) { report(kDecoded * (p + part) / across); });
-      if (!t->decoder()->blank()) checkMemory(held += t->decoder()->planeBytes());
+      if (!t->decoder()->blank()) options_.limits.maxMemory -= t->decoder()->planeBytes();  // held from here on
       tell(t.get());
       tiles_.push_back(std::move(t));
     }
@@ -292,15 +287,14 @@ Jpeg2000Components decodeJpeg2000Components(const uint8_t* data, size_t size, co
   Jpeg2000Components out = emptyComponents(grid, options.reduce);
   for (int i = 0; i < file.codestream.tileCount(); ++i) {
     OpenTile t(file.codestream, i, options);
-    std::vector<Rect> wanted;
-    for (int c = 0; c < t.tile().components(); ++c)
-      wanted.push_back(reduced(t.tile().componentArea(c), options.reduce));
+    std::map<int, Rect> wanted;
+    for (int c = 0; c < t.tile().components(); ++c) wanted[c] = reduced(t.tile().componentArea(c), options.reduce);
     t.decode(wanted, &team, nullptr);
     for (const std::string& n : t.notes()) warnings.add(n);
     t.decoder()->finishRows(INT32_MAX, &team);
     for (int c = 0; c < t.tile().components(); ++c) {
       Jpeg2000Components::Component& k = out.components[size_t(c)];
-      const Rect& area = wanted[size_t(c)];
+      const Rect& area = wanted[c];
       const Rect all = reduced(scaled(grid.image, k.dx, k.dy), options.reduce);
       for (int y = area.y0; y < area.y1 && !area.empty(); ++y)
         t.decoder()->row(c, y, area.x0, area.width(),

@@ -1,12 +1,19 @@
-// JPEG 2000 (ITU-T T.800): raw codestreams and JP2 files in memory.
+// JPEG 2000 (ITU-T T.800): raw codestreams and JP2 files.
 //
-// Written: grey, RGB and CMYK pictures of 1 to 16 bits a sample, without loss (reversible colour transform and 5/3
-// wavelet) or lossy (irreversible ones) to a rate or a quality, in layers, tiles, precincts and all code-block styles.
+// Written: grey, RGB and CMYK pictures of 1 to 16 bits a sample, the first two also with opacity, without loss
+// (reversible colour transform and 5/3 wavelet) or lossy (irreversible ones) to a rate or a quality, in layers, tiles,
+// precincts and all code-block styles. JP2 files keep ICC profiles of grey and RGB pictures, EXIF, XMP, resolution,
+// orientation (in EXIF) and comments; codestreams alone keep comments.
 // Read: what Part 1 allows: every progression order and changes of it, tiles, layers, precincts, subsampled components,
 // the code-block styles, SOP and EPH, packed packet headers, samples of up to 24 bits signed or not, regions of
-// interest by max-shift.
+// interest by max-shift, palettes, opacity, and the metadata above. sYCC and e-sYCC become RGB; other colour spaces are
+// given as they are stored, with a warning.
 //
-// Code blocks are divided among threads; files and pictures do not depend on it.
+// A tile is what is held at once: its coefficients, of 2 bytes in reversible pictures of up to 10 bits and else of 4,
+// and records of its code blocks, whose bytes stay in the file. A region of a picture is decoded from the tiles and code
+// blocks that it depends on. An encoder holds besides the coded blocks of all tiles where a rate, a quality or layers
+// are asked for. Tiles, or the code blocks of one tile, are divided among threads; files and pictures do not depend on
+// it.
 #pragma once
 
 #include <string>
@@ -76,8 +83,9 @@ Jpeg2000Components decodeJpeg2000Components(const uint8_t* data, size_t size,
 
 // Reads a file band by band.
 std::unique_ptr<Decoder> openJpeg2000(Source& source, const Jpeg2000DecodeOptions& options = {});
-// One component becomes grey, three RGB (from sYCC too), four with a CMYK colour space CMYK; further ones are left out.
-// Coarser components are replicated, signed samples raised to unsigned.
+// One component becomes grey, three RGB, four with a CMYK colour space CMYK; channels that the file defines as opacity,
+// and in codestreams alone the second of two and the fourth of four with a colour transform, are opacity; further ones
+// are left out, with a warning. Coarser components are replicated, signed samples raised to unsigned.
 Image decodeJpeg2000(const uint8_t* data, size_t size, const Jpeg2000DecodeOptions& options = {});
 
 struct Jpeg2000Info {

@@ -61,13 +61,21 @@ class PacketWalk {
     if (stepsLeft_-- == 0) throw Error(ErrorKind::damaged, "far more packets are claimed than there can be");
   }
 
+  // The end of the resolutions that any of the components has.
+  int resolutionEndOf(const ProgressionChange& s, int componentEnd) {
+    int end = 0;
+    for (int c = s.componentBegin; c < componentEnd; ++c) {
+      step();
+      end = std::max(end, tile_.levels(c) + 1);
+    }
+    return std::min(end, s.resolutionEnd);
+  }
+
   template <class Visit>
   bool sequence(const ProgressionChange& s, const Visit& visit) {
     const int layers = std::min(s.layerEnd, tile_.parameters.style().layers);
     const int componentEnd = std::min(s.componentEnd, tile_.components());
-    int resolutionEnd = 0;
-    for (int c = s.componentBegin; c < componentEnd; ++c) resolutionEnd = std::max(resolutionEnd, tile_.levels(c) + 1);
-    resolutionEnd = std::min(resolutionEnd, s.resolutionEnd);
+    const int resolutionEnd = resolutionEndOf(s, componentEnd);
     const auto layerOf = [&](int l, int r) {  // one layer of a resolution, of all components
       for (int c = s.componentBegin; c < componentEnd; ++c) {
         step();

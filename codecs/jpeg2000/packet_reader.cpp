@@ -1,3 +1,4 @@
+// Records are made of the precincts and blocks that packets name, so that memory follows the bytes that have been read.
 #include "jpeg2000/packet_reader.h"
 
 namespace zelcodecs::jpeg2000 {
@@ -49,8 +50,7 @@ PacketReader::PacketReader(const Tile& tile, TileBytes bytes, uint64_t maxMemory
     : tile_(tile),
       packed_(bytes.packed),
       maxMemory_(maxMemory),
-      tileShare_(uint64_t(tile.grid.tilesAcross()) * uint64_t(tile.grid.tilesDown())),
-      precincts_(size_t(tile.components())) {
+      tileShare_(uint64_t(tile.grid.tilesAcross()) * uint64_t(tile.grid.tilesDown())) {
   for (const ByteView& v : bytes.packets) bytes_ += v.size;
   for (const ByteView& v : bytes.packedHeaders) bytes_ += v.size;
   body_ = ByteChain(std::move(bytes.packets));
@@ -68,7 +68,7 @@ void PacketReader::count(uint64_t bytes) {
 // Every packet has a byte at least: more precincts than bytes are not all there. Room is made for some more, as the
 // bytes may have been cut off.
 PacketReader::Precinct& PacketReader::precinctAt(const PacketId& id, const Resolution& resolution) {
-  std::vector<std::vector<Precinct>>& resolutions = precincts_[size_t(id.component)];
+  std::vector<std::vector<Precinct>>& resolutions = precincts_[id.component];
   if (resolutions.empty()) resolutions.resize(size_t(tile_.levels(id.component)) + 1);
   std::vector<Precinct>& precincts = resolutions[size_t(id.resolution)];
   if (precincts.empty()) {

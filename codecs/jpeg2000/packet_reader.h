@@ -122,7 +122,7 @@ class PacketReader {
   uint64_t memory_ = 0;
   size_t bytes_ = 0;
   uint64_t tileShare_;
-  std::vector<std::vector<std::vector<Precinct>>> precincts_;  // by component and resolution, made where packets come
+  std::map<int, std::vector<std::vector<Precinct>>> precincts_;  // by component and resolution, where packets come
   std::vector<CodeBlock> blocks_;
   std::vector<CodedPiece> pieces_;
   std::vector<Part> parts_;  // of the present packet

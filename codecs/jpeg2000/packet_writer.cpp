@@ -1,3 +1,4 @@
+// Packet headers are written bit by bit behind the packets before; the bytes of the blocks follow.
 #include "jpeg2000/packet_writer.h"
 
 #include "jpeg2000/packet_reader.h"
@@ -141,6 +142,23 @@ void writePacket(const PacketId& id, const Tile& tile, EncodedTile::Precinct* pr
 
 }  // namespace
 
+namespace {
+
+// The bytes of the blocks, and what their headers take at most as a rule: a vector that grows by doubling would hold the
+// file twice.
+size_t roomFor(const EncodedTile& tile) {
+  constexpr size_t kHeader = 8;
+  size_t bytes = 0;
+  for (const auto& component : tile.components)
+    for (const auto& resolution : component)
+      for (const EncodedTile::Precinct& precinct : resolution)
+        for (const EncodedBand& band : precinct)
+          for (const EncodedBlock& b : band.blocks) bytes += b.data.size() + kHeader;
+  return bytes;
+}
+
+}  // namespace
+
 EncodedTile blocksOf(const Tile& tile) {
   EncodedTile all;
   all.components.resize(size_t(tile.components()));
@@ -157,6 +175,7 @@ EncodedTile blocksOf(const Tile& tile) {
 
 void writePackets(const Tile& tile, int layers, EncodedTile* blocks, std::vector<uint8_t>* out) {
   int sequence = 0;
+  out->reserve(out->size() + roomFor(*blocks));
   PacketWalk(tile).run([&](const PacketId& id) {
     if (id.layer < layers)
       writePacket(id, tile, &blocks->components[size_t(id.component)][size_t(id.resolution)][size_t(id.precinct)],

@@ -1,3 +1,5 @@
+// Each row of a channel is fetched from a component, brought to the place of the pixels, through the palette and to the
+// picture's depth; then the rows are interleaved.
 #include "jpeg2000/picture.h"
 
 #include <cmath>
@@ -161,11 +163,11 @@ Rect Picture::sourceOf(const Tile& tile, const Channel& k, const Rect& pixels) c
   return {x(pixels.x0), y(pixels.y0), x(pixels.x1 - 1) + 1, y(pixels.y1 - 1) + 1};
 }
 
-std::vector<Rect> Picture::wanted(const Tile& tile, const Rect& pixels) const {
-  std::vector<Rect> areas(size_t(tile.components()));
+std::map<int, Rect> Picture::wanted(const Tile& tile, const Rect& pixels) const {
+  std::map<int, Rect> areas;
   for (const Channel& k : channels_) {
     const Rect r = sourceOf(tile, k, pixels);
-    if (!r.empty()) areas[size_t(k.component)] = r;
+    if (!r.empty()) areas[k.component] = r;
   }
   return areas;
 }

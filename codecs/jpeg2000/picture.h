@@ -17,7 +17,7 @@ class Picture {
   // The pixels whose places lie in an area of the reference grid.
   Rect pixelsOf(const Rect& area) const;
   // What of each component of a tile some pixels of it take their samples from.
-  std::vector<Rect> wanted(const Tile& tile, const Rect& pixels) const;
+  std::map<int, Rect> wanted(const Tile& tile, const Rect& pixels) const;
   // Puts pixels of a tile that has been decoded into rows, from to.row(0) on.
   void paint(const Tile& tile, TileDecoder* decoder, const Rect& pixels, Rows to, Team* team) const;
 

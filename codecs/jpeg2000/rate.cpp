@@ -1,3 +1,4 @@
+// Slopes of rate and distortion, and the search for the slope at which the layers meet their goals.
 #include "jpeg2000/rate.h"
 
 #include <algorithm>

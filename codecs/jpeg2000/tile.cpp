@@ -1,3 +1,4 @@
+// The arithmetic of T.800 Annex B.
 #include "jpeg2000/tile.h"
 
 #include <cmath>

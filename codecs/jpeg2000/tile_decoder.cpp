@@ -1,3 +1,5 @@
+// Resolution by resolution: the blocks are decoded into the plane around the samples of the resolution below, and one
+// level of the inverse transform makes them samples of this resolution, in place.
 #include "jpeg2000/tile_decoder.h"
 
 #include <cmath>
@@ -43,12 +45,12 @@ int32_t* TileDecoder::Component::at<int32_t>(int x, int y) {
 
 // ---- What is going to be decoded ------------------------------------------------------------------------------------
 
-TileDecoder::TileDecoder(const Tile& tile, std::vector<Rect> wanted, const Jpeg2000DecodeOptions& options)
-    : tile_(tile), options_(options), components_(wanted.size()) {
-  for (size_t c = 0; c < wanted.size(); ++c) components_[c].wanted = wanted[c];
+TileDecoder::TileDecoder(const Tile& tile, const std::map<int, Rect>& wanted, const Jpeg2000DecodeOptions& options)
+    : tile_(tile), options_(options) {
+  for (const auto& [c, area] : wanted)
+    if (!area.empty()) components_[c].wanted = area;
   checkColourTransform();
-  for (int c = 0; c < tile.components(); ++c)
-    if (components_[size_t(c)].used()) setUp(c);
+  for (auto& [c, k] : components_) setUp(c, &k);
 }
 
 // Where any of the three is wanted, all are.
@@ -63,19 +65,21 @@ void TileDecoder::checkColourTransform() {
     notes_.push_back("a colour transform without three components that are alike is left out");
     return;
   }
-  Rect any;
-  for (size_t c = 0; c < 3; ++c)
-    if (components_[c].used()) any = components_[c].wanted;
-  for (size_t c = 0; c < 3; ++c) components_[c].wanted = any;
-  colourTransform_ = !any.empty();
-  finished_ = any.y0;
+  const auto any = components_.begin();
+  if (any == components_.end() || any->first >= 3) return;
+  const Rect area = any->second.wanted;
+  for (int c = 0; c < 3; ++c) components_[c].wanted = area;
+  colourTransform_ = true;
+  finished_ = area.y0;
 }
 
 // What an area at one resolution depends on is a window of that resolution, somewhat larger; the low coefficients of
 // this window are what is needed of the resolution below.
-void TileDecoder::setUp(int c) {
-  Component& k = components_[size_t(c)];
+void TileDecoder::setUp(int c, Component* component) {
+  Component& k = *component;
   k.shown = tile_.levels(c) - options_.reduce;
+  if (k.shown < 0)
+    throw Error(ErrorKind::argument, "a tile has " + std::to_string(tile_.levels(c)) + " resolutions to leave out");
   k.reversible = tile_.parameters.coding(c).reversible;
   k.narrow = fitsNarrow(c);
   if (colourTransform_ && c < 3) k.narrow = fitsNarrow(0) && fitsNarrow(1) && fitsNarrow(2);  // the three are alike
@@ -106,8 +110,7 @@ bool TileDecoder::fitsNarrow(int c) const {
 
 uint64_t TileDecoder::planeBytes() const {
   uint64_t bytes = 0;
-  for (const Component& k : components_)
-    if (k.used()) bytes += uint64_t(k.width) * uint64_t(k.height) * (k.narrow ? 2 : 4);
+  for (const auto& [c, k] : components_) bytes += uint64_t(k.width) * uint64_t(k.height) * (k.narrow ? 2 : 4);
   return bytes;
 }
 
@@ -120,8 +123,8 @@ void TileDecoder::report(const Error& e) {
 // ---- Packets and blocks ---------------------------------------------------------------------------------------------
 
 bool TileDecoder::contributes(const CodeBlock& block) const {
-  const Component& k = components_[block.component];
-  if (block.firstPiece == CodedPiece::kNone || !k.used() || block.resolution > k.shown) return false;
+  if (block.firstPiece == CodedPiece::kNone) return false;  // that of a block that is not wanted
+  const Component& k = components_.at(block.component);
   const Rect& w = k.windows[block.resolution];
   const Rect& area = block.resolution ? bandWindow(w, block.band + 1).area : w;
   return !intersection(block.area, area).empty();
@@ -154,8 +157,7 @@ void TileDecoder::decodeBlocks(PacketReader* reader, std::vector<std::vector<uin
   size_t total = 0, done = 0;
   int highest = 0;
   for (const auto& blocks : byResolution) total += blocks.size();
-  for (const Component& k : components_)
-    if (k.used()) highest = std::max(highest, k.shown);
+  for (const auto& [c, k] : components_) highest = std::max(highest, k.shown);
   byResolution.resize(size_t(highest) + 1);
   for (int r = 0; r <= highest; ++r)
     decodeResolution(r, reader, byResolution[size_t(r)], team, [&](size_t blocks) {
@@ -168,8 +170,8 @@ void TileDecoder::readPackets(PacketReader* reader) {
   const int layers = options_.maxLayers ? options_.maxLayers : INT32_MAX;
   try {
     reader->readAll([&](const PacketId& id) {
-      const Component& k = components_[size_t(id.component)];
-      return id.layer < layers && k.used() && id.resolution <= k.shown;
+      const auto k = components_.find(id.component);
+      return id.layer < layers && k != components_.end() && id.resolution <= k->second.shown;
     });
   } catch (const Error& e) {
     report(e);
@@ -178,14 +180,13 @@ void TileDecoder::readPackets(PacketReader* reader) {
 
 void TileDecoder::allocate() {
   const uint64_t bytes = planeBytes(), limit = options_.limits.maxMemory;
-  for (const Component& k : components_)
+  for (const auto& [c, k] : components_)
     if (std::max(k.width, k.height) > INT32_MAX / 8) throw Error(ErrorKind::limit, "a tile that is too wide or high");
   if (bytes > limit)
     throw Error(ErrorKind::limit, "decoding holds " + std::to_string(bytes >> 20) +
                                       " MiB of samples, above the limit of " + std::to_string(limit >> 20) +
                                       " MiB (limits.maxMemory)");
-  for (Component& k : components_) {
-    if (!k.used()) continue;
+  for (auto& [c, k] : components_) {
     const size_t count = size_t(k.width) * size_t(k.height);
     if (k.narrow)
       k.words16 = ZeroedVector<int16_t>(count);
@@ -197,10 +198,9 @@ void TileDecoder::allocate() {
 void TileDecoder::decodeResolution(int r, PacketReader* reader, const std::vector<uint32_t>& blocks, Team* team,
                                    const std::function<void(size_t)>& done) {
   std::vector<Component*> here;
-  for (size_t c = 0; c < components_.size(); ++c) {
-    Component& k = components_[c];
-    if (!k.used() || r > k.shown) continue;
-    k.resolution = tile_.resolution(int(c), r);
+  for (auto& [c, k] : components_) {
+    if (r > k.shown) continue;
+    k.resolution = tile_.resolution(c, r);
     makeRoom(&k, r);
     here.push_back(&k);
   }
@@ -257,7 +257,7 @@ BlockState TileDecoder::decodeInto(const CodeBlock& block, const PacketReader& r
   static thread_local std::vector<int32_t> words(kMaxBlockSamples);
   joined.clear();
   segments.clear();
-  const Component& k = components_[block.component];
+  Component& k = components_.at(block.component);
   const Band& band = k.resolution.bands[block.band];
   const uint8_t none = 0;
   CodedBlock coded = {{block.area.width(), block.area.height()},
@@ -287,7 +287,7 @@ BlockState TileDecoder::decodeInto(const CodeBlock& block, const PacketReader& r
   if (!coded.data) coded.data = &none;
   const BlockState state =
       decodeBlock(coded, tile_.parameters.coding(block.component).blockStyle, !k.reversible, words.data());
-  place(block, words.data(), &components_[block.component]);
+  place(block, words.data(), &k);
   return state;
 }
 
@@ -347,14 +347,14 @@ void TileDecoder::transform(Component* k, int r) const {
 
 // The wanted rows from y0 to y1. Irreversible planes become single precision.
 void TileDecoder::undoColours(int y0, int y1) {
-  Component& first = components_[0];
+  Component& first = components_.at(0);
   const Rect& w = first.windows[size_t(first.shown)];
   const ZeliSize size = {first.wanted.width(), y1 - y0};
   int16_t* narrow[3];
   int32_t* wide[3];
   float* real[3];
-  for (size_t i = 0; i < 3; ++i) {
-    Component& k = components_[i];
+  for (int i = 0; i < 3; ++i) {
+    Component& k = components_.at(i);
     const int x = first.wanted.x0 - w.x0, y = y0 - w.y0;
     if (k.narrow) {
       narrow[i] = k.at<int16_t>(x, y);
@@ -381,7 +381,7 @@ void TileDecoder::undoColours(int y0, int y1) {
 void TileDecoder::finishRows(int y, Team* team) {
   if (!colourTransform_ || blank_ || y <= finished_) return;
   constexpr int kRows = 16;
-  const int from = finished_, to = std::min(y, components_[0].wanted.y1);
+  const int from = finished_, to = std::min(y, components_.at(0).wanted.y1);
   finished_ = y;
   if (to <= from) return;
   team->forEach((to - from + kRows - 1) / kRows,
@@ -394,7 +394,7 @@ void TileDecoder::row(int component, int y, int x0, int count, int32_t* to) cons
   const ComponentSize& size = tile_.grid.components[size_t(component)];
   const int32_t low = -(1 << (size.precision - 1)), high = -1 - low, shift = size.isSigned ? 0 : -low;
   if (blank_) return void(std::fill_n(to, count, shift));
-  const Component& k = components_[size_t(component)];
+  const Component& k = components_.at(component);
   const Rect& w = k.windows[size_t(k.shown)];
   const size_t at = size_t(y - w.y0) * size_t(k.width) + size_t(x0 - w.x0);
   if (k.narrow) {

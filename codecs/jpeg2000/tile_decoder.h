@@ -13,8 +13,8 @@ namespace zelcodecs::jpeg2000 {
 
 class TileDecoder {
  public:
-  // wanted: of each component, an area at the reduced resolution; empty for components that are not wanted.
-  TileDecoder(const Tile& tile, std::vector<Rect> wanted, const Jpeg2000DecodeOptions& options);
+  // wanted: of components by number, an area at the reduced resolution; the others are not wanted.
+  TileDecoder(const Tile& tile, const std::map<int, Rect>& wanted, const Jpeg2000DecodeOptions& options);
 
   // Decodes all that is wanted. Throws Error; with keepGoing damage is left to notes(). progress: called with the part
   // done.
@@ -26,7 +26,6 @@ class TileDecoder {
 
   // Nothing is coded: all samples are in the middle of their range.
   bool blank() const { return blank_; }
-  const Rect& wanted(int component) const { return components_[size_t(component)].wanted; }
   // Finishes rows of components with a colour transform that lie above y; before row() reads them.
   void finishRows(int y, Team* team);
   // Samples of a wanted component, signed ones as they are.
@@ -46,11 +45,10 @@ class TileDecoder {
     ZeroedVector<int16_t> words16;
     ZeroedVector<int32_t> words32;
 
-    bool used() const { return !wanted.empty(); }
     template <class T>
     T* at(int x, int y);
   };
-  void setUp(int c);
+  void setUp(int c, Component* k);
   void checkColourTransform();
   bool fitsNarrow(int c) const;
   void readPackets(PacketReader* reader);
@@ -69,7 +67,7 @@ class TileDecoder {
 
   const Tile& tile_;
   const Jpeg2000DecodeOptions& options_;
-  std::vector<Component> components_;
+  std::map<int, Component> components_;  // those that are wanted, or transformed together with them
   bool colourTransform_ = false;
   bool blank_ = true;
   int finished_ = INT32_MIN;  // rows above this one have left the colour transform behind

@@ -1,3 +1,5 @@
+// Rows go into planes as they come, with their colours transformed; the wavelet works in place when all are there, and
+// blocks are coded from the planes.
 #include "jpeg2000/tile_encoder.h"
 
 #include <cmath>
@@ -207,7 +209,10 @@ void TileEncoder::encode(Team* team, const Progress& progress) {
       curves_.emplace_back(item.block, item.distortions);
       distortion_ += item.left + (item.distortions.empty() ? 0 : item.distortions.back());
     }
-    (narrow_ ? void(planes16_[c] = {}) : void(planes32_[c] = {}));
+    if (narrow_)
+      planes16_[c] = ZeroedVector<int16_t>();
+    else
+      planes32_[c] = ZeroedVector<int32_t>();
   }
 }
 

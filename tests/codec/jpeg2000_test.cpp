@@ -1,7 +1,9 @@
 // JPEG 2000 beside an independent implementation: what we write it reads, sample for sample, and the other way round.
 #include "jpeg2000/jpeg2000.h"
 
+#include <chrono>
 #include <cmath>
+#include <random>
 
 #include "files.h"
 #include "opj_peer.h"
@@ -287,6 +289,256 @@ TEST(Jpeg2000, ASecondPaletteIsRefused) {
   };
   EXPECT_EQ(ColourModel::rgb, decoded(file(three)).model());
   EXPECT_THROW(decoded(file(joined({one, three}))), Error);
+  const Bytes deep = box("pclr", joined({{0, 1, 3, 127, 127, 127}, Bytes(48, 0)}));
+  EXPECT_THROW(decoded(file(deep)), Error);
+}
+
+// Rows of a region, some at a time.
+Image streamed(const Bytes& file, Jpeg2000DecodeOptions o, const Region& region, int rowsAtOnce) {
+  o.region = region;
+  const auto source = memorySource(file.data(), file.size());
+  const auto decoder = openJpeg2000(*source, o);
+  Image image(decoder->format());
+  for (int y = 0; y < image.height(); y += rowsAtOnce)
+    decoder->read(image.rows(y, std::min(rowsAtOnce, decoder->rowsLeft())));
+  return image;
+}
+
+TEST(Jpeg2000, RowsAndRegionsAreThoseOfTheWhole) {
+  const Image image = picture(211, 173, ColourModel::rgb);
+  for (int run = 0; run < 24; ++run) {
+    SCOPED_TRACE("run " + std::to_string(run));
+    Jpeg2000EncodeOptions e;
+    e.lossless = run % 2;
+    e.levels = run % 6;
+    e.tileWidth = run % 3 ? 64 : 0;
+    e.tileHeight = run % 3 == 2 ? 48 : 0;
+    e.codeBlockWidth = e.codeBlockHeight = 8;
+    e.precinct = run % 4 == 3 ? 32 : 0;
+    e.layers = 1 + run % 2;
+    Bytes file;
+    const auto sink = memorySink(&file);
+    const auto encoder = createJpeg2000(*sink, image.format(), {}, e);
+    for (int y = 0; y < 173; y += 7) encoder->write(image.rows(y, std::min(7, 173 - y)));
+    encoder->finish();
+    ASSERT_TRUE(file == encodeJpeg2000(image, e));
+    if (run % 4 == 1)  // rows of tiles that are not of one height
+      file = peer::encode(componentsOf(file), [&](opj_cparameters_t* p) {
+        p->cp_tx0 = p->cp_ty0 = 0;
+        p->tile_size_on = 1;
+        p->cp_tdx = 50;
+        p->cp_tdy = 37;
+      });
+    Jpeg2000DecodeOptions d;
+    d.reduce = std::min(e.levels, run % 4);
+    const Image whole = decoded(file, d);
+    expectEqual(whole, streamed(file, d, {}, 5));
+    std::mt19937 random(static_cast<unsigned>(run));
+    for (int k = 0; k < 6; ++k) {
+      Region r;
+      r.x = int(random() % unsigned(whole.width()));
+      r.y = int(random() % unsigned(whole.height()));
+      r.width = 1 + int(random() % unsigned(whole.width() - r.x));
+      r.height = 1 + int(random() % unsigned(whole.height() - r.y));
+      expectEqual(crop(whole, r.x, r.y, r.width, r.height), streamed(file, d, r, 1 + k));
+    }
+  }
+}
+
+TEST(Jpeg2000, OpacityAndMetadataTravel) {
+  Metadata m;
+  m.icc.assign(200, 7);
+  m.xmp = {'<', 'x', '/', '>'};
+  m.comments = {"one", "another"};
+  m.pixelsPerMetreX = 11811.02;
+  m.pixelsPerMetreY = 300000;
+  m.orientation = 6;
+  for (const ColourModel model : {ColourModel::greyAlpha, ColourModel::rgba, ColourModel::rgb})
+    for (const bool lossless : {true, false}) {
+      std::copy_n(model == ColourModel::greyAlpha ? "GRAY" : "RGB ", 4, m.icc.begin() + 16);
+      Image image = picture(60, 50, model);
+      image.metadata() = m;
+      Jpeg2000EncodeOptions o;
+      o.lossless = lossless;
+      std::vector<std::string> warnings;
+      o.warnings = &warnings;
+      const Bytes file = encodeJpeg2000(image, o);
+      EXPECT_TRUE(warnings.empty());
+      const Image back = decoded(file);
+      ASSERT_EQ(back.model(), model);
+      EXPECT_GT(difference(image, back).psnr, lossless ? 1000 : 40);
+      EXPECT_LE(largestReading(file), lossless ? 0 : 1);
+      const Metadata& n = back.metadata();
+      EXPECT_TRUE(n.icc == m.icc && n.xmp == m.xmp && n.comments == m.comments && n.orientation == 6);
+      EXPECT_NEAR(n.pixelsPerMetreX, m.pixelsPerMetreX, 1);
+      EXPECT_NEAR(n.pixelsPerMetreY, m.pixelsPerMetreY, 1);
+      o.jp2 = false;
+      EXPECT_EQ(decoded(encodeJpeg2000(image, o)).model(), model);  // taken for opacity, though nothing says so
+      EXPECT_EQ(warnings.size(), 1u);
+    }
+}
+
+// Codestreams by hand: a size of one tile, components, a style with its precincts, further segments.
+Bytes u16(size_t v) { return {uint8_t(v >> 8), uint8_t(v)}; }
+Bytes u32(size_t v) { return joined({u16(v >> 16), u16(v & 0xFFFF)}); }
+Bytes codestream(size_t side, size_t tileSide, int components, int d, const Bytes& style, const Bytes& more) {
+  Bytes sizes;
+  for (int i = 0; i < components; ++i) sizes = joined({sizes, {7, uint8_t(d), uint8_t(d)}});
+  Bytes file = joined({{0xFF, 0x4F, 0xFF, 0x51},
+                       u16(38 + sizes.size()),
+                       u16(0),
+                       u32(side),
+                       u32(side),
+                       u32(0),
+                       u32(0),
+                       u32(tileSide),
+                       u32(tileSide),
+                       u32(0),
+                       u32(0),
+                       u16(size_t(components)),
+                       sizes,
+                       {0xFF, 0x52},
+                       u16(style.size() + 2),
+                       style,
+                       {0xFF, 0x5C, 0, 4, 0x40, 0x40}});
+  return joined({file, more});
+}
+Bytes tilePart(size_t tile, const Bytes& data) {
+  return joined({{0xFF, 0x90, 0, 10}, u16(tile), u32(14 + data.size()), {0, 1, 0xFF, 0x93}, data});
+}
+
+// What a header claims costs nothing: little memory may be held, and little time is taken.
+TEST(Jpeg2000, ClaimsCostNothing) {
+  const Bytes plain = {0, 0, 0, 1, 0, 0, 4, 4, 0, 1}, fine = {1, 0, 0, 1, 0, 0, 4, 4, 0, 1, 0};
+  const Bytes end = {0xFF, 0xD9};
+  const Bytes blank = joined({codestream(16383, 16383, 3, 1, plain, tilePart(0, {0, 0, 0})), end});
+  Bytes orders, quantisations, tiles;  // the same precincts again and again; steps for 16384 components; tiles
+  for (int i = 0; i < 9000; ++i) orders = joined({orders, {0, 0, 0, 1, 33, 255, 0}});
+  for (int i = 0; i < 3000; ++i) quantisations = joined({quantisations, {0xFF, 0x5C, 0, 4, 0x40, 0x40}});
+  for (size_t i = 0; i < 484; ++i) tiles = joined({tiles, tilePart(i, {})});
+  const Bytes changes = joined({{0xFF, 0x5F}, u16(orders.size() + 2), orders});
+  // A coded block in the smallest blocks of one precinct.
+  const Bytes small = {1, 0, 0, 1, 0, 0, 0, 0, 0, 1, 0xFF};
+  const Bytes files[] = {blank,
+                         codestream(16383, 16383, 4, 1, plain, tilePart(0, {})),
+                         codestream(720, 720, 1, 1, fine, joined({changes, tilePart(0, {0, 0, 0, 0})})),
+                         codestream(1, 1, 16384, 255, plain, joined({quantisations, tilePart(0, {})})),
+                         codestream(15840, 720, 1, 1, fine, tiles),
+                         codestream(16000, 16000, 1, 1, small, tilePart(0, Bytes(1000, 0xC0)))};
+  for (const Bytes& file : files)
+    for (const bool keepGoing : {false, true}) {
+      SCOPED_TRACE(&file - files);
+      Jpeg2000DecodeOptions o;
+      o.keepGoing = keepGoing;
+      o.threads = 1;
+      o.limits.maxMemory = 64 << 20;
+      o.region = {0, 0, 1, 1};
+      const auto start = std::chrono::steady_clock::now();
+      bool done = false;
+      try {
+        for (o.region.y = 0; o.region.y < 2 && !done; o.region = {})  // a corner, then all rows, which are not held
+          if (const auto source = memorySource(file.data(), file.size()); true) {
+            const auto decoder = openJpeg2000(*source, o);
+            Bytes rows(decoder->format().rowBytes() * 64);
+            for (int n; (n = std::min(64, decoder->rowsLeft())) > 0;)
+              decoder->read({rows.data(), decoder->format().rowBytes(), n});
+            done = o.region.whole();
+          }
+      } catch (const Error& e) {
+        EXPECT_TRUE(!keepGoing || e.kind() == ErrorKind::limit) << e.what();
+      }
+      EXPECT_TRUE(done || &file != files);
+      const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
+      EXPECT_LT(taken.count(), 10);  // some tenths of a second without sanitizers on an idle machine
+    }
+  // Samples are counted before memory is taken, and the message names the limit.
+  Jpeg2000DecodeOptions o;
+  o.limits.maxMemory = 100000;
+  const Bytes file = encodeJpeg2000(picture(300, 200, ColourModel::rgb));
+  const Error refused = zeltest::refusal([&] { decoded(file, o); });
+  EXPECT_EQ(refused.kind(), ErrorKind::limit);
+  EXPECT_NE(std::string(refused.what()).find("maxMemory"), std::string::npos);
+}
+
+// What breaks a rule but can be understood is decoded with a warning; what cannot is refused.
+TEST(Jpeg2000, OddFilesAsPeersReadThem) {
+  Jpeg2000EncodeOptions e;
+  e.jp2 = false;
+  const Image image = picture(33, 40, ColourModel::grey);
+  const Bytes file = encodeJpeg2000(image, e);
+  std::vector<std::string> warnings;
+  Jpeg2000DecodeOptions o;
+  o.warnings = &warnings;
+  const size_t size = 8, cod = 45, qcd = cod + 14;
+  ASSERT_TRUE(file[cod + 1] == 0x52 && file[qcd + 1] == 0x5C);
+  Bytes odd = file;
+  odd[cod + 8] = 1;  // a colour transform of one component
+  expectEqual(image, decoded(odd, o));
+  EXPECT_EQ(warnings.size(), 1u);
+  odd = file;
+  for (size_t i = 0; i < 16; ++i) odd[qcd + 5 + i] = uint8_t(odd[qcd + 5 + i] - 8);  // one bit plane fewer in each band
+  warnings.clear();
+  EXPECT_NO_THROW(decoded(odd, o));
+  EXPECT_FALSE(warnings.empty());
+  odd = file;  // the second tile is one column wide, where no sample stands: it need not be there
+  odd[size + 3] = 66;
+  odd[size + 19] = 65;
+  odd[43] = 2;
+  warnings.clear();
+  expectEqual(image, decoded(odd, o));
+  EXPECT_TRUE(warnings.empty());
+  odd = joined({part(file, 0, cod), {0xFF, 0x5E, 0, 5, 0, 0, 200}, part(file, cod, file.size())});
+  EXPECT_EQ(zeltest::refusal([&] { decoded(odd); }).kind(), ErrorKind::damaged);  // raised by 200 planes
+}
+
+// Components without boxes: luma and coarser chroma, and distances of which one is not a multiple of the other.
+TEST(Jpeg2000, ComponentsOfSeveralDistances) {
+  Jpeg2000Components in;
+  in.x1 = 60;
+  in.y1 = 12;
+  const auto add = [&](int d, auto value) {
+    const int width = (60 + d - 1) / d, height = (12 + d - 1) / d;
+    in.components.push_back({width, height, d, d, 8, false, {}});
+    for (int i = 0; i < width * height; ++i) in.components.back().samples.push_back(value(i % width));
+  };
+  const auto coded = [&] {
+    return peer::encode(in, [](opj_cparameters_t* p) {
+      p->tcp_mct = 0;
+      p->numresolution = 2;
+    });
+  };
+  for (const int sample : {100, 128, 200}) add(sample == 100 ? 1 : 2, [=](int) { return sample; });
+  std::vector<std::string> warnings;
+  Jpeg2000DecodeOptions o;
+  o.warnings = &warnings;
+  Image rgb = decoded(coded(), o);
+  EXPECT_EQ(warnings.size(), 1u);
+  for (int i = 0; i < 3; ++i) EXPECT_NEAR(rgb.sample(7, 3 * 20 + i), std::vector<int>({201, 49, 100})[size_t(i)], 1);
+  in.components.clear();
+  for (const int d : {3, 2, 2}) add(d, [](int x) { return 5 * x; });
+  rgb = decoded(coded());
+  ASSERT_EQ(rgb.width(), 30);
+  for (int x = 0; x < 30; ++x) {
+    EXPECT_EQ(rgb.sample(3, 3 * x), 5 * (2 * x / 3));
+    EXPECT_EQ(rgb.sample(3, 3 * x + 1), 5 * x);
+  }
+}
+
+// Raw segments that the peer ends one byte early, where ones would follow.
+TEST(Jpeg2000, RawSegmentsWithoutTheirLastByte) {
+  std::mt19937 random(1);
+  for (int run = 0; run < 8; ++run) {
+    Jpeg2000Components in;
+    in.x1 = in.y1 = 150;
+    in.components.push_back({150, 150, 1, 1, 12, false, {}});
+    for (int i = 0; i < 150 * 150; ++i)
+      in.components[0].samples.push_back(int(random() & (run % 2 ? 0x3FF : 0xFF)) | 0x70);
+    const Bytes file = peer::encode(in, [&](opj_cparameters_t* p) {
+      p->mode = run % 4 < 2 ? 1 : 5;
+      p->cblockw_init = p->cblockh_init = run < 4 ? 16 : 32;
+    });
+    ASSERT_EQ(largest(in, componentsOf(file)), 0) << "run " << run;
+  }
 }
 
 TEST(Jpeg2000, ThreadsChangeNothing) {
