@@ -2,6 +2,7 @@
 #include "tiff/page.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 
 namespace zelcodecs::tiff {
@@ -61,7 +62,7 @@ void checkKind(const Directory& d, const TiffPage& p) {
     unsupported(d, kPredictor, "differences of samples of " + std::to_string(p.bitsPerSample) + " bits");
 }
 
-// TIFF 6.0, section 21. The reference levels and coefficients that it has as defaults are the only ones that are read.
+// TIFF 6.0, sections 20 and 21. Of the coefficients between RGB and YCbCr only those of the default are read.
 void readUnits(const Directory& d, Layout* l) {
   if (l->bits != 8 || l->samples != 3 || l->planes != 1 || l->predictor != kNoPredictor)
     unsupported(d, kPhotometric, "YCbCr of other than three samples of 8 bits together");
@@ -73,6 +74,14 @@ void readUnits(const Directory& d, Layout* l) {
     l->subX = int(x);
     l->subY = int(y);
   }
+  const double red = d.rational(kYCbCrCoefficients), green = d.rational(kYCbCrCoefficients, 1);
+  if (d.has(kYCbCrCoefficients) && (std::abs(red - 0.299) > 0.001 || std::abs(green - 0.587) > 0.001))
+    unsupported(d, kYCbCrCoefficients, "YCbCr with other coefficients than those of ITU-R BT.601");
+  for (int i = 0; i < 6 && d.has(kReferenceBlackWhite); ++i)
+    l->levels[i] = d.rational(kReferenceBlackWhite, uint64_t(i));
+  for (int i = 0; i < 6; i += 2)
+    if (l->levels[i + 1] - l->levels[i] < 1)
+      throw Error(ErrorKind::damaged, "a white that is not above its black", d.where(kReferenceBlackWhite));
   const size_t across = (size_t(l->pieceWidth) + size_t(l->subX) - 1) / size_t(l->subX);
   l->rowBytes = across * size_t(l->subX * l->subY + 2);
 }

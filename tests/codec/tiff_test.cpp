@@ -249,6 +249,8 @@ TEST(Tiff, YCbCrInUnits) {
       p.compression = uint16_t(compression);
       peer::setFields(t.get(), p);
       TIFFSetField(t.get(), TIFFTAG_YCBCRSUBSAMPLING, across, down);
+      const float studio[] = {16, 235, 128, 240, 128, 240};
+      if (down == 1) TIFFSetField(t.get(), TIFFTAG_REFERENCEBLACKWHITE, studio);
       std::mt19937 random32(1);
       for (uint32_t strip = 0; strip < TIFFNumberOfStrips(t.get()); ++strip) {
         std::vector<uint8_t> data(size_t(TIFFVStripSize(t.get(), std::min(8u, kHeight - 8 * strip))));
@@ -261,7 +263,8 @@ TEST(Tiff, YCbCrInUnits) {
       t = peer::openTiff(file, "r");
       ASSERT_TRUE(TIFFReadRGBAImageOriented(t.get(), kWidth, kHeight, theirs.data(), ORIENTATION_TOPLEFT, 1));
       for (uint32_t i = 0; i < kWidth * kHeight; ++i)
-        for (uint32_t c = 0; c < 3; ++c) ASSERT_NEAR(ours.data()[3 * i + c], theirs[i] >> 8 * c & 255, 1) << i;
+        for (uint32_t c = 0; c < 3; ++c)
+          ASSERT_NEAR(ours.data()[3 * i + c], theirs[i] >> 8 * c & 255, down == 1 ? 3 : 1) << i;  // it rounds twice
       TiffDecodeOptions o;
       o.region = {3, 5, 20, 9};
       expectEqual(decoded(zeltest::fileBytes(file.path), o), crop(ours, 3, 5, 20, 9));
