@@ -122,9 +122,8 @@ Layout layoutOf(const Directory& d, const TiffPage& p, const Limits& limits) {
 // No compression makes more of a byte: PackBits 128 of 2, LZW 4096 of 12 bits, Deflate 258 of 2 bits, JPEG 6 blocks of
 // 64 samples of 12 bits.
 void checkLength(const Directory& d, const Layout& l, bool keepGoing) {
-  const uint64_t pageRow = (uint64_t(l.width) * uint64_t(l.samples) * uint64_t(l.bits) + 7) / 8;
-  // A luma for each pixel at least.
-  const uint64_t raw = (l.units() ? uint64_t(l.width) : pageRow) * uint64_t(l.height);
+  // What is unpacked for all rows, tiles beyond the right edge included.
+  const double raw = double(l.bytesOf(l.height)) * l.planes * l.across;
   const uint64_t ratio = l.compression == kUncompressed ? 1
                          : l.compression == kPackBits   ? 64
                          : l.compression == kLzw        ? 2731
@@ -132,7 +131,7 @@ void checkLength(const Directory& d, const Layout& l, bool keepGoing) {
   // Of a file that is cut short most may be missing, but not nearly all.
   const uint64_t size = d.file().size();
   const uint64_t most = keepGoing ? std::max<uint64_t>(ratio, 1024) * size + (1 << 20) : ratio * size;
-  if (raw > most)
+  if (raw > double(most))
     throw Error(keepGoing ? ErrorKind::limit : ErrorKind::damaged,
                 "a page of " + std::to_string(l.width) + " x " + std::to_string(l.height) +
                     " pixels, for which the file is too short, is named",

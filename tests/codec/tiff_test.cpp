@@ -271,8 +271,8 @@ TEST(Tiff, YCbCrInUnits) {
     }
 }
 
-// What other writers of their time did: LZW with low bits first and codes that grow late, PackBits runs that go on in the
-// next row, Deflate strips with more rows than the page has, palettes of 8 bits.
+// What other writers of their time did: LZW with low bits first and codes that grow late, PackBits runs that go on in
+// the next row, Deflate strips with more rows than the page has.
 TEST(Tiff, OddFiles) {
   const auto file = [](int compression, int rows, const Bytes& strip, int photometric = 1) {
     Bytes f = {'I', 'I', 42, 0, 8, 0, 0, 0, 9, 0};
