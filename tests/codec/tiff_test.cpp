@@ -186,6 +186,16 @@ TEST(Tiff, JpegInStripsAndTiles) {
         EXPECT_LE(d.largest, planar == 2 ? 60 : 3);
         EXPECT_GT(d.psnr, planar == 2 ? 30 : 48);
       }
+  // A strip of 3 MB, and rows of it.
+  peer::TiffPicture p = {1030, 1001, 1001, 8, 3, PHOTOMETRIC_YCBCR, COMPRESSION_JPEG};
+  const Image smooth = zeltest::picture(1030, 1001, ColourModel::rgb);
+  p.data.assign(smooth.data(), smooth.data() + smooth.sizeBytes());
+  const Bytes file = peer::encodeTiff({p}, "wl");
+  const Image ours = decoded(file);
+  EXPECT_LE(difference(ours, picture(peer::decodeTiff(file, 0).data, 8, 1030, ColourModel::rgb, 8)).largest, 3);
+  TiffDecodeOptions o;
+  o.region = {500, 300, 20, 400};
+  expectEqual(decoded(file, o), crop(ours, 500, 300, 20, 400));
 }
 
 TEST(Tiff, NamesWhatItDoesNotSupport) {
