@@ -39,10 +39,11 @@ struct DdsDecodeOptions : DecodeOptions {
 
 // Reads a file band by band.
 std::unique_ptr<Decoder> openDds(Source& source, const DdsDecodeOptions& options = {});
-// Textures of blocks become RGBA, or RGB where it is plain from the blocks that every pixel is opaque; BC4 grey, BC5 red
-// and green with a blue of 0. Signed values of BC4 and BC5 are moved up by 128. Without compression: grey, RGB, each also
-// with opacity, as the channels are; red and green alone get a blue of 0. Fields of less than 8 bits become 8 bits,
-// others the bits of the widest. Colours of DXT2 and DXT4, which are multiplied with the opacity, are divided again.
+// Textures of blocks become RGBA, or RGB where it is plain from the blocks that every pixel is opaque; BC4 grey, BC5
+// red and green with a blue of 0. Signed values of BC4 and BC5 are moved up by 128. Without compression: grey, RGB,
+// each also with opacity, as the channels are; red and green alone get a blue of 0. Fields of less than 8 bits become
+// 8 bits, others the bits of the widest. Colours of DXT2 and DXT4, which are multiplied with the opacity, are divided
+// again.
 Image decodeDds(const uint8_t* data, size_t size, const DdsDecodeOptions& options = {});
 
 struct DdsInfo {

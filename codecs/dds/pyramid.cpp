@@ -1,4 +1,4 @@
-// The running pyramid: of each level only the rows are held that a row of blocks, or a row of the level below, waits for.
+// The running pyramid: of each level only the rows are held that a row of blocks, or of the level below, waits for.
 #include "dds/pyramid.h"
 
 #include <algorithm>

@@ -25,6 +25,9 @@ class Header {
     if (w == 0 || h == 0 || w > INT32_MAX || h > INT32_MAX)
       throw Error(ErrorKind::damaged, "a texture of " + std::to_string(w) + " x " + std::to_string(h) + " pixels",
                   kHeight);
+    // Below, sizes in bytes are 64-bit numbers.
+    if (uint64_t{w} * h > uint64_t{1} << 56)
+      throw Error(ErrorKind::limit, "a texture of more than 2^56 pixels", kHeight);
     info_.format = texels_.name;
     info_.width = int(w);
     info_.height = int(h);
@@ -75,8 +78,6 @@ class Header {
     size_t offset = begin_;
     for (uint32_t i = 0; i < std::clamp<uint32_t>(levelsNamed(), 1, most); ++i) {
       DdsInfo::Level l = {sizeAt(info_.width, int(i)), sizeAt(info_.height, int(i)), offset, 0};
-      if (__builtin_mul_overflow(texels_.rowBytes(l.width), size_t(l.height), &l.bytes) || l.bytes > INT64_MAX)
-        throw Error(ErrorKind::limit, "a texture of more than 2^63 bytes", kHeight);
       l.bytes = texels_.bytes(l.width, l.height);
       offset += l.bytes;
       info_.levels.push_back(l);

@@ -58,11 +58,11 @@ void toYCoCg(const uint8_t* p, int width, uint8_t* to) {
   }
 }
 
-// The encoders keep the upper bits of endpoints. Read back, these are widened to the full range, so that a value of red or
-// blue would be up to 7 too large or too small. Moved up by 1 where it is dark, down by up to 2 where it is bright, it
-// meets the widened values better (0.2 to 0.5 dB in photographs; moving it by twice as much, which would round to the
-// nearest, does less, as the ends of a block's box are drawn in already). Black and white stay what they are. Opacities of
-// 4 bits, where they are asked for, are read as 17 times their number, and are rounded to the nearest.
+// The encoders keep the upper bits of endpoints. Read back, these are widened to the full range, so that a value of red
+// or blue would be up to 7 too large or too small. Moved up by 1 where it is dark, down by up to 2 where it is bright,
+// it meets the widened values better: by 0.2 to 0.5 dB in photographs. (Twice as much would round to the nearest, but
+// does less, as the ends of a block's box are drawn in already.) Black and white stay what they are. Opacities of 4
+// bits, where they are asked for, are read as 17 times their number, and are rounded to the nearest.
 void meetWidened(const uint8_t* pixels, int width, bool fourBits, uint8_t* to) {
   for (int x = 0; x < width; ++x, pixels += 4, to += 4) {
     uint32_t p;

@@ -187,10 +187,10 @@ ByteView Directory::bytesOf(Tag tag) const {
   return file_->in().view(f.values, f.count * each);
 }
 
-double Directory::rational(Tag tag) const {
+double Directory::rational(Tag tag, uint64_t i) const {
   const auto found = fields_.find(tag);
-  if (found == fields_.end() || found->second.type != kRational || found->second.count < 1) return 0;
-  const uint64_t at = found->second.values;
+  if (found == fields_.end() || found->second.type != kRational || found->second.count <= i) return 0;
+  const uint64_t at = found->second.values + 8 * i;
   if (at > file_->size() || file_->size() - at < 8) return 0;
   const uint32_t above = file_->in().u32(at), below = file_->in().u32(at + 4);
   return below ? double(above) / below : 0;

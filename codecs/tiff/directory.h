@@ -47,7 +47,9 @@ enum Tag : int {
   kExtraSamples = 338,
   kSampleFormat = 339,
   kJpegTables = 347,
+  kYCbCrCoefficients = 529,
   kYCbCrSubSampling = 530,
+  kReferenceBlackWhite = 532,
   kXmp = 700,
   kCopyright = 33432,
   kExifDirectory = 34665,
@@ -144,8 +146,8 @@ class Directory {
   uint64_t valueOr(Tag tag, uint64_t fallback) const { return has(tag) ? value(tag) : fallback; }
   // The bytes of a field, whatever its type; none without it. Throws where the file ends in them.
   ByteView bytesOf(Tag tag) const;
-  // A quotient, or 0 where there is none.
-  double rational(Tag tag) const;
+  // Quotient number i, or 0 where there is none.
+  double rational(Tag tag, uint64_t i = 0) const;
   // The position of value i.
   uint64_t position(Tag tag, uint64_t i) const;
   // The position of the entry, or of the directory where it has none.

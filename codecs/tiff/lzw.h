@@ -17,8 +17,8 @@ constexpr int kLzwCodes = 1 << kLzwMostBits;
 // Gives the bytes in pieces of any size.
 class LzwDecoder {
  public:
-  // Files of some old writers have the lowest bits first, and codes that do not grow early. They are known by their first
-  // code, which is Clear in either order.
+  // Files of some old writers have the lowest bits first, and codes that do not grow early. They are known by their
+  // first code, which is Clear in either order.
   explicit LzwDecoder(ByteView coded);
   // The next bytes; how many there are, less than n only where the data end or are damaged.
   size_t read(uint8_t* to, size_t n);
@@ -26,8 +26,8 @@ class LzwDecoder {
   size_t used() const { return at_; }
 
  private:
-  // A string is another one whose length is a multiple of eight, and up to eight bytes behind it: it is written backwards
-  // in steps of eight bytes.
+  // A string is another one whose length is a multiple of eight, and up to eight bytes behind it: it is written
+  // backwards in steps of eight bytes.
   struct Entry {
     uint64_t text;  // the bytes behind, the first one lowest
     uint16_t length;

@@ -21,45 +21,44 @@ Packer::~Packer() {
   if (deflate_) libdeflate_free_compressor(deflate_);
 }
 
-std::vector<uint8_t> Packer::pack(const uint8_t* rows, size_t rowBytes, int count) {
+ByteView Packer::pack(const uint8_t* rows, size_t rowBytes, int count) {
   const size_t size = rowBytes * size_t(count);
   switch (compression_) {
     case TiffCompression::packBits:
-      return packBits(rows, rowBytes, count);
-    case TiffCompression::lzw: {
-      std::vector<uint8_t> out;
-      out.reserve(size);
-      lzw_->encode(rows, size, &out);
-      return out;
-    }
+      packBits(rows, rowBytes, count);
+      break;
+    case TiffCompression::lzw:
+      out_.clear();
+      lzw_->encode(rows, size, &out_);
+      break;
     case TiffCompression::deflate:
-      return deflate(rows, size);
+      deflate(rows, size);
+      break;
     default:
-      return {rows, rows + size};
+      return {rows, size};
   }
+  return {out_.data(), out_.size()};
 }
 
 // Each row by itself (TIFF 6.0, section 9). A literal of up to 128 bytes takes one byte more.
-std::vector<uint8_t> Packer::packBits(const uint8_t* rows, size_t rowBytes, int count) const {
+void Packer::packBits(const uint8_t* rows, size_t rowBytes, int count) {
   const size_t room = rowBytes + (rowBytes + 127) / 128;
-  std::vector<uint8_t> out(room * size_t(count));
+  out_.resize(room * size_t(count));
   size_t at = 0;
   for (int y = 0; y < count; ++y) {
     int packed = 0;
     require(
-        zeliPackBitsRow_TIFF_8u_C1(rows + rowBytes * size_t(y), int(rowBytes), out.data() + at, &packed, int(room)));
+        zeliPackBitsRow_TIFF_8u_C1(rows + rowBytes * size_t(y), int(rowBytes), out_.data() + at, &packed, int(room)));
     at += size_t(packed);
   }
-  out.resize(at);
-  return out;
+  out_.resize(at);
 }
 
-std::vector<uint8_t> Packer::deflate(const uint8_t* data, size_t size) {
-  std::vector<uint8_t> out(libdeflate_zlib_compress_bound(deflate_, size));
-  const size_t packed = libdeflate_zlib_compress(deflate_, data, size, out.data(), out.size());
+void Packer::deflate(const uint8_t* data, size_t size) {
+  out_.resize(libdeflate_zlib_compress_bound(deflate_, size));
+  const size_t packed = libdeflate_zlib_compress(deflate_, data, size, out_.data(), out_.size());
   if (packed == 0) throw Error(ErrorKind::internal, "Deflate data above their bound");
-  out.resize(packed);
-  return out;
+  out_.resize(packed);
 }
 
 }  // namespace zelcodecs::tiff

@@ -19,16 +19,17 @@ class Packer {
   Packer(const Packer&) = delete;
   Packer& operator=(const Packer&) = delete;
 
-  // Rows of rowBytes without gaps.
-  std::vector<uint8_t> pack(const uint8_t* rows, size_t rowBytes, int count);
+  // Rows of rowBytes without gaps. What comes of them stays until the next call, or is the rows themselves.
+  ByteView pack(const uint8_t* rows, size_t rowBytes, int count);
 
  private:
-  std::vector<uint8_t> packBits(const uint8_t* rows, size_t rowBytes, int count) const;
-  std::vector<uint8_t> deflate(const uint8_t* data, size_t size);
+  void packBits(const uint8_t* rows, size_t rowBytes, int count);
+  void deflate(const uint8_t* data, size_t size);
 
   const TiffCompression compression_;
   std::unique_ptr<LzwEncoder> lzw_;
   libdeflate_compressor* deflate_ = nullptr;
+  std::vector<uint8_t> out_;
 };
 
 }  // namespace zelcodecs::tiff

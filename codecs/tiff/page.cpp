@@ -2,6 +2,7 @@
 #include "tiff/page.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 
 namespace zelcodecs::tiff {
@@ -61,7 +62,7 @@ void checkKind(const Directory& d, const TiffPage& p) {
     unsupported(d, kPredictor, "differences of samples of " + std::to_string(p.bitsPerSample) + " bits");
 }
 
-// TIFF 6.0, section 21. The reference levels and coefficients that it has as defaults are the only ones that are read.
+// TIFF 6.0, sections 20 and 21. Of the coefficients between RGB and YCbCr only those of the default are read.
 void readUnits(const Directory& d, Layout* l) {
   if (l->bits != 8 || l->samples != 3 || l->planes != 1 || l->predictor != kNoPredictor)
     unsupported(d, kPhotometric, "YCbCr of other than three samples of 8 bits together");
@@ -73,6 +74,14 @@ void readUnits(const Directory& d, Layout* l) {
     l->subX = int(x);
     l->subY = int(y);
   }
+  const double red = d.rational(kYCbCrCoefficients), green = d.rational(kYCbCrCoefficients, 1);
+  if (d.has(kYCbCrCoefficients) && (std::abs(red - 0.299) > 0.001 || std::abs(green - 0.587) > 0.001))
+    unsupported(d, kYCbCrCoefficients, "YCbCr with other coefficients than those of ITU-R BT.601");
+  for (int i = 0; i < 6 && d.has(kReferenceBlackWhite); ++i)
+    l->levels[i] = d.rational(kReferenceBlackWhite, uint64_t(i));
+  for (int i = 0; i < 6; i += 2)
+    if (l->levels[i + 1] - l->levels[i] < 1)
+      throw Error(ErrorKind::damaged, "a white that is not above its black", d.where(kReferenceBlackWhite));
   const size_t across = (size_t(l->pieceWidth) + size_t(l->subX) - 1) / size_t(l->subX);
   l->rowBytes = across * size_t(l->subX * l->subY + 2);
 }
@@ -113,9 +122,8 @@ Layout layoutOf(const Directory& d, const TiffPage& p, const Limits& limits) {
 // No compression makes more of a byte: PackBits 128 of 2, LZW 4096 of 12 bits, Deflate 258 of 2 bits, JPEG 6 blocks of
 // 64 samples of 12 bits.
 void checkLength(const Directory& d, const Layout& l, bool keepGoing) {
-  const uint64_t pageRow = (uint64_t(l.width) * uint64_t(l.samples) * uint64_t(l.bits) + 7) / 8;
-  // A luma for each pixel at least.
-  const uint64_t raw = (l.units() ? uint64_t(l.width) : pageRow) * uint64_t(l.height);
+  // What is unpacked for all rows, tiles beyond the right edge included.
+  const double raw = double(l.bytesOf(l.height)) * l.planes * l.across;
   const uint64_t ratio = l.compression == kUncompressed ? 1
                          : l.compression == kPackBits   ? 64
                          : l.compression == kLzw        ? 2731
@@ -123,7 +131,7 @@ void checkLength(const Directory& d, const Layout& l, bool keepGoing) {
   // Of a file that is cut short most may be missing, but not nearly all.
   const uint64_t size = d.file().size();
   const uint64_t most = keepGoing ? std::max<uint64_t>(ratio, 1024) * size + (1 << 20) : ratio * size;
-  if (raw > most)
+  if (raw > double(most))
     throw Error(keepGoing ? ErrorKind::limit : ErrorKind::damaged,
                 "a page of " + std::to_string(l.width) + " x " + std::to_string(l.height) +
                     " pixels, for which the file is too short, is named",

@@ -20,6 +20,7 @@ struct Layout {
   // YCbCr without JPEG comes in units of subX times subY pixels: their luma, then Cb and Cr. A row of bytes is then one
   // of units.
   int subX = 1, subY = 1;
+  double levels[6] = {0, 255, 128, 255, 128, 255};  // black and white, or none and most, of luma, Cb and Cr
 
   bool jpeg() const { return compression == kJpeg; }
   bool units() const { return photometric == kYCbCr && !jpeg(); }

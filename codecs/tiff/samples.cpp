@@ -2,6 +2,7 @@
 #include "tiff/samples.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 namespace zelcodecs::tiff {
@@ -73,7 +74,8 @@ RowConverter::RowConverter(const Layout& layout, const Meaning& meaning)
       asItIs_(layout.planes == 1 && (layout.bits == 8 || layout.bits == 16) && meaning.palette.empty() &&
               !meaning.inverted && !layout.units() && !meaning.associated &&
               layout.samples == channelsOf(meaning.model)) {
-  if (asItIs_) return;
+  if (layout.units()) prepareLevels();
+  if (asItIs_ || layout.units()) return;
   samples_.reset(new uint16_t[layout.rowSamples * size_t(layout.planes)]());
   if (layout.bits >= 8) return;
   const int top = (1 << layout.bits) - 1;
@@ -136,16 +138,27 @@ void RowConverter::convert(const T* in, size_t count, T* out) const {
   }
 }
 
-// ITU-R BT.601 with luma of 0 to 255 and chroma around 128, in 16 bits of fraction; chroma of a unit is that of its pixels.
+void RowConverter::prepareLevels() {
+  const double* const level = layout_.levels;
+  const auto table = [&](double least, double most, int range, std::vector<int>* out) {
+    for (int v = 0; v < 256; ++v)
+      out->push_back(int(std::lround(std::clamp((v - least) * range / (most - least), -512.0, 512.0) * 65536)));
+  };
+  table(level[0], level[1], 255, &luma_);
+  table(level[2], level[3], 127, &cb_);
+  table(level[4], level[5], 127, &cr_);
+}
+
+// ITU-R BT.601; chroma of a unit is that of all of its pixels.
 void RowConverter::unitsToPixels(const uint8_t* units, int rowOfUnits, int count, uint8_t* out) const {
   const int subX = layout_.subX, lumas = subX * layout_.subY;
-  const auto clamped = [](int v) { return uint8_t(std::clamp((v + 32768) >> 16, 0, 255)); };
+  const auto rounded = [](double v) { return uint8_t(std::clamp((int(v) + 32768) >> 16, 0, 255)); };
   for (int x = 0; x < count; ++x, out += 3) {
     const uint8_t* const unit = units + size_t(x / subX) * size_t(lumas + 2);
-    const int y = unit[rowOfUnits * subX + x % subX] * 65536, cb = unit[lumas] - 128, cr = unit[lumas + 1] - 128;
-    out[0] = clamped(y + 91881 * cr);
-    out[1] = clamped(y - 22554 * cb - 46802 * cr);
-    out[2] = clamped(y + 116130 * cb);
+    const int y = luma_[unit[rowOfUnits * subX + x % subX]], cb = cb_[unit[lumas]], cr = cr_[unit[lumas + 1]];
+    out[0] = rounded(y + 1.402 * cr);
+    out[1] = rounded(y - 0.344136 * cb - 0.714136 * cr);
+    out[2] = rounded(y + 1.772 * cb);
   }
 }
 

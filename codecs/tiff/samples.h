@@ -45,7 +45,11 @@ class RowConverter {
   const Layout& layout_;
   const Meaning& meaning_;
   bool asItIs_;
+  void prepareLevels();
+
   std::vector<uint8_t> scaled_;  // by value, where samples have less than 8 bits
+  // Of YCbCr units, by value, with 16 bits of fraction: luma from 0 to 255, chroma from -127 to 127.
+  std::vector<int> luma_, cb_, cr_;
   std::unique_ptr<uint16_t[]> samples_;
 };
 

@@ -1,11 +1,11 @@
 // TIFF 6.0 files, and BigTIFF files.
 //
-// Written: grey, RGB (each also with opacity) and CMYK pictures of 8 or 16 bits a sample in strips or tiles, as they are
-// or packed with PackBits, LZW or Deflate, in either byte order, one or several in a file. Read: strips and tiles of 1
-// to 16 bits a sample in these compressions and in JPEG, white as zero, palettes, samples in planes, opacity that
-// colours are multiplied with, bits in reversed order; any page. ICC profiles, EXIF, XMP, resolution, orientation and the
-// description are read and written. Refused by name: floating-point and signed samples, 32 bits, CCITT, old-style JPEG
-// and other compressions, L*a*b*.
+// Written: grey, RGB (each also with opacity) and CMYK pictures of 8 or 16 bits a sample in strips or tiles, as they
+// are or packed with PackBits, LZW or Deflate, in either byte order, one or several in a file. Read: strips and tiles
+// of 1 to 16 bits a sample in these compressions and in JPEG, white as zero, palettes, samples in planes, opacity that
+// colours are multiplied with, bits in reversed order, YCbCr; any page. ICC profiles, EXIF, XMP, resolution,
+// orientation and the description are read and written. Refused by name: floating-point and signed samples, 32 bits,
+// CCITT, old-style JPEG and other compressions, L*a*b*.
 //
 // Strips and tiles are divided among threads; files and pictures do not depend on it.
 #pragma once
@@ -33,7 +33,8 @@ struct TiffEncodeOptions : EncodeOptions {
   int dotsPerInch = 72;               // where the metadata have no resolution
 };
 
-// Writes a page band by band. Source and sink stay the caller's, and must outlive what reads or writes them.
+// Writes a file of one page band by band. Source and sink stay the caller's, and must outlive what reads or writes
+// them. On a sink that cannot be changed, as a pipe, the file goes out at the end and is held until then.
 std::unique_ptr<Encoder> createTiff(Sink& sink, const PictureFormat& format, const Metadata& metadata,
                                     const TiffEncodeOptions& options = {});
 // Samples of other than 8 and 16 bits are scaled up to these.
@@ -46,9 +47,9 @@ struct TiffDecodeOptions : DecodeOptions {
 
 // Reads a page band by band.
 std::unique_ptr<Decoder> openTiff(Source& source, const TiffDecodeOptions& options = {});
-// Samples of up to 8 bits become 8 bits, scaled; those of 9 to 16 bits keep their depth. A palette becomes RGB of 8 bits,
-// and colours that are multiplied with the opacity are divided again. Samples beyond colours and opacity are left out
-// with a warning.
+// Samples of up to 8 bits become 8 bits, scaled; those of 9 to 16 bits keep their depth. A palette becomes RGB of 8
+// bits, and colours that are multiplied with the opacity are divided again. Samples beyond colours and opacity are left
+// out with a warning.
 Image decodeTiff(const uint8_t* data, size_t size, const TiffDecodeOptions& options = {});
 
 // The fields as they are in the file or by default, also of pages that are not read.

@@ -144,6 +144,8 @@ class Deflate : public Unpacker {
   z_stream stream_ = {};
 };
 
+constexpr size_t kMostAtOnce = size_t{16} << 20;
+
 // All of a piece, which is faster. What does not come out as it should is left to the other way.
 class DeflateAtOnce : public Unpacker {
  public:
@@ -172,7 +174,7 @@ class DeflateAtOnce : public Unpacker {
 };
 
 std::unique_ptr<Unpacker> makeDeflate(const Coded& coded, size_t bytes, bool atOnce) {
-  if (atOnce) {
+  if (atOnce && bytes <= kMostAtOnce) {
     auto fast = std::make_unique<DeflateAtOnce>(coded, bytes);
     if (fast->whole()) return fast;
   }

@@ -40,7 +40,7 @@ class FileWriter {
   Form form() const { return form_; }
   uint64_t position() const { return (held_ ? *held_ : target_).position() - start_; }
 
-  void write(const Bytes& bytes) { out().write(bytes); }
+  void write(ByteView bytes) { out().write(bytes.data, bytes.size); }
   // Offsets are even (TIFF 6.0, section 2).
   void align() {
     if (position() % 2) out().write(Bytes(1));
@@ -97,8 +97,9 @@ class PieceWriter {
       for (int v = 0; v <= max; ++v) scaled_.push_back(uint16_t((int64_t{v} * top + max / 2) / max));
   }
 
-  // rows: of the picture. Beyond its right and lower edges a tile is filled up with their pixels.
-  Bytes pack(ConstRows rows, int firstColumn, int count) {
+  // rows: of the picture. Beyond its right and lower edges a tile is filled up with their pixels. The bytes stay until
+  // the next call.
+  ByteView pack(ConstRows rows, int firstColumn, int count) {
     const size_t rowBytes = size_t(width_) * format_.pixelBytes();
     const bool asItIs = !swapped_ && !differences_ && scaled_.empty();
     if (asItIs && count == rows.count && rows.step == rowBytes && width_ == format_.width)
@@ -205,23 +206,31 @@ class PageEncoder : public Encoder {
  private:
   void encodeBand(ConstRows rows) override {
     const int down = (rows.count - 1) / pieceRows_ + 1, count = down * across_;
-    std::vector<Bytes> packed(size_t{unsigned(count)});
-    const auto pack = [&](int i) {
+    const auto pack = [&](PieceWriter& writer, int i) {
       const int y = i / across_ * pieceRows_, there = std::min(pieceRows_, rows.count - y);
-      std::unique_ptr<PieceWriter> writer = takeWriter();
-      packed[size_t(i)] = writer->pack(rows.part(y, there), i % across_ * pieceWidth_, tiled_ ? pieceRows_ : there);
-      giveBack(std::move(writer));
+      return writer.pack(rows.part(y, there), i % across_ * pieceWidth_, tiled_ ? pieceRows_ : there);
     };
-    if (alone_)
-      for (int i = 0; i < count; ++i) pack(i);
-    else
-      team_.forEach(count, pack);
-    for (const Bytes& piece : packed) {
-      file_->align();
-      offsets_.push_back(file_->position());
-      lengths_.push_back(piece.size());
-      file_->write(piece);
+    if (alone_) {
+      std::unique_ptr<PieceWriter> writer = takeWriter();
+      for (int i = 0; i < count; ++i) writePiece(pack(*writer, i));
+      giveBack(std::move(writer));
+      return;
     }
+    std::vector<Bytes> packed(size_t{unsigned(count)});
+    team_.forEach(count, [&](int i) {
+      std::unique_ptr<PieceWriter> writer = takeWriter();
+      const ByteView bytes = pack(*writer, i);
+      packed[size_t(i)].assign(bytes.begin(), bytes.end());
+      giveBack(std::move(writer));
+    });
+    for (const Bytes& piece : packed) writePiece({piece.data(), piece.size()});
+  }
+
+  void writePiece(ByteView bytes) {
+    file_->align();
+    offsets_.push_back(file_->position());
+    lengths_.push_back(bytes.size);
+    file_->write(bytes);
   }
 
   void end() override {
@@ -230,7 +239,8 @@ class PageEncoder : public Encoder {
     putMetadata(meta_, options_.dotsPerInch, &fields);
     file_->align();
     Warnings warnings(options_.warnings);
-    file_->write(exifDirectories(meta_, file_->position(), file_->bigEndian(), file_->form(), &fields, &warnings));
+    const Bytes exif = exifDirectories(meta_, file_->position(), file_->bigEndian(), file_->form(), &fields, &warnings);
+    file_->write({exif.data(), exif.size()});
     file_->directory(fields);
     if (own_) own_->finish();
   }

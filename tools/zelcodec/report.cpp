@@ -50,9 +50,11 @@ int report(const std::string& file, const std::exception_ptr& failure, bool mayK
     std::rethrow_exception(failure);
   } catch (const Error& e) {
     const bool named = e.kind() == ErrorKind::file || file.empty();  // such a message begins with the file
+    const char* const hint = e.kind() == ErrorKind::damaged && mayKeepGoing ? "; --keep-going decodes what is there"
+                             : e.kind() == ErrorKind::limit ? "; --max-pixels and --max-memory move them"
+                                                            : "";
     std::fprintf(stderr, "zelcodec: %s%s%s%s%s\n", named ? "" : file.c_str(), named ? "" : ": ", leadOf(e.kind()),
-                 e.what(),
-                 e.kind() == ErrorKind::damaged && mayKeepGoing ? "; --keep-going decodes what is there" : "");
+                 e.what(), hint);
     return codeOf(e.kind());
   } catch (const std::bad_alloc&) {
     std::fprintf(stderr, "zelcodec: %s: out of memory\n", file.c_str());
