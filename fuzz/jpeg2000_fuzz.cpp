@@ -1,4 +1,5 @@
-// Any bytes through the JPEG 2000 decoder, with and without keep-going, at a size that the bytes choose.
+// Any bytes through the JPEG 2000 decoder, with and without keep-going, at a size that the bytes choose, and a part of
+// the picture.
 #include "fuzz.h"
 #include "jpeg2000/jpeg2000.h"
 
@@ -10,6 +11,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   options.limits.maxPixels = 1 << 18;
   options.threads = 1;
   options.maxLayers = int(choice & 1);
+  if (choice & 8) options.region = {int(choice >> 4 & 15), int(choice >> 8 & 15), 16, 8};
   try {
     const Jpeg2000Info info = readJpeg2000Info(data, size, options.limits);
     options.reduce = int(choice >> 1 & 3) % (info.levels + 1);
@@ -36,8 +38,13 @@ std::vector<std::vector<uint8_t>> fuzzSeeds() {
     o.sop = run % 3 == 1;
     o.eph = run % 4 == 1;
     o.jp2 = run % 2;
-    const ColourModel models[] = {ColourModel::grey, ColourModel::rgb, ColourModel::cmyk};
-    files.push_back(encodeJpeg2000(zeltest::picture(45, 37, models[run % 3], run % 7 == 0 ? 12 : 8), o));
+    const ColourModel models[] = {ColourModel::grey, ColourModel::rgb, ColourModel::cmyk, ColourModel::greyAlpha,
+                                  ColourModel::rgba};
+    Image image = zeltest::picture(45, 37, models[run % 5], run % 7 == 0 ? 12 : 8);
+    image.metadata().orientation = 1 + run % 8;
+    image.metadata().comments.assign(size_t(run % 2), "a comment");
+    image.metadata().pixelsPerMetreX = image.metadata().pixelsPerMetreY = run % 3 * 1000;
+    files.push_back(encodeJpeg2000(image, o));
   }
   return files;
 }
