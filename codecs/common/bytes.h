@@ -18,7 +18,6 @@ struct ByteView {
   const uint8_t* begin() const { return data; }
   const uint8_t* end() const { return data + size; }
   ByteView from(size_t at) const { return {data + at, size - at}; }
-  bool startsWith(const char* text, size_t length) const;
 };
 
 constexpr uint32_t bigEndian16(const uint8_t* p) { return uint32_t(p[0] << 8 | p[1]); }

@@ -51,8 +51,8 @@ class FileSink : public Sink {
 
   void write(const uint8_t* data, size_t size) override {
     position_ += size;
-    if (buffer_.size() + size > kBuffer) flush();
-    if (size >= kBuffer)
+    if (buffer_.size() + size > kBuffer || size >= kWorthACall) flush();
+    if (size >= kWorthACall)
       put(data, size);
     else
       buffer_.insert(buffer_.end(), data, data + size);
@@ -80,6 +80,7 @@ class FileSink : public Sink {
 
  private:
   static constexpr size_t kBuffer = size_t{128} << 10;
+  static constexpr size_t kWorthACall = size_t{32} << 10;  // written from where it stands; less is gathered first
 
   static mode_t processMask() {
     const mode_t mask = umask(0);

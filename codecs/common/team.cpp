@@ -12,8 +12,22 @@
 
 namespace zelcodecs {
 
-SerialPrimitives::SerialPrimitives() : before_(omp_get_max_threads()) { omp_set_num_threads(1); }
-SerialPrimitives::~SerialPrimitives() { omp_set_num_threads(before_); }
+namespace {
+
+// How many threads OpenMP would use on this thread, had it not been told to use one for the time being; 0 where it has
+// not.
+thread_local int outsideThreads = 0;
+
+}  // namespace
+
+SerialPrimitives::SerialPrimitives() : before_(outsideThreads) {
+  if (before_ == 0) outsideThreads = omp_get_max_threads();
+  omp_set_num_threads(1);
+}
+SerialPrimitives::~SerialPrimitives() {
+  if (before_ == 0) omp_set_num_threads(outsideThreads);
+  outsideThreads = before_;
+}
 
 // All but the threads themselves is guarded by the mutex; pieces are large enough for that.
 struct Team::Shared {
@@ -73,7 +87,11 @@ void Team::Shared::worker() {
   }
 }
 
-Team::Team(int threads) : threads_(std::clamp(threads > 0 ? threads : omp_get_max_threads(), 1, 1024)) {}
+Team::Team(int threads)
+    : threads_(std::clamp(threads > 0          ? threads
+                          : outsideThreads > 0 ? outsideThreads
+                                               : omp_get_max_threads(),
+                          1, 1024)) {}
 
 Team::~Team() {
   if (!shared_) return;

@@ -15,7 +15,7 @@ class SerialPrimitives {
   SerialPrimitives& operator=(const SerialPrimitives&) = delete;
 
  private:
-  const int before_;
+  const int before_;  // what an enclosing one has noted; 0 without one
 };
 
 class Team {

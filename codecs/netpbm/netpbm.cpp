@@ -254,6 +254,7 @@ class NetpbmEncoder : public Encoder {
  private:
   void encodeBand(ConstRows rows) override {
     const size_t bytes = format().rowBytes();
+    if (format().bytesPerSample() == 1 && rows.step == bytes) return sink_.write(rows.data, bytes * size_t(rows.count));
     if (format().bytesPerSample() == 1) {
       for (int y = 0; y < rows.count; ++y) sink_.write(rows.row(y), bytes);
       return;
