@@ -174,15 +174,19 @@ class Jpeg2000Encoder : public Encoder {
   }
 
  private:
+  // Of what a codestream alone does not keep.
+  void warnOfBoxes(const Metadata& m, Warnings* warnings) const {
+    if (!m.icc.empty() || !m.exif.empty() || !m.xmp.empty() || m.pixelsPerMetreX != 0 || m.orientation != 1)
+      warnings->add("a codestream without boxes keeps no profile, EXIF, XMP, resolution or orientation");
+    if (hasOpacity(format().model)) warnings->add("a codestream without boxes does not say which channel is opacity");
+  }
+
   void writeHeaders(const Metadata& metadata) {
     Warnings warnings(options_.warnings);
-    if (options_.jp2) {
+    if (options_.jp2)
       boxLength_ = writeBoxes(format(), metadata, &warnings, &sink_);
-    } else {
-      if (!metadata.icc.empty() || !metadata.exif.empty() || !metadata.xmp.empty() || metadata.pixelsPerMetreX != 0 ||
-          metadata.orientation != 1)
-        warnings.add("a codestream without boxes keeps no profile, EXIF, XMP, resolution or orientation");
-    }
+    else
+      warnOfBoxes(metadata, &warnings);
     std::vector<uint8_t> out;
     ByteWriter w(&out);
     w.u16(kSOC);

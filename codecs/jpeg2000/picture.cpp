@@ -264,11 +264,15 @@ void Picture::paint(const Tile& tile, TileDecoder* decoder, const Rect& pixels, 
   for (const Channel& k : channels_)
     if (k.component < 3) end = std::max(end, sourceOf(tile, k, pixels).y1);
   decoder->finishRows(end, team);
-  constexpr int kRows = 8;
+  // Pieces of rows, so that the lines between component and picture stay in the cache.
+  constexpr int kRows = 8, kColumns = 4096;
   const int rows = decoder->blank() ? 1 : pixels.height();
   team->forEach((rows + kRows - 1) / kRows, [&](int i) {
     for (int y = i * kRows; y < std::min(rows, (i + 1) * kRows); ++y)
-      paintRow(tile, *decoder, pixels, pixels.y0 + y, to.row(y));
+      for (int x = 0; x < pixels.width(); x += kColumns) {
+        const Rect piece = {pixels.x0 + x, pixels.y0, pixels.x0 + std::min(pixels.width(), x + kColumns), pixels.y1};
+        paintRow(tile, *decoder, piece, pixels.y0 + y, to.row(y) + size_t(x) * format_.pixelBytes());
+      }
   });
   for (int y = rows; y < pixels.height(); ++y)  // all rows are alike
     std::memcpy(to.row(y), to.row(0), size_t(pixels.width()) * format_.pixelBytes());
