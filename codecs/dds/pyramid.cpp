@@ -62,6 +62,7 @@ void Level::codeWhatIsThere() {
   coded_ += rows;
 }
 
+// Row y of the level below covers rows 2 y and 2 y + 1, of odd heights also 2 y + 2.
 void Level::halveWhatIsThere() {
   const Cover down = coverOf(height_);
   const int ready = end_ == height_ ? down.half : std::max(0, (end_ - down.count()) / 2 + (end_ >= down.count()));
@@ -100,6 +101,7 @@ void Level::halveRow(int y, uint8_t* to) const {
     }
 }
 
+// Rows above both the next row of blocks and the next row of the level below are not needed again.
 void Level::dropWhatIsDone() {
   const int needed = below_ ? std::min(coded_, 2 * halved_) : coded_;
   const int drop = std::min(needed, end_) - first_;

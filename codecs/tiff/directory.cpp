@@ -106,6 +106,7 @@ File::File(ByteView bytes) : in_(bytes, bytes.size > 0 && bytes.data[0] == 'M') 
   form_.big = beginsWith(bytes.data, bytes.size, kBigMagic);
   if (!form_.big && !beginsWith(bytes.data, bytes.size, kMagic))
     throw Error(ErrorKind::unsupported, "not a TIFF file", 0);
+  // BigTIFF says how many bytes an offset has, and nobody has ever written others than 8.
   if (form_.big && (in_.u16(4) != 8 || in_.u16(6) != 0))
     throw Error(ErrorKind::unsupported, "a BigTIFF file with offsets of other than 8 bytes", 4);
   offset(form_.linkAt());

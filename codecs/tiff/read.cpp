@@ -189,6 +189,8 @@ class TiffDecoder : public Decoder {
     open(format, chooseBand(format), options);
   }
 
+  // Offsets and lengths are taken out of the file once, as far as it has them. Some writers of tiles use the tags of
+  // strips; without lengths, which only raw data can go without, a strip is as long as its rows.
   void listPieces(const Directory& d, const TiffPage& p) {
     const Tag offsets = p.tiled && d.has(kTileOffsets) ? kTileOffsets : kStripOffsets;
     const Tag lengths = p.tiled && d.has(kTileByteCounts) ? kTileByteCounts : kStripByteCounts;
@@ -214,6 +216,7 @@ class TiffDecoder : public Decoder {
     warnings_.add(e);
   }
 
+  // As high as the pieces, or several rows of them for the threads to share; or some rows of large ones.
   int chooseBand(const PictureFormat& format) {
     const Layout& l = page_.layout;
     const size_t rowBytes = format.rowBytes(), pieceRow = rowBytes * size_t(std::min(l.pieceRows, l.height));
@@ -241,10 +244,12 @@ class TiffDecoder : public Decoder {
       team_.forEach(count, work);
   }
 
+  // Whether the region touches a column of pieces.
   bool isWanted(int column) const {
     const int first = column * page_.layout.pieceWidth;
     return first < wanted().x + wanted().width && first + page_.layout.pieceWidth > wanted().x;
   }
+  // Whether the file has the piece in all planes: those of the last one are named last.
   bool isNamed(int column, int row) const {
     const Layout& l = page_.layout;
     const size_t last = size_t(l.planes - 1) * size_t(l.piecesOfPlane()) + size_t(row) * size_t(l.across);

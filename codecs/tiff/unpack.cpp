@@ -126,7 +126,7 @@ class Deflate : public Unpacker {
       stream_.avail_in = uInt(there);
       stream_.next_out = to;
       stream_.avail_out = uInt(room);
-      const int status = inflate(&stream_, Z_SYNC_FLUSH);
+      const int status = inflate(&stream_, Z_SYNC_FLUSH);  // all that fits, also in the middle of a block
       at_ += there - stream_.avail_in;
       const size_t done = room - stream_.avail_out;
       to += done;

@@ -126,6 +126,8 @@ class PieceWriter {
     else
       finish(to);
   }
+  // Scaling comes first, as differences are of the samples in the file; byte order is the last thing, as differences
+  // are numbers too.
   template <class T>
   void finish(T* row) const {
     const size_t n = size_t(width_) * size_t(format_.channels());
@@ -274,6 +276,7 @@ class PageEncoder : public Encoder {
     f->numbers(kPageNumber, kShort, {uint64_t(number_), uint64_t(count_)});
   }
 
+  // Tables of compressors cost time to make: each thread takes a writer that nobody uses at the moment.
   std::unique_ptr<PieceWriter> takeWriter() {
     {
       const std::lock_guard<std::mutex> lock(mutex_);

@@ -36,7 +36,7 @@ inline void setFields(TIFF* t, const TiffPicture& p) {
       {TIFFTAG_SAMPLESPERPIXEL, p.samples}, {TIFFTAG_PHOTOMETRIC, p.photometric}, {TIFFTAG_COMPRESSION, p.compression},
       {TIFFTAG_PLANARCONFIG, p.planar},     {TIFFTAG_FILLORDER, p.fillOrder}};
   for (const auto& [tag, value] : fields) TIFFSetField(t, tag, value);
-  for (const uint32_t tag : {TIFFTAG_TILEWIDTH, TIFFTAG_TILELENGTH})
+  for (const uint32_t tag : {uint32_t{TIFFTAG_TILEWIDTH}, uint32_t{TIFFTAG_TILELENGTH}})
     if (p.tile) TIFFSetField(t, tag, p.tile);
   if (!p.tile) TIFFSetField(t, TIFFTAG_ROWSPERSTRIP, p.rowsPerStrip);
   if (p.predictor != 1) TIFFSetField(t, TIFFTAG_PREDICTOR, p.predictor);

@@ -219,6 +219,16 @@ TEST(Tiff, NamesWhatItDoesNotSupport) {
   }
 }
 
+// What has gone into it cannot be changed.
+struct Pipe : Sink {
+  Bytes bytes;
+  void write(const uint8_t* data, size_t size) override { bytes.insert(bytes.end(), data, data + size); }
+  uint64_t position() const override { return bytes.size(); }
+  bool canPatch() const override { return false; }
+  void patch(uint64_t, const uint8_t*, size_t) override { ADD_FAILURE() << "a pipe is changed"; }
+  void commit() override {}
+};
+
 // Strips of 3 MB are read in pieces of bands; tiles and regions beside them give the same pixels.
 TEST(Tiff, BandsAndRegions) {
   const Image image = zeltest::picture(1030, 1001, ColourModel::rgb);
@@ -238,6 +248,9 @@ TEST(Tiff, BandsAndRegions) {
         encoder->write(image.rows(y, n));
       encoder->finish();
       EXPECT_EQ(streamed, file);
+      Pipe pipe;
+      writeAll(*createTiff(pipe, image.format(), {}, o), image);
+      EXPECT_EQ(pipe.bytes, file);
       for (const Region& r : {Region{300, 777, 2, 100}, Region{1029, 0, 1, 1001}, Region{0, 3, 1030, 997}}) {
         TiffDecodeOptions d;
         d.region = r;
