@@ -42,7 +42,8 @@ class MappedSource : public MemorySource {
   // Gives back the pages, a few megabytes at a time; they stay in the system's cache.
   void release(size_t before) override {
     const size_t end = std::min(before, bytes_.size) / kStep * kStep;
-    if (end <= released_) return;
+    if (end < released_) released_ = 0;  // the reader has gone back, and brought the pages in again
+    if (end == released_) return;
     madvise(static_cast<uint8_t*>(map_) + released_, end - released_, MADV_DONTNEED);
     released_ = end;
   }

@@ -226,8 +226,6 @@ class TiffDecoder : public Decoder {
     alone_ = team_.threads() == 1 || (l.compression == kUncompressed && RowConverter(l, page_.meaning).asItIs()) ||
              rowBytes * size_t(l.height) < kBand;
     if (large_) {
-      if (l.jpeg() && pieceRow > page_.limits.maxMemory)
-        throw Error(ErrorKind::limit, "JPEG strips that need more memory than the limit");
       return int(std::clamp<size_t>(kBandOfLarge / rowBytes, 1, size_t(l.pieceRows)));
     }
     size_t rows = (alone_ ? kBand : kBandOfThreads) / pieceRow;

@@ -188,39 +188,50 @@ std::unique_ptr<Unpacker> makeDeflate(const Coded& coded, size_t bytes, bool atO
 class Jpeg : public Unpacker {
  public:
   Jpeg(const Layout& l, const Coded& c, ByteView tables, const Limits& limits) : offset_(c.offset) {
-    std::vector<uint8_t> joined;
     ByteView file = c.bytes;
     constexpr uint8_t kStart[] = {0xFF, 0xD8};
     const bool begins = file.size > 2 && std::equal(kStart, kStart + 2, file.data);
     if (tables.size >= 4 && begins) {
-      joined.assign(tables.data, tables.data + tables.size - 2);
-      joined.insert(joined.end(), c.bytes.data + 2, c.bytes.end());
-      file = {joined.data(), joined.size()};
+      joined_.assign(tables.data, tables.data + tables.size - 2);
+      joined_.insert(joined_.end(), c.bytes.data + 2, c.bytes.end());
+      file = {joined_.data(), joined_.size()};
     }
+    source_ = memorySource(file.data, file.size);
     JpegDecodeOptions o;
     o.threads = 1;
     o.convertColour = l.photometric == kYCbCr;
     o.limits = limits;
     o.limits.maxPixels = uint64_t(l.pieceWidth) * uint64_t(l.pieceRows);
-    try {
-      image_ = decodeJpeg(file.data, file.size, o);
-    } catch (const Error& e) {
-      throw Error(e.kind(), std::string("JPEG data of a strip or tile: ") + e.what() + ", which begins", c.offset);
-    }
-    if (image_.width() != l.pieceWidth || uint64_t(image_.height()) < c.rows || image_.bitDepth() != 8 ||
-        image_.rowBytes() != l.rowBytes)
+    named([&] { decoder_ = openJpeg(*source_, o); });
+    const PictureFormat& f = decoder_->format();
+    if (f.width != l.pieceWidth || uint64_t(f.height) < c.rows || f.bitDepth != 8 || f.rowBytes() != l.rowBytes)
       throw Error(ErrorKind::damaged, "JPEG data of another size or kind than their strip or tile", c.offset);
   }
+  // Whole rows.
   void read(uint8_t* to, size_t n) override {
-    std::memcpy(to, image_.data() + at_, n);
-    at_ += n;
+    named([&] { decoder_->read({to, n, 1}); });
+  }
+  void skip(size_t n) override {
+    std::vector<uint8_t> row(decoder_->format().rowBytes());
+    for (size_t rows = n / row.size(); rows > 0; --rows) read(row.data(), row.size());
   }
   uint64_t position() const override { return offset_; }
 
  private:
+  // Positions of errors are those in the JPEG data; where these begin is added.
+  template <class Work>
+  void named(const Work& work) const {
+    try {
+      work();
+    } catch (const Error& e) {
+      throw Error(e.kind(), std::string("JPEG data of a strip or tile: ") + e.what() + ", which begins", offset_);
+    }
+  }
+
   const uint64_t offset_;
-  Image image_;
-  size_t at_ = 0;
+  std::vector<uint8_t> joined_;
+  std::unique_ptr<Source> source_;
+  std::unique_ptr<Decoder> decoder_;
 };
 
 // ---- Reversed bits --------------------------------------------------------------------------------------------------
