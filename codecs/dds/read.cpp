@@ -144,11 +144,17 @@ class DdsDecoder : public Decoder {
     warnings->add(cut);
   }
 
-  // What is missing is transparent black.
+  // What is missing is transparent black. The blocks are looked through piece by piece, so that a large file does not
+  // stay in memory for it.
   void chooseModel(bool complete) {
-    if (texels_.kind == Texels::Kind::colourBlocks && complete &&
-        areOpaque(texels_, data_.data, data_.size / texels_.unitBytes))
-      texels_.model = ColourModel::rgb;
+    if (texels_.kind != Texels::Kind::colourBlocks || !complete) return;
+    constexpr size_t kPiece = size_t{1} << 16;  // blocks
+    const size_t blocks = data_.size / texels_.unitBytes;
+    for (size_t at = 0; at < blocks; at += kPiece) {
+      if (!areOpaque(texels_, data_.data + at * texels_.unitBytes, std::min(kPiece, blocks - at))) return;
+      source_.release(offset_ + at * texels_.unitBytes);
+    }
+    texels_.model = ColourModel::rgb;
   }
 
   int chooseBand(const PictureFormat& format) const {
