@@ -50,8 +50,8 @@ class BlockRing {
   Blocks blocks_;
 };
 
-// Stands on an MCU of a scan: its blocks in the order in which they are coded (T.81 A.2.3), those of a component in rows
-// from left to right, the components one after the other.
+// Stands on an MCU of a scan: its blocks in the order in which they are coded (T.81 A.2.3), those of a component in
+// rows from left to right, the components one after the other.
 template <class Value>
 class McuWalk {
  public:

@@ -8,7 +8,8 @@
 //   step n, several threads:  blocks of group n, transforms of group n - 1 and pictures of group n - 2, side by side
 //
 // Files with restart markers that groups can end at go the first way with several threads as well, their intervals side
-// by side, and beside them the pictures. What comes in several scans is stored first: blocks of DCT processes, whole planes of lossless ones.
+// by side, and beside them the pictures. What comes in several scans is stored first: blocks of DCT processes, whole
+// planes of lossless ones.
 #include <algorithm>
 #include <numeric>
 #include <utility>
@@ -138,8 +139,8 @@ JpegDecoder::Way JpegDecoder::chooseWay() const {
   return team_.threads() == 1 || (intervalRows() && !options_.keepGoing) ? Way::straight : Way::grouped;
 }
 
-// After how many rows of MCUs a restart interval ends with the row, again and again; 0 where that is too many to be held
-// at once, or never.
+// After how many rows of MCUs a restart interval ends with the row, again and again; 0 where that is too many to be
+// held at once, or never.
 int JpegDecoder::intervalRows() const {
   const int interval = scans_.reader().restartInterval(), wide = mcus_.mcusWide(scans_.frame());
   const int rows = interval / std::gcd(interval, wide);

@@ -16,7 +16,8 @@ using namespace jpeg;
 
 namespace {
 
-// Calls onBlock(coefficients, part) for the blocks of the MCUs [from, to) of a scan, and afterMcu() after each of these.
+// Calls onBlock(coefficients, part) for the blocks of the MCUs [from, to) of a scan, and afterMcu() after each of
+// these.
 template <class OnBlock, class AfterMcu>
 void forEachBlock(McuWalk<const int16_t> walk, int wide, int from, int to, const OnBlock& onBlock,
                   const AfterMcu& afterMcu) {

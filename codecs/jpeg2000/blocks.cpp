@@ -1,5 +1,5 @@
-// The tier-1 coder of the library, with what files need besides: codeword segments that end in other ways, and bytes that
-// are handed out in pieces.
+// The tier-1 coder of the library, with what files need besides: codeword segments that end in other ways, and bytes
+// that are handed out in pieces.
 #include "jpeg2000/blocks.h"
 
 #include <algorithm>
@@ -32,8 +32,8 @@ ZeliDecodeCBProgrState_JPEG2K* record(State* s) { return reinterpret_cast<ZeliDe
 
 // Raw segments end in ways that the primitive does not take for intact. Other encoders fill the last byte with other
 // bits, and leave out a last byte of ones, of which a decoder reads as many as it likes behind the end (a byte behind
-// 0xFF has seven bits). The primitive wants what is not read of the last byte to be the low bits of 0x55. Each number of
-// such bits is tried, without and with one or two bytes of ones behind the segment, until one fits: no bit that the
+// 0xFF has seven bits). The primitive wants what is not read of the last byte to be the low bits of 0x55. Each number
+// of such bits is tried, without and with one or two bytes of ones behind the segment, until one fits: no bit that the
 // decoder reads is changed then.
 template <class Try>
 bool tryEndings(const uint8_t* segment, size_t length, const Try& attempt) {

@@ -40,8 +40,8 @@ struct EncodedBlock {
   int lengthBits = 3;  // Lblock
 };
 
-// Codes blocks of words of sign and magnitude, whose lowest plane to code is bit 31 - planes. distortions: what each pass
-// takes off, summed up, in squared steps of the lowest plane; may be null.
+// Codes blocks of words of sign and magnitude, whose lowest plane to code is bit 31 - planes. distortions: what each
+// pass takes off, summed up, in squared steps of the lowest plane; may be null.
 class BlockEncoder {
  public:
   BlockEncoder(int blockWidth, int blockHeight);

@@ -1,5 +1,5 @@
-// The marker segments of a codestream (T.800 Annex A): the main header, where the tile-parts lie, and what the header of
-// a tile says.
+// The marker segments of a codestream (T.800 Annex A): the main header, where the tile-parts lie, and what the header
+// of a tile says.
 #pragma once
 
 #include <string>

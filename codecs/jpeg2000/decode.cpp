@@ -127,8 +127,8 @@ class Jpeg2000Decoder : public Decoder {
     return {r.x, r.y, r.x + r.width, r.y + r.height};
   }
 
-  // Rows of tiles may differ in height: the first one is cut off by the image's edge, and halving rounds. Then bands are
-  // low, and a row of tiles waits in memory.
+  // Rows of tiles may differ in height: the first one is cut off by the image's edge, and halving rounds. Then bands
+  // are low, and a row of tiles waits in memory.
   int chooseBand() {
     constexpr size_t kBandBytes = size_t{256} << 10;
     const int low = std::max<int>(8, int(kBandBytes / picture_.format().rowBytes()));

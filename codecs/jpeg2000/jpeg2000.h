@@ -10,10 +10,10 @@
 // given as they are stored, with a warning.
 //
 // A tile is what is held at once: its coefficients, of 2 bytes in reversible pictures of up to 10 bits and else of 4,
-// and records of its code blocks, whose bytes stay in the file. A region of a picture is decoded from the tiles and code
-// blocks that it depends on. An encoder holds besides the coded blocks of all tiles where a rate, a quality or layers
-// are asked for. Tiles, or the code blocks of one tile, are divided among threads; files and pictures do not depend on
-// it.
+// and records of its code blocks, whose bytes stay in the file. A region of a picture is decoded from the tiles and
+// code blocks that it depends on. An encoder holds besides the coded blocks of all tiles where a rate, a quality or
+// layers are asked for. Tiles, or the code blocks of one tile, are divided among threads; files and pictures do not
+// depend on it.
 #pragma once
 
 #include <string>

@@ -144,8 +144,8 @@ void writePacket(const PacketId& id, const Tile& tile, EncodedTile::Precinct* pr
 
 namespace {
 
-// The bytes of the blocks, and what their headers take at most as a rule: a vector that grows by doubling would hold the
-// file twice.
+// The bytes of the blocks, and what their headers take at most as a rule: a vector that grows by doubling would hold
+// the file twice.
 size_t roomFor(const EncodedTile& tile) {
   constexpr size_t kHeader = 8;
   size_t bytes = 0;

@@ -270,8 +270,8 @@ TEST(JpegInterop, FittedTablesAreThePeersOwn) {
   }
 }
 
-// Restart intervals, scans and rows are divided: intervals that end with rows, with every third row, and with hardly any.
-// The picture is large enough for that.
+// Restart intervals, scans and rows are divided: intervals that end with rows, with every third row, and with hardly
+// any. The picture is large enough for that.
 TEST(JpegInterop, ThreadsChangeNothing) {
   for (const JpegProcess process : {JpegProcess::baseline, JpegProcess::progressive, JpegProcess::lossless})
     for (int kind = 0; kind < 6; ++kind) {
