@@ -42,6 +42,7 @@ class FileSink : public Sink {
       if (file_ < 0) fail();
     } else {
       openBeside(path, there ? about.st_mode & 07777 : 0666 & ~processMask());
+      replaces_ = there;
     }
   }
   ~FileSink() override {
@@ -80,6 +81,7 @@ class FileSink : public Sink {
 
  private:
   static constexpr size_t kBuffer = size_t{128} << 10;
+  static constexpr off_t kBegin = off_t{1} << 20;
   static constexpr size_t kWorthACall = size_t{32} << 10;  // written from where it stands; less is gathered first
 
   static mode_t processMask() {
@@ -108,8 +110,15 @@ class FileSink : public Sink {
     while (size) {
       const ssize_t n = ::write(file_, data, size);
       if (n < 0 && errno != EINTR) fail();
-      if (n > 0) data += n, size -= size_t(n);
+      if (n > 0) data += n, size -= size_t(n), written_ += n;
     }
+    if (replaces_ && written_ - begun_ >= kBegin) beginToStore();
+  }
+  // Where a file takes the place of another, file systems store its contents before the name, and the caller waits at
+  // the rename. What is written by then is asked to be stored already; it is no error if it is not.
+  void beginToStore() {
+    sync_file_range(file_, begun_, written_ - begun_, SYNC_FILE_RANGE_WRITE);
+    begun_ = written_;
   }
 
   const std::string name_;
@@ -117,6 +126,8 @@ class FileSink : public Sink {
   int file_ = -1;
   uint64_t position_ = 0;
   std::vector<uint8_t> buffer_;
+  bool replaces_ = false;
+  off_t written_ = 0, begun_ = 0;  // bytes; to be stored
 };
 
 }  // namespace
