@@ -25,7 +25,7 @@ struct DecodeOptions {
   bool keepGoing = false;
   // What of the picture is wanted. Where the format allows, the rest is not decoded.
   Region region;
-  int threads = 0;  // 0 for as many as OpenMP would use
+  int threads = 0;  // 0 for as many as OpenMP would use, where they pay
   Limits limits;
   Progress progress;
   // Where not null: receives what is odd about the file, and with keepGoing each damage.
@@ -33,7 +33,7 @@ struct DecodeOptions {
 };
 
 struct EncodeOptions {
-  int threads = 0;  // 0 for as many as OpenMP would use
+  int threads = 0;  // 0 for as many as OpenMP would use, where they pay
   Progress progress;
   // Where not null: receives what of the metadata cannot be written.
   std::vector<std::string>* warnings = nullptr;

@@ -112,7 +112,7 @@ JpegDecoder::JpegDecoder(Source& source, const JpegDecodeOptions& options)
       mcuColumns_((mcus_.interleaved() ? scans_.frame().hMax : 1) * scans_.frame().dataUnit() /
                   options.scaleDenominator),
       rows_(mcus_.mcusHigh(scans_.frame())),
-      team_(threadsFor(picture_.format, options.threads)),
+      team_(threadsFor(picture_.format, options.threads, scans_.reader().restartInterval() == 0)),
       way_(chooseWay()),
       group_(chooseGroupRows(way_)) {
   metadata_ = scans_.reader().metadata(scans_.warnings());

@@ -32,7 +32,9 @@ Frame frameFor(const PictureFormat& format, const Layout& layout) {
 // What both ways have in common: blocks from bands.
 class BlockEncoder : public Encoder {
  protected:
-  BlockEncoder(Sink& sink, const PictureFormat& format, const Metadata& metadata, const JpegEncodeOptions& options);
+  // codedInOrder: as threadsFor() has it.
+  BlockEncoder(Sink& sink, const PictureFormat& format, const Metadata& metadata, const JpegEncodeOptions& options,
+               bool codedInOrder);
 
   void open(int bandRows);
   // Makes the blocks of a piece of a row of MCUs, where walk's store has them. Rows count in the picture.
@@ -55,7 +57,7 @@ class BlockEncoder : public Encoder {
 };
 
 BlockEncoder::BlockEncoder(Sink& sink, const PictureFormat& format, const Metadata& metadata,
-                           const JpegEncodeOptions& options)
+                           const JpegEncodeOptions& options, bool codedInOrder)
     : sink_(sink),
       options_(options),
       metadata_(metadata),
@@ -64,7 +66,7 @@ BlockEncoder::BlockEncoder(Sink& sink, const PictureFormat& format, const Metada
       frame_(frameFor(format, layout_)),
       all_(scanOfAll(frame_)),
       quant_{{kLuminanceQuant, options.quality}, {kChrominanceQuant, options.quality}},
-      team_(threadsFor(format, options.threads)) {
+      team_(threadsFor(format, options.threads, codedInOrder)) {
   const int64_t interval =
       options.restartInterval ? options.restartInterval : int64_t{options.restartRows} * frame_.mcusWide;
   requireCodable(format.width, format.height, interval);
@@ -122,7 +124,7 @@ class StreamingEncoder : public BlockEncoder {
 
 StreamingEncoder::StreamingEncoder(Sink& sink, const PictureFormat& format, const Metadata& metadata,
                                    const JpegEncodeOptions& options)
-    : BlockEncoder(sink, format, metadata, options), scan_(all_) {
+    : BlockEncoder(sink, format, metadata, options, !options.restartInterval && !options.restartRows), scan_(all_) {
   const std::vector<int> tableOf = huffmanTables(frame_.components.size(), layout_.adobeTransform);
   for (int i = 0; i < scan_.count; ++i) {
     const Component& c = frame_.components[size_t(i)];
@@ -243,7 +245,7 @@ void StreamingEncoder::end() {
 class StoringEncoder : public BlockEncoder {
  public:
   StoringEncoder(Sink& sink, const PictureFormat& format, const Metadata& metadata, const JpegEncodeOptions& options)
-      : BlockEncoder(sink, format, metadata, options), store_(storeFor(frame_)) {
+      : BlockEncoder(sink, format, metadata, options, false), store_(storeFor(frame_)) {
     store_.jfif = layout_.adobeTransform < 0;
     store_.adobeTransform = layout_.adobeTransform;
     for (size_t i = 0; i < frame_.components.size(); ++i)

@@ -140,7 +140,7 @@ LosslessEncoder::LosslessEncoder(Sink& sink, const PictureFormat& format, const 
       options_(options),
       metadata_(metadata),
       picture_(format),
-      team_(threadsFor(format, options.threads)) {
+      team_(threadsFor(format, options.threads, !options.restartInterval && !options.restartRows)) {
   if (format.bitDepth < 2) throw Error(ErrorKind::unsupported, "lossless JPEG has 2 to 16 bits a sample");
   if (options.predictor < 1 || options.predictor > 7) throw Error(ErrorKind::argument, "a predictor is 1 to 7");
   if (options.pointTransform < 0 || options.pointTransform >= format.bitDepth)
