@@ -83,7 +83,9 @@ def main():
         ]
         for name, source, target in (("PPM to JPEG", "p.ppm", "o.jpg"), ("JPEG to PPM", "p.jpg", "o.ppm"),
                                      ("PPM to JP2", "p.ppm", "o.jp2"), ("JP2 to PPM", "p.jp2", "o.ppm"),
-                                     ("PNG to JPEG", "p.png", "o.jpg"), ("PPM to DDS", "p.ppm", "o.dds")):
+                                     ("PNG to JPEG", "p.png", "o.jpg"), ("PPM to DDS", "p.ppm", "o.dds"),
+                                     ("PPM to TIFF", "p.ppm", "o.tif"), ("TIFF (LZW) to PPM", "p.tif", "o.ppm"),
+                                     ("PPM to progressive JPEG", "p.ppm", "o.jpg --progressive")):
             rows.append((name + ": default threads beside one", f"{tool} encode {source} {target}",
                          f"{one} encode {source} {target}"))
         if options.large:

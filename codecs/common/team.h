@@ -3,6 +3,8 @@
 
 #include <memory>
 
+#include "common/picture.h"
+
 namespace zelcodecs {
 
 // While one exists, the primitives do their row loops on the calling thread: the codecs divide their work themselves,
@@ -17,6 +19,15 @@ class SerialPrimitives {
  private:
   const int before_;  // what an enclosing one has noted; 0 without one
 };
+
+// The number of threads for a picture: one below so many pixels that its work is done before another thread has woken
+// up, and where the caller leaves the number open (0) also below pixelsByDefault. Work that is little more than moving
+// bytes gains from threads in large pictures only, as moving them between processors takes time of its own.
+constexpr int64_t kPixelsForThreads = 1 << 16;
+constexpr int threadsFor(const PictureFormat& f, int threads, int64_t pixelsByDefault = 0) {
+  const int64_t pixels = int64_t{f.width} * f.height;
+  return pixels < kPixelsForThreads || (threads == 0 && pixels < pixelsByDefault) ? 1 : threads;
+}
 
 class Team {
  public:

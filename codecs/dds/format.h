@@ -16,6 +16,7 @@ constexpr uint32_t fourCC(const char (&s)[5]) {
 }
 
 constexpr size_t kHeaderEnd = 128, kSecondHeaderEnd = 148;
+constexpr int64_t kPixelsByDefault = 1 << 22;  // from which on threads are used without being asked for
 constexpr uint32_t kHeaderBytes = 124, kPixelFormatBytes = 32;
 
 // Positions of words in the file.

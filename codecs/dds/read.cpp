@@ -93,7 +93,7 @@ class Header {
 
 class DdsDecoder : public Decoder {
  public:
-  DdsDecoder(Source& source, const DdsDecodeOptions& options) : source_(source), team_(options.threads) {
+  DdsDecoder(Source& source, const DdsDecodeOptions& options) : source_(source) {
     const ByteView file = source.all();
     const Header header(file);
     Warnings warnings(options.warnings);
@@ -113,6 +113,7 @@ class DdsDecoder : public Decoder {
     data_ = {file.data + offset_, there};
     chooseModel(there == level.bytes);
     const PictureFormat format = {level.width, level.height, texels_.model, texels_.depth};
+    team_ = std::make_unique<Team>(threadsFor(format, options.threads, kPixelsByDefault));
     open(format, chooseBand(format), options);
   }
 
@@ -158,7 +159,7 @@ class DdsDecoder : public Decoder {
   }
 
   int chooseBand(const PictureFormat& format) const {
-    const size_t rows = (team_.threads() == 1 ? kBand : kBandOfThreads) / format.rowBytes() / 4 * 4;
+    const size_t rows = (team_->threads() == 1 ? kBand : kBandOfThreads) / format.rowBytes() / 4 * 4;
     return int(std::clamp<size_t>(rows, 4, size_t{1} << 16));
   }
 
@@ -166,9 +167,9 @@ class DdsDecoder : public Decoder {
     const int rowsOfUnit = texels_.blocks() ? 4 : 1;
     const int units = (to.count - 1) / rowsOfUnit + 1;
     // Pictures of a few rows are done before a thread has started.
-    const int wanted = to.step * size_t(to.count) < kBand ? 1 : 4 * team_.threads();
+    const int wanted = to.step * size_t(to.count) < kBand ? 1 : 4 * team_->threads();
     const int perPiece = (units - 1) / wanted + 1, pieces = (units - 1) / perPiece + 1;
-    team_.forEach(pieces, [&](int i) {
+    team_->forEach(pieces, [&](int i) {
       for (int u = i * perPiece; u < std::min(units, (i + 1) * perPiece); ++u) {
         const int y = u * rowsOfUnit;
         decodeUnit(nextRow() / rowsOfUnit + u, to.part(y, std::min(rowsOfUnit, to.count - y)));
@@ -196,7 +197,7 @@ class DdsDecoder : public Decoder {
   }
 
   Source& source_;
-  Team team_;
+  std::unique_ptr<Team> team_;
   Texels texels_;
   ByteView data_;  // of the level, as far as it is there
   size_t offset_ = 0;

@@ -98,7 +98,10 @@ Bytes header(const PictureFormat& picture, const Coder& coder, TextureFormat for
 class DdsEncoder : public Encoder {
  public:
   DdsEncoder(Sink& sink, const PictureFormat& format, const DdsEncodeOptions& options)
-      : sink_(sink), texture_(options.format), coder_(coderFor(options.format)), team_(threadsFor(format, options)) {
+      : sink_(sink),
+        texture_(options.format),
+        coder_(coderFor(options.format)),
+        team_(threadsFor(format, options.threads, kPixelsByDefault)) {
     if (format.width < 1 || format.height < 1) throw Error(ErrorKind::argument, "no picture");
     if (format.model == ColourModel::cmyk || format.bitDepth != 8)
       throw Error(ErrorKind::unsupported, "textures are made of grey, RGB and RGBA pictures of 8 bits a sample");
@@ -110,18 +113,13 @@ class DdsEncoder : public Encoder {
     if (rowBytes_ > UINT32_MAX) throw Error(ErrorKind::limit, "rows of more than 2^32 bytes");
     code_ = [this](ConstRows rows, int width, uint8_t* to) { codeRows(rows, width, to); };
     top_ = std::make_unique<Level>(format.width, format.height, channels_, levels - 1, coder_.blockBytes, team_, code_);
-    const size_t rows = kBand * size_t(team_.threads()) / rowBytes_ / 4 * 4;
+    const size_t rows = (team_.threads() == 1 ? kBand : kBandOfThreads * size_t(team_.threads())) / rowBytes_ / 4 * 4;
     open(format, int(std::clamp<size_t>(rows, 4, 4096)), options);
     sink_.write(header(format, coder_, texture_, levels));
   }
 
  private:
-  static constexpr size_t kBand = size_t{128} << 10;
-
-  // Small pictures are done before a thread has started.
-  static int threadsFor(const PictureFormat& format, const DdsEncodeOptions& options) {
-    return format.rowBytes() * size_t(std::max(0, format.height)) < kBand ? 1 : options.threads;
-  }
+  static constexpr size_t kBand = size_t{128} << 10, kBandOfThreads = size_t{1} << 20;
 
   void codeRows(ConstRows rows, int width, uint8_t* to) const {
     const bool chroma = texture_ == TextureFormat::ycocg;

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "common/team.h"
 #include "jpeg/jpeg.h"
 #include "zelj.h"
 
@@ -42,13 +43,11 @@ constexpr int kMaxBlocksPerMcu = 10;  // of an interleaved scan (T.81 B.2.3)
 constexpr int kMaxBlocksPerFrameMcu = 4 * 4 * 4;
 constexpr int kMaxComponents = 4;
 
-// Work below so many pixels is done before another thread has woken up. Where one thread does all entropy coding, in
-// order, the others save less than half of the time, and moving blocks between processors takes some of that back: they
-// are used from a larger size on, unless the caller asks for them.
-constexpr int64_t kPixelsForThreads = 1 << 16, kPixelsForPipeline = 1 << 22;
+// Where one thread does all entropy coding, in order, the others save less than half of the time, and moving blocks
+// between processors takes some of that back.
 constexpr int threadsFor(const PictureFormat& f, int threads, bool codedInOrder) {
-  const int64_t least = codedInOrder && threads == 0 ? kPixelsForPipeline : kPixelsForThreads;
-  return int64_t{f.width} * f.height < least ? 1 : threads;
+  constexpr int64_t kPixelsForPipeline = 1 << 22;
+  return zelcodecs::threadsFor(f, threads, codedInOrder ? kPixelsForPipeline : 0);
 }
 
 constexpr int ceilDiv(int a, int b) { return (a + b - 1) / b; }

@@ -9,6 +9,7 @@
 
 #include "common/bytes.h"
 #include "common/error.h"
+#include "common/team.h"
 #include "tiff/tiff.h"
 
 namespace zelcodecs::tiff {
@@ -88,6 +89,9 @@ enum Compression : int {
 };
 enum Predictor : int { kNoPredictor = 1, kDifferences = 2, kFloatPredictor = 3 };
 enum Photometric : int { kWhiteIsZero = 0, kBlackIsZero = 1, kRgb = 2, kPalette = 3, kSeparated = 5, kYCbCr = 6 };
+
+// From which size on threads are used, without being asked for, where packing is little more than moving bytes.
+constexpr int64_t kPixelsToMove = int64_t{1} << 26;
 
 // Rows are handed on with lengths of type int.
 constexpr size_t kMostRowBytes = size_t{1} << 30;

@@ -160,7 +160,7 @@ struct OpenPiece {
 class TiffDecoder : public Decoder {
  public:
   TiffDecoder(Source& source, const TiffDecodeOptions& options)
-      : source_(source), keepGoing_(options.keepGoing), warnings_(options.warnings), team_(options.threads) {
+      : source_(source), keepGoing_(options.keepGoing), warnings_(options.warnings) {
     if (options.page < 0) throw Error(ErrorKind::argument, "a negative number of a page");
     page_.file = source.all();
     page_.limits = options.limits;
@@ -186,6 +186,8 @@ class TiffDecoder : public Decoder {
     metadata_ = readMetadata(d, &warnings_);
     const Layout& l = page_.layout;
     const PictureFormat format = {l.width, l.height, page_.meaning.model, page_.meaning.depth};
+    const bool bytesMoved = l.compression == kUncompressed || l.compression == kPackBits;
+    team_ = std::make_unique<Team>(threadsFor(format, options.threads, bytesMoved ? kPixelsToMove : 0));
     open(format, chooseBand(format), options);
   }
 
@@ -223,13 +225,13 @@ class TiffDecoder : public Decoder {
     const bool tiles = l.pieceWidth != l.width;
     large_ = l.pieceRows > 1 && pieceRow > (tiles ? kLargestTileRow : kLargestStrip);
     // Copying alone is not worth a thread, nor are pictures that are done before one has started.
-    alone_ = team_.threads() == 1 || (l.compression == kUncompressed && RowConverter(l, page_.meaning).asItIs()) ||
+    alone_ = team_->threads() == 1 || (l.compression == kUncompressed && RowConverter(l, page_.meaning).asItIs()) ||
              rowBytes * size_t(l.height) < kBand;
     if (large_) {
       return int(std::clamp<size_t>(kBandOfLarge / rowBytes, 1, size_t(l.pieceRows)));
     }
     size_t rows = (alone_ ? kBand : kBandOfThreads) / pieceRow;
-    const size_t threads = size_t(team_.threads());
+    const size_t threads = size_t(team_->threads());
     if (!alone_ && l.across == 1 && threads * pieceRow <= kMostOfThreads) rows = std::max(rows, threads);
     return int(std::clamp<size_t>(rows, 1, size_t(l.down)) * size_t(l.pieceRows));
   }
@@ -239,7 +241,7 @@ class TiffDecoder : public Decoder {
     if (alone_)
       for (int i = 0; i < count; ++i) work(i);
     else
-      team_.forEach(count, work);
+      team_->forEach(count, work);
   }
 
   // Whether the region touches a column of pieces.
@@ -328,7 +330,7 @@ class TiffDecoder : public Decoder {
   Source& source_;
   const bool keepGoing_;
   Warnings warnings_;
-  Team team_;
+  std::unique_ptr<Team> team_;
   Page page_;
   bool ascending_ = false;  // pieces lie in the file in the order in which they are read
   bool large_ = false;      // bands are parts of pieces

@@ -164,6 +164,8 @@ void check(const PictureFormat& f, const TiffEncodeOptions& o) {
     throw Error(ErrorKind::limit, "tiles of more than 32768 columns or rows");
 }
 
+bool bytesMoved(TiffCompression c) { return c == TiffCompression::none || c == TiffCompression::packBits; }
+
 // More than the page can take in the file.
 uint64_t mostBytes(const PictureFormat& f, const Metadata& m, const TiffEncodeOptions& o) {
   const bool tiled = o.tileWidth > 0;
@@ -185,7 +187,11 @@ class PageEncoder : public Encoder {
   // file: null for a file of its own on the sink.
   PageEncoder(Sink& sink, FileWriter* file, const PictureFormat& format, const Metadata& metadata,
               const TiffEncodeOptions& options, int number, int count)
-      : options_(options), meta_(metadata), number_(number), count_(count), team_(options.threads) {
+      : options_(options),
+        meta_(metadata),
+        number_(number),
+        count_(count),
+        team_(threadsFor(format, options.threads, bytesMoved(options.compression) ? kPixelsToMove : 0)) {
     check(format, options);
     tiled_ = options.tileWidth > 0;
     pieceWidth_ = tiled_ ? options.tileWidth : format.width;
