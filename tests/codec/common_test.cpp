@@ -1,5 +1,6 @@
 // What the formats share: bands, threads, sources and sinks, conversions, metadata.
 #include <fcntl.h>
+#include <lcms2.h>
 #include <omp.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -260,6 +261,42 @@ TEST(Conversions, ModelsAndDepths) {
   const Image seen = converted(ink, ColourModel::rgb, 8);
   EXPECT_EQ(Bytes(seen.data(), seen.data() + 6), (Bytes{255, 0, 204, 122, 204, 0}));
   EXPECT_EQ(refusal([&] { converted(rgb, ColourModel::cmyk, 8); }).kind(), ErrorKind::argument);
+}
+
+// A profile in which all inks give the same grey of 50 % lightness.
+Bytes greyPressProfile() {
+  const cmsHPROFILE profile = cmsCreateProfilePlaceholder(nullptr);
+  cmsSetProfileVersion(profile, 2.4);
+  cmsSetDeviceClass(profile, cmsSigOutputClass);
+  cmsSetColorSpace(profile, cmsSigCmykData);
+  cmsSetPCS(profile, cmsSigLabData);
+  std::vector<cmsUInt16Number> nodes;
+  for (int i = 0; i < 16; ++i) nodes.insert(nodes.end(), {0x7F80, 0x8000, 0x8000});  // L = 50, a = b = 0
+  cmsPipeline* const table = cmsPipelineAlloc(nullptr, 4, 3);
+  cmsPipelineInsertStage(table, cmsAT_BEGIN, cmsStageAllocCLut16bit(nullptr, 2, 4, 3, nodes.data()));
+  EXPECT_TRUE(cmsWriteTag(profile, cmsSigAToB0Tag, table));
+  cmsPipelineFree(table);
+  cmsUInt32Number size = 0;
+  EXPECT_TRUE(cmsSaveProfileToMem(profile, nullptr, &size));
+  Bytes out(size);
+  EXPECT_TRUE(cmsSaveProfileToMem(profile, out.data(), &size));
+  cmsCloseProfile(profile);
+  return out;
+}
+
+TEST(Conversions, InkByItsProfile) {
+  for (const int bits : {8, 16}) {
+    Image ink = picture(9, 3, ColourModel::cmyk, bits);
+    ink.metadata().icc = greyPressProfile();
+    Converter converter(ink.format(), ColourModel::rgb, 8, ink.metadata());
+    EXPECT_TRUE(converter.kept(ink.metadata()).icc.empty());
+    const Image seen = converted(ink, ColourModel::rgb, 8);
+    for (size_t i = 0; i < seen.sizeBytes(); ++i) ASSERT_NEAR(seen.data()[i], 119, 1);  // sRGB of L = 50
+    ink.metadata().icc = {1, 2, 3};  // what is no profile leaves the plain rule
+    const Image plain = converted(ink, ColourModel::rgb, 8);
+    ink.metadata().icc.clear();
+    expectEqual(plain, converted(ink, ColourModel::rgb, 8));
+  }
 }
 
 TEST(Conversions, OpacityNeedsABackground) {
