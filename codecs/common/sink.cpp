@@ -96,7 +96,7 @@ class FileSink : public Sink {
     char* const real = realpath(path.c_str(), nullptr);
     target_ = real ? real : path;
     std::free(real);
-    std::string name = target_ + ".XXXXXX";
+    std::string name = target_ + "." + std::string(6, 'X');
     file_ = mkostemp(&name[0], O_CLOEXEC);
     if (file_ < 0) fail();
     beside_ = name;

@@ -23,12 +23,14 @@ class Source {
   virtual void release(size_t before) = 0;
   // The next bytes, fewer than count only at the end; valid until the next call.
   virtual ByteView next(size_t count) = 0;
+  // The same, copied to where the caller wants them. How many there were.
+  virtual size_t read(uint8_t* to, size_t count) = 0;
 };
 
 // Bytes of the caller, which stay there.
 std::unique_ptr<Source> memorySource(const uint8_t* data, size_t size);
 
-// A file, or standard input for "-". Regular files are mapped into memory: one that is cut while it is read ends the
+// A file, or standard input for "-". all() maps regular files into memory: one that is cut while it is read ends the
 // process, as with every program that maps files. Throws Error(file).
 std::unique_ptr<Source> fileSource(const std::string& path);
 
