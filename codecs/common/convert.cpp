@@ -117,7 +117,7 @@ void Converter::convertRow(const From* from, To* to) {
     profile_->run(from, rgb.get(), width);
     for (int x = 0; x < width; ++x) {
       const From* const c = &rgb[size_t(x) * 3];
-      uint16_t* const p = &pixels_[size_t(x * to_.channels())];
+      uint16_t* const p = &pixels_[size_t(x) * size_t(to_.channels())];
       if (isGrey(to_.model))
         p[0] = uint16_t(luminance(c[0], c[1], c[2]));
       else

@@ -51,7 +51,7 @@ Texels valueBlocks(int channels, bool isSigned) {
   Texels t;
   t.name = std::string(channels == 1 ? "BC4" : "BC5") + (isSigned ? ", signed" : "");
   t.kind = Texels::Kind::valueBlocks;
-  t.unitBytes = size_t(8 * channels);
+  t.unitBytes = 8 * size_t(channels);
   t.model = channels == 1 ? ColourModel::grey : ColourModel::rgb;
   t.isSigned = isSigned;
   return t;

@@ -185,6 +185,7 @@ std::vector<Scan> scansOf(const std::vector<JpegScan>& script, const Frame& fram
                           const std::vector<int>& tableOf) {
   ScriptChecker checker(frame, progressive, tableOf);
   std::vector<Scan> scans;
+  scans.reserve(script.size());
   for (const JpegScan& s : script) scans.push_back(checker.next(s));
   checker.requireAll();
   return scans;

@@ -232,7 +232,7 @@ class PngDecoder : public Decoder {
     checkSize(width, height, limits, in_.at);
     const int type = png_get_color_type(r_.png, r_.info), depth = png_get_bit_depth(r_.png, r_.info);
     // Deflate expands at most 1032 times.
-    const uint64_t pixelBits = uint64_t(depth * png_get_channels(r_.png, r_.info));
+    const uint64_t pixelBits = uint64_t(depth) * png_get_channels(r_.png, r_.info);
     if (uint64_t{width} * height * pixelBits / 8 > 1032 * uint64_t{in_.bytes.size} && !keepGoing_)
       throw Error(ErrorKind::limit, "PNG: the file is too short for its size in pixels,", in_.at);
     const bool opacity = (type & PNG_COLOR_MASK_ALPHA) || png_get_valid(r_.png, r_.info, PNG_INFO_tRNS);
