@@ -80,7 +80,7 @@ void Converter::unite(const From* from, int width) {
     int c[3] = {from[0], from[greyIn ? 0 : 1], from[greyIn ? 0 : 2]};
     const int opacity = hasOpacity(from_.model) ? from[in - 1] : top;
     if (from_.model == ColourModel::cmyk)
-      for (int& v : c) v = (top - v) * (top - int(from[3])) / top;
+      for (int& v : c) v = int(int64_t{top - v} * (top - from[3]) / top);
     if (drops && opacity != top) {
       if (!options_.background)
         throw Error(ErrorKind::argument, "the pixel in column " + std::to_string(x) + " of row " +
