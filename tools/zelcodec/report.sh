@@ -66,8 +66,8 @@ for path in "$images"/dandelion.png "$images"/canyon.png "$images"/coffee.png; d
     read -r quality sampling star <<<"$setting"
     base=$name-q$quality-$sampling
     jpeg=$out/$base.jpg
-    coded=$("$tool" encode "$path" "$jpeg" -q "$quality" -s "$sampling" --time --repeat 5 --threads 1 2>&1)
-    decoded=$("$tool" decode "$jpeg" - --time --repeat 5 --threads 1 2>&1 >/dev/null)
+    coded=$("$tool" encode "$path" "$jpeg" -q "$quality" -s "$sampling" --time --repeat 5 --threads 1 2>&1 | grep ' ms$')
+    decoded=$("$tool" decode "$jpeg" - --time --repeat 5 --threads 1 2>&1 >/dev/null | grep ' ms$')
     save=()
     if [ -n "$star" ]; then
       # shellcheck disable=SC2206
@@ -118,7 +118,7 @@ source=$out/dandelion-q90-420.jpg
 pictures=
 for scale in 1 1/2 1/4 1/8; do
   file=dandelion-at-${scale//\//-}.png
-  took=$("$tool" decode "$source" "$out/$file" --scale "$scale" --png-level 3 --time --repeat 5 --threads 1 2>&1)
+  took=$("$tool" decode "$source" "$out/$file" --scale "$scale" --png-level 3 --time --repeat 5 --threads 1 2>&1 | grep ' ms$')
   size=$("$tool" info "$out/$file" --json)
   pixels="$(json "$size" width) &times; $(json "$size" height)"
   printf '<tr><td>%s<td>%s<td>%s</tr>\n' "$scale" "$pixels" "${took% ms}" >>"$page"
@@ -134,8 +134,8 @@ printf '</table>\n<div class="row sizes">\n%s\n</div>\n' "$pictures" >>"$page"
 } >>"$page"
 kind() {  # NAME FILE OPTIONS...
   local coded decoded
-  coded=$("$tool" encode "$images/coffee.png" "$out/$2" "${@:3}" --time --repeat 5 --threads 1 2>&1)
-  decoded=$("$tool" decode "$out/$2" - --time --repeat 5 --threads 1 2>&1 >/dev/null)
+  coded=$("$tool" encode "$images/coffee.png" "$out/$2" "${@:3}" --time --repeat 5 --threads 1 2>&1 | grep ' ms$')
+  decoded=$("$tool" decode "$out/$2" - --time --repeat 5 --threads 1 2>&1 >/dev/null | grep ' ms$')
   printf '<tr><td>%s<td>%s<td>%s<td>%s</tr>\n' "$1" "$(kb "$(stat -c %s "$out/$2")")" "${coded% ms}" "${decoded% ms}" >>"$page"
 }
 kind "JPEG, baseline" kind-baseline.jpg -q 90
@@ -222,8 +222,8 @@ for path in "$images"/dandelion.png "$images"/canyon.png "$images"/coffee.png; d
   } >>"$page"
   for format in dxt1 dxt5 ycocg; do
     file=$name-$format
-    coded=$("$tool" encode "$path" "$out/$file.dds" --texture $format --mips 1 --time --repeat 5 --threads 1 2>&1)
-    decoded=$("$tool" decode "$out/$file.dds" - --time --repeat 5 --threads 1 2>&1 >/dev/null)
+    coded=$("$tool" encode "$path" "$out/$file.dds" --texture $format --mips 1 --time --repeat 5 --threads 1 2>&1 | grep ' ms$')
+    decoded=$("$tool" decode "$out/$file.dds" - --time --repeat 5 --threads 1 2>&1 >/dev/null | grep ' ms$')
     # shellcheck disable=SC2086
     result=$("$tool" compare "$path" "$out/$file.dds" --json --crop ${crop[$name]} --save-second "$out/$file.png" \
       --diff "$out/$file-difference.png" --gain $gain)
@@ -261,9 +261,9 @@ done
 } >>"$page"
 tiff() {  # TITLE PICTURE OPTIONS...
   local coded decoded
-  "$tool" encode "$2" "$out/plain.tif" --uncompressed "${@:3}"
-  coded=$("$tool" encode "$2" "$out/packed.tif" "${@:3}" --time --repeat 5 --threads 1 2>&1)
-  decoded=$("$tool" decode "$out/packed.tif" - --time --repeat 5 --threads 1 2>&1 >/dev/null)
+  "$tool" encode "$2" "$out/plain.tif" --compression none "${@:3}"
+  coded=$("$tool" encode "$2" "$out/packed.tif" "${@:3}" --time --repeat 5 --threads 1 2>&1 | grep ' ms$')
+  decoded=$("$tool" decode "$out/packed.tif" - --time --repeat 5 --threads 1 2>&1 >/dev/null | grep ' ms$')
   printf '<tr><td>%s<td>%s<td>%s<td>%s<td>%s</tr>\n' "$1" "$(kb "$(stat -c %s "$out/plain.tif")")" \
     "$(kb "$(stat -c %s "$out/packed.tif")")" "${coded% ms}" "${decoded% ms}" >>"$page"
 }
