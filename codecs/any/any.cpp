@@ -1,3 +1,4 @@
+// Formats told by content and by ending, and the one place that names every decoder and encoder.
 #include "any/any.h"
 
 #include <algorithm>

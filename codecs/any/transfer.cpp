@@ -1,3 +1,4 @@
+// Rows from a decoder to an encoder: one band after the other, or one written while the next is read.
 #include "any/transfer.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// A row goes through 16-bit pixels of the new model in the old depth, and from there to the new depth.
 #include "common/convert.h"
 
 #include <lcms2.h>

@@ -1,3 +1,4 @@
+// Regroups the bands of a format into the rows that are asked for, and cuts the region out of them.
 #include "common/decoder.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Gathers rows, however many are given at once, into the bands of a format.
 #include "common/encoder.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Whole pictures, and what is done with them sample by sample.
 #include "common/image.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// What a format cannot keep, and the one EXIF value that is read and changed: the orientation.
 #include "common/metadata.h"
 
 #include "common/bytes.h"

@@ -1,3 +1,4 @@
+// PSNR over all samples, and SSIM of the luminance through a Gaussian window.
 #include "common/metrics.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Files are written beside what stands there, and take its place when they are whole.
 #include "common/sink.h"
 
 #include <fcntl.h>

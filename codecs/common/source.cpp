@@ -1,3 +1,4 @@
+// Bytes in memory, in a mapped file, or read from front to back.
 #include "common/source.h"
 
 #include <fcntl.h>

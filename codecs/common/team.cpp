@@ -1,3 +1,4 @@
+// Threads wait on a condition for pieces, and take them from a counter under one mutex.
 #include "common/team.h"
 
 #include <omp.h>

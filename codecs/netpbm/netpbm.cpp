@@ -1,3 +1,4 @@
+// A header of words and numbers, then samples as text or in binary, row by row.
 #include "netpbm/netpbm.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// PNG row by row through libpng; EXIF and texts are taken from the chunks of the file directly.
 #include "png/png_file.h"
 
 #include <png.h>

@@ -1,3 +1,4 @@
+// The options of every command, and which of them each format knows.
 #include "options.h"
 
 #include <algorithm>

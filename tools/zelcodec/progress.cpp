@@ -1,3 +1,4 @@
+// A line that is written over and over.
 #include "progress.h"
 
 #include <unistd.h>
