@@ -72,7 +72,7 @@ Converter::~Converter() = default;
 template <class From>
 void Converter::unite(const From* from, int width) {
   const int top = from_.maxValue(), in = from_.channels(), out = to_.channels();
-  const bool drops = hasOpacity(from_.model) && !hasOpacity(to_.model);
+  const bool drops = hasOpacity(from_.model) && !hasOpacity(to_.model) && !options_.ignoreOpacity;
   const bool greyIn = isGrey(from_.model), greyOut = isGrey(to_.model);
   int back[3] = {};
   for (int i = 0; i < 3 && options_.background; ++i) back[i] = ((*options_.background)[size_t(i)] * top + 127) / 255;
@@ -157,6 +157,14 @@ Metadata Converter::kept(const Metadata& metadata) const {
   const bool cmyk = from_.model == ColourModel::cmyk && to_.model != from_.model;
   if (cmyk || isGrey(from_.model) != isGrey(to_.model)) m.icc.clear();
   return m;
+}
+
+Image converted(const Image& image, ColourModel model, int bitDepth, const ConvertOptions& options) {
+  Converter converter(image.format(), model, bitDepth, image.metadata(), options);
+  Image out(converter.to());
+  converter.convert(image.rows(0, image.height()), out.rows(0, out.height()));
+  out.metadata() = converter.kept(image.metadata());
+  return out;
 }
 
 }  // namespace zelcodecs

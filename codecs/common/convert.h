@@ -5,8 +5,7 @@
 #include <memory>
 #include <optional>
 
-#include "common/metadata.h"
-#include "common/picture.h"
+#include "common/image.h"
 
 namespace zelcodecs {
 
@@ -14,6 +13,8 @@ struct ConvertOptions {
   // What shows through where opacity is dropped: red, green and blue, 0 to 255. Without it only opaque pixels can be
   // converted, and others are refused.
   std::optional<std::array<int, 3>> background;
+  // Takes the colours of pixels that are not opaque as they are stored, where opacity is dropped.
+  bool ignoreOpacity = false;
 };
 
 // Between all models but to CMYK: colours become their luminance (ITU-R BT.601), grey three equal channels, and an
@@ -51,5 +52,9 @@ class Converter {
   std::unique_ptr<uint16_t[]> pixels_;  // a row in the channels of the result, in the depth of the source
   int row_ = 0;                         // of the picture, for messages
 };
+
+// A whole picture in another model and depth, with the metadata that still holds.
+Image converted(const Image& image, ColourModel model, int bitDepth, const ConvertOptions& options = {});
+inline Image converted(const Image& image, ColourModel model) { return converted(image, model, image.bitDepth()); }
 
 }  // namespace zelcodecs

@@ -66,12 +66,4 @@ Image crop(const Image& image, int x, int y, int width, int height);
 // first row and the first column goes to the edges that the value names. Turns by 90 degrees exchange width and height.
 Image oriented(const Image& image, int orientation);
 
-// The luminance of ITU-R BT.601, with the bit depth kept; CMYK is seen as ink on white paper, and opacity does not
-// count.
-Image toGrey(const Image& image);
-
-// A picture of any model but CMYK with the channels of another: grey becomes three equal channels, an opacity that is
-// missing full, one that is too much is left out.
-Image toColour(const Image& image, ColourModel model);
-
 }  // namespace zelcodecs

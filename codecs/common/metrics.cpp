@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <limits>
 
+#include "common/convert.h"
 #include "common/error.h"
 
 namespace zelcodecs {
@@ -86,9 +87,19 @@ Difference difference(const Image& a, const Image& b) {
   return d;
 }
 
+// The samples alone count, not what profiles or opacity say of them.
+static Image greyOf(const Image& image) {
+  ConvertOptions stored;
+  stored.ignoreOpacity = true;
+  Converter converter(image.format(), ColourModel::grey, image.bitDepth(), {}, stored);
+  Image out(converter.to());
+  converter.convert(image.rows(0, image.height()), out.rows(0, out.height()));
+  return out;
+}
+
 double ssim(const Image& a, const Image& b) {
   requireComparable(a, b);
-  const Image greys[2] = {toGrey(a), toGrey(b)};
+  const Image greys[2] = {greyOf(a), greyOf(b)};
   const int width = a.width(), taps = std::min({kTaps, width, a.height()});
   const double peak = a.maxValue(), c1 = 0.01 * 0.01 * peak * peak, c2 = 0.03 * 0.03 * peak * peak;
   Window means[2] = {{width, taps}, {width, taps}}, squares(width, taps), products(width, taps);

@@ -83,10 +83,15 @@ void readPalette(const Box& box, Boxes::Palette* to) {
 void readColour(const Box& box, Boxes* boxes) {
   if (boxes->colourSpace != 0 || !boxes->metadata.icc.empty() || box.content.size < 3) return;
   const int method = box.content.data[0];
-  if (method == 1 && box.content.size >= 7)
+  if (method == 1 && box.content.size >= 7) {
+    constexpr size_t kLabNumbers = 7, kHead = 7;
     boxes->colourSpace = int(bigEndian32(box.content.data + 3) & 0x7FFFFFFF);
-  else if (method == 2 || method == 3)  // a profile, restricted or of any kind
+    if (boxes->colourSpace != kCieLab || box.content.size < kHead + 4 * kLabNumbers) return;
+    for (size_t i = 0; i < kLabNumbers; ++i)
+      boxes->colourParameters.push_back(bigEndian32(box.content.data + kHead + 4 * i));
+  } else if (method == 2 || method == 3) {  // a profile, restricted or of any kind
     boxes->metadata.icc.assign(box.content.begin() + 3, box.content.end());
+  }
 }
 
 // Pixels for each metre as fractions with decimal exponents. That of capture goes before that of display.
@@ -188,21 +193,32 @@ class OpenBox {
 
 // Whether a profile is for the picture's channels (the data colour space at byte 16).
 bool profileFits(const std::vector<uint8_t>& icc, const PictureFormat& format) {
-  if (icc.size() < 128 || format.model == ColourModel::cmyk) return false;
-  return std::memcmp(&icc[16], format.channels() < 3 ? "GRAY" : "RGB ", 4) == 0;
+  if (icc.size() < 128) return false;
+  const bool cmyk = format.model == ColourModel::cmyk;
+  return std::memcmp(&icc[16], cmyk ? "CMYK" : format.channels() < 3 ? "GRAY" : "RGB ", 4) == 0;
 }
 
+enum ColourMethod : uint8_t { kEnumerated = 1, kRestrictedProfile = 2, kAnyProfile = 3 };
+
+// A profile of inks is one of any kind, which JP2 readers pass over (T.801 M.11.7.2): the enumerated space that they
+// take comes behind it.
 void writeColour(const PictureFormat& format, const Metadata& metadata, Warnings* warnings, ByteWriter* w) {
-  const OpenBox box(w, "colr");
-  const bool profile = profileFits(metadata.icc, format);
+  const bool profile = profileFits(metadata.icc, format), cmyk = format.model == ColourModel::cmyk;
   if (!profile && !metadata.icc.empty()) warnings->add("the ICC profile does not fit the colours and is left out");
-  w->u8(profile ? 2 : 1);
-  w->u8(0);
-  w->u8(0);
-  if (profile)
+  const auto head = [w](ColourMethod method) {
+    w->u8(method);
+    w->u8(0);  // precedence
+    w->u8(0);  // approximation
+  };
+  if (profile) {
+    const OpenBox box(w, "colr");
+    head(cmyk ? kAnyProfile : kRestrictedProfile);
     w->bytes(metadata.icc);
-  else
-    w->u32(format.model == ColourModel::cmyk ? kCmyk : format.channels() < 3 ? kGreyscale : kSrgb);
+  }
+  if (profile && !cmyk) return;
+  const OpenBox box(w, "colr");
+  head(kEnumerated);
+  w->u32(cmyk ? kCmyk : format.channels() < 3 ? kGreyscale : kSrgb);
 }
 
 // The last channel is the opacity of the whole picture, the others are its colours.

@@ -15,7 +15,8 @@ enum ColourSpace : int { kCmyk = 12, kCieLab = 14, kSrgb = 16, kGreyscale = 17, 
 // What a JP2 file says beside its codestream.
 struct Boxes {
   bool present = false;
-  int colourSpace = 0;  // enumerated; 0 where it is not given
+  int colourSpace = 0;                     // enumerated; 0 where it is not given
+  std::vector<uint32_t> colourParameters;  // the seven numbers of CIELab, where the box has them
   struct Palette {
     int columns = 0;
     std::vector<int> depths;

@@ -69,7 +69,7 @@ void Picture::defineChannels(const std::vector<Channel>& all, Warnings* warnings
     if (c.index >= int(all.size())) continue;
     if (c.type == 0) colours.emplace_back(c.association, all[size_t(c.index)]);
     if (c.type != 1 && c.type != 2) continue;
-    if (c.type == 2) warnings->add("colours that are multiplied with their opacity are taken as they are");
+    premultiplied_ = opacity.empty() ? c.type == 2 : premultiplied_;  // the first one counts
     opacity.push_back(all[size_t(c.index)]);
     opacity.back().opacity = true;
   }
@@ -128,9 +128,26 @@ void Picture::chooseColours(Warnings* warnings) {
     warnings->add("components of which the second and third are coarser are taken for YCbCr");
   }
   if (boxes_.colourSpace == kCieLab)
-    warnings->add("CIELab colours are given as they are stored");
+    chooseLab(warnings);
   else if (said == 3 && boxes_.colourSpace && boxes_.colourSpace != kSrgb && !ycc_)
     warnings->add("colour space " + std::to_string(boxes_.colourSpace) + " is taken for sRGB");
+}
+
+// Ranges and offsets of L*, a* and b* are given in the box or those of T.801 M.11.7.4.1.
+void Picture::chooseLab(Warnings* warnings) {
+  constexpr uint32_t kD50 = 0x00443530;
+  lab_.emplace();
+  for (size_t i = 0; i < 3; ++i) {
+    const int bits = channels_[i].precision;
+    const float usualRanges[3] = {100, 170, 200};
+    const float usualOffsets[3] = {0, std::ldexp(1.0f, bits - 1), std::ldexp(3.0f, bits - 3)};
+    const bool given = !boxes_.colourParameters.empty();
+    lab_->range[i] = given ? float(boxes_.colourParameters[2 * i]) : usualRanges[i];
+    lab_->offset[i] =
+        (given ? float(boxes_.colourParameters[2 * i + 1]) : usualOffsets[i]) / (std::ldexp(1.0f, bits) - 1);
+  }
+  if (!boxes_.colourParameters.empty() && boxes_.colourParameters[6] != kD50)
+    warnings->add("the illuminant of CIELab colours is taken for D50");
 }
 
 // ---- Places ---------------------------------------------------------------------------------------------------------
@@ -207,18 +224,6 @@ void Picture::finish(const Channel& k, int count, int32_t* line) const {
 
 namespace {
 
-// ITU-R BT.601, as sYCC has it (IEC 61966-2-1 Annex G).
-void toRgb(int count, int top, int32_t* first, int32_t* second, int32_t* third) {
-  const int middle = (top + 1) / 2;
-  const auto rounded = [top](float v) { return int32_t(std::min(std::max(v, 0.0f), float(top)) + 0.5f); };
-  for (int x = 0; x < count; ++x) {
-    const float luma = float(first[x]), cb = float(second[x] - middle), cr = float(third[x] - middle);
-    first[x] = rounded(luma + 1.402f * cr);
-    second[x] = rounded(luma - 0.344136f * cb - 0.714136f * cr);
-    third[x] = rounded(luma + 1.772f * cb);
-  }
-}
-
 template <int count, class T>
 void interleave(const int32_t* lines, int width, T* to) {
   for (int x = 0; x < width; ++x)
@@ -241,6 +246,17 @@ void interleave(const int32_t* lines, int count, int width, T* to) {
 
 }  // namespace
 
+// What is stored of each pixel, one channel behind the other, becomes grey, sRGB or CMYK.
+void Picture::toColours(int width, int32_t* lines) const {
+  const int top = format_.maxValue();
+  const auto line = [&](int channel) { return lines + size_t(channel) * size_t(width); };
+  const int opacity = int(channels_.size()) - 1;
+  if (premultiplied_ && channels_.back().opacity)
+    for (int i = 0; i < opacity; ++i) divideByOpacity(width, top, line(opacity), line(i));
+  if (ycc_) yccToRgb(width, top, line(0), line(1), line(2));
+  if (lab_) labToRgb(width, top, *lab_, line(0), line(1), line(2));
+}
+
 void Picture::paintRow(const Tile& tile, const TileDecoder& decoder, const Rect& pixels, int y, uint8_t* to) const {
   static thread_local std::vector<int32_t> lines;
   const int width = pixels.width(), count = int(channels_.size());
@@ -250,7 +266,7 @@ void Picture::paintRow(const Tile& tile, const TileDecoder& decoder, const Rect&
     fetch(tile, decoder, channels_[size_t(i)], pixels, y, line);
     finish(channels_[size_t(i)], width, line);
   }
-  if (ycc_) toRgb(width, format_.maxValue(), lines.data(), lines.data() + width, lines.data() + 2 * width);
+  toColours(width, lines.data());
   if (format_.bytesPerSample() == 1)
     interleave(lines.data(), count, width, to);
   else

@@ -2,8 +2,11 @@
 // grid, depths and colour spaces.
 #pragma once
 
+#include <optional>
+
 #include "common/team.h"
 #include "jpeg2000/boxes.h"
+#include "jpeg2000/colours.h"
 #include "jpeg2000/tile_decoder.h"
 
 namespace zelcodecs::jpeg2000 {
@@ -29,19 +32,20 @@ class Picture {
     int offset = 0;  // raises signed samples
     bool opacity = false;
   };
-  struct Lines;
   Channel channelOf(int component, int column) const;
   std::vector<Channel> allChannels() const;
   void chooseChannels(bool colourTransform, Warnings* warnings);
   void defineChannels(const std::vector<Channel>& all, Warnings* warnings);
   void guessOpacity(const std::vector<Channel>& all, bool colourTransform, Warnings* warnings);
   void chooseColours(Warnings* warnings);
+  void chooseLab(Warnings* warnings);
   int coloursSaid() const;
   Rect sourceOf(const Tile& tile, const Channel& k, const Rect& pixels) const;
   bool isDirect(const Channel& k) const;
   void fetch(const Tile& tile, const TileDecoder& decoder, const Channel& k, const Rect& pixels, int y,
              int32_t* to) const;
   void finish(const Channel& k, int count, int32_t* line) const;
+  void toColours(int width, int32_t* lines) const;
   void paintRow(const Tile& tile, const TileDecoder& decoder, const Rect& pixels, int y, uint8_t* to) const;
 
   const Grid& grid_;
@@ -49,9 +53,11 @@ class Picture {
   const int reduce_;
   PictureFormat format_;
   std::vector<Channel> channels_;
-  int dx_ = 1, dy_ = 1;     // of pixels on the reference grid
-  int left_ = 0, top_ = 0;  // of the first pixel, in pixels of the grid
-  bool ycc_ = false;        // the three colours are luma and two chroma
+  int dx_ = 1, dy_ = 1;           // of pixels on the reference grid
+  int left_ = 0, top_ = 0;        // of the first pixel, in pixels of the grid
+  bool ycc_ = false;              // the three colours are luma and two chroma
+  std::optional<LabRanges> lab_;  // they are CIELab
+  bool premultiplied_ = false;    // colours have been multiplied with their opacity
 };
 
 }  // namespace zelcodecs::jpeg2000

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "common/convert.h"
 #include "dds/dds.h"
 #include "files.h"
 #include "zelj.h"
@@ -31,7 +32,7 @@ Image decode(const Bytes& file, int level = 0, bool keepGoing = false, std::vect
   o.level = level;
   o.keepGoing = keepGoing;
   o.warnings = warnings;
-  return toColour(decodeDds(file.data(), file.size(), o), ColourModel::rgba);
+  return converted(decodeDds(file.data(), file.size(), o), ColourModel::rgba);
 }
 
 void put(Bytes* file, size_t at, uint32_t v) {
@@ -149,7 +150,7 @@ TEST(Dds, ColoursFillTheRange) {
       const Bytes file = encode(flat, format);
       const Image back = decodeDds(file.data(), file.size());
       EXPECT_EQ(back.model(), ColourModel::rgb);
-      EXPECT_LE(difference(toColour(back, ColourModel::rgba), flat).largest, format == TextureFormat::ycocg ? 1 : 0);
+      EXPECT_LE(difference(converted(back, ColourModel::rgba), flat).largest, format == TextureFormat::ycocg ? 1 : 0);
       if (format != TextureFormat::dxt3 && format != TextureFormat::dxt5) continue;
       for (int alpha = 0; alpha < 255; ++alpha) {
         flat.data()[3] = uint8_t(alpha);
@@ -326,7 +327,7 @@ TEST(Dds, BandsMakeTheSameFile) {
     const auto encoder = createDds(*sink, image.format(), o);
     for (int y = 0, n = 1; y < 517; y += n, n = std::min(517 - y, 1 + n * 5 % 37)) encoder->write(image.rows(y, n));
     encoder->finish();
-    EXPECT_EQ(file, encode(toColour(image, ColourModel::rgba), format, 0));
+    EXPECT_EQ(file, encode(converted(image, ColourModel::rgba), format, 0));
   }
 }
 

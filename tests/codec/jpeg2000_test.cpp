@@ -1,8 +1,11 @@
 // JPEG 2000 beside an independent implementation: what we write it reads, sample for sample, and the other way round.
 #include "jpeg2000/jpeg2000.h"
 
+#include <lcms2.h>
+
 #include <chrono>
 #include <cmath>
+#include <cstring>
 #include <random>
 
 #include "files.h"
@@ -268,29 +271,85 @@ TEST(Jpeg2000, DamageIsToldOrPassedOver) {
   EXPECT_GT(told, 30);
 }
 
+Bytes box(const std::string& type, const Bytes& content) {
+  return joined({{0, 0, 0, uint8_t(content.size() + 8)}, {type.begin(), type.end()}, content});
+}
+
+// A JP2 file of header boxes and the codestream of a picture without loss.
+Bytes jp2Of(const Image& image, const Bytes& header) {
+  Jpeg2000EncodeOptions plain;
+  plain.jp2 = false;
+  return joined({box("jP  ", {13, 10, 0x87, 10}),
+                 box("ftyp", {'j', 'p', '2', ' ', 0, 0, 0, 0, 'j', 'p', '2', ' '}),
+                 box("jp2h", header),
+                 {0, 0, 0, 0, 'j', 'p', '2', 'c'},
+                 encodeJpeg2000(image, plain)});
+}
+
 // A file has one palette at most. A second one with more columns than the first would be read with the first one's
 // entries.
 TEST(Jpeg2000, ASecondPaletteIsRefused) {
-  const auto box = [](const std::string& type, const Bytes& content) {
-    return joined({{0, 0, 0, uint8_t(content.size() + 8)}, {type.begin(), type.end()}, content});
-  };
-  Jpeg2000EncodeOptions plain;
-  plain.jp2 = false;
-  const Bytes codestream = encodeJpeg2000(picture(20, 20, ColourModel::grey), plain);
+  const Image grey = picture(20, 20, ColourModel::grey);
   const Bytes one = box("pclr", {0, 2, 1, 7, 10, 200});
   const Bytes three = box("pclr", {0, 2, 3, 7, 7, 7, 1, 2, 3, 4, 5, 6});
   const Bytes mapping = box("cmap", {0, 0, 1, 0, 0, 0, 1, 1, 0, 0, 1, 2});
-  const auto file = [&](const Bytes& palettes) {
-    return joined({box("jP  ", {13, 10, 0x87, 10}),
-                   box("ftyp", {'j', 'p', '2', ' ', 0, 0, 0, 0, 'j', 'p', '2', ' '}),
-                   box("jp2h", joined({palettes, mapping})),
-                   {0, 0, 0, 0, 'j', 'p', '2', 'c'},
-                   codestream});
-  };
-  EXPECT_EQ(ColourModel::rgb, decoded(file(three)).model());
-  EXPECT_THROW(decoded(file(joined({one, three}))), Error);
+  EXPECT_EQ(ColourModel::rgb, decoded(jp2Of(grey, joined({three, mapping}))).model());
+  EXPECT_THROW(decoded(jp2Of(grey, joined({one, three, mapping}))), Error);
   const Bytes deep = box("pclr", joined({{0, 1, 3, 127, 127, 127}, Bytes(48, 0)}));
-  EXPECT_THROW(decoded(file(deep)), Error);
+  EXPECT_THROW(decoded(jp2Of(grey, joined({deep, mapping}))), Error);
+}
+
+// CIELab beside Little CMS: with the usual ranges and with others, which the box then gives.
+TEST(Jpeg2000, LabBecomesRgb) {
+  const cmsHPROFILE lab = cmsCreateLab4Profile(nullptr), screen = cmsCreate_sRGBProfile();
+  const cmsHTRANSFORM transform =
+      cmsCreateTransform(lab, TYPE_Lab_DBL, screen, TYPE_RGB_8, INTENT_RELATIVE_COLORIMETRIC, cmsFLAGS_NOOPTIMIZE);
+  const Image image = picture(61, 20, ColourModel::rgb);
+  const Bytes space = {1, 0, 0, 0, 0, 0, 14};
+  Bytes numbers;  // range and offset of each channel, then the illuminant
+  for (const uint8_t n : Bytes{90, 0, 200, 140, 255, 128}) numbers = joined({numbers, {0, 0, 0, n}});
+  numbers = joined({numbers, {0, 'D', '5', '0'}});
+  for (const bool given : {false, true}) {
+    const Image seen = decoded(jp2Of(image, box("colr", given ? joined({space, numbers}) : space)));
+    for (int y = 0; y < 20; ++y)
+      for (int x = 0; x < 61; ++x) {
+        const uint8_t *const p = image.row(y) + 3 * x, *const q = seen.row(y) + 3 * x;
+        const cmsCIELab colour = {p[0] * (given ? 90 : 100) / 255.0,
+                                  given ? (p[1] - 140) * 200 / 255.0 : (p[1] - 128) * 170 / 255.0,
+                                  given ? p[2] - 128 : (p[2] - 96) * 200 / 255.0};
+        uint8_t want[3];
+        cmsDoTransform(transform, &colour, want, 1);
+        for (int i = 0; i < 3; ++i) ASSERT_NEAR(q[i], want[i], 1) << given << ' ' << x << ' ' << y << ' ' << i;
+      }
+  }
+  cmsDeleteTransform(transform);
+  cmsCloseProfile(lab);
+  cmsCloseProfile(screen);
+}
+
+TEST(Jpeg2000, ColoursAreFreedOfTheirOpacity) {
+  Image image(3, 1, ColourModel::greyAlpha);
+  const uint8_t stored[] = {50, 100, 100, 100, 7, 0};
+  std::copy(stored, stored + 6, image.data());
+  const Bytes grey = box("colr", {1, 0, 0, 0, 0, 0, 17});
+  for (const uint8_t type : Bytes{1, 2}) {
+    const Image seen =
+        decoded(jp2Of(image, joined({grey, box("cdef", {0, 2, 0, 0, 0, 0, 0, 1, 0, 1, 0, type, 0, 0})})));
+    EXPECT_EQ(Bytes(seen.data(), seen.data() + 6),
+              type == 1 ? Bytes(stored, stored + 6) : (Bytes{128, 100, 255, 100, 0, 0}));
+  }
+}
+
+// The profile of inks goes into a box that other readers pass over; they find the enumerated space behind it.
+TEST(Jpeg2000, InkKeepsItsProfile) {
+  Image ink = picture(16, 9, ColourModel::cmyk);
+  ink.metadata().icc = Bytes(200, 1);
+  std::memcpy(&ink.metadata().icc[16], "CMYK", 4);
+  const Bytes file = encodeJpeg2000(ink, {});
+  const Image back = decoded(file);
+  expectEqual(ink, back);
+  EXPECT_EQ(back.metadata().icc, ink.metadata().icc);
+  EXPECT_EQ(largest(componentsOf(file), peer::decode(file)), 0);
 }
 
 // Rows of a region, some at a time.

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "commands.h"
+#include "common/convert.h"
 #include "common/error.h"
 #include "common/metrics.h"
 
@@ -23,7 +24,7 @@ Image readPicture(const std::string& path, const CommonOptions& common) {
 // A picture without opacity is an opaque one.
 void addOpacity(Image* to, const Image& like) {
   if (hasOpacity(like.model()) && to->model() != like.model() && channelsOf(like.model()) == to->channels() + 1)
-    *to = toColour(*to, like.model());
+    *to = converted(*to, like.model());
 }
 
 void save(const std::string& path, const Image& image, const CompareCommand& c) {
