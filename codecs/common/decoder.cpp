@@ -40,7 +40,6 @@ void Decoder::decodeInto(Rows to) {
 
 void Decoder::read(Rows to) {
   if (to.count > rowsLeft()) throw Error(ErrorKind::argument, "more rows are asked for than there are");
-  const SerialPrimitives serial;
   const bool wholeRows = format_.width == whole_.width;
   const size_t left = size_t(wanted_.x) * whole_.pixelBytes();
   while (to.count > 0) {

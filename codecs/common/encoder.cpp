@@ -24,7 +24,6 @@ void Encoder::encode(ConstRows rows) {
 void Encoder::write(ConstRows rows) {
   if (rows.count > format_.height - encoded_ - waiting_)
     throw Error(ErrorKind::argument, "more rows are given than the picture has");
-  const SerialPrimitives serial;
   const size_t rowBytes = format_.rowBytes();
   while (rows.count > 0) {
     const int band = std::min(bandRows_, format_.height - encoded_);
@@ -47,7 +46,6 @@ void Encoder::write(ConstRows rows) {
 
 void Encoder::finish() {
   if (encoded_ != format_.height) throw Error(ErrorKind::argument, "rows of the picture are missing");
-  const SerialPrimitives serial;
   end();
   report(1);
 }

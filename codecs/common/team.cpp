@@ -13,23 +13,6 @@
 
 namespace zelcodecs {
 
-namespace {
-
-// How many threads OpenMP would use on this thread, had it not been told to use one for the time being; 0 where it has
-// not.
-thread_local int outsideThreads = 0;
-
-}  // namespace
-
-SerialPrimitives::SerialPrimitives() : before_(outsideThreads) {
-  if (before_ == 0) outsideThreads = omp_get_max_threads();
-  omp_set_num_threads(1);
-}
-SerialPrimitives::~SerialPrimitives() {
-  if (before_ == 0) omp_set_num_threads(outsideThreads);
-  outsideThreads = before_;
-}
-
 // All but the threads themselves is guarded by the mutex; pieces are large enough for that.
 struct Team::Shared {
   std::mutex mutex;
@@ -79,7 +62,6 @@ void Team::Shared::help(std::unique_lock<std::mutex>& lock) {
 }
 
 void Team::Shared::worker() {
-  const SerialPrimitives serial;
   std::unique_lock<std::mutex> lock(mutex);
   for (;;) {
     work.wait(lock, [this] { return ending || (next < count && !failure); });
@@ -88,11 +70,7 @@ void Team::Shared::worker() {
   }
 }
 
-Team::Team(int threads)
-    : threads_(std::clamp(threads > 0          ? threads
-                          : outsideThreads > 0 ? outsideThreads
-                                               : omp_get_max_threads(),
-                          1, 1024)) {}
+Team::Team(int threads) : threads_(std::clamp(threads > 0 ? threads : omp_get_max_threads(), 1, 1024)) {}
 
 Team::~Team() {
   if (!shared_) return;
@@ -117,7 +95,6 @@ void Team::start(int workers) {
 }
 
 void Team::run(int count, Call call, const void* work) {
-  const SerialPrimitives serial;
   const int useful = std::min(threads_, count);
   if (useful <= 1 || (shared_ && currentTeam == shared_.get())) {
     for (int i = 0; i < count; ++i) call(work, i);

@@ -7,19 +7,6 @@
 
 namespace zelcodecs {
 
-// While one exists, the primitives do their row loops on the calling thread: the codecs divide their work themselves,
-// and OpenMP's threads would spin after a loop.
-class SerialPrimitives {
- public:
-  SerialPrimitives();
-  ~SerialPrimitives();
-  SerialPrimitives(const SerialPrimitives&) = delete;
-  SerialPrimitives& operator=(const SerialPrimitives&) = delete;
-
- private:
-  const int before_;  // what an enclosing one has noted; 0 without one
-};
-
 // The number of threads for a picture: one below so many pixels that its work is done before another thread has woken
 // up, and where the caller leaves the number open (0) also below pixelsByDefault. Work that is little more than moving
 // bytes gains from threads in large pictures only, as moving them between processors takes time of its own.

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "common/error.h"
+#include "jpeg/serial.h"
 
 namespace zelcodecs::jpeg {
 namespace {
@@ -169,19 +170,26 @@ class PlaneBlocks : public BlockMaker {
 
   // The rows of an MCU.
   void convert(int top) const {
-    uint8_t* to[kMaxComponents] = {};
-    for (size_t i = 0; i < planes_.size(); ++i) to[i] = fullRow(planes_[i], top);
     const ConstRows rows = pixels_.rows().part(top, rowsFrom(top));
-    const ZeliSize size = {format_.width, rows.count};
-    if (ycc_ && planes_.size() == 3)
-      require(zeliRGBToYCbCr_JPEG_8u_C3P3R(rows.data, pixels_.step(), to, fullStep_, size));
-    else if (ycc_)
-      require(zeliCMYKToYCCK_JPEG_8u_C4P4R(rows.data, pixels_.step(), to, fullStep_, size));
-    else
-      for (int y = 0; y < size.height; ++y)
-        for (size_t i = 0; i < planes_.size(); ++i)
-          for (int x = 0; x < size.width; ++x)
-            to[i][size_t(y) * size_t(fullStep_) + size_t(x)] = rows.row(y)[size_t(x) * planes_.size() + i];
+    inSerialPieces({format_.width, rows.count}, [&](int x, int y, ZeliSize size) {
+      uint8_t* to[kMaxComponents] = {};
+      for (size_t i = 0; i < planes_.size(); ++i) to[i] = fullRow(planes_[i], top + y) + x;
+      const uint8_t* const from = rows.row(y) + size_t(x) * planes_.size();
+      if (ycc_ && planes_.size() == 3)
+        require(zeliRGBToYCbCr_JPEG_8u_C3P3R(from, pixels_.step(), to, fullStep_, size));
+      else if (ycc_)
+        require(zeliCMYKToYCCK_JPEG_8u_C4P4R(from, pixels_.step(), to, fullStep_, size));
+      else
+        divide(from, to, size);
+    });
+  }
+
+  // Channels that are coded as they are.
+  void divide(const uint8_t* from, uint8_t* const* to, ZeliSize size) const {
+    for (int y = 0; y < size.height; ++y, from += pixels_.step())
+      for (size_t i = 0; i < planes_.size(); ++i)
+        for (int x = 0; x < size.width; ++x)
+          to[i][size_t(y) * size_t(fullStep_) + size_t(x)] = from[size_t(x) * planes_.size() + i];
   }
 
   // Repeats the last column and row to the end of the MCUs.

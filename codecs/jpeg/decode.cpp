@@ -287,7 +287,6 @@ Image decodeJpeg(const uint8_t* data, size_t size, const JpegDecodeOptions& opti
 }
 
 JpegCoefficients readJpegCoefficients(const uint8_t* data, size_t size, const JpegDecodeOptions& options) {
-  const SerialPrimitives serial;
   Scans scans({data, size}, options);
   if (scans.frame().process == kSOF3)
     throw Error(ErrorKind::unsupported, "a lossless file has no coefficients; the frame header is",

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "jpeg/serial.h"
+
 namespace zelcodecs::jpeg {
 
 // With three components the Adobe marker decides, then the JFIF marker, then component numbers that spell RGB. Lossless
@@ -241,8 +243,12 @@ void Planes::convertRow(const Sample* const rows[], Sample* to) const {
   if (coding == Coding::ycc || coding == Coding::ycck) {
     const bool ink = coding == Coding::ycck;
     if constexpr (sizeof(Sample) == 1)
-      require(ink ? zeliYCCKToCMYK_JPEG_8u_P4C4R(rows, width, to, 4 * width, {width, 1})
-                  : zeliYCbCrToRGB_JPEG_8u_P3C3R(rows, width, to, 3 * width, {width, 1}));
+      inSerialPieces({width, 1}, [&](int x, int, ZeliSize size) {
+        const uint8_t* from[kMaxComponents] = {};
+        for (int i = 0; i < options_.format.channels(); ++i) from[i] = rows[i] + x;
+        require(ink ? zeliYCCKToCMYK_JPEG_8u_P4C4R(from, width, to + 4 * x, 4 * width, size)
+                    : zeliYCbCrToRGB_JPEG_8u_P3C3R(from, width, to + 3 * x, 3 * width, size));
+      });
     else
       yccToPixels(rows, width, top, ink, to);
   } else if (coding == Coding::grey) {

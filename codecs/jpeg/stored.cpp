@@ -233,7 +233,6 @@ std::vector<uint8_t> writeJpegCoefficients(const JpegCoefficients& in, const Jpe
   for (const JpegCoefficients::Component& c : in.components)
     for (int16_t v : c.values)
       if (v > 16383 || v < -16383) throw Error(ErrorKind::argument, "a coefficient outside -16383 to 16383");
-  const SerialPrimitives serial;
   Team team(options.threads);
   std::vector<uint8_t> out;
   writeStored(in, options, {}, &team, options.progress, memorySink(&out).get());

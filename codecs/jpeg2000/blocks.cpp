@@ -77,7 +77,7 @@ bool decodeWithOtherEndings(const CodedBlock& block, int passes, int sfBits, int
 
 }  // namespace
 
-BlockState decodeBlock(const CodedBlock& block, int blockStyle, bool halves, int32_t* words) {
+BlockState BlockDecoder::decode(const CodedBlock& block, int blockStyle, bool halves, int32_t* words) {
   const int significant = block.planes - block.zeroPlanes, sfBits = significant + halves;
   if (sfBits > 31) throw Error(ErrorKind::unsupported, "a code block of more than 31 bit planes");
   const int passes = std::min(block.passes, std::max(0, 3 * significant - 2));
@@ -88,17 +88,16 @@ BlockState decodeBlock(const CodedBlock& block, int blockStyle, bool halves, int
   }
   int flags = coderFlags(blockStyle) | zeliDecodeKeepHalfBits;
   if (blockStyle & kPredictable) flags |= zeliDecodeCheckTermination;
-  static thread_local State state;
   int bytes = 0;
   require(zeliDecodeGetBufSize_JPEG2K(block.size, &bytes));
-  if (state.size() < size_t(bytes)) state.resize(size_t(bytes));
+  if (state_.size() < size_t(bytes)) state_.resize(size_t(bytes));
   const ZelStatus status = zeliDecodeCodeBlock_JPEG2K_1u32s_C1R(
       block.data, words, block.size.width * 4, block.size, coderBand(block.bandKind), sfBits, passes,
-      block.segments->data(), int(block.segments->size()), flags, nullptr, record(&state));
+      block.segments->data(), int(block.segments->size()), flags, nullptr, record(&state_));
   if (status == zelStsNoErr) return good;
   if (status != zelStsJPEG2KDamagedCBErr) require(status);
   if (!(blockStyle & kBypass)) return BlockState::damaged;
-  return decodeWithOtherEndings(block, passes, sfBits, flags, &state, words) ? good : BlockState::damaged;
+  return decodeWithOtherEndings(block, passes, sfBits, flags, &state_, words) ? good : BlockState::damaged;
 }
 
 // ---- Encoding -------------------------------------------------------------------------------------------------------
@@ -118,15 +117,14 @@ void BlockEncoder::encode(const int32_t* words, ZeliSize size, int planes, int b
                                                  termination, 0, flags, &sfBits, &passes, &segments));
   block->zeroPlanes = passes ? 31 - sfBits : planes;
   block->passes = passes;
-  static thread_local std::vector<uint8_t> buffer;
   size_t used = 0;
   for (int more = passes > 0; more;) {
-    if (buffer.size() < used + 4096) buffer.resize(2 * buffer.size() + 16384);
-    int n = int(buffer.size() - used);
-    require(zeliEncodeStoreBits_JPEG2K_1u(buffer.data() + used, &n, state_, &more));
+    if (buffer_.size() < used + 4096) buffer_.resize(2 * buffer_.size() + 16384);
+    int n = int(buffer_.size() - used);
+    require(zeliEncodeStoreBits_JPEG2K_1u(buffer_.data() + used, &n, state_, &more));
     used += size_t(n);
   }
-  block->data.assign(buffer.begin(), buffer.begin() + long(used));
+  block->data.assign(buffer_.begin(), buffer_.begin() + long(used));
   block->rates.resize(size_t(passes));
   if (distortions) distortions->resize(size_t(passes));
   // A segment ends where its bytes do; the rates inside are what a decoder needs of it.

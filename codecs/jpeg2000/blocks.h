@@ -25,9 +25,15 @@ enum class BlockState {
   damaged   // the samples are what came before the damage
 };
 
-// Decodes a block's passes into words of sign (bit 31) and magnitude, in steps or, with halves, in half steps: then bit
-// 0 is set where all planes of a sample are known, and the value stands in the middle of its interval.
-BlockState decodeBlock(const CodedBlock& block, int blockStyle, bool halves, int32_t* words);
+class BlockDecoder {
+ public:
+  // Decodes a block's passes into words of sign (bit 31) and magnitude, in steps or, with halves, in half steps: then
+  // bit 0 is set where all planes of a sample are known, and the value stands in the middle of its interval.
+  BlockState decode(const CodedBlock& block, int blockStyle, bool halves, int32_t* words);
+
+ private:
+  std::vector<uint8_t> state_;  // the primitive's record
+};
 
 // A block as packets are going to carry it.
 struct EncodedBlock {
@@ -54,6 +60,7 @@ class BlockEncoder {
 
  private:
   ZeliEncodeState_JPEG2K* state_ = nullptr;
+  std::vector<uint8_t> buffer_;
 };
 
 }  // namespace zelcodecs::jpeg2000

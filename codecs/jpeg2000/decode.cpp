@@ -53,10 +53,11 @@ class OpenTile {
   const std::vector<std::string>& notes() const { return notes_; }
 
   // Decodes what is wanted of components. With keepGoing a tile that is damaged, or missing, is blank at worst.
-  void decode(const std::map<int, Rect>& wanted, Team* team, const Progress& progress) {
+  void decode(const std::map<int, Rect>& wanted, Team* team, ScratchPool<BlockScratch>* scratch,
+              const Progress& progress) {
     bool any = false;
     for (const auto& [c, area] : wanted) any |= !area.empty();
-    decoder_ = std::make_unique<TileDecoder>(*tile_, wanted, options_);
+    decoder_ = std::make_unique<TileDecoder>(*tile_, wanted, options_, scratch);
     if (!any || failed_) return;
     note([&] {
       if (!there_) throw Error(ErrorKind::damaged, "tile " + std::to_string(index_) + " is missing");
@@ -183,7 +184,7 @@ class Jpeg2000Decoder : public Decoder {
         const Rect all = pixelsOf(index), pixels = intersection(all, wantedPixels());
         if (pixels.empty()) return;
         auto& t = tiles[size_t(i)] = std::make_unique<OpenTile>(file_.codestream, index, options_);
-        t->decode(picture_.wanted(t->tile(), pixels), &team_, nullptr);
+        t->decode(picture_.wanted(t->tile(), pixels), &team_, &scratch_, nullptr);
         const Rows rows = {to.row(pixels.y0 - all.y0) + size_t(pixels.x0) * picture_.format().pixelBytes(), to.step,
                            pixels.height()};
         picture_.paint(t->tile(), t->decoder(), pixels, rows, &team_);
@@ -220,7 +221,7 @@ class Jpeg2000Decoder : public Decoder {
       auto t = std::make_unique<OpenTile>(file_.codestream, p, options_);
       const Rect pixels = intersection(picture_.pixelsOf(t->tile().area), wantedPixels());
       if (pixels.empty()) continue;
-      t->decode(picture_.wanted(t->tile(), pixels), &team_,
+      t->decode(picture_.wanted(t->tile(), pixels), &team_, &scratch_,
                 [&](double part) { report(kDecoded * (p + part) / across); });
       if (!t->decoder()->blank()) options_.limits.maxMemory -= t->decoder()->planeBytes();  // held from here on
       tell(t.get());
@@ -240,6 +241,7 @@ class Jpeg2000Decoder : public Decoder {
   const OpenFile file_;
   const Picture picture_;
   Team team_;
+  ScratchPool<BlockScratch> scratch_;
   bool aligned_ = false;                          // rows of tiles are bands
   std::vector<std::unique_ptr<OpenTile>> tiles_;  // of the only row
   // Of rows of tiles that are not bands: the next one, and the one that waits.
@@ -279,17 +281,17 @@ Jpeg2000Components emptyComponents(const Grid& grid, int reduce) {
 }  // namespace
 
 Jpeg2000Components decodeJpeg2000Components(const uint8_t* data, size_t size, const Jpeg2000DecodeOptions& options) {
-  const SerialPrimitives serial;
   Warnings warnings(options.warnings);
   const OpenFile file({data, size}, checked(options), &warnings);
   const Grid& grid = file.codestream.grid();
   Team team(options.threads);
+  ScratchPool<BlockScratch> scratch;
   Jpeg2000Components out = emptyComponents(grid, options.reduce);
   for (int i = 0; i < file.codestream.tileCount(); ++i) {
     OpenTile t(file.codestream, i, options);
     std::map<int, Rect> wanted;
     for (int c = 0; c < t.tile().components(); ++c) wanted[c] = reduced(t.tile().componentArea(c), options.reduce);
-    t.decode(wanted, &team, nullptr);
+    t.decode(wanted, &team, &scratch, nullptr);
     for (const std::string& n : t.notes()) warnings.add(n);
     t.decoder()->finishRows(INT32_MAX, &team);
     for (int c = 0; c < t.tile().components(); ++c) {

@@ -211,7 +211,7 @@ class Jpeg2000Encoder : public Encoder {
       team_.forEach(count, [&](int i) {
         auto& t = tiles[size_t(i)] = std::make_unique<TileEncoder>(plan_, first + p + i);
         t->load(rows, nextRow(), &team_);
-        t->encode(&team_, nullptr);
+        t->encode(&team_, &encoders_, nullptr);
       });
       for (auto& t : tiles) take(std::move(t));
     }
@@ -227,7 +227,7 @@ class Jpeg2000Encoder : public Encoder {
 
   void end() override {
     for (size_t p = 0; p < waiting_.size(); ++p) {
-      waiting_[p]->encode(&team_,
+      waiting_[p]->encode(&team_, &encoders_,
                           [&](double part) { report(0.05 + 0.9 * (double(p) + part) / double(waiting_.size())); });
       take(std::move(waiting_[p]));
     }
@@ -312,6 +312,7 @@ class Jpeg2000Encoder : public Encoder {
   const Jpeg2000EncodeOptions options_;
   const Plan plan_;
   Team team_;
+  ScratchPool<BlockEncoder> encoders_;
   uint64_t boxLength_ = 0;  // where the length of the codestream's box stands
   uint32_t tileNumber_ = 0;
   std::vector<std::unique_ptr<TileEncoder>> waiting_;  // of the only row of tiles, for their rows

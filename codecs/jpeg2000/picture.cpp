@@ -257,20 +257,20 @@ void Picture::toColours(int width, int32_t* lines) const {
   if (lab_) labToRgb(width, top, *lab_, line(0), line(1), line(2));
 }
 
-void Picture::paintRow(const Tile& tile, const TileDecoder& decoder, const Rect& pixels, int y, uint8_t* to) const {
-  static thread_local std::vector<int32_t> lines;
+// lines: room for a line of each channel.
+void Picture::paintRow(const Tile& tile, const TileDecoder& decoder, const Rect& pixels, int y, int32_t* lines,
+                       uint8_t* to) const {
   const int width = pixels.width(), count = int(channels_.size());
-  if (lines.size() < size_t(width) * size_t(count)) lines.resize(size_t(width) * size_t(count));
   for (int i = 0; i < count; ++i) {
-    int32_t* const line = lines.data() + size_t(i) * size_t(width);
+    int32_t* const line = lines + size_t(i) * size_t(width);
     fetch(tile, decoder, channels_[size_t(i)], pixels, y, line);
     finish(channels_[size_t(i)], width, line);
   }
-  toColours(width, lines.data());
+  toColours(width, lines);
   if (format_.bytesPerSample() == 1)
-    interleave(lines.data(), count, width, to);
+    interleave(lines, count, width, to);
   else
-    interleave(lines.data(), count, width, reinterpret_cast<uint16_t*>(to));
+    interleave(lines, count, width, reinterpret_cast<uint16_t*>(to));
 }
 
 void Picture::paint(const Tile& tile, TileDecoder* decoder, const Rect& pixels, Rows to, Team* team) const {
@@ -283,11 +283,13 @@ void Picture::paint(const Tile& tile, TileDecoder* decoder, const Rect& pixels, 
   // Pieces of rows, so that the lines between component and picture stay in the cache.
   constexpr int kRows = 8, kColumns = 4096;
   const int rows = decoder->blank() ? 1 : pixels.height();
+  const int widest = std::min(pixels.width(), kColumns);
   team->forEach((rows + kRows - 1) / kRows, [&](int i) {
+    const std::unique_ptr<int32_t[]> lines(new int32_t[size_t(widest) * channels_.size()]);
     for (int y = i * kRows; y < std::min(rows, (i + 1) * kRows); ++y)
       for (int x = 0; x < pixels.width(); x += kColumns) {
         const Rect piece = {pixels.x0 + x, pixels.y0, pixels.x0 + std::min(pixels.width(), x + kColumns), pixels.y1};
-        paintRow(tile, *decoder, piece, pixels.y0 + y, to.row(y) + size_t(x) * format_.pixelBytes());
+        paintRow(tile, *decoder, piece, pixels.y0 + y, lines.get(), to.row(y) + size_t(x) * format_.pixelBytes());
       }
   });
   for (int y = rows; y < pixels.height(); ++y)  // all rows are alike

@@ -46,7 +46,8 @@ class Picture {
              int32_t* to) const;
   void finish(const Channel& k, int count, int32_t* line) const;
   void toColours(int width, int32_t* lines) const;
-  void paintRow(const Tile& tile, const TileDecoder& decoder, const Rect& pixels, int y, uint8_t* to) const;
+  void paintRow(const Tile& tile, const TileDecoder& decoder, const Rect& pixels, int y, int32_t* lines,
+                uint8_t* to) const;
 
   const Grid& grid_;
   const Boxes& boxes_;

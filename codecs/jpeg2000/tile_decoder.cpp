@@ -45,8 +45,9 @@ int32_t* TileDecoder::Component::at<int32_t>(int x, int y) {
 
 // ---- What is going to be decoded ------------------------------------------------------------------------------------
 
-TileDecoder::TileDecoder(const Tile& tile, const std::map<int, Rect>& wanted, const Jpeg2000DecodeOptions& options)
-    : tile_(tile), options_(options) {
+TileDecoder::TileDecoder(const Tile& tile, const std::map<int, Rect>& wanted, const Jpeg2000DecodeOptions& options,
+                         ScratchPool<BlockScratch>* scratch)
+    : tile_(tile), options_(options), scratch_(scratch) {
   for (const auto& [c, area] : wanted)
     if (!area.empty()) components_[c].wanted = area;
   checkColourTransform();
@@ -252,9 +253,10 @@ void TileDecoder::makeRoom(Component* k, int r) {
 
 // The segments of a block, where possible as they lie in the file.
 BlockState TileDecoder::decodeInto(const CodeBlock& block, const PacketReader& reader) {
-  static thread_local std::vector<uint8_t> joined;
-  static thread_local std::vector<int> segments;
-  static thread_local std::vector<int32_t> words(kMaxBlockSamples);
+  const auto scratch = scratch_->lease([] { return std::make_unique<BlockScratch>(); });
+  std::vector<uint8_t>& joined = scratch->joined;
+  std::vector<int>& segments = scratch->segments;
+  int32_t words[kMaxBlockSamples];
   joined.clear();
   segments.clear();
   Component& k = components_.at(block.component);
@@ -286,8 +288,8 @@ BlockState TileDecoder::decodeInto(const CodeBlock& block, const PacketReader& r
   if (apart) coded.data = joined.data();
   if (!coded.data) coded.data = &none;
   const BlockState state =
-      decodeBlock(coded, tile_.parameters.coding(block.component).blockStyle, !k.reversible, words.data());
-  place(block, words.data(), &k);
+      scratch->decoder.decode(coded, tile_.parameters.coding(block.component).blockStyle, !k.reversible, words);
+  place(block, words, &k);
   return state;
 }
 

@@ -4,6 +4,7 @@
 
 #include <functional>
 
+#include "common/scratch.h"
 #include "common/team.h"
 #include "common/zeroed.h"
 #include "jpeg2000/blocks.h"
@@ -11,10 +12,18 @@
 
 namespace zelcodecs::jpeg2000 {
 
+// What a thread decodes a block with.
+struct BlockScratch {
+  BlockDecoder decoder;
+  std::vector<uint8_t> joined;  // segments that are apart in the file
+  std::vector<int> segments;    // their lengths
+};
+
 class TileDecoder {
  public:
   // wanted: of components by number, an area at the reduced resolution; the others are not wanted.
-  TileDecoder(const Tile& tile, const std::map<int, Rect>& wanted, const Jpeg2000DecodeOptions& options);
+  TileDecoder(const Tile& tile, const std::map<int, Rect>& wanted, const Jpeg2000DecodeOptions& options,
+              ScratchPool<BlockScratch>* scratch);
 
   // Decodes all that is wanted. Throws Error; with keepGoing damage is left to notes(). progress: called with the part
   // done.
@@ -67,6 +76,7 @@ class TileDecoder {
 
   const Tile& tile_;
   const Jpeg2000DecodeOptions& options_;
+  ScratchPool<BlockScratch>* const scratch_;
   std::map<int, Component> components_;  // those that are wanted, or transformed together with them
   bool colourTransform_ = false;
   bool blank_ = true;

@@ -190,17 +190,20 @@ std::vector<TileEncoder::Item> TileEncoder::itemsOf(size_t c) {
 // ---- Blocks ---------------------------------------------------------------------------------------------------------
 
 // A component's plane goes when its blocks are coded.
-void TileEncoder::encode(Team* team, const Progress& progress) {
+void TileEncoder::encode(Team* team, ScratchPool<BlockEncoder>* encoders, const Progress& progress) {
   team->forEach(channels(), [&](int c) { transform(size_t(c)); });
   blocks_ = blocksOf(tile_);
   constexpr size_t kPerRound = 256, kPerPiece = 4;
+  const CodingStyle& style = *plan_.styles.coding;
   for (size_t c = 0; c < size_t(channels()); ++c) {
     std::vector<Item> items = itemsOf(c);
     for (size_t first = 0; first < items.size(); first += kPerRound) {
       const size_t count = std::min(kPerRound, items.size() - first);
       team->forEach(int((count + kPerPiece - 1) / kPerPiece), [&](int piece) {
+        const auto encoder = encoders->lease(
+            [&] { return std::make_unique<BlockEncoder>(1 << style.logBlockWidth, 1 << style.logBlockHeight); });
         for (size_t i = size_t(piece) * kPerPiece; i < std::min(count, (size_t(piece) + 1) * kPerPiece); ++i)
-          encodeItem(&items[first + i]);
+          encodeItem(&items[first + i], encoder.get());
       });
       if (progress) progress((double(c) + double(first + count) / double(items.size())) / channels());
     }
@@ -216,21 +219,13 @@ void TileEncoder::encode(Team* team, const Progress& progress) {
   }
 }
 
-void TileEncoder::encodeItem(Item* item) {
-  const CodingStyle& style = *plan_.styles.coding;
-  static thread_local std::unique_ptr<BlockEncoder> encoder;
-  static thread_local int encoderWidth = 0, encoderHeight = 0;
-  const int blockWidth = 1 << style.logBlockWidth, blockHeight = 1 << style.logBlockHeight;
-  if (encoderWidth != blockWidth || encoderHeight != blockHeight) {
-    encoder = std::make_unique<BlockEncoder>(blockWidth, blockHeight);
-    encoderWidth = blockWidth;
-    encoderHeight = blockHeight;
-  }
+void TileEncoder::encodeItem(Item* item, BlockEncoder* encoder) {
   int32_t words[kMaxBlockSamples];
   const Band& band = item->band;
   const double left = quantise(item->component, band, item->area, item->planeX, item->planeY, words);
-  encoder->encode(words, {item->area.width(), item->area.height()}, band.planes, band.kind, style.blockStyle,
-                  reversible_, item->block, plan_.rateControl ? &item->distortions : nullptr);
+  encoder->encode(words, {item->area.width(), item->area.height()}, band.planes, band.kind,
+                  plan_.styles.coding->blockStyle, reversible_, item->block,
+                  plan_.rateControl ? &item->distortions : nullptr);
   if (!plan_.rateControl) {  // one layer of all passes
     item->block->layerPasses.assign(1, item->block->passes);
     return;

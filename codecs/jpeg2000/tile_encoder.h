@@ -2,6 +2,7 @@
 #pragma once
 
 #include "common/picture.h"
+#include "common/scratch.h"
 #include "common/team.h"
 #include "common/zeroed.h"
 #include "jpeg2000/packet_writer.h"
@@ -28,7 +29,7 @@ class TileEncoder {
   // Takes rows of the picture from row y on, of which the tile takes its columns.
   void load(ConstRows rows, int y, Team* team);
   // After all rows.
-  void encode(Team* team, const Progress& progress);
+  void encode(Team* team, ScratchPool<BlockEncoder>* encoders, const Progress& progress);
 
   const Tile& tile() const { return tile_; }
   EncodedTile* blocks() { return &blocks_; }
@@ -51,7 +52,7 @@ class TileEncoder {
   void transformColours(int y0, int y1);
   void transform(size_t c);
   std::vector<Item> itemsOf(size_t c);
-  void encodeItem(Item* item);
+  void encodeItem(Item* item, BlockEncoder* encoder);
   double quantise(size_t c, const Band& band, const Rect& area, int planeX, int planeY, int32_t* words) const;
 
   const Plan& plan_;

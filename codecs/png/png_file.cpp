@@ -8,6 +8,7 @@
 #include <cmath>
 #include <csetjmp>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <string>
@@ -27,6 +28,7 @@ constexpr int kMostChunks = 1000;                  // ancillary chunks that libp
 // It reports a failure by longjmp; the message waits here until the jump has left its frames.
 struct Failure {
   char text[200];
+  bool outOfMemory;  // as some chunks are left out then, and the rest goes on
 };
 
 [[noreturn]] void onError(png_structp png, png_const_charp what) {
@@ -35,12 +37,27 @@ struct Failure {
 }
 void onWarning(png_structp, png_const_charp) {}
 
-// Runs calls of libpng. The function must not own anything: a jump passes over its frame without destructors.
+void* allocate(png_structp png, png_alloc_size_t size) {
+  void* const p = std::malloc(size);
+  if (!p) static_cast<Failure*>(png_get_mem_ptr(png))->outOfMemory = true;
+  return p;
+}
+void release(png_structp, png_voidp p) { std::free(p); }
+
+// The function must not own anything: a jump passes over its frame without destructors.
 template <class Calls>
-bool succeeds(png_structp png, const Calls& calls) {
+bool returns(png_structp png, const Calls& calls) {
   if (setjmp(png_jmpbuf(png))) return false;
   calls();
   return true;
+}
+
+// Runs calls of libpng, like returns().
+template <class Calls>
+bool succeeds(png_structp png, const Calls& calls) {
+  const bool done = returns(png, calls);
+  if (static_cast<const Failure*>(png_get_error_ptr(png))->outOfMemory) throw std::bad_alloc();
+  return done;
 }
 
 struct Input {
@@ -76,31 +93,28 @@ void writeBytes(png_structp png, png_bytep from, size_t count) {
 }
 void flush(png_structp) {}
 
-struct ReadStruct {
-  Failure failure{};
-  png_structp png;
-  png_infop info;
-  ReadStruct()
-      : png(png_create_read_struct(PNG_LIBPNG_VER_STRING, &failure, onError, onWarning)),
-        info(png ? png_create_info_struct(png) : nullptr) {
-    if (!info) throw std::bad_alloc();
-  }
-  ReadStruct(const ReadStruct&) = delete;
-  ~ReadStruct() { png_destroy_read_struct(&png, &info, nullptr); }
-};
+using Create = decltype(png_create_read_struct_2);
+using Destroy = void (*)(png_structpp, png_infopp);
 
-struct WriteStruct {
+// A reader or a writer of libpng.
+template <Create* create, Destroy destroy>
+struct Struct {
   Failure failure{};
   png_structp png;
   png_infop info;
-  WriteStruct()
-      : png(png_create_write_struct(PNG_LIBPNG_VER_STRING, &failure, onError, onWarning)),
+  Struct()
+      : png(create(PNG_LIBPNG_VER_STRING, &failure, onError, onWarning, &failure, allocate, release)),
         info(png ? png_create_info_struct(png) : nullptr) {
-    if (!info) throw std::bad_alloc();
+    if (info) return;
+    destroy(&png, nullptr);
+    throw std::bad_alloc();
   }
-  WriteStruct(const WriteStruct&) = delete;
-  ~WriteStruct() { png_destroy_write_struct(&png, &info); }
+  Struct(const Struct&) = delete;
+  ~Struct() { destroy(&png, &info); }
 };
+void destroyReader(png_structpp png, png_infopp info) { png_destroy_read_struct(png, info, nullptr); }
+using ReadStruct = Struct<png_create_read_struct_2, destroyReader>;
+using WriteStruct = Struct<png_create_write_struct_2, png_destroy_write_struct>;
 
 // ---- Metadata -------------------------------------------------------------------------------------------------------
 
@@ -204,14 +218,7 @@ class PngDecoder : public Decoder {
       : source_(source), keepGoing_(options.keepGoing), warnings_(options.warnings) {
     in_.bytes = source.all();
     if (!isPng(in_.bytes.data, in_.bytes.size)) throw Error(ErrorKind::unsupported, "not a PNG file", 0);
-    png_set_read_fn(r_.png, &in_, readBytes);
-    png_set_chunk_malloc_max(r_.png, kMostOfChunk);
-    png_set_chunk_cache_max(r_.png, kMostChunks);
-    png_set_user_limits(r_.png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
-    static const png_byte ours[] = "tEXt\0zTXt\0iTXt\0eXIf";  // readTexts() takes these from the file itself
-    png_set_keep_unknown_chunks(r_.png, PNG_HANDLE_CHUNK_NEVER, ours, 4);
-    // libpng asks for so many bytes of the pixels at once, and fails where a cut file has fewer.
-    if (keepGoing_) png_set_compression_buffer_size(r_.png, 16);
+    if (!succeeds(r_.png, [&] { setUp(); })) fail();
     if (!succeeds(r_.png, [&] { png_read_info(r_.png, r_.info); })) fail();
     const PictureFormat f = formatOf(options.limits);
     readProfileAndResolution(r_.png, r_.info, &metadata_);
@@ -227,6 +234,17 @@ class PngDecoder : public Decoder {
 
  private:
   [[noreturn]] void fail() const { throw Error(ErrorKind::damaged, r_.failure.text, in_.at); }
+
+  void setUp() {
+    png_set_read_fn(r_.png, &in_, readBytes);
+    png_set_chunk_malloc_max(r_.png, kMostOfChunk);
+    png_set_chunk_cache_max(r_.png, kMostChunks);
+    png_set_user_limits(r_.png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
+    static const png_byte ours[] = "tEXt\0zTXt\0iTXt\0eXIf";  // readTexts() takes these from the file itself
+    png_set_keep_unknown_chunks(r_.png, PNG_HANDLE_CHUNK_NEVER, ours, 4);
+    // libpng asks for so many bytes of the pixels at once, and fails where a cut file has fewer.
+    if (keepGoing_) png_set_compression_buffer_size(r_.png, 16);
+  }
 
   PictureFormat formatOf(const Limits& limits) const {
     const uint32_t width = png_get_image_width(r_.png, r_.info), height = png_get_image_height(r_.png, r_.info);

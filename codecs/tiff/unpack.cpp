@@ -127,6 +127,7 @@ class Deflate : public Unpacker {
       stream_.next_out = to;
       stream_.avail_out = uInt(room);
       const int status = inflate(&stream_, Z_SYNC_FLUSH);  // all that fits, also in the middle of a block
+      if (status == Z_MEM_ERROR) throw std::bad_alloc();
       at_ += there - stream_.avail_in;
       const size_t done = room - stream_.avail_out;
       to += done;

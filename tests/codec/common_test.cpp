@@ -1,7 +1,6 @@
 // What the formats share: bands, threads, sources and sinks, conversions, metadata.
 #include <fcntl.h>
 #include <lcms2.h>
-#include <omp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -123,24 +122,6 @@ TEST(Team, ThreadsDoEveryPieceOnceAndCarryExceptionsOut) {
     }
     EXPECT_LE(begun, 3 + threads);
   }
-}
-
-TEST(Team, PrimitivesAreSerialMeanwhileAndTeamsAreNot) {
-  const int before = omp_get_max_threads();
-  omp_set_num_threads(3);
-  {
-    const SerialPrimitives one;
-    EXPECT_EQ(omp_get_max_threads(), 1);
-    Team outer(0);
-    EXPECT_EQ(outer.threads(), 3);
-    outer.forEach(1, [](int) {
-      EXPECT_EQ(omp_get_max_threads(), 1);
-      EXPECT_EQ(Team(0).threads(), 3);
-    });
-    EXPECT_EQ(omp_get_max_threads(), 1);
-  }
-  EXPECT_EQ(omp_get_max_threads(), 3);
-  omp_set_num_threads(before);
 }
 
 // ---- Sources and sinks ----------------------------------------------------------------------------------------------

@@ -1,0 +1,288 @@
+// Every allocation of every coder made to fail: the n-th alone, and all from the n-th on, for each n. What comes of it
+// is running out of memory, said as that, or the right result, and nothing that was taken stays taken.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <functional>
+#include <new>
+
+#include "any/any.h"
+#include "any/transfer.h"
+#include "files.h"
+
+// ---- The allocator of the process -----------------------------------------------------------------------------------
+
+extern "C" {
+void* __libc_malloc(size_t size);
+void* __libc_calloc(size_t count, size_t size);
+void* __libc_realloc(void* p, size_t size);
+void* __libc_memalign(size_t alignment, size_t size);
+void __libc_free(void* p);
+}
+
+namespace {
+
+std::atomic<long> untilFailure{-1};  // allocations that still succeed; below 0 none is made to fail
+std::atomic<bool> goesOnFailing{false}, hasFailed{false};
+std::atomic<long> taken{0};
+
+bool refused() {
+  if (untilFailure.load() < 0) return false;
+  if (hasFailed.load() && goesOnFailing.load()) return true;
+  if (untilFailure.fetch_sub(1) != 0) return false;
+  if (goesOnFailing) untilFailure = 0;
+  return hasFailed = true;
+}
+
+void* counted(void* p) {
+  if (p) ++taken;
+  return p;
+}
+
+}  // namespace
+
+#pragma GCC visibility push(default)
+extern "C" {
+void* malloc(size_t size) { return refused() ? nullptr : counted(__libc_malloc(size)); }
+void* calloc(size_t count, size_t size) { return refused() ? nullptr : counted(__libc_calloc(count, size)); }
+void* realloc(void* p, size_t size) {
+  if (refused()) return nullptr;
+  void* const q = __libc_realloc(p, size);
+  return p ? q : counted(q);
+}
+void* memalign(size_t alignment, size_t size) {
+  return refused() ? nullptr : counted(__libc_memalign(alignment, size));
+}
+void* aligned_alloc(size_t alignment, size_t size) { return memalign(alignment, size); }
+int posix_memalign(void** to, size_t alignment, size_t size) {
+  void* const p = memalign(alignment, size);
+  if (p) *to = p;
+  return p ? 0 : 12;  // ENOMEM
+}
+void free(void* p) {
+  if (p) --taken;
+  __libc_free(p);
+}
+}
+#pragma GCC visibility pop
+
+// ---- What is tried --------------------------------------------------------------------------------------------------
+
+namespace {
+
+using namespace zelcodecs;
+using zeltest::Bytes;
+using zeltest::picture;
+
+using Work = std::function<Bytes()>;
+
+// Fails each allocation of the work in turn, or, for long work, fewer and fewer of them. The result of work that has not
+// thrown must be that of calm times.
+void failEach(const std::string& name, const Work& work, bool fewer = false) {
+  SCOPED_TRACE(name);
+  const Bytes calm = work();  // also what is made once for the process
+  for (const bool onward : {false, true}) {
+    long n = 0;
+    for (bool reached = true; reached && !testing::Test::HasFailure(); n += fewer ? 1 + n / 8 : 1) {
+      const long before = taken;
+      std::string wrong;
+      {
+        Bytes result;
+        bool thrown = false;
+        goesOnFailing = onward;
+        hasFailed = false;
+        untilFailure = n;
+        try {
+          result = work();
+        } catch (const std::bad_alloc&) {
+          thrown = true;
+        } catch (const Error& e) {
+          thrown = true;
+          untilFailure = -1;
+          if (e.kind() != ErrorKind::limit) wrong = e.what();
+        } catch (const std::exception& e) {
+          thrown = true;
+          untilFailure = -1;
+          wrong = e.what();
+        }
+        untilFailure = -1;
+        if (!thrown && result != calm) wrong = "another result";
+      }
+      reached = hasFailed;
+      const long kept = taken - before;
+      EXPECT_TRUE(wrong.empty()) << "allocation " << n << (onward ? " and all after it: " : ": ") << wrong;
+      EXPECT_TRUE(kept == 0 || !wrong.empty())
+          << kept << " allocations stay after allocation " << n << (onward ? " and all after it" : "");
+    }
+    EXPECT_GT(n, 1) << "nothing was allocated";
+  }
+}
+
+Bytes samplesOf(const Image& image) { return {image.data(), image.data() + image.sizeBytes()}; }
+
+// Encoding, and decoding of what came of it. More than one thread is used in pictures from 65536 pixels on.
+void failCoders(const std::string& name, Format format, const Image& image, AnyEncodeOptions e) {
+  const bool large = image.width() * image.height() >= 1 << 16;
+  for (const int threads : {1, 3}) {
+    if (large && threads == 1) continue;
+    e.common.threads = threads;
+    const Work encode = [&] {
+      Bytes file;
+      const auto sink = memorySink(&file);
+      writeAll(*createAny(*sink, format, image.format(), image.metadata(), e), image);
+      return file;
+    };
+    failEach(name + " encoded", encode, large);
+    const Bytes file = encode();
+    for (const bool keepGoing : {false, true}) {
+      AnyDecodeOptions d;
+      std::vector<std::string> warnings;
+      d.common.threads = threads;
+      d.common.keepGoing = keepGoing;
+      d.common.warnings = keepGoing ? &warnings : nullptr;
+      failEach(
+          name + " decoded",
+          [&] {
+            const auto source = memorySource(file.data(), file.size());
+            const Bytes samples = samplesOf(readAll(*openAny(*source, format, d)));
+            std::vector<std::string>().swap(warnings);
+            return samples;
+          },
+          large);
+    }
+  }
+}
+
+Image withMetadata(Image image) {
+  Metadata& m = image.metadata();
+  m.icc = Bytes(200, 7);
+  m.exif = {'M', 'M', 0, 42, 0, 0, 0, 8, 0, 1, 0x01, 0x12, 0, 3, 0, 0, 0, 1, 0, 6, 0, 0, 0, 0, 0, 0};
+  m.xmp = Bytes(50, 'x');
+  m.comments = {"a comment that is longer than what a string holds by itself"};
+  m.orientation = 6;
+  return image;
+}
+
+TEST(Allocation, Jpeg) {
+  const Image rgb = withMetadata(picture(37, 35, ColourModel::rgb));
+  AnyEncodeOptions e;
+  failCoders("baseline", Format::jpeg, rgb, e);
+  e.jpeg.restartRows = 1;
+  e.jpeg.optimiseTables = true;
+  failCoders("intervals", Format::jpeg, rgb, e);
+  e.jpeg.process = JpegProcess::progressive;
+  failCoders("progressive", Format::jpeg, rgb, e);
+  e.jpeg.process = JpegProcess::lossless;
+  failCoders("lossless", Format::jpeg, picture(19, 9, ColourModel::grey, 12), e);
+}
+
+TEST(Allocation, JpegCoefficients) {
+  const Bytes file = encodeJpeg(picture(37, 35, ColourModel::rgb));
+  const JpegCoefficients whole = readJpegCoefficients(file.data(), file.size());
+  failEach("read", [&] {
+    const JpegCoefficients c = readJpegCoefficients(file.data(), file.size());
+    const auto* const p = reinterpret_cast<const uint8_t*>(c.components[1].values.data());
+    return Bytes(p, p + 2 * c.components[1].values.size());
+  });
+  JpegWriteOptions o;
+  o.progressive = true;
+  failEach("write", [&] { return writeJpegCoefficients(whole, o); });
+}
+
+TEST(Allocation, Jpeg2000) {
+  AnyEncodeOptions e;
+  e.jpeg2000.codeBlockWidth = e.jpeg2000.codeBlockHeight = 4;
+  e.jpeg2000.levels = 2;
+  failCoders("lossless", Format::jpeg2000, withMetadata(picture(9, 7, ColourModel::rgba)), e);
+  e.jpeg2000.lossless = false;
+  e.jpeg2000.rate = 3;
+  e.jpeg2000.layers = 2;
+  e.jpeg2000.tileWidth = e.jpeg2000.tileHeight = 8;
+  failCoders("tiles, layers", Format::jpeg2000, picture(11, 9, ColourModel::rgb), e);
+}
+
+TEST(Allocation, Tiff) {
+  const Image rgb = withMetadata(picture(37, 35, ColourModel::rgb));
+  for (const TiffCompression c :
+       {TiffCompression::none, TiffCompression::lzw, TiffCompression::deflate, TiffCompression::packBits}) {
+    AnyEncodeOptions e;
+    e.tiff.compression = c;
+    e.tiff.rowsPerStrip = 10;
+    failCoders("strips", Format::tiff, rgb, e);
+    e.tiff.tileWidth = e.tiff.tileHeight = 16;
+    failCoders("tiles", Format::tiff, rgb, e);
+  }
+}
+
+TEST(Allocation, DdsPngNetpbm) {
+  AnyEncodeOptions e;
+  for (const TextureFormat f : {TextureFormat::dxt1, TextureFormat::dxt5, TextureFormat::ycocg}) {
+    e.dds.format = f;
+    e.dds.levels = 0;
+    failCoders("textures", Format::dds, picture(37, 35, ColourModel::rgba), e);
+  }
+  failCoders("png", Format::png, withMetadata(picture(37, 35, ColourModel::rgba, 16)), e);
+  failCoders("netpbm", Format::netpbm, picture(37, 35, ColourModel::greyAlpha), e);
+}
+
+TEST(Allocation, Threads) {
+  const Image image = picture(330, 201, ColourModel::rgb);
+  AnyEncodeOptions e;
+  e.jpeg.restartRows = 2;
+  failCoders("intervals", Format::jpeg, image, e);
+  e.jpeg.process = JpegProcess::progressive;
+  failCoders("progressive", Format::jpeg, image, e);
+  e.tiff.compression = TiffCompression::lzw;
+  e.tiff.rowsPerStrip = 20;
+  failCoders("strips", Format::tiff, image, e);
+  failCoders("textures", Format::dds, image, e);
+  e.jpeg2000.tileWidth = e.jpeg2000.tileHeight = 128;
+  failCoders("tiles", Format::jpeg2000, image, e);
+}
+
+TEST(Allocation, Transfer) {
+  const Image image = picture(37, 35, ColourModel::cmyk, 16);
+  for (const int threads : {1, 2})
+    failEach("transfer", [&] {
+      Bytes file;
+      const auto sink = memorySink(&file);
+      Converter converter(image.format(), ColourModel::rgb, 8, {});
+      const auto encoder = createAny(*sink, Format::netpbm, converter.to(), {}, {});
+      transfer(*imageDecoder(image.clone()), &converter, *encoder, threads);
+      return file;
+    });
+}
+
+// missing: what tells that there is no memory.
+template <class Record>
+void failRecord(ZelStatus missing, ZelStatus (*release)(Record*), const std::function<ZelStatus(Record**)>& allocate) {
+  failEach("record", [&] {
+    Record* record = nullptr;
+    const ZelStatus status = allocate(&record);
+    if (status == missing && !record) throw std::bad_alloc();
+    require(status);
+    require(release(record));
+    return Bytes();
+  });
+}
+
+// A record that the library cannot allocate is a status and a null pointer, and nothing stays taken.
+TEST(Allocation, RecordsOfTheLibrary) {
+  const uint8_t bits[16] = {0, 2}, values[] = {0, 1};
+  const ZelStatus null = zelStsNullPtrErr, memory = zelStsMemAllocErr;
+  failRecord(null, zeliDecodeHuffmanSpecFree_JPEG_8u,
+             {[&](ZeliDecodeHuffmanSpec** p) { return zeliDecodeHuffmanSpecInitAlloc_JPEG_8u(bits, values, p); }});
+  failRecord(null, zeliEncodeHuffmanSpecFree_JPEG_8u,
+             {[&](ZeliEncodeHuffmanSpec** p) { return zeliEncodeHuffmanSpecInitAlloc_JPEG_8u(bits, values, p); }});
+  failRecord(null, zeliDecodeHuffmanStateFree_JPEG_8u, {zeliDecodeHuffmanStateInitAlloc_JPEG_8u});
+  failRecord(null, zeliEncodeHuffmanStateFree_JPEG_8u, {zeliEncodeHuffmanStateInitAlloc_JPEG_8u});
+  failRecord(memory, zeliEncodeFree_JPEG2K, {[](ZeliEncodeState_JPEG2K** p) {
+               return zeliEncodeInitAlloc_JPEG2K(p, {64, 64});
+             }});
+  failRecord(memory, zeliDecodeCBProgrFree_JPEG2K, {[](ZeliDecodeCBProgrState_JPEG2K** p) {
+               return zeliDecodeCBProgrInitAlloc_JPEG2K(p, {64, 64});
+             }});
+}
+
+}  // namespace
