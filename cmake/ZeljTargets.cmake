@@ -7,6 +7,9 @@ endif()
 if(ZELJ_SANITIZE)
   set(ZELJ_SANITIZE_FLAGS -fsanitize=${ZELJ_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
 endif()
+if(ZELJ_COVERAGE)
+  list(APPEND ZELJ_SANITIZE_FLAGS -fprofile-instr-generate -fcoverage-mapping)
+endif()
 
 # The sanitizers' runtime, for a target that is linked from objects alone.
 function(zelj_link_sanitizers target)

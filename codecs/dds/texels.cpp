@@ -75,29 +75,21 @@ Texels pixels(const char* name, size_t bytes, ColourModel model, std::initialize
   return t;
 }
 
+// Formats of later headers that are not read.
 std::string nameOfNumber(uint32_t number) {
-  switch (number) {
-    case 2:
-      return "R32G32B32A32_FLOAT";
-    case 10:
-      return "R16G16B16A16_FLOAT";
-    case 26:
-      return "R11G11B10_FLOAT";
-    case 34:
-      return "R16G16_FLOAT";
-    case 41:
-      return "R32_FLOAT";
-    case 54:
-      return "R16_FLOAT";
-    case 65:
-      return "A8";
-    case 67:
-      return "R9G9B9E5";
-    case 94:
-    case 95:
-    case 96:
-      return "BC6H";
-  }
+  static constexpr std::pair<uint32_t, const char*> kNames[] = {{2, "R32G32B32A32_FLOAT"},
+                                                                {10, "R16G16B16A16_FLOAT"},
+                                                                {26, "R11G11B10_FLOAT"},
+                                                                {34, "R16G16_FLOAT"},
+                                                                {41, "R32_FLOAT"},
+                                                                {54, "R16_FLOAT"},
+                                                                {65, "A8"},
+                                                                {67, "R9G9B9E5"},
+                                                                {94, "BC6H"},
+                                                                {95, "BC6H"},
+                                                                {96, "BC6H"}};
+  for (const auto& [known, name] : kNames)
+    if (known == number) return name;
   return "number " + std::to_string(number);
 }
 

@@ -61,42 +61,26 @@ size_t bytesOfType(int type) {
 }
 
 std::string nameOfCompression(int compression) {
-  switch (compression) {
-    case kUncompressed:
-      return "none";
-    case 2:
-      return "CCITT modified Huffman";
-    case 3:
-      return "CCITT group 3";
-    case 4:
-      return "CCITT group 4";
-    case kLzw:
-      return "LZW";
-    case 6:
-      return "JPEG in its old style";
-    case kJpeg:
-      return "JPEG";
-    case kDeflate:
-    case kOldDeflate:
-      return "Deflate";
-    case kPackBits:
-      return "PackBits";
-    case 34661:
-      return "JBIG";
-    case 34676:
-    case 34677:
-      return "LogLuv";
-    case 34712:
-      return "JPEG 2000";
-    case 34887:
-      return "LERC";
-    case 34925:
-      return "LZMA";
-    case 50000:
-      return "Zstandard";
-    case 50001:
-      return "WebP";
-  }
+  static constexpr std::pair<int, const char*> kNames[] = {{kUncompressed, "none"},
+                                                           {2, "CCITT modified Huffman"},
+                                                           {3, "CCITT group 3"},
+                                                           {4, "CCITT group 4"},
+                                                           {kLzw, "LZW"},
+                                                           {6, "JPEG in its old style"},
+                                                           {kJpeg, "JPEG"},
+                                                           {kDeflate, "Deflate"},
+                                                           {kOldDeflate, "Deflate"},
+                                                           {kPackBits, "PackBits"},
+                                                           {34661, "JBIG"},
+                                                           {34676, "LogLuv"},
+                                                           {34677, "LogLuv"},
+                                                           {34712, "JPEG 2000"},
+                                                           {34887, "LERC"},
+                                                           {34925, "LZMA"},
+                                                           {50000, "Zstandard"},
+                                                           {50001, "WebP"}};
+  for (const auto& [number, name] : kNames)
+    if (number == compression) return name;
   return "number " + std::to_string(compression);
 }
 

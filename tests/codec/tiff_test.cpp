@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <map>
 #include <tuple>
 
 #include "tiff_peer.h"
@@ -198,24 +199,97 @@ TEST(Tiff, JpegInStripsAndTiles) {
   expectEqual(decoded(file, o), crop(ours, 500, 300, 20, 400));
 }
 
-TEST(Tiff, NamesWhatItDoesNotSupport) {
-  const peer::TiffPicture p = peerPicture({1, 1, {}, {}}, 8, 20, 23);
-  const Bytes file = peer::encodeTiff({p}, "wl");
-  const std::tuple<int, int, const char*> kinds[] = {{TIFFTAG_COMPRESSION, 4, "CCITT group 4"},
-                                                     {TIFFTAG_COMPRESSION, 6, "old style"},
-                                                     {TIFFTAG_COMPRESSION, 50000, "Zstandard"},
-                                                     {TIFFTAG_PHOTOMETRIC, 8, "L*a*b*"},
-                                                     {TIFFTAG_BITSPERSAMPLE, 32, "32 bits"}};
-  for (const auto& [tag, value, words] : kinds) {
-    Bytes other = file;
-    size_t at = littleEndian32(&file[4]) + 2;
-    while (int(littleEndian16(&file[at])) != tag) at += 12;
-    other[at + 8] = uint8_t(value);
-    other[at + 9] = uint8_t(value >> 8);
-    const Error e = refusal([&] { decoded(other); });
-    EXPECT_EQ(e.kind(), ErrorKind::unsupported) << words;
-    EXPECT_NE(std::string(e.what()).find(words), std::string::npos) << e.what();
-    EXPECT_EQ(e.offset(), at);
+// A file of one directory, in which fields have been changed: each is a tag, a type and values.
+using Field = std::tuple<int, int, std::vector<uint32_t>>;
+Bytes withFields(std::initializer_list<Field> changed) {
+  std::map<int, Field> fields;
+  for (const Field& f : std::initializer_list<Field>{{256, 3, {20}},
+                                                     {257, 3, {10}},
+                                                     {258, 3, {8}},
+                                                     {259, 3, {1}},
+                                                     {262, 3, {1}},
+                                                     {273, 4, {8}},
+                                                     {278, 3, {10}},
+                                                     {279, 4, {800}}})
+    fields[std::get<0>(f)] = f;
+  for (const Field& f : changed) fields[std::get<0>(f)] = f;
+  Bytes file = {'I', 'I', 42, 0, 0, 0, 0, 0};
+  file.resize(8 + 800, 77);
+  ByteWriter w(&file, false);
+  std::map<int, uint32_t> behind;  // where values are that do not fit an entry
+  for (const auto& [tag, f] : fields) {
+    if (std::get<2>(f).size() * (std::get<1>(f) == 3 ? 2 : 4) <= 4) continue;
+    behind[tag] = uint32_t(file.size());
+    for (const uint32_t v : std::get<2>(f)) std::get<1>(f) == 3 ? w.u16(v) : w.u32(v);
+  }
+  w.patch32(4, uint32_t(file.size()));
+  w.u16(uint32_t(fields.size()));
+  for (const auto& [tag, f] : fields) {
+    const auto& [number, type, values] = f;
+    w.u16(uint32_t(tag));
+    w.u16(uint32_t(type));
+    w.u32(uint32_t(values.size() / (type == 5 ? 2 : 1)));
+    w.u32(behind.count(tag) ? behind[tag] : values[0] | (values.size() > 1 ? values[1] << 16 : 0));
+  }
+  w.u32(0);
+  return file;
+}
+
+TEST(Tiff, NamesWhatItDoesNotRead) {
+  EXPECT_EQ(decoded(withFields({})).sample(3, 3), 77);
+  const Field rgb = {262, 3, {2}}, ycc = {262, 3, {6}}, three = {277, 3, {3}}, depths = {258, 3, {8, 8, 8}};
+  const auto unsupported = ErrorKind::unsupported, damaged = ErrorKind::damaged, limit = ErrorKind::limit;
+  const std::tuple<Bytes, ErrorKind, const char*> kinds[] = {
+      {withFields({{259, 3, {4}}}), unsupported, "CCITT group 4"},
+      {withFields({{259, 3, {6}}}), unsupported, "old style"},
+      {withFields({{259, 3, {50000}}}), unsupported, "Zstandard"},
+      {withFields({{259, 3, {999}}}), unsupported, "number 999"},
+      {withFields({{339, 3, {2}}}), unsupported, "signed"},
+      {withFields({{339, 3, {3}}, {258, 3, {32}}}), unsupported, "floating-point samples of 32 bits"},
+      {withFields({{339, 3, {5}}}), unsupported, "complex"},
+      {withFields({{258, 3, {32}}}), unsupported, "32 bits"},
+      {withFields({{258, 3, {0}}}), damaged, "0 bits"},
+      {withFields({rgb, three, {258, 3, {8, 8}}}), damaged, "fewer values"},
+      {withFields({rgb, three, {258, 3, {5, 6, 5}}}), unsupported, "different numbers of bits"},
+      {withFields({{259, 3, {7}}, {258, 3, {12}}}), unsupported, "JPEG data of 12 bits"},
+      {withFields({{284, 3, {3}}}), unsupported, "planar configuration 3"},
+      {withFields({{266, 3, {3}}}), unsupported, "fill order 3"},
+      {withFields({{259, 3, {5}}, {317, 3, {3}}}), unsupported, "floating-point predictor"},
+      {withFields({{259, 3, {5}}, {317, 3, {4}}}), unsupported, "predictor 4"},
+      {withFields({{259, 3, {5}}, {317, 3, {2}}, {258, 3, {4}}}), unsupported, "differences of samples of 4 bits"},
+      {withFields({ycc, {277, 3, {1}}}), unsupported, "YCbCr of other"},
+      {withFields({ycc, three, depths, {530, 3, {3, 1}}}), damaged, "chroma of another size"},
+      {withFields({ycc, three, depths, {529, 5, {1, 2, 1, 4, 1, 4}}}), unsupported, "other coefficients"},
+      {withFields({ycc, three, depths, {532, 5, {9, 1, 9, 1, 0, 1, 255, 1, 0, 1, 255, 1}}}), damaged,
+       "above its black"},
+      {withFields({ycc, three, depths, {259, 3, {7}}, {284, 3, {2}}}), unsupported, "YCbCr in planes"},
+      {withFields({{262, 3, {5}}, {277, 3, {4}}, {258, 3, {8, 8, 8, 8}}, {332, 3, {2}}}), unsupported, "inks"},
+      {withFields({{262, 3, {3}}, {259, 3, {7}}}), unsupported, "JPEG data with a palette"},
+      {withFields({{262, 3, {3}}, {320, 3, {1, 2, 3}}}), damaged, "too short"},
+      {withFields({rgb}), damaged, "fewer samples than colours"},
+      {withFields({{262, 3, {4}}}), unsupported, "mask"},
+      {withFields({{262, 3, {8}}}), unsupported, "CIE L*a*b*"},
+      {withFields({{262, 3, {9}}}), unsupported, "ICC L*a*b*"},
+      {withFields({{262, 3, {10}}}), unsupported, "ITU L*a*b*"},
+      {withFields({{262, 3, {32844}}}), unsupported, "LogLuv"},
+      {withFields({{262, 3, {32845}}}), unsupported, "LogLuv"},
+      {withFields({{262, 3, {32803}}}), unsupported, "sensor"},
+      {withFields({{262, 3, {34892}}}), unsupported, "sensor"},
+      {withFields({{262, 3, {77}}}), unsupported, "interpretation 77"},
+      {withFields({{256, 3, {0}}}), damaged, "without pixels"},
+      {withFields({{277, 3, {0}}}), damaged, "without samples"},
+      {withFields({{278, 3, {0}}}), damaged, "without rows"},
+      {withFields({{322, 3, {0}}, {323, 3, {16}}}), damaged, "tiles without pixels"},
+      {withFields({{256, 4, {65536}}, {257, 4, {65536}}, {322, 3, {1}}, {323, 3, {1}}}), limit, "2^31 strips"},
+      {withFields({{256, 4, {4000000}}, {257, 4, {4000000}}}), limit, "above the limit"},
+      {withFields({{256, 4, {4}}, {322, 4, {0x80000000}}, {323, 4, {16}}}), limit, "2^31 rows or columns"},
+      {withFields({{256, 4, {0x10000000}}, {257, 3, {1}}}), limit, "memory"},
+      {withFields({{257, 4, {100000}}}), damaged, "too short"}};
+  for (const auto& [file, kind, words] : kinds) {
+    const Error e = refusal([&, &bytes = file] { decoded(bytes); });
+    EXPECT_EQ(e.kind(), kind) << words << ": " << e.what();
+    EXPECT_NE(std::string(e.what()).find(words), std::string::npos) << words << ": " << e.what();
+    EXPECT_LE(e.offset(), file.size()) << words;
   }
 }
 

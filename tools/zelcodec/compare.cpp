@@ -34,8 +34,8 @@ void save(const std::string& path, const Image& image, const CompareCommand& c) 
   AnyEncodeOptions e;
   e.png.level = c.pngLevel;
   e.jpeg2000.jp2 = endingOf(path) == "jp2";
-  const std::vector<int>& r = c.crop;
-  const Image part = r.empty() ? image.clone() : crop(image, r[0], r[1], r[2], r[3]);
+  const Region& r = c.crop;
+  const Image part = r.width ? crop(image, r.x, r.y, r.width, r.height) : image.clone();
   const std::unique_ptr<Sink> sink = fileSink(path);
   writeAll(*createAny(*sink, *format, part.format(), {}, e), part);
   sink->commit();

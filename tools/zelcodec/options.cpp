@@ -55,12 +55,25 @@ std::array<int, 3> parseColour(const std::string& text) {
   return {int(c[0]), int(c[1]), int(c[2])};
 }
 
+// A rectangle in one word, so that the next one is not taken for a part of it.
+CLI::Option* addCrop(CLI::App* c, Region* crop, const std::string& help) {
+  return c
+      ->add_option(
+          "--crop",
+          [crop](const CLI::results_t& words) {
+            int length = 0;
+            const std::string& w = words.at(0);
+            const int read =
+                std::sscanf(w.c_str(), "%9d,%9d,%9d,%9d%n", &crop->x, &crop->y, &crop->width, &crop->height, &length);
+            return read == 4 && size_t(length) == w.size() && crop->width > 0 && crop->height > 0;
+          },
+          help)
+      ->type_name("X,Y,WIDTH,HEIGHT");
+}
+
 void addPictureOptions(CLI::App* c, ConvertCommand* o) {
   const char* const group = "The picture";
-  c->add_option("--crop", o->crop, "X,Y,WIDTH,HEIGHT: this part alone; the rest is not decoded where that can be")
-      ->expected(4)
-      ->delimiter(',')
-      ->group(group);
+  addCrop(c, &o->decode.common.region, "This part alone; the rest is not decoded where that can be")->group(group);
   c->add_flag("--grey", o->grey, "The luminance alone")->group(group);
   c->add_option("--depth", o->depth, "Bits a sample: 8 or 16")->check(CLI::IsMember({8, 16}))->group(group);
   c->add_option("--background", o->backgroundText,
@@ -214,7 +227,6 @@ void CommonOptions::apply(DecodeOptions* decode) const {
 void ConvertCommand::settle(const CommonOptions& common) {
   common.apply(&decode.common);
   encode.common.threads = common.threads;
-  if (!crop.empty()) decode.common.region = {crop[0], crop[1], crop[2], crop[3]};
   decode.jpeg.smooth = !fast;
   decode.jpeg.convertColour = !components;
   if (!backgroundText.empty()) background = parseColour(backgroundText);
@@ -283,7 +295,7 @@ CLI::App* addCompare(CLI::App* app, CompareCommand* o) {
   c->add_option("--gain", o->gain, "Magnification of the differences in it")->capture_default_str();
   c->add_option("--save-first", o->saveFirst, "Write the first picture as it was read");
   c->add_option("--save-second", o->saveSecond, "Write the second picture as it was read");
-  c->add_option("--crop", o->crop, "X,Y,WIDTH,HEIGHT: what of the pictures is written")->expected(4)->delimiter(',');
+  addCrop(c, &o->crop, "What of the pictures is written");
   c->add_option("--min-psnr", o->minPsnr, "Exit with 4 where the PSNR over all channels is below this");
   c->add_option("--min-ssim", o->minSsim, "Exit with 4 where the SSIM is below this");
   c->add_option("--png-level", o->pngLevel, "Compression of PNG files")->check(CLI::Range(0, 9))->capture_default_str();

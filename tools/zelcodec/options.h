@@ -49,7 +49,7 @@ struct ConvertCommand {
   bool autoOrient = false, strip = false, time = false;
   int depth = 0, repeat = 1;
   std::optional<std::array<int, 3>> background;
-  std::vector<int> crop, blockSize, tileSize;
+  std::vector<int> blockSize, tileSize;
   std::vector<std::string> styles;
   std::string scans, backgroundText;
   FormatOptions reading, writing;
@@ -66,7 +66,7 @@ struct InfoCommand {
 struct CompareCommand {
   std::string first, second;
   std::string diff, saveFirst, saveSecond;
-  std::vector<int> crop;
+  zelcodecs::Region crop;
   double gain = 16, minPsnr = 0, minSsim = -1;
   int pngLevel = 6;
   bool exact = false, json = false;

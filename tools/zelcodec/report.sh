@@ -10,7 +10,7 @@ settings=("95 444 *" "90 444" "90 422" "90 420 *" "75 420 *" "50 420" "30 420 *"
 gain=8
 
 # The part of each picture that is shown pixel for pixel: x y width height.
-declare -A crop=([dandelion]="860 180 400 300" [canyon]="900 640 400 300" [coffee]="120 60 400 300")
+declare -A crop=([dandelion]="860,180,400,300" [canyon]="900,640,400,300" [coffee]="120,60,400,300")
 
 json() { sed -n "s/.*\"$2\":\([0-9.a-z]*\).*/\1/p" <<<"$1"; }
 kb() { awk -v n="$1" 'BEGIN {printf "%.1f", n / 1024}'; }
@@ -70,8 +70,7 @@ for path in "$images"/dandelion.png "$images"/canyon.png "$images"/coffee.png; d
     decoded=$("$tool" decode "$jpeg" - --time --repeat 5 --threads 1 2>&1 >/dev/null | grep ' ms$')
     save=()
     if [ -n "$star" ]; then
-      # shellcheck disable=SC2206
-      save=(--crop ${crop[$name]} --save-second "$out/$base.png" --diff "$out/$base-difference.png" --gain $gain)
+      save=(--crop "${crop[$name]}" --save-second "$out/$base.png" --diff "$out/$base-difference.png" --gain $gain)
       [ -e "$out/$name.png" ] || save+=(--save-first "$out/$name.png")
     fi
     result=$("$tool" compare "$path" "$jpeg" --json "${save[@]}")
@@ -194,10 +193,9 @@ for path in "$images"/dandelion.png "$images"/canyon.png "$images"/coffee.png; d
   for quality in 5 10 20 35 50 65 80 90 95; do point JPEG point.jpg -q $quality -s 420; done
   for rate in 0.1 0.25 0.5 0.75 1 1.5 2 3; do point JPEG2000 "$name-$rate.jp2" --rate $rate; done
   curves <"$out/points" >"$out/$name-curves.svg"
-  read -r x y w h <<<"${crop[$name]}"
   { echo "<h3>${name^}</h3><div class=\"row even\">" && figure "$name-curves.svg" "PSNR by bits a pixel"; } >>"$page"
   for rate in 0.25 1; do
-    "$tool" compare "$path" "$out/$name-$rate.jp2" --crop "$x" "$y" "$w" "$h" --save-second "$out/$name-$rate.png" >/dev/null
+    "$tool" compare "$path" "$out/$name-$rate.jp2" --crop "${crop[$name]}" --save-second "$out/$name-$rate.png" >/dev/null
     figure "$name-$rate.png" "JPEG 2000 at $rate bits a pixel" >>"$page"
   done
   echo '</div>' >>"$page"
@@ -224,8 +222,7 @@ for path in "$images"/dandelion.png "$images"/canyon.png "$images"/coffee.png; d
     file=$name-$format
     coded=$("$tool" encode "$path" "$out/$file.dds" --texture $format --mips 1 --time --repeat 5 --threads 1 2>&1 | grep ' ms$')
     decoded=$("$tool" decode "$out/$file.dds" - --time --repeat 5 --threads 1 2>&1 >/dev/null | grep ' ms$')
-    # shellcheck disable=SC2086
-    result=$("$tool" compare "$path" "$out/$file.dds" --json --crop ${crop[$name]} --save-second "$out/$file.png" \
+    result=$("$tool" compare "$path" "$out/$file.dds" --json --crop "${crop[$name]}" --save-second "$out/$file.png" \
       --diff "$out/$file-difference.png" --gain $gain)
     bytes=$(stat -c %s "$out/$file.dds")
     awk -v f="${format^^}" -v b="$bytes" -v n="$pixels" -v p="$(json "$result" psnr)" -v s="$(json "$result" ssim)" \
