@@ -10,17 +10,20 @@ namespace {
 
 constexpr int kMagic = 42, kBigMagic = 43;
 
+// Types whose values are numbers of places, sizes and kinds. Readers are asked to take any of them in place of another.
 bool isWhole(int type) {
   return type == kByte || type == kShort || type == kLong || type == kDirectoryOffset || type == kLong8 ||
          type == kDirectoryOffset8;
 }
 
+// The order of bytes in letters, then the version in that order (TIFF 6.0, section 2).
 bool beginsWith(const uint8_t* data, size_t size, int magic) {
   if (size < 4) return false;
   return data[0] == 'I' ? data[1] == 'I' && data[2] == magic && data[3] == 0
                         : data[0] == 'M' && data[1] == 'M' && data[2] == 0 && data[3] == magic;
 }
 
+// Fields that are numbers of kinds. What they are given as may be wider.
 int shortNumber(const Directory& d, Tag tag, uint64_t v) {
   if (v > UINT16_MAX) throw Error(ErrorKind::damaged, "a field with a number that is too large", d.where(tag));
   return int(v);
@@ -34,6 +37,7 @@ uint32_t longNumber(const Directory& d, Tag tag, uint64_t v) {
 
 }  // namespace
 
+// 0 for a type that is not known, whose field is passed over.
 size_t bytesOfType(int type) {
   switch (type) {
     case kByte:
@@ -103,6 +107,7 @@ Directory::Directory(const File& file, uint64_t at) : file_(&file), at_(at) {
   const Form form = file.form();
   const uint64_t entries = form.big ? in.u64(at) : in.u16(at);
   if (entries == 0) throw Error(ErrorKind::damaged, "a directory without entries", at);
+  // Before any of them is read: what a directory claims costs nothing.
   if (entries > (file.size() - at - form.countBytes()) / form.entryBytes())
     throw Error(ErrorKind::damaged, "the file ends in a directory of " + std::to_string(entries) + " entries", at);
   bytes_ = form.countBytes() + entries * form.entryBytes() + form.offsetBytes();
@@ -115,11 +120,13 @@ Directory::Directory(const File& file, uint64_t at) : file_(&file), at_(at) {
   }
 }
 
+// For messages: the entry, or the directory where the field is missing.
 size_t Directory::where(Tag tag) const {
   const auto found = fields_.find(tag);
   return found == fields_.end() ? at_ : found->second.entry;
 }
 
+// A field that the page cannot do without, or that has been found by has().
 const Directory::Field& Directory::field(Tag tag) const {
   const auto found = fields_.find(tag);
   if (found == fields_.end())
@@ -132,6 +139,7 @@ const Directory::Field& Directory::field(Tag tag) const {
   return f;
 }
 
+// As many values as the field claims and the file can hold.
 uint64_t Directory::count(Tag tag) const {
   if (!has(tag)) return 0;
   const Field& f = field(tag);
@@ -139,6 +147,7 @@ uint64_t Directory::count(Tag tag) const {
   return std::min(f.count, room);
 }
 
+// Places are not checked here: the reader of the file does that, with the place in its message.
 uint64_t Directory::position(Tag tag, uint64_t i) const {
   const Field& f = field(tag);
   if (i >= f.count)
@@ -172,6 +181,7 @@ ByteView Directory::bytesOf(Tag tag) const {
   return file_->in().view(f.values, f.count * each);
 }
 
+// 0 where the field is missing, of another type or cut off: all that is given as a quotient can be done without.
 double Directory::rational(Tag tag, uint64_t i) const {
   const auto found = fields_.find(tag);
   if (found == fields_.end() || found->second.type != kRational || found->second.count <= i) return 0;
@@ -201,6 +211,7 @@ void readPieces(const Directory& d, TiffPage* p) {
     p->rowsPerStrip = uint32_t(std::min<uint64_t>(d.valueOr(kRowsPerStrip, UINT32_MAX), p->height));
     if (p->rowsPerStrip == 0) throw Error(ErrorKind::damaged, "strips without rows", d.where(kRowsPerStrip));
   }
+  // Channels that lie apart have strips or tiles of their own, those of the first channel first.
   const uint64_t planes = uint64_t(p->planarConfiguration == 2 ? p->samplesPerPixel : 1);
   const uint64_t across = p->tiled ? (p->width - 1) / p->tileWidth + uint64_t{1} : 1;
   const uint64_t down = (p->height - 1) / (p->tiled ? p->tileHeight : p->rowsPerStrip) + uint64_t{1};
@@ -237,6 +248,7 @@ TiffPage Directory::page() const {
 }
 
 std::optional<Directory> DirectoryWalk::next() {
+  // A link of 0 ends the chain.
   if (at_ == 0) return std::nullopt;
   if (at_ > file_->size() - 2) throw Error(ErrorKind::damaged, "a directory outside of the file is named", pointer_);
   if (!seen_.insert(at_).second)

@@ -9,6 +9,7 @@ void Fields::put(uint64_t v, size_t bytes, Bytes* to) const {
   for (size_t i = 0; i < bytes; ++i) to->push_back(uint8_t(v >> 8 * (bigEndian_ ? bytes - 1 - i : i)));
 }
 
+// A rational is two numbers of 32 bits that count as one value (TIFF 6.0, section 2, "Types").
 void Fields::numbers(int tag, Type type, const std::vector<uint64_t>& values) {
   Value v = {type, type == kRational ? values.size() / 2 : values.size(), {}};
   const size_t each = type == kRational ? 4 : bytesOfType(type);
@@ -21,6 +22,8 @@ void Fields::bytes(int tag, Type type, const uint8_t* data, size_t size) {
   values_[tag] = {type, size, Bytes(data, data + size)};
 }
 
+// A field of another file, as it stands there. Types of several bytes are turned round where the two files differ in
+// their order of bytes; a rational is turned as its two halves.
 void Fields::copy(int tag, const Directory& from, const Directory::Field& field) {
   const ByteView view = from.bytesOf(static_cast<Tag>(tag));
   Value v = {field.type, field.count, Bytes(view.begin(), view.end())};
@@ -32,6 +35,9 @@ void Fields::copy(int tag, const Directory& from, const Directory::Field& field)
   values_[tag] = std::move(v);
 }
 
+// The map keeps entries in ascending order of their tags, as readers may expect. Values of up to four bytes (eight in
+// BigTIFF) stand in their entries, at the front; the others follow the directory in the order of the entries, each at
+// an even place. The link behind the entries is 0, "no further page", until another page is written.
 Bytes Fields::directoryAt(uint64_t at) const {
   Bytes out;
   put(values_.size(), form_.countBytes(), &out);
@@ -41,6 +47,7 @@ Bytes Fields::directoryAt(uint64_t at) const {
     put(uint64_t(tag), 2, &out);
     put(uint64_t(v.type), 2, &out);
     put(v.count, inside, &out);
+    // The first pass writes the entries, and counts where the second one is going to put what stands elsewhere.
     if (v.bytes.size() > inside) {
       put(next, inside, &out);
       next += v.bytes.size() + v.bytes.size() % 2;

@@ -11,6 +11,7 @@
 namespace zelcodecs::tiff {
 
 Packer::Packer(TiffCompression compression, int level) : compression_(compression) {
+  // Coders with large tables are made once, and begin anew with each strip.
   if (compression == TiffCompression::lzw) lzw_ = std::make_unique<LzwEncoder>();
   if (compression != TiffCompression::deflate) return;
   deflate_ = libdeflate_alloc_compressor(level);
@@ -21,6 +22,7 @@ Packer::~Packer() {
   if (deflate_) libdeflate_free_compressor(deflate_);
 }
 
+// What comes back lies in this object until the next call, or, without compression, in the rows themselves.
 ByteView Packer::pack(const uint8_t* rows, size_t rowBytes, int count) {
   const size_t size = rowBytes * size_t(count);
   switch (compression_) {
@@ -54,6 +56,7 @@ void Packer::packBits(const uint8_t* rows, size_t rowBytes, int count) {
   out_.resize(at);
 }
 
+// All rows are one stream in zlib's form. The bound is what the library may need for data that do not shrink.
 void Packer::deflate(const uint8_t* data, size_t size) {
   out_.resize(libdeflate_zlib_compress_bound(deflate_, size));
   const size_t packed = libdeflate_zlib_compress(deflate_, data, size, out_.data(), out_.size());

@@ -81,6 +81,7 @@ class PieceReader {
     }
   }
 
+  // Rows of the piece from where it stands; it lies in columns of its own there.
   // to: rows of the page. One that is damaged becomes black.
   void read(Rows to) {
     for (int y = 0; y < to.count; ++y) {
@@ -110,6 +111,8 @@ class PieceReader {
     return row;
   }
 
+  // A row takes three steps: the bytes of each plane are unpacked, summed up where differences were coded, and given their
+  // meaning. Rows that are pixels as they stand are unpacked straight to their place.
   void readRow(uint8_t* out) {
     if (page_.layout.units()) {
       const int row = nextOfUnits();

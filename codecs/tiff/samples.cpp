@@ -30,6 +30,7 @@ T divided(T colour, T alpha, int max) {
 
 }  // namespace
 
+// For 16-bit samples of big-endian files.
 void swapBytes(uint16_t* samples, size_t n) {
   for (size_t i = 0; i < n; ++i) samples[i] = uint16_t(samples[i] << 8 | samples[i] >> 8);
 }
@@ -43,6 +44,8 @@ static void sumStep(T* row, size_t n) {
     for (size_t c = 0; c < kStep; ++c) row[i + c] = sum[c] = T(sum[c] + row[i + c]);
 }
 
+// The horizontal predictor (TIFF 6.0, section 14): each sample was coded as its difference from the one `step` before
+// it, which is the same channel of the pixel on the left. Sums wrap round as the differences did.
 template <class T>
 void sumDifferences(T* row, size_t n, size_t step) {
   switch (step) {
@@ -58,6 +61,7 @@ void sumDifferences(T* row, size_t n, size_t step) {
   for (size_t i = step; i < n; ++i) row[i] = T(row[i] + row[i - step]);
 }
 
+// From the right, so that each sample still has its neighbour beside it.
 template <class T>
 void takeDifferences(T* row, size_t n, size_t step) {
   for (size_t i = n; i-- > step;) row[i] = T(row[i] - row[i - step]);
@@ -68,6 +72,8 @@ template void sumDifferences(uint16_t*, size_t, size_t);
 template void takeDifferences(uint8_t*, size_t, size_t);
 template void takeDifferences(uint16_t*, size_t, size_t);
 
+// Most files hold pixels just as the picture has them, and their rows are unpacked to where they belong. All others go
+// through samples_: of 8 bits at least, channels side by side, in the order of the file.
 RowConverter::RowConverter(const Layout& layout, const Meaning& meaning)
     : layout_(layout),
       meaning_(meaning),
@@ -78,10 +84,12 @@ RowConverter::RowConverter(const Layout& layout, const Meaning& meaning)
   if (asItIs_ || layout.units()) return;
   samples_.reset(new uint16_t[layout.rowSamples * size_t(layout.planes)]());
   if (layout.bits >= 8) return;
+  // Samples of 1 to 7 bits are looked up: scaled to 0..255, or, as they are, for a palette.
   const int top = (1 << layout.bits) - 1;
   for (int v = 0; v <= top; ++v) scaled_.push_back(uint8_t(meaning.palette.empty() ? (v * 255 + top / 2) / top : v));
 }
 
+// The order of bytes comes first: differences are of samples, not of bytes.
 void RowConverter::sumUp(uint8_t* row) const {
   auto* const wide = reinterpret_cast<uint16_t*>(row);
   if (layout_.swapped) swapBytes(wide, layout_.rowSamples);
@@ -93,6 +101,7 @@ void RowConverter::sumUp(uint8_t* row) const {
     sumDifferences(row, layout_.rowSamples, step);
 }
 
+// A row of one plane, or of all channels (then the planes are one and nothing is spread), to samples `step` apart.
 template <class T>
 void RowConverter::spread(const uint8_t* row, T* out) const {
   const size_t step = size_t(layout_.planes), n = layout_.rowSamples;
@@ -113,6 +122,7 @@ void RowConverter::takePlane(const uint8_t* row, int plane) {
     spread(row, samples8() + plane);
 }
 
+// Pixels of a palette: the first sample is the index, and another one may be the opacity (8-bit files only).
 template <class T>
 void RowConverter::lookUp(const T* in, size_t count, uint8_t* out) const {
   const int channels = channelsOf(meaning_.model);
@@ -124,6 +134,8 @@ void RowConverter::lookUp(const T* in, size_t count, uint8_t* out) const {
   }
 }
 
+// Channels that the picture has are taken from those of the file, which may have more of them. White-is-zero pictures
+// are turned over: for full ranges that is the complement.
 template <class T>
 void RowConverter::convert(const T* in, size_t count, T* out) const {
   const int channels = channelsOf(meaning_.model), colours = meaning_.colours;
@@ -138,6 +150,9 @@ void RowConverter::convert(const T* in, size_t count, T* out) const {
   }
 }
 
+// What 256 codes of luma and chroma stand for, by ReferenceBlackWhite (TIFF 6.0, section 20): the code of black and
+// that of white of each component, chroma from its middle on. In 16 bits of fraction, bounded so that sums stay in 32
+// bits.
 void RowConverter::prepareLevels() {
   const double* const level = layout_.levels;
   const auto table = [&](double least, double most, int range, std::vector<int>* out) {
@@ -152,6 +167,7 @@ void RowConverter::prepareLevels() {
 // ITU-R BT.601; chroma of a unit is that of all of its pixels.
 void RowConverter::unitsToPixels(const uint8_t* units, int rowOfUnits, int count, uint8_t* out) const {
   const int subX = layout_.subX, lumas = subX * layout_.subY;
+  // The tables hold units of 1/65536.
   const auto rounded = [](double v) { return uint8_t(std::clamp((int(v) + 32768) >> 16, 0, 255)); };
   for (int x = 0; x < count; ++x, out += 3) {
     const uint8_t* const unit = units + size_t(x / subX) * size_t(lumas + 2);

@@ -2,10 +2,10 @@
 // directory stands before it, in the header or in the directory before, and is changed when the position is known.
 #include <algorithm>
 #include <cstring>
-#include <mutex>
 #include <string>
 #include <utility>
 
+#include "common/scratch.h"
 #include "common/team.h"
 #include "tiff/metadata.h"
 #include "tiff/pack.h"
@@ -20,6 +20,7 @@ constexpr size_t kBandOfThreads = size_t{1} << 20;
 
 // ---- The file -------------------------------------------------------------------------------------------------------
 
+// The header, and the chain of directories behind it. Positions count from where the sink stood at the beginning.
 class FileWriter {
  public:
   FileWriter(Sink& sink, bool bigEndian, Form form)
@@ -212,24 +213,28 @@ class PageEncoder : public Encoder {
   }
 
  private:
+  // A band is a row of tiles, or some strips. Its pieces are packed side by side, and written in the order of the file
+  // whatever thread was first.
   void encodeBand(ConstRows rows) override {
     const int down = (rows.count - 1) / pieceRows_ + 1, count = down * across_;
     const auto pack = [&](PieceWriter& writer, int i) {
       const int y = i / across_ * pieceRows_, there = std::min(pieceRows_, rows.count - y);
       return writer.pack(rows.part(y, there), i % across_ * pieceWidth_, tiled_ ? pieceRows_ : there);
     };
+    // Tables of compressors cost time to make: they are kept from piece to piece.
+    const auto lease = [&] {
+      return writers_.lease([&] { return std::make_unique<PieceWriter>(format(), options_, pieceWidth_); });
+    };
     if (alone_) {
-      std::unique_ptr<PieceWriter> writer = takeWriter();
-      for (int i = 0; i < count; ++i) writePiece(pack(*writer, i));
-      giveBack(std::move(writer));
+      const auto writer = lease();
+      for (int i = 0; i < count; ++i) writePiece(pack(*writer.get(), i));
       return;
     }
     std::vector<Bytes> packed(size_t{unsigned(count)});
     team_.forEach(count, [&](int i) {
-      std::unique_ptr<PieceWriter> writer = takeWriter();
-      const ByteView bytes = pack(*writer, i);
+      const auto writer = lease();
+      const ByteView bytes = pack(*writer.get(), i);
       packed[size_t(i)].assign(bytes.begin(), bytes.end());
-      giveBack(std::move(writer));
     });
     for (const Bytes& piece : packed) writePiece({piece.data(), piece.size()});
   }
@@ -241,6 +246,8 @@ class PageEncoder : public Encoder {
     file_->write(bytes);
   }
 
+  // Only now are the places and lengths of all pieces known. Copies of EXIF's own directories stand before the page's
+  // directory, which names them.
   void end() override {
     Fields fields(file_->bigEndian(), file_->form());
     describe(&fields);
@@ -253,6 +260,7 @@ class PageEncoder : public Encoder {
     if (own_) own_->finish();
   }
 
+  // The fields that every reader needs (TIFF 6.0, section 8 lists those of each kind of picture).
   void describe(Fields* f) const {
     const PictureFormat& p = format();
     const uint64_t channels = uint64_t(p.channels());
@@ -282,23 +290,6 @@ class PageEncoder : public Encoder {
     f->numbers(kPageNumber, kShort, {uint64_t(number_), uint64_t(count_)});
   }
 
-  // Tables of compressors cost time to make: each thread takes a writer that nobody uses at the moment.
-  std::unique_ptr<PieceWriter> takeWriter() {
-    {
-      const std::lock_guard<std::mutex> lock(mutex_);
-      if (!idle_.empty()) {
-        std::unique_ptr<PieceWriter> writer = std::move(idle_.back());
-        idle_.pop_back();
-        return writer;
-      }
-    }
-    return std::make_unique<PieceWriter>(format(), options_, pieceWidth_);
-  }
-  void giveBack(std::unique_ptr<PieceWriter> writer) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    idle_.push_back(std::move(writer));
-  }
-
   const TiffEncodeOptions options_;
   const Metadata meta_;
   const int number_, count_;
@@ -308,8 +299,7 @@ class PageEncoder : public Encoder {
   std::unique_ptr<FileWriter> own_;
   FileWriter* file_;
   std::vector<uint64_t> offsets_, lengths_;
-  std::mutex mutex_;
-  std::vector<std::unique_ptr<PieceWriter>> idle_;  // as many as threads have worked
+  ScratchPool<PieceWriter> writers_;
 };
 
 }  // namespace
