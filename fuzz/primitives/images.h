@@ -44,4 +44,16 @@ class Chosen {
   int number_, count_ = 0;
 };
 
+inline int runChosen(const uint8_t* data, size_t size, void each(Run&, Chosen&)) {
+  Run z(data, size);
+  static const int count = [&] {
+    Chosen none(-1);
+    each(z, none);
+    return none.count();
+  }();
+  Chosen chosen(z.below(count));
+  each(z, chosen);
+  return 0;
+}
+
 }  // namespace fuzz

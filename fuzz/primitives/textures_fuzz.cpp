@@ -45,8 +45,7 @@ void core(Run& z, ZelStatus (*Api::*forward)(int32_t*, uint32_t, Size...),
   z.expect(std::equal(samples.of[0], samples.of[0] + samples.compared / 4, before.of[0]));
 }
 
-int each(Run& z, int number) {
-  Chosen chosen(number);
+void each(Run& z, Chosen& chosen) {
   chosen.offer([&] { decode(z, &Api::zeliTextureDecodeBlockToRGBA_DXT1_8u_C1C4R, 8); });
   chosen.offer([&] { decode(z, &Api::zeliTextureDecodeBlockToRGBA_DXT3_8u_C1C4R, 16); });
   chosen.offer([&] { decode(z, &Api::zeliTextureDecodeBlockToRGBA_DXT5_8u_C1C4R, 16); });
@@ -63,14 +62,8 @@ int each(Run& z, int number) {
     const ZeliSize size = {4 + 4 * z.below(6), 4 + 4 * z.below(6)};
     core(z, &Api::zeliPCTFwd_HDP_32s_C1IR, &Api::zeliPCTInv_HDP_32s_C1IR, size, size);
   });
-  return chosen.count();
 }
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  Run z(data, size);
-  static const int count = each(z, -1);
-  each(z, z.below(count));
-  return 0;
-}
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) { return runChosen(data, size, each); }

@@ -30,7 +30,9 @@ Coded store(Run& z, const Pair<ZeliEncodeState_JPEG2K>& state, int room) {
   const Pair<int> n = z.one(0), more = z.one(1);
   while (*more && c.length < 4000) {
     n.set(0, std::min(room, 4096 - c.length));
-    if (z(&Api::zeliEncodeStoreBits_JPEG2K_1u, c.bytes.from(size_t(c.length)), n, state, more) != zelStsNoErr) break;
+    Pair<uint8_t> next = c.bytes.from(size_t(c.length));
+    next.compared = size_t(*n);
+    if (z(&Api::zeliEncodeStoreBits_JPEG2K_1u, next, n, state, more) != zelStsNoErr) break;
     c.length += *n;
   }
   return c;

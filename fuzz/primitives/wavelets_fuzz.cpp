@@ -126,8 +126,7 @@ void lift(Run& z, ZelStatus (*Api::*f)(const T*, P...)) {
   chosen.offer([&] { lift(z, &Api::zeliWTFwdColLift_##filter##_JPEG2K_##type##_C1); }); \
   chosen.offer([&] { lift(z, &Api::zeliWTInvColLift_##filter##_JPEG2K_##type##_C1); })
 
-int each(Run& z, int number) {
-  Chosen chosen(number);
+void each(Run& z, Chosen& chosen) {
   TILE(B53, 16s, int16_t, true);
   TILE(B53, 32s, int32_t, true);
   TILE(D97, 16s, int16_t, false);
@@ -145,14 +144,8 @@ int each(Run& z, int number) {
   LIFT(D97, 16s);
   LIFT(D97, 32s);
   LIFT(D97, 32f);
-  return chosen.count();
 }
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  Run z(data, size);
-  static const int count = each(z, -1);
-  each(z, z.below(count));
-  return 0;
-}
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) { return runChosen(data, size, each); }
