@@ -45,5 +45,22 @@ std::vector<std::vector<uint8_t>> fuzzSeeds() {
     for (size_t i = 128; i < file.size(); ++i) file[i] = uint8_t(i * i * 2654435761u >> 21);
     file.insert(file.begin() + 128, second, second + 20);
   }
+  // Fields of bits in a header of the first kind: flags, bits of a pixel, masks of red, green, blue and opacity.
+  const uint32_t fields[][6] = {{0x40, 16, 0xF800, 0x7E0, 0x1F, 0},
+                                {0x41, 16, 0x7C00, 0x3E0, 0x1F, 0x8000},
+                                {0x41, 32, 0xFF0000, 0xFF00, 0xFF, ~0xFFFFFFu},
+                                {0x40, 24, 0xFF0000, 0xFF00, 0xFF, 0},
+                                {0x20000, 8, 0xFF, 0, 0, 0},
+                                {0x20001, 16, 0xFF, 0, 0, 0xFF00},
+
+                                {0x41, 32, 0x3FF, 0xFFC00, 0x3FF00000, 0xC0000000}};
+  for (const auto& f : fields) {
+    files.push_back(encodeDds(zeltest::picture(19, 13, ColourModel::rgb)));
+    std::vector<uint8_t>& file = files.back();
+    file.resize(128 + 19 * 13 * f[1] / 8, 0x5A);
+    for (size_t i = 0; i < 6; ++i)
+      for (size_t b = 0; b < 4; ++b) file[(i == 0 ? 80 : 84 + 4 * i) + b] = uint8_t(f[i] >> 8 * b);
+    std::memset(&file[84], 0, 4);
+  }
   return files;
 }

@@ -76,27 +76,33 @@ std::vector<std::vector<uint8_t>> fuzzSeeds() {
           }
           files.push_back(encodeJpeg(image, o));
         }
-  // By way of coefficients: a scan for each component of other samplings, four components, 12 bits, progressive.
-  for (const int kind : {0, 1, 2, 3}) {
+  // By way of coefficients: a scan for each component of other samplings, four components, 12 bits, progressive, and
+  // more than 10 blocks in an MCU, which files of one scan for each component may have.
+  for (int kind = 0; kind < 8; ++kind) {
     JpegCoefficients c;
     c.width = 41;
     c.height = 29;
-    c.precision = kind == 2 ? 12 : 8;
-    c.adobeTransform = kind == 1 ? 2 : -1;
-    c.components.resize(kind == 1 ? 4 : 3);
+    c.precision = kind == 2 || kind == 6 ? 12 : 8;
+    c.components.resize(kind == 1 || kind == 7 ? 4 : 3);
+    c.adobeTransform = c.components.size() == 4 ? 2 : -1;
     for (JpegCoefficients::Component& k : c.components) {
       k.id = int(&k - &c.components[0]) + 1;
-      for (uint16_t& q : k.quant) q = uint16_t(1 + below(kind == 2 ? 400 : 40));
+      for (uint16_t& q : k.quant) q = uint16_t(1 + below(c.precision == 12 ? 400 : 40));
     }
     c.components[0].h = kind == 0 ? 4 : 2;
     c.components[2].v = kind == 0 ? 2 : 1;
+    if (kind == 4 || kind == 5) c.components[0].h = c.components[0].v = 4;
+    for (JpegCoefficients::Component& k : c.components)
+      if (kind == 7) k.h = k.v = 2;
     c.allocate();
     for (JpegCoefficients::Component& k : c.components)
       for (int16_t& v : k.values) v = below(8) ? int16_t{0} : int16_t(int(below(61)) - 30);
     JpegWriteOptions o;
-    o.interleaved = kind != 0;
-    o.progressive = kind == 3;
-    o.restartInterval = kind == 2 ? 3 : 0;
+    o.interleaved = kind > 0 && kind < 4;
+    o.progressive = kind == 3 || kind == 5 || kind == 6;
+    o.restartInterval = kind % 4 == 2 ? 3 : 0;
+    if (kind == 5)
+      o.script = parseScanScript("0:0-0,0,1;1:0-0,0,1;2:0-0,0,1;1:1-63,0,0;2:1-63,0,0;0:1-63,0,0;0:0-0,1,0");
     files.push_back(writeJpegCoefficients(c, o));
   }
   return files;

@@ -1,10 +1,11 @@
 // Deterministic mutations of a target's own files: bytes overwritten, bits flipped, pieces cut out, repeated or taken
 // from another file, numbers made extreme. Every file must be read or refused within a time bound; sanitizers see the
-// rest. The argument is the number of mutations.
+// rest. The argument is the number of mutations; or --seeds and a directory, where the files themselves are put.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <random>
 
 #include "fuzz.h"
@@ -59,11 +60,17 @@ Bytes mutate(const std::vector<Bytes>& files) {
 int main(int argc, char** argv) {
   const int count = argc > 1 ? std::atoi(argv[1]) : 2000;
   const std::vector<Bytes> files = fuzzSeeds();
-  for (const Bytes& f : files) LLVMFuzzerTestOneInput(f.data(), f.size());
-  if (fuzzOutcome.refused || fuzzOutcome.inPart) {
-    std::printf("a file to start from is not read whole\n");
-    return 1;
+  for (size_t i = 0; i < files.size(); ++i) {
+    if (argc == 3)
+      std::ofstream(std::string(argv[2]) + "/seed" + std::to_string(i))
+          .write(reinterpret_cast<const char*>(files[i].data()), std::streamsize(files[i].size()));
+    LLVMFuzzerTestOneInput(files[i].data(), files[i].size());
+    if (fuzzOutcome.refused || fuzzOutcome.inPart) {
+      std::printf("file %zu to start from is not read whole\n", i);
+      return 1;
+    }
   }
+  if (argc == 3) return 0;
   double slowest = 0;
   for (int i = 0; i < count; ++i) {
     const Bytes file = mutate(files);

@@ -143,10 +143,12 @@ std::vector<std::vector<uint8_t>> fuzzSeeds() {
     files.push_back(run % 6 ? encodeTiff(image, o) : encodeTiffPages({&image, &image, &image}, o));
   }
   for (const ColourModel model : {ColourModel::grey, ColourModel::rgb}) files.push_back(jpegFile(model));
-  const uint32_t kinds[][3] = {{1, 1, 0}, {2, 1, 0}, {4, 1, 0},  {1, 1, 3}, {4, 1, 3},
-                               {8, 1, 3}, {8, 4, 2}, {16, 2, 1}, {5, 3, 2}, {12, 3, 2}};
+  const uint32_t kinds[][3] = {{1, 1, 0},  {2, 1, 0},  {4, 1, 0}, {1, 1, 3},  {4, 1, 3}, {8, 1, 3},
+                               {8, 4, 2},  {16, 2, 1}, {5, 3, 2}, {12, 3, 2}, {8, 4, 5}, {16, 4, 5},
+                               {16, 1, 0}, {2, 1, 3},  {3, 1, 1}, {16, 4, 2}};
   for (const auto& [bits, samples, photometric] : kinds)
     for (const uint32_t planar : {1u, 2u})
       for (const bool packed : {false, true}) files.push_back(rareFile(bits, samples, photometric, planar, packed));
+  files.push_back(rareFile(8, 3, 6, 1, false));  // chroma of half the size by default
   return files;
 }

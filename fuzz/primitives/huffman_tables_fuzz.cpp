@@ -1,0 +1,71 @@
+// Table descriptions of any bytes and from any counts, sizes and allocation of records, and the statistics.
+#include "huffman.h"
+
+using namespace fuzz;
+
+namespace {
+
+// Every record by way of GetBufSize and InitAlloc: what is allocated holds what Init makes of caller memory.
+template <class Record, class Size, class Alloc, class Free, class... A>
+void records(Run& z, Size getSize, Alloc alloc, Free release, const Record* made, ZelStatus want, const A&... args) {
+  const Pair<int> size = z.one(-1);
+  z(getSize, size);
+  z.expect(*size == int(sizeof(Record)));
+  const Pair<Record*> p = z.opaque<Record*>(sizeof(Record*));
+  z.expect(z(alloc, args..., p) == want);
+  const Pair<Record> record = {{p.of[0][0], p.of[1][0]}, p.of[0][0] ? sizeof(Record) : 0};
+  if (!record.of[0]) return;
+  if (want == zelStsNoErr) z.expect(std::memcmp(record.of[0], made, sizeof(Record)) == 0);
+  // The argument that is not meant is null, so the record is still there after it.
+  const ZelStatus freed = z(release, Pair<Record>{{record.of[0], record.of[1]}, 0});
+  require(freed == zelStsNoErr);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  Run z(data, size);
+  const int kind = z.below(32);
+  const Pair<uint8_t> bits = z.take<uint8_t>(16);
+  Pair<uint8_t> values = z.take<uint8_t>(256);
+  if (kind == 0) {  // slow: two of 257 symbols are looked for 256 times
+    const Pair<int32_t> counts = z.take<int32_t>(256);
+    for (size_t i = 0; i < 256; ++i) counts.set(i, z.byte() % 8 ? 0 : counts[i] & 0x7FFFFFFF);
+    if (z(&Api::zeliEncodeHuffmanRawTableInit_JPEG_8u, counts, bits, values) != zelStsNoErr) return 0;
+  }
+  size_t n = 0;
+  for (size_t i = 0; i < 16; ++i) {
+    if (kind > 2) bits.set(i, bits[i] & (i < 8 ? 3 : 31));
+    n += bits[i];
+  }
+  values = z.copy(values.of[0], std::min<size_t>(n, 256));
+  const Pair<ZeliDecodeHuffmanSpec> dec = z.take<ZeliDecodeHuffmanSpec>(1);
+  const Pair<ZeliEncodeHuffmanSpec> enc = z.take<ZeliEncodeHuffmanSpec>(1);
+  const ZelStatus decodes = z(&Api::zeliDecodeHuffmanSpecInit_JPEG_8u, bits, values, dec);
+  const ZelStatus encodes = z(&Api::zeliEncodeHuffmanSpecInit_JPEG_8u, bits, values, enc);
+  z.expect(encodes != zelStsNoErr || decodes == zelStsNoErr);
+  if (kind < 8) {
+    records(z, &Api::zeliDecodeHuffmanSpecGetBufSize_JPEG_8u, &Api::zeliDecodeHuffmanSpecInitAlloc_JPEG_8u,
+            &Api::zeliDecodeHuffmanSpecFree_JPEG_8u, dec.of[0], decodes, bits, values);
+    records(z, &Api::zeliEncodeHuffmanSpecGetBufSize_JPEG_8u, &Api::zeliEncodeHuffmanSpecInitAlloc_JPEG_8u,
+            &Api::zeliEncodeHuffmanSpecFree_JPEG_8u, enc.of[0], encodes, bits, values);
+    const Pair<ZeliDecodeHuffmanState> reading = z.take<ZeliDecodeHuffmanState>(1);
+    const Pair<ZeliEncodeHuffmanState> writing = z.take<ZeliEncodeHuffmanState>(1);
+    z(&Api::zeliDecodeHuffmanStateInit_JPEG_8u, reading);
+    z(&Api::zeliEncodeHuffmanStateInit_JPEG_8u, writing);
+    records(z, &Api::zeliDecodeHuffmanStateGetBufSize_JPEG_8u, &Api::zeliDecodeHuffmanStateInitAlloc_JPEG_8u,
+            &Api::zeliDecodeHuffmanStateFree_JPEG_8u, reading.of[0], zelStsNoErr);
+    records(z, &Api::zeliEncodeHuffmanStateGetBufSize_JPEG_8u, &Api::zeliEncodeHuffmanStateInitAlloc_JPEG_8u,
+            &Api::zeliEncodeHuffmanStateFree_JPEG_8u, writing.of[0], zelStsNoErr);
+  }
+  // Statistics of blocks and differences: an end of block is counted where one will be coded.
+  const Pair<int32_t> dcCounts = z.take<int32_t>(256, false), acCounts = z.take<int32_t>(256, false);
+  const Pair<int16_t> lastDC = z.take<int16_t>(1), block = coefficients(z, 64, 1 + z.below(16));
+  for (int ends = 0, i = 0; i < 2; ++i) {
+    const ZelStatus s = z(&Api::zeliGetHuffmanStatistics8x8_JPEG_16s_C1, block, dcCounts, acCounts, lastDC);
+    z(&Api::zeliGetHuffmanStatisticsOne_JPEG_16s_C1, block.from(size_t(z.below(64))), dcCounts);
+    ends += s == zelStsNoErr && block[63] == 0;
+    z.expect(acCounts[0] == ends);
+  }
+  return 0;
+}

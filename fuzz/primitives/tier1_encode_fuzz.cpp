@@ -1,0 +1,105 @@
+// The tier-1 encoder: blocks of any samples in every style, the bytes asked for in one call and in many, and back
+// through the decoder. The encoder's states serve all executions.
+#include "primitives.h"
+
+using namespace fuzz;
+
+namespace {
+
+constexpr ZeliSize kLargest = {16, 16};
+
+Pair<ZeliEncodeState_JPEG2K> encoder() {
+  static const auto both = [] {
+    Pair<ZeliEncodeState_JPEG2K> p;
+    for (size_t v = 0; v < 2; ++v)
+      require(zeltest::variants()[v * zeltest::variants()[1].supported].api.zeliEncodeInitAlloc_JPEG2K(
+                  &p.of[v], kLargest) == zelStsNoErr);
+    return p;
+  }();
+  return both;
+}
+
+struct Coded {
+  Pair<uint8_t> bytes;
+  int length = 0;
+};
+
+// All bytes of the loaded block, so many a call.
+Coded store(Run& z, const Pair<ZeliEncodeState_JPEG2K>& state, int room) {
+  Coded c = {z.take<uint8_t>(4096, false)};
+  const Pair<int> n = z.one(0), more = z.one(1);
+  while (*more && c.length < 4000) {
+    n.set(0, std::min(room, 4096 - c.length));
+    Pair<uint8_t> next = c.bytes.from(size_t(c.length));
+    next.compared = size_t(*n);
+    if (z(&Api::zeliEncodeStoreBits_JPEG2K_1u, next, n, state, more) != zelStsNoErr) break;
+    c.length += *n;
+  }
+  return c;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  Run z(data, size);
+  const Pair<ZeliEncodeState_JPEG2K> state = encoder();
+  const ZeliSize block = {1 + z.below(z.below(4) ? 5 : 16), 1 + z.below(z.below(4) ? 9 : 16)};
+  const int flags = z.below(64), subband = z.below(4), termination = z.below(3);
+  const int planes = 1 + z.below(z.below(4) ? 6 : 31), lowest = z.below(4) ? 0 : z.below(planes);
+  const int rowWords = block.width + z.below(4), n = rowWords * (block.height - 1) + block.width;
+  const Pair<int32_t> samples = z.take<int32_t>(size_t(n));
+  const bool sparse = z.below(2);
+  for (size_t i = 0; i < size_t(n); ++i) {
+    const uint32_t v = uint32_t(samples[i]);
+    const bool quiet = sparse && v >> 24 & 3;
+    samples.set(i, quiet ? 0 : int32_t((v & 0x80000000u) | (v & 0x7FFFFFFFu) >> (31 - planes)));
+  }
+  const Pair<int> planesFound = z.one(-1), passes = z.one(-1), segments = z.one(-1);
+  const auto load = [&] {
+    return z(&Api::zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R, samples, 4 * rowWords, block, state, subband,
+             Kept{31 - lowest}, termination, 0, flags, planesFound, passes, segments);
+  };
+  if (load() != zelStsNoErr) return 0;
+  const int room = 1 + z.below(z.below(2) ? 5 : 200);
+  const Coded stepwise = store(z, state, room);
+  if (load() != zelStsNoErr) return 0;
+  const Coded whole = store(z, state, 4096);
+  z.expect(stepwise.length == whole.length &&
+           std::equal(whole.bytes.of[0], whole.bytes.of[0] + whole.length, stepwise.bytes.of[0]));
+
+  // Rates grow up to all bytes, lengths of segments add up to them.
+  const Pair<int> rate = z.one(-1);
+  const Pair<double> gain = z.one(0.0);
+  int last = 0;
+  for (int p = 0; p < *passes; ++p) {
+    z(&Api::zeliEncodeGetRate_JPEG2K, state, p, rate);
+    z(&Api::zeliEncodeGetDist_JPEG2K, state, p, gain);
+    z.expect(*rate >= last && *rate <= whole.length);
+    last = *rate;
+  }
+  z.expect(z(&Api::zeliEncodeGetRate_JPEG2K, state, *passes, rate) == zelStsJPEG2KBadPassNumberErr);
+  const Pair<int> lengths = z.take<int>(size_t(std::max(1, *segments)), false);
+  int sum = 0;
+  for (int s = 0; s < *segments; ++s) {
+    z(&Api::zeliEncodeGetTermPassLen_JPEG2K, state, s, lengths.from(size_t(s)));
+    sum += lengths[size_t(s)];
+  }
+  z.expect(sum == whole.length);
+  if (z.strayed()) return 0;
+
+  const Pair<ZeliDecodeCBProgrState_JPEG2K> decoder = z.opaque<ZeliDecodeCBProgrState_JPEG2K>(2048);
+  const Pair<int32_t> back = z.take<int32_t>(size_t(n));
+  const Pair<uint8_t> coded = z.copy(whole.bytes.of[0], size_t(whole.length));
+  const int check = termination == zeliTerminationPredictable ? zeliDecodeCheckTermination : 0;
+  const ZelStatus decoded =
+      z(&Api::zeliDecodeCodeBlock_JPEG2K_1u32s_C1R, coded, back, 4 * rowWords, block, subband, Kept{*planesFound},
+        *passes, lengths, *segments, flags | check | zeliDecodeKeepHalfBits, Pair<int>{}, decoder);
+  z.expect(decoded == zelStsNoErr);
+  const uint32_t known = 0x80000000u | (0x7FFFFFFFu << lowest & 0x7FFFFFFFu);
+  for (int i = 0; i < n; ++i) {
+    if (i % rowWords >= block.width) continue;
+    const uint32_t v = uint32_t(samples[size_t(i)]) & known;
+    z.expect(uint32_t(back[size_t(i)]) == (v & 0x7FFFFFFFu ? v | 1u << lowest >> 1 : 0));
+  }
+  return 0;
+}
