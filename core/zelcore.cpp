@@ -6,6 +6,7 @@
 #include <limits.h>
 #include <omp.h>
 #include <pthread.h>
+#include <semaphore.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/mman.h>
@@ -41,9 +42,10 @@ __attribute__((constructor)) void watchForks() {
 
 // ---- Threads on trial ---------------------------------------------------------------------------------------------------
 
-// The runtimes' default stack size where they do not take the system's. Memory for a thread besides its stack: what the
-// runtime and the C library allocate for it.
+// The stack of a runtime's thread where nothing is said: the system's or this, and a little more, as one runtime staggers
+// its stacks. Memory for a thread besides its stack: what the runtime and the C library allocate for it.
 constexpr size_t kRuntimeStack = size_t{4} << 20;
+constexpr size_t kStagger = size_t{1} << 16;
 constexpr size_t kThreadRecords = size_t{1} << 18;
 
 // Bytes of a stack size in the environment, in the form of OMP_STACKSIZE: a number and perhaps one of the letters B, K, M
@@ -59,66 +61,86 @@ size_t stackSizeInEnvironment(const char* name, size_t unit) {
   if (letter == 'k') unit = size_t{1} << 10;
   if (letter == 'm') unit = size_t{1} << 20;
   if (letter == 'g') unit = size_t{1} << 30;
-  return number > SIZE_MAX / unit ? SIZE_MAX : size_t(number) * unit;
+  return number > SIZE_MAX / 2 / unit ? SIZE_MAX / 2 : size_t(number) * unit;
 }
 
-// The attributes of a thread whose stack is at least as large as those that the runtime makes.
+size_t larger(size_t a, size_t b) { return a > b ? a : b; }
+
+// The attributes of a thread whose stack is as large as those that the runtime makes, or a little larger: the C library
+// keeps stacks of threads that have ended, and gives these to the runtime.
 bool initTrialAttributes(pthread_attr_t* attributes) {
   if (pthread_attr_init(attributes) != 0) return false;
-  size_t largest = kRuntimeStack;
-  const size_t sizes[] = {stackSizeInEnvironment("OMP_STACKSIZE", 1024), stackSizeInEnvironment("GOMP_STACKSIZE", 1024),
-                          stackSizeInEnvironment("KMP_STACKSIZE", 1)};
-  for (const size_t size : sizes)
-    if (size > largest) largest = size;
-  size_t byDefault = 0;
-  pthread_attr_getstacksize(attributes, &byDefault);
-  if (largest <= byDefault || pthread_attr_setstacksize(attributes, largest) == 0) return true;
+  size_t size = larger(stackSizeInEnvironment("OMP_STACKSIZE", 1024), stackSizeInEnvironment("GOMP_STACKSIZE", 1024));
+  if (size == 0) {
+    pthread_attr_getstacksize(attributes, &size);
+    size = larger(larger(size, kRuntimeStack), stackSizeInEnvironment("KMP_STACKSIZE", 1));
+  }
+  if (pthread_attr_setstacksize(attributes, larger(size, size_t(PTHREAD_STACK_MIN)) + kStagger) == 0) return true;
   pthread_attr_destroy(attributes);
   return false;
 }
 
-// Threads on trial form a chain: each starts the next one and waits for its end, so that all are there at one time, and
-// the first one's end is the end of all.
-struct Trial {
-  const pthread_attr_t* attributes;
-  int wanted;
-  int started;
-};
-
-struct Link {
-  Trial* trial;
-  pid_t id;
-};
-
-// A joined thread may go on counting towards the limits for a moment, until the kernel has forgotten its number.
-void awaitForgotten(pid_t id) {
-  const timespec pause = {0, 20000};
-  for (int i = 0; i < 5000 && syscall(SYS_tgkill, getpid(), id, 0) == 0; ++i) nanosleep(&pause, nullptr);
-}
-
-void* runLink(void* argument);
-
-void startNext(Trial* trial) {
-  Link link = {trial, 0};
+// A thread on trial stays until it is let go. Its record lies on its stack, so that nothing is allocated.
+struct OnTrial {
+  OnTrial* previous;
   pthread_t thread;
-  if (trial->started == trial->wanted || pthread_create(&thread, trial->attributes, runLink, &link) != 0) return;
-  pthread_join(thread, nullptr);
-  awaitForgotten(link.id);
+  pid_t id;
+  void* records;
+  sem_t mayGo;
+};
+
+struct Trial {
+  OnTrial* last;
+  sem_t arrived;
+};
+
+void await(sem_t* semaphore) {
+  while (sem_wait(semaphore) != 0) {
+  }
 }
 
-void* runLink(void* argument) {
-  Link* const link = static_cast<Link*>(argument);
-  link->id = pid_t(syscall(SYS_gettid));
-  void* const records = mmap(nullptr, kThreadRecords, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-  if (records == MAP_FAILED) return nullptr;
-  ++link->trial->started;
-  startNext(link->trial);
-  munmap(records, kThreadRecords);
+void* stayOnTrial(void* argument) {
+  Trial* const trial = static_cast<Trial*>(argument);
+  OnTrial self = {trial->last, pthread_self(), pid_t(syscall(SYS_gettid)), nullptr, {}};
+  self.records = mmap(nullptr, kThreadRecords, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  sem_init(&self.mayGo, 0, 0);
+  trial->last = &self;
+  sem_post(&trial->arrived);
+  await(&self.mayGo);
+  if (self.records != MAP_FAILED) munmap(self.records, kThreadRecords);
   return nullptr;
 }
 
-// How many threads, up to wanted, can be there besides the calling one. They take no signals, and the caller cannot be
-// cancelled while it waits for them.
+// Lets a thread go, and waits until nothing of it counts towards a limit: the kernel forgets its number last.
+void letGo(OnTrial* one) {
+  const pthread_t thread = one->thread;
+  const pid_t id = one->id;
+  const timespec pause = {0, 20000};
+  sem_post(&one->mayGo);
+  pthread_join(thread, nullptr);
+  for (int i = 0; i < 5000 && syscall(SYS_tgkill, getpid(), id, 0) == 0; ++i) nanosleep(&pause, nullptr);
+}
+
+// How many threads, up to wanted, could be there at one time besides the calling one.
+int startOnTrial(int wanted, const pthread_attr_t* attributes) {
+  Trial trial = {nullptr, {}};
+  sem_init(&trial.arrived, 0, 0);
+  int started = 0;
+  pthread_t thread;
+  while (started < wanted && pthread_create(&thread, attributes, stayOnTrial, &trial) == 0) {
+    await(&trial.arrived);
+    if (trial.last->records == MAP_FAILED) break;
+    ++started;
+  }
+  while (trial.last) {
+    OnTrial* const one = trial.last;
+    trial.last = one->previous;
+    letGo(one);
+  }
+  return started;
+}
+
+// The same, without a signal that could reach these threads, and without a point at which the caller could be cancelled.
 int tryThreads(int wanted) {
   pthread_attr_t attributes;
   if (!initTrialAttributes(&attributes)) return 0;
@@ -127,12 +149,11 @@ int tryThreads(int wanted) {
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &before);
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelling);
-  Trial trial = {&attributes, wanted, 0};
-  startNext(&trial);
+  const int started = startOnTrial(wanted, &attributes);
   pthread_setcancelstate(cancelling, &cancelling);
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
   pthread_attr_destroy(&attributes);
-  return trial.started;
+  return started;
 }
 
 // ---- The calling thread's team ---------------------------------------------------------------------------------------------
@@ -144,8 +165,8 @@ struct Team {
 };
 __attribute__((tls_model("initial-exec"))) thread_local Team team = {1, 1};
 
-// Calling threads come one by one, and each has its team started before the next one tries: two cannot count on the same
-// room.
+// Calling threads come one by one, and each has its team started before the next one tries: two cannot count on the
+// same room.
 pthread_mutex_t oneByOne = PTHREAD_MUTEX_INITIALIZER;
 
 int startTeam(int threads) {

@@ -32,7 +32,7 @@ constexpr int32_t kSerialElements = 8192;
 inline int32_t elements32(ZeliSize size) { return int32_t(uint32_t(size.width) * uint32_t(size.height)); }
 
 // Calls row(r) for every row of the region: in order on this thread up to 8192 elements and where no team is to be had,
-// otherwise divided statically into one contiguous run of rows for each thread. The runtime is not called for one thread.
+// without a call of the runtime; otherwise divided statically into one contiguous run of rows for each thread.
 template <class RowFunction>
 inline void forEachRow(ZeliSize size, RowFunction row) {
   const int threads = elements32(size) <= kSerialElements ? 1 : ownGetNumThreads();

@@ -1,5 +1,5 @@
-// reload LIBRARY: opens the library, divides a plane among threads and closes it, again and again. It is not linked with
-// the library nor with its runtime: nothing else keeps them.
+// reload LIBRARY: opens the library, divides a plane among threads and closes it, again and again. This program is
+// linked neither with the library nor with its runtime: nothing else keeps them.
 #include <dlfcn.h>
 #include <unistd.h>
 
