@@ -23,7 +23,7 @@ namespace {
 
 constexpr size_t kAlignment = 64;  // a cache line, and the widest vector register
 
-// ---- fork() -----------------------------------------------------------------------------------------------------------
+// ---- fork() --------------------------------------------------------------------------------------------------------
 
 // A child of fork() has the calling thread alone. If its parent had others, the runtime may take some of them for its
 // idle team, and would wait for them for ever: such a child stays at one thread. The child of a process with one thread
@@ -40,16 +40,16 @@ __attribute__((constructor)) void watchForks() {
   if (pthread_atfork(beforeFork, nullptr, inForkedChild) != 0) staysAtOneThread = true;
 }
 
-// ---- Threads on trial ---------------------------------------------------------------------------------------------------
+// ---- Threads on trial ----------------------------------------------------------------------------------------------
 
-// The stack of a runtime's thread where nothing is said: the system's or this, and a little more, as one runtime staggers
-// its stacks. Memory for a thread besides its stack: what the runtime and the C library allocate for it.
+// The stack of a runtime's thread where nothing is said: the system's or this, and a little more, as one runtime
+// staggers its stacks. Memory for a thread besides its stack: what the runtime and the C library allocate for it.
 constexpr size_t kRuntimeStack = size_t{4} << 20;
 constexpr size_t kStagger = size_t{1} << 16;
 constexpr size_t kThreadRecords = size_t{1} << 18;
 
-// Bytes of a stack size in the environment, in the form of OMP_STACKSIZE: a number and perhaps one of the letters B, K, M
-// and G. 0 where there is none.
+// Bytes of a stack size in the environment, in the form of OMP_STACKSIZE: a number and perhaps one of the letters B, K,
+// M and G. 0 where there is none.
 size_t stackSizeInEnvironment(const char* name, size_t unit) {
   const char* const text = getenv(name);
   if (!text) return 0;
@@ -140,7 +140,7 @@ int startOnTrial(int wanted, const pthread_attr_t* attributes) {
   return started;
 }
 
-// The same, without a signal that could reach these threads, and without a point at which the caller could be cancelled.
+// The same, while no signal can reach these threads, and the caller cannot be cancelled.
 int tryThreads(int wanted) {
   pthread_attr_t attributes;
   if (!initTrialAttributes(&attributes)) return 0;
@@ -156,7 +156,7 @@ int tryThreads(int wanted) {
   return started;
 }
 
-// ---- The calling thread's team ---------------------------------------------------------------------------------------------
+// ---- The calling thread's team -------------------------------------------------------------------------------------
 
 // What the calling thread asked OpenMP for last, and the size of the team that it got. The runtime gives each calling
 // thread a team of its own, which stays. Storage that is there with the thread: a later allocation could fail.
