@@ -1,6 +1,6 @@
-// Memory, processor features and cache size are questions to the system. The number of threads is more: OpenMP's runtime
-// ends the process where it cannot start a thread, and hangs in a child of fork() that inherits the records of threads
-// which are not there. So a calling thread is told a number above one only after that many threads could be started.
+// Memory, processor features and cache size are questions to the system. The number of threads is more: OpenMP's
+// runtime ends the process where it cannot start a thread, and hangs in a child of fork() that inherits the records of
+// threads which are not there. So a calling thread is told a number above one only after so many could be started.
 #include "zelcore.h"
 
 #include <limits.h>

@@ -3,18 +3,18 @@
 #include <gtest/gtest.h>
 #include <omp.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 #include <thread>
 #include <vector>
 
+#include "process.h"
 #include "zelj.h"
+
+using zeltest::succeedsInFork;
 
 // The sanitizers' own memory and threads leave no room for limits.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(ZELJ_TEST_SANITIZED)
@@ -42,17 +42,6 @@ bool callAdds(int asked, int more) {
   const int before = tasks();
   omp_set_num_threads(asked);
   return planeCall() && tasks() == before + more;
-}
-
-template <class Work>
-bool succeedsInFork(Work work) {
-  const pid_t child = fork();
-  if (child == 0) {
-    alarm(20);
-    std::_Exit(work() ? 0 : 1);
-  }
-  int status = -1;
-  return child > 0 && waitpid(child, &status, 0) == child && status == 0;
 }
 
 bool limit(decltype(RLIMIT_AS) what, rlim_t most) {
