@@ -11,17 +11,31 @@ if(ZELJ_COVERAGE)
   list(APPEND ZELJ_SANITIZE_FLAGS -fprofile-instr-generate -fcoverage-mapping)
 endif()
 
+# What makes a fault harder to use: checked copies, a guard word above arrays on the stack, landing pads for indirect
+# branches, and a table of addresses that is filled and sealed at load. The sanitizers watch the plain copies.
+if(NOT ZELJ_SANITIZE AND NOT ZELJ_BUILD_FUZZ)
+  set(ZELJ_HARDENING -fstack-protector-strong -fcf-protection
+                     $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+endif()
+set(ZELJ_LINK_HARDENING LINKER:-z,relro,-z,now,-z,noexecstack)
+
 # The sanitizers' runtime, for a target that is linked from objects alone.
 function(zelj_link_sanitizers target)
   target_link_options(${target} PRIVATE ${ZELJ_SANITIZE_FLAGS})
 endfunction()
 
-# Warnings, hidden visibility, sanitizers.
+# Warnings, hidden visibility, hardening, sanitizers.
 function(zelj_defaults target)
   set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden
                                              VISIBILITY_INLINES_HIDDEN ON)
-  target_compile_options(${target} PRIVATE ${ZELJ_WARNINGS} ${ZELJ_SANITIZE_FLAGS})
+  target_compile_options(${target} PRIVATE ${ZELJ_WARNINGS} ${ZELJ_HARDENING} ${ZELJ_SANITIZE_FLAGS})
+  target_link_options(${target} PRIVATE ${ZELJ_LINK_HARDENING})
   zelj_link_sanitizers(${target})
+endfunction()
+
+# A shared library that stays when it is closed: threads of its teams and handlers of fork() outlive a call.
+function(zelj_keep_loaded target)
+  target_link_options(${target} PRIVATE LINKER:-z,nodelete)
 endfunction()
 
 # The dynamic symbols of a shared library are exactly the given names.

@@ -24,7 +24,9 @@ enum {
 ZELCORE_API void* zelMalloc(int64_t length);
 ZELCORE_API void zelFree(void* ptr);
 
-/* Threads for a parallel loop: OpenMP's own setting, at least 1. */
+/* Threads for a parallel loop of the calling thread: OpenMP's own setting, but no more than can be started. 1 inside a
+ * parallel region, unless nested ones are active, and in a child of fork() whose parent had several threads. Where the
+ * setting is above that of the last call, threads are first started on trial, and then the runtime's team. */
 ZELCORE_API int ownGetNumThreads(void);
 
 /* The bits of mask that this processor has: nonzero where it has any of them. */

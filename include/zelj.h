@@ -18,6 +18,22 @@
  *     than 8192 elements ("Threads"); the result never depends on the number of threads. All others run on the calling
  *     thread.
  *
+ * Threads: how many, OpenMP's setting for the calling thread says (OMP_NUM_THREADS, omp_set_num_threads).
+ *   - Each thread that calls has a setting of its own, and a team of the runtime's, which stays as long as the thread:
+ *     64 threads that call with a setting of 8 make 512. omp_set_num_threads(1), once in a thread, makes every call of
+ *     that thread serial; the runtime then does nothing. Inside a parallel region of the caller calls are serial, but
+ *     where the caller has made nested regions active.
+ *   - No more threads are asked for than can be started: before the first team of a calling thread, and whenever its
+ *     setting is above that of its last call, so many are started on trial. Where none can be had the call is serial.
+ *     What the runtime does then is out of reach: it ends the process where it fails to start a thread or to get memory
+ *     for it. That can happen where something else takes the room in the moment after the trial, and where the runtime
+ *     starts threads anew under limits that have become tighter: for nested regions each time, and after regions of the
+ *     caller with fewer threads. A setting of 1 excludes it.
+ *   - In a child of fork() whose parent had several threads, every call is serial. The child of a process with one
+ *     thread is like any other process. The C library's _Fork(), which runs no handlers, is for fork and exec.
+ *   - The shared libraries stay in the process after dlclose(), as the runtime's threads do. A shared object that the
+ *     archive is linked into needs the linker's -z nodelete, if it can be closed.
+ *
  * Names: zel + domain letter + operation _ format _ sample types (source, then destination) _ layout
  *   8u 16u unsigned, 16s 32s signed, 32f single precision, 1u a bit stream
  *   C1 C2 C3 C4 channels interleaved in one plane, P3 P4 an array of planes; two of them: source, then destination

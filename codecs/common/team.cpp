@@ -2,6 +2,7 @@
 #include "common/team.h"
 
 #include <omp.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <condition_variable>
@@ -25,6 +26,8 @@ struct Team::Shared {
   int failed = 0;  // the piece that failure comes from
   std::exception_ptr failure;
   bool ending = false;
+
+  const pid_t process = getpid();  // the one that has the workers
 
   // Takes pieces while there are any.
   void help(std::unique_lock<std::mutex>& lock);
@@ -72,7 +75,14 @@ void Team::Shared::worker() {
 
 Team::Team(int threads) : threads_(std::clamp(threads > 0 ? threads : omp_get_max_threads(), 1, 1024)) {}
 
+// In a child of fork() the workers are missing, while the condition still counts them as waiting: neither may be
+// touched again. What they shared stays behind, and work starts others.
+void Team::forgetParent() {
+  if (shared_ && shared_->process != getpid()) static_cast<void>(shared_.release());
+}
+
 Team::~Team() {
+  forgetParent();
   if (!shared_) return;
   {
     const std::lock_guard<std::mutex> lock(shared_->mutex);
@@ -100,6 +110,7 @@ void Team::run(int count, Call call, const void* work) {
     for (int i = 0; i < count; ++i) call(work, i);
     return;
   }
+  forgetParent();
   start(useful - 1);
   Shared& s = *shared_;
   std::unique_lock<std::mutex> lock(s.mutex);

@@ -19,7 +19,7 @@ constexpr int threadsFor(const PictureFormat& f, int threads, int64_t pixelsByDe
 class Team {
  public:
   // threads: the caller's one included; 0 for as many as OpenMP would use. The others are started when there is work
-  // for them; where the system gives fewer, fewer do it.
+  // for them; where the system gives fewer, fewer do it. A child of fork() starts its own.
   explicit Team(int threads);
   ~Team();
   Team(const Team&) = delete;
@@ -41,6 +41,7 @@ class Team {
   struct Shared;
   void run(int count, Call call, const void* work);
   void start(int workers);
+  void forgetParent();
 
   const int threads_;
   std::unique_ptr<Shared> shared_;

@@ -31,15 +31,15 @@ constexpr int32_t kSerialElements = 8192;
 // The element count that the threading rule looks at: a 32-bit product, as callers can observe for huge regions.
 inline int32_t elements32(ZeliSize size) { return int32_t(uint32_t(size.width) * uint32_t(size.height)); }
 
-// Calls row(r) for every row of the region: in order on this thread up to 8192 elements, otherwise divided statically
-// into one contiguous run of rows for each thread. Where the runtime starts no team, the same loop runs here.
+// Calls row(r) for every row of the region: in order on this thread up to 8192 elements and where no team is to be had,
+// without a call of the runtime; otherwise divided statically into one contiguous run of rows for each thread.
 template <class RowFunction>
 inline void forEachRow(ZeliSize size, RowFunction row) {
-  if (elements32(size) <= kSerialElements) {
+  const int threads = elements32(size) <= kSerialElements ? 1 : ownGetNumThreads();
+  if (threads < 2) {
     for (int r = 0; r < size.height; ++r) row(r);
     return;
   }
-  const int threads = ownGetNumThreads();
 #pragma omp parallel for num_threads(threads) schedule(static)
   for (int r = 0; r < size.height; ++r) row(r);
 }
