@@ -24,8 +24,10 @@ void Decoder::open(const PictureFormat& whole, int bandRows, const DecodeOptions
   format_.height = r.height;
 }
 
+// The last band of a picture may be lower than the others.
 int Decoder::nextBandRows() const { return std::min(bandRows_, whole_.height - decoded_); }
 
+// For formats that have no shorter way over rows which are not wanted: decoded, and thrown away.
 void Decoder::skipBand(int rows) { decodeBand(spare(rows)); }
 
 Rows Decoder::spare(int rows) {
@@ -38,12 +40,15 @@ void Decoder::decodeInto(Rows to) {
   decoded_ += to.count;
 }
 
+// Bands of whole rows that the caller has room for are decoded to where they are wanted. All others go through a buffer
+// of one band, from which the wanted columns are copied, and whose rows that are left wait for the next call.
 void Decoder::read(Rows to) {
   if (to.count > rowsLeft()) throw Error(ErrorKind::argument, "more rows are asked for than there are");
   const bool wholeRows = format_.width == whole_.width;
   const size_t left = size_t(wanted_.x) * whole_.pixelBytes();
   while (to.count > 0) {
     if (waiting_.count == 0) {
+      // Bands that end above the region.
       while (decoded_ + nextBandRows() <= wanted_.y) {
         const int rows = nextBandRows();
         skipBand(rows);

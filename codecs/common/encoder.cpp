@@ -21,6 +21,8 @@ void Encoder::encode(ConstRows rows) {
   report(doneByRows_ * encoded_ / format_.height);
 }
 
+// Whole bands that are given at once go to the format as they lie; rows of which a band is made up in several calls
+// wait in a buffer of one band.
 void Encoder::write(ConstRows rows) {
   if (rows.count > format_.height - encoded_ - waiting_)
     throw Error(ErrorKind::argument, "more rows are given than the picture has");
@@ -51,6 +53,7 @@ void Encoder::finish() {
 }
 
 void writeAll(Encoder& encoder, const Image& image) {
+  // Whole bands, some together where they are low, so that progress is reported now and then.
   const int step = encoder.bandRows() * std::max(1, 64 / encoder.bandRows());
   for (int y = 0; y < image.height(); y += step) encoder.write(image.rows(y, std::min(step, image.height() - y)));
   encoder.finish();

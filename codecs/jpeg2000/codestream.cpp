@@ -104,6 +104,8 @@ bool Codestream::readStyle(int marker, const Segment& s, HeaderStyles* to) const
   return false;
 }
 
+// SIZ (T.800 A.5.1): image and tiles on the reference grid, then the components. A tile may reach beyond 2^31; it is
+// cut off there, as the image ends before.
 void Codestream::readSize(const Segment& s) {
   if (s.bytes.size < 36 + 3) damaged("an image size that is too short", s.at);
   uint32_t v[8];
@@ -130,6 +132,7 @@ void Codestream::checkGrid(const uint32_t (&v)[8], size_t at) const {
 void Codestream::readComponents(const Segment& s) {
   const size_t count = bigEndian16(s.bytes.data + 34);
   if (count < 1 || count > 16384 || s.bytes.size != 36 + 3 * count) damaged("an image size of the wrong length", s.at);
+  // There may be far more components than a picture has channels. Up to four samples for each pixel are allowed.
   uint64_t samples = 0;
   for (size_t i = 0; i < count; ++i) {
     const uint8_t* p = s.bytes.data + 36 + 3 * i;
@@ -148,6 +151,7 @@ void Codestream::readComponents(const Segment& s) {
     throw Error(ErrorKind::limit, "more samples in all components than the limit allows", offset_ + s.at);
 }
 
+// Of COC, QCC and RGN: one byte where there are fewer than 257 components (T.800 Table A.22).
 int Codestream::componentNumber(const Segment& s) const {
   if (s.bytes.size < componentBytes()) damaged("a marker segment that is too short", s.at);
   const int c = int(componentBytes() == 1 ? s.bytes.data[0] : bigEndian16(s.bytes.data));
@@ -155,6 +159,7 @@ int Codestream::componentNumber(const Segment& s) const {
   return c;
 }
 
+// SPcod and SPcoc (T.800 Table A.20): what COD says of all components and COC of one.
 CodingStyle Codestream::readCodingStyle(const Segment& s, size_t from, bool precincts) const {
   if (s.bytes.size < from + 5) damaged("a coding style that is too short", s.at);
   const uint8_t* p = s.bytes.data + from;
@@ -178,6 +183,7 @@ CodingStyle Codestream::readCodingStyle(const Segment& s, size_t from, bool prec
   return c;
 }
 
+// COD (T.800 A.6.1): what holds for all components together, then the style of each one that has no COC.
 void Codestream::readCod(const Segment& s, HeaderStyles* to) const {
   if (s.bytes.size < 10) damaged("a coding style that is too short", s.at);
   const uint8_t* const p = s.bytes.data;
@@ -201,6 +207,8 @@ void Codestream::readCoc(const Segment& s, HeaderStyles* to) const {
   to->codings[c] = readCodingStyle(s, at + 1, s.bytes.data[at] & 1);
 }
 
+// Sqcd and SPqcd (T.800 Tables A.28 to A.30): exponents alone for reversible transforms, one step from which the others
+// are derived, or a step for each band.
 Quantisation Codestream::readQuantisation(const Segment& s, size_t from) const {
   if (s.bytes.size < from + 1) damaged("a quantisation that is too short", s.at);
   const ByteView v = s.bytes.from(from);
@@ -224,6 +232,7 @@ void Codestream::readQcc(const Segment& s, HeaderStyles* to) const {
   to->quantisations[c] = readQuantisation(s, componentBytes());
 }
 
+// RGN (T.800 A.6.3): by how many bit planes the coefficients of the region are raised.
 void Codestream::readRgn(const Segment& s, HeaderStyles* to) const {
   constexpr int kMostShift = 37;  // T.800 Table A.26
   const int c = componentNumber(s);
@@ -234,6 +243,8 @@ void Codestream::readRgn(const Segment& s, HeaderStyles* to) const {
   to->shifts[c] = s.bytes.data[at + 1];
 }
 
+// POC (T.800 A.6.6). The changes are kept as they stand, and walked when packets are read: expanded they could be any
+// number of packets.
 void Codestream::readPoc(const Segment& s, HeaderStyles* to) const {
   const size_t wide = componentBytes(), each = 5 + 2 * wide;
   const ByteReader r = s.reader();
@@ -268,6 +279,8 @@ void Codestream::splitPackedHeaders(const std::map<int, Segment>& segments) {
 
 // ---- Tile-parts -----------------------------------------------------------------------------------------------------
 
+// Only the heads of tile-parts are read here; a tile's own header and data are, when it is decoded. Tile-parts of a
+// tile are a chain of numbers, so that a file of many small ones costs no more than a record for each.
 void Codestream::findTileParts(bool keepGoing, Warnings* warnings) {
   firstParts_.assign(size_t(tileCount()), kNone);
   lastParts_ = firstParts_;
@@ -279,6 +292,7 @@ void Codestream::findTileParts(bool keepGoing, Warnings* warnings) {
     warnings->add(e);
   }
   if (parts_.empty()) damaged("a codestream without tiles", 0);
+  // The lowest position of each tile and all after it: what lies before can be let go while tiles are read in order.
   begins_.assign(firstParts_.size() + 1, offset_ + bytes_.size);
   for (const TilePart& p : parts_) begins_[p.tile] = std::min(begins_[p.tile], offset_ + p.start);
   for (size_t i = firstParts_.size(); i-- > 0;) begins_[i] = std::min(begins_[i], begins_[i + 1]);
@@ -297,6 +311,7 @@ bool Codestream::findTilePart(size_t* at, bool keepGoing, Warnings* warnings) {
   const Segment sot = segment(at);
   if (sot.bytes.size != 8) damaged("a tile-part header of the wrong length", sot.at);
   const uint32_t tile = bigEndian16(sot.bytes.data);
+  // Psot counts from the SOT marker; 0 says that the tile-part reaches to the end marker (T.800 A.4.2).
   const size_t length = bigEndian32(sot.bytes.data + 2);
   if (tile >= firstParts_.size()) damaged("a tile that does not exist", sot.at);
   if (length != 0 && length < *at - start + 2) damaged("a tile-part of an impossible length", sot.at + 2);

@@ -6,6 +6,8 @@
 
 namespace zelcodecs::jpeg2000 {
 
+// The upper convex hull of distortion over bytes (T.800 Annex J.14): only at its corners is it of use to cut a block
+// off. Each corner has the slope of the edge that leads to it; they fall from one to the next.
 BlockCurve::BlockCurve(EncodedBlock* block, const std::vector<double>& distortions)
     : block_(block), distortions_(distortions) {
   const auto rateAt = [&](int passes) { return passes ? block->rates[size_t(passes - 1)] : 0; };
@@ -26,6 +28,7 @@ BlockCurve::BlockCurve(EncodedBlock* block, const std::vector<double>& distortio
   }
 }
 
+// All corners whose edge is at least so steep.
 int BlockCurve::passesFor(double slope) const {
   int passes = 0;
   for (const Point& p : points_) {
@@ -35,6 +38,9 @@ int BlockCurve::passesFor(double slope) const {
   return passes;
 }
 
+// Layers in order. Each has its goal in bytes of the file so far, or in squared errors that are left; one without a
+// goal takes all that there is. A slope for all blocks at once is what shares the bytes best, and is found by bisection
+// of its logarithm.
 void shareOut(const std::vector<BlockCurve>& curves, const std::vector<LayerGoal>& goals, double allDistortion,
               const std::function<size_t(int)>& sizeUpTo) {
   const size_t layers = goals.size();
@@ -88,6 +94,8 @@ std::vector<double> synthesised(const std::vector<double>& low, const std::vecto
       x[i] += c * (left + right);
     }
   };
+  // Coefficients of lifting steps and scaling of the 9/7 and 5/3 filters (T.800 Tables F.4 and F.3), in the order of
+  // the inverse.
   const double k = reversible ? 1 : 1.230174104914001;
   for (size_t i = 0; i < n; ++i) {
     x[2 * i] = low[i] * k;
@@ -107,6 +115,8 @@ std::vector<double> synthesised(const std::vector<double>& low, const std::vecto
 
 }  // namespace
 
+// The norm of what one coefficient adds to a line of samples, which weighs its squared error: by synthesis of a single
+// one, as the filters are short.
 double basisNorm(int levels, bool high, bool reversible) {
   constexpr int kSettled = 6;  // from here on a level doubles the energy of a line
   const int n = std::min(levels, kSettled);

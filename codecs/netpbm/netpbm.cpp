@@ -67,6 +67,8 @@ class HeaderText {
   size_t at_ = 2;  // behind the letter and the digit
 };
 
+// What the text at the beginning of a file says. Kinds 1 to 3 are plain text, 4 to 6 the same in binary (bits, grey,
+// RGB), 7 is PAM.
 struct Header {
   int kind = 0;  // the digit behind the P
   uint32_t width = 0, height = 0, maxValue = 0;
@@ -84,6 +86,7 @@ ColourModel pamModel(uint32_t depth, const std::string& tuple, size_t at) {
   throw Error(ErrorKind::unsupported, "a PAM file with " + std::to_string(depth) + " channels", at);
 }
 
+// Lines of a keyword and a value, in any order, up to ENDHDR.
 void readPamHeader(HeaderText& text, Header* h) {
   uint32_t depth = 0;
   std::string tuple;
@@ -137,6 +140,7 @@ class NetpbmDecoder : public Decoder {
     checkSize(header_.width, header_.height, options.limits, text.at());
     at_ = source.next(text.at()).size;
     PictureFormat f = {int(header_.width), int(header_.height), header_.model, 1};
+    // As few bits as hold the maximum.
     while (uint32_t(f.maxValue()) < header_.maxValue) ++f.bitDepth;
     storedRow_ = header_.bits() ? (size_t(f.width) + 7) / 8 : f.rowBytes();
     open(f, int(std::max<size_t>(1, kBandBytes / f.rowBytes())), options);
@@ -176,7 +180,9 @@ class NetpbmDecoder : public Decoder {
     ended_ = true;
     return rows;
   }
+  // The number of samples in a row.
   int samples() const { return whole().width * whole().channels(); }
+  // A maximum that is not 2^n - 1 becomes the next one that is, and samples are scaled to it, rounded.
   void put(uint8_t* row, int i, uint32_t v) const {
     const uint32_t top = uint32_t(whole().maxValue()), most = header_.maxValue;
     if (v > most) throw Error(ErrorKind::damaged, "a sample above the maximum", size_t(at_));
@@ -212,6 +218,7 @@ class NetpbmDecoder : public Decoder {
     ++at_;
     return text_.data[textAt_++];
   }
+  // One number a sample; in bitmaps one digit, where 1 is black. A comment reaches from # to the end of its line.
   void plainRow(uint8_t* row) {
     for (int i = 0; i < samples(); ++i) {
       int c = character();

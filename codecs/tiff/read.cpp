@@ -111,8 +111,8 @@ class PieceReader {
     return row;
   }
 
-  // A row takes three steps: the bytes of each plane are unpacked, summed up where differences were coded, and given their
-  // meaning. Rows that are pixels as they stand are unpacked straight to their place.
+  // A row takes three steps: the bytes of each plane are unpacked, summed up where differences were coded, and given
+  // their meaning. Rows that are pixels as they stand are unpacked straight to their place.
   void readRow(uint8_t* out) {
     if (page_.layout.units()) {
       const int row = nextOfUnits();
