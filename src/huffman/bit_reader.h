@@ -86,9 +86,9 @@ class BitReader {
     }
   }
 
-  // The same with a refill on the fast path, which leaves bits for the next symbol and value, too, unless these are among
-  // the longest: one that is made every other time costs less than the question whether it is needed, as that has no
-  // foreseeable answer. The look-up takes the bits that are there already and does not wait for others.
+  // The same with a refill on the fast path, which leaves bits for the next symbol and value, too, unless these are
+  // among the longest. A refill every other time costs less than to ask whether it is needed: processors do not foresee
+  // the answer. The look-up takes bits that are there already and does not wait for others.
   ZEL_INLINE ZelStatus symbolAndMore(const ZeliDecodeHuffmanSpec& table, uint32_t* symbol) {
     if constexpr (kPath == Path::careful) {
       return carefulSymbol(table, symbol);
@@ -252,8 +252,8 @@ class BitReader {
 
   // ---- Fast path ----
 
-  // next8: the next 8 bits. The word has enough for a code. Symbols follow one another by a chain of a shift, a load and
-  // two shifts, so nothing else may stand in it.
+  // next8: the next 8 bits. The word has enough for a code. From one symbol to the next leads a chain of a shift, a
+  // load and two shifts, in which nothing else should stand: it decides how long decoding takes.
   ZEL_INLINE ZelStatus lookUp(const ZeliDecodeHuffmanSpec& table, uint64_t next8, uint32_t* symbol) {
     const LookupEntry* const entries = reinterpret_cast<const LookupEntry*>(table.lookup);
     uint64_t again = next8;
@@ -272,8 +272,8 @@ class BitReader {
     return zelStsNoErr;
   }
 
-  // The last position up to which eight bytes may be read at once: they are inside the source, and none is 0xFF. Looks at
-  // 32 bytes where there are so many, else at eight. Before `next` where not even these eight may be read.
+  // The last position up to which eight bytes may be read at once: they are inside the source, and none is 0xFF. Looks
+  // at 32 bytes where there are so many, else at eight. Before `next` where not even these eight may be read.
   ZEL_INLINE static const uint8_t* lastClean(const uint8_t* next, const uint8_t* end) {
     constexpr int kAhead = 32;
     if (__builtin_expect(end - next < kAhead, 0)) return end - next >= 8 && !has0xFF(loadBytes(next)) ? next : next - 1;

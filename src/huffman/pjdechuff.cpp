@@ -15,10 +15,11 @@ static_assert(sizeof(ZeliDecodeHuffmanState) == 24);
 
 constexpr uint64_t kEnd = 128;  // what an end of block adds to the zigzag index, which is less
 
-// One AC symbol and what follows it (Figure F.14 and the loop of F.13). *k is the zigzag index that its run starts from,
-// and then the one behind its coefficient. A symbol without a size is a run of sixteen zeros (0xF0) or, whatever its run
-// is, the end of the block. A run of up to eight past the last coefficient lands on it, as the table of positions goes
-// on; a longer one is an error.
+// One AC symbol and what follows it (Figure F.14 and the loop of F.13). *k is the zigzag index that its run starts
+// from, and then the one behind its coefficient. A symbol without a size is a run of sixteen zeros (0xF0) or, whatever
+// its run is, the end of the block. A run of up to eight past the last coefficient lands on it, as the table of
+// positions goes on; a longer one is an error, which the fast path tells at the end: up to there it writes to the last
+// coefficient, and the block is decoded again.
 template <bool kRefill, Path kPath>
 ZEL_INLINE ZelStatus decodeCoefficient(BitReader<kPath>& reader, int16_t* dst, const ZeliDecodeHuffmanSpec& ac,
                                        uint64_t* k) {

@@ -37,8 +37,8 @@ TEST(Pictures, RoundTripsAndTruncations) {
     }
 }
 
-// Rows that stand in a mapped file as they are wanted are lent and not copied; those of the last two calls stay there. Of
-// a file that is too short, or for a region, none are lent.
+// Rows that stand in a mapped file as they are wanted are lent and not copied; those of the last two calls stay there.
+// Of a file that is too short, or for a region, none are lent.
 TEST(Pictures, NetpbmRowsAreLent) {
   const Image image = picture(1000, 1500, ColourModel::rgb);
   Bytes pnm = encodeNetpbm(image);
