@@ -10,19 +10,20 @@
 namespace zelcodecs {
 namespace {
 
-// Rows that are read at once: as many as the decoder brings, rounded up to bands of the encoder, and some tens of
-// kilobytes at least.
+// Rows that are read at once: whole bands of the decoder, rounded up to bands of the encoder, of a hundred kilobytes at
+// least. Systems write little at once more slowly.
 int rowsAtOnce(const Decoder& decoder, const Encoder& encoder) {
-  constexpr size_t kLeast = size_t{64} << 10;
+  constexpr size_t kLeast = size_t{128} << 10;
+  const auto roundedUp = [](int64_t n, int64_t unit) { return (n + unit - 1) / unit * unit; };
   const size_t rowBytes = decoder.format().rowBytes();
-  const int64_t wanted = std::max<int64_t>(decoder.bandRows(), int64_t((kLeast + rowBytes - 1) / rowBytes));
-  const int64_t band = encoder.bandRows();
-  return int(std::min<int64_t>((wanted + band - 1) / band * band, decoder.format().height));
+  const int64_t rows = roundedUp(int64_t((kLeast + rowBytes - 1) / rowBytes), decoder.bandRows());
+  return int(std::min<int64_t>(roundedUp(rows, encoder.bandRows()), decoder.format().height));
 }
 
 struct Band {
   std::unique_ptr<uint8_t[]> bytes;
   Rows rows;
+  ConstRows filled;  // the rows that are there, in bytes or where the decoder has them
   Band(const PictureFormat& format, int count)
       : bytes(new uint8_t[format.rowBytes() * size_t(count)]), rows{bytes.get(), format.rowBytes(), count} {}
 };
@@ -73,7 +74,7 @@ class Transfer {
     Band second(decoder_.format(), step_);
     Band *ready = &first_, *next = &second;
     read(ready);
-    while (ready->rows.count > 0) {
+    while (ready->filled.count > 0) {
       team->forEach(2, [&](int piece) {
         if (piece == 0)
           write(*ready);
@@ -91,13 +92,17 @@ class Transfer {
   }
 
   void read(Band* band) {
-    band->rows.count = std::min(step_, decoder_.rowsLeft());
-    if (band->rows.count > 0) decoder_.read(band->rows);
+    const int count = std::min(step_, decoder_.rowsLeft());
+    band->filled = count > 0 ? decoder_.borrow(count) : ConstRows{};
+    if (count == 0 || band->filled.count > 0) return;
+    const Rows to = band->rows.part(0, count);
+    decoder_.read(to);
+    band->filled = asConst(to);
   }
   void write(const Band& band) {
-    if (!converter_) return encoder_.write(asConst(band.rows));
-    const Rows to = converted_->rows.part(0, band.rows.count);
-    converter_->convert(asConst(band.rows), to);
+    if (!converter_) return encoder_.write(band.filled);
+    const Rows to = converted_->rows.part(0, band.filled.count);
+    converter_->convert(band.filled, to);
     encoder_.write(asConst(to));
   }
 

@@ -74,6 +74,15 @@ void Decoder::read(Rows to) {
   report(doneBefore_ + (1 - doneBefore_) * given_ / format_.height);
 }
 
+ConstRows Decoder::borrow(int count) {
+  if (count > rowsLeft() || waiting_.count > 0 || format_ != whole_) return {};
+  const ConstRows rows = standingRows(count);
+  decoded_ += rows.count;
+  given_ += rows.count;
+  if (rows.count > 0) report(doneBefore_ + (1 - doneBefore_) * given_ / format_.height);
+  return rows;
+}
+
 Image readAll(Decoder& decoder) {
   const PictureFormat& f = decoder.format();
   Image image(f.width, f.height, f.model, f.bitDepth);

@@ -23,8 +23,11 @@ class Decoder {
   // The height in which the format brings its rows. Reading so many at once, or multiples, saves a copy.
   int bandRows() const { return bandRows_; }
   int rowsLeft() const { return format_.height - given_; }
-  // The next rows.to.count rows, which must be there.
+  // The next to.count rows, which must be there.
   void read(Rows to);
+  // The same without a copy where the format has them in memory as they are wanted: count rows, valid until the second
+  // call after this one. No rows, and nothing done, where not.
+  ConstRows borrow(int count);
 
  protected:
   Decoder() = default;
@@ -40,6 +43,8 @@ class Decoder {
 
   // The rows of the next band, in the width of the whole picture. Columns outside wanted() may be left as they are.
   virtual void decodeBand(Rows to) = 0;
+  // The next rows, from nextRow() on, where they stand in memory, for borrow(); any number of them.
+  virtual ConstRows standingRows(int) { return {}; }
   // Passes over the next band, of which nothing is wanted. Decodes it all the same where the format has no better way.
   virtual void skipBand(int rows);
 

@@ -30,8 +30,9 @@ void Encoder::write(ConstRows rows) {
   while (rows.count > 0) {
     const int band = std::min(bandRows_, format_.height - encoded_);
     if (waiting_ == 0 && rows.count >= band) {
-      encode(rows.part(0, band));
-      rows = rows.part(band, rows.count - band);
+      const int given = manyBands_ ? rows.count / band * band : band;
+      encode(rows.part(0, given));
+      rows = rows.part(given, rows.count - given);
       continue;
     }
     if (!spare_) spare_.reset(new uint8_t[rowBytes * size_t(bandRows_)]);

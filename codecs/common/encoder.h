@@ -28,13 +28,15 @@ class Encoder {
 
   // For the constructor of a format's encoder, with the picture that it is going to write.
   void open(const PictureFormat& format, int bandRows, const EncodeOptions& options);
+  // For formats whose encodeBand() takes several bands at once as well as one.
+  void takeManyBands() { manyBands_ = true; }
   // How much of all work is done before finish(), 0 to 1, for reports of progress.
   void setDoneByRows(double part) { doneByRows_ = part; }
   void report(double part) const {
     if (progress_) progress_(part);
   }
 
-  // The next band: bandRows rows, or what is left at the end.
+  // The next band: bandRows rows, or what is left at the end. Several of them after takeManyBands().
   virtual void encodeBand(ConstRows rows) = 0;
   // All bands have been encoded.
   virtual void end() = 0;
@@ -47,6 +49,7 @@ class Encoder {
 
   PictureFormat format_;
   int bandRows_ = 1;
+  bool manyBands_ = false;
   int encoded_ = 0;
   Progress progress_;
   double doneByRows_ = 1;

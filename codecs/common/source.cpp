@@ -20,6 +20,7 @@ class MemorySource : public Source {
   MemorySource(const uint8_t* data, size_t size) : bytes_{data, size} {}
   ByteView peek(size_t count) override { return {bytes_.data, std::min(count, bytes_.size)}; }
   ByteView all() override { return bytes_; }
+  ByteView inMemory() override { return bytes_; }
   void release(size_t) override {}
   ByteView next(size_t count) override {
     const ByteView piece = {bytes_.data + at_, std::min(count, bytes_.size - at_)};
@@ -58,6 +59,10 @@ class FileSource : public Source {
     while (fill(std::max(kChunk, end_ * 2))) {
     }
     return {held_.data(), end_};
+  }
+  ByteView inMemory() override {
+    if (!map_ && size_) mapAll();
+    return {map_, map_ ? size_ : 0};
   }
   // Gives back the pages, a few megabytes at a time; they stay in the system's cache.
   void release(size_t before) override {

@@ -19,6 +19,9 @@ class Source {
   virtual ByteView peek(size_t count) = 0;
   // All bytes. They stay where they are as long as the source.
   virtual ByteView all() = 0;
+  // All bytes where they are in memory, or a file can be mapped, without reading any; none elsewhere. Does not count as
+  // reading either.
+  virtual ByteView inMemory() = 0;
   // What lies before a position is not needed again.
   virtual void release(size_t before) = 0;
   // The next bytes, fewer than count only at the end; valid until the next call.

@@ -99,11 +99,17 @@ Transforms::Transforms(const Frame& frame, const QuantSteps& quant, const Planes
     const Component& c = frame.components[size_t(i)];
     const Plane& p = planes.plane(i);
     Target& t = targets_[i];
-    t.plane = &p;
-    t.rowBytes = p.rowBytes();
-    t.blockBytes = size_t(p.blockSize) * size_t(p.bytesPerSample);
-    t.h = count_ > 1 ? c.h : 1;
-    t.v = count_ > 1 ? c.v : 1;
+    const int h = count_ > 1 ? c.h : 1, v = count_ > 1 ? c.v : 1;
+    const size_t blockBytes = size_t(p.blockSize) * size_t(p.bytesPerSample);
+    const size_t blockRowBytes = size_t(p.blockSize) * p.rowBytes();
+    t.samples = p.samples.get();
+    t.blockSize = p.blockSize;
+    t.rowBytes = int(p.rowBytes());
+    t.mcuBytes = size_t(h) * blockBytes;
+    t.mcuRowBytes = size_t(v) * blockRowBytes;
+    for (int k = 0; k < h * v; ++k)
+      places_[blocks_++] = {i, size_t(k / h) * blockRowBytes + size_t(k % h) * blockBytes};
+    mcuRowsHeld_ = p.heldRows / (v * p.blockSize);  // the same for all components
     std::fill(t.transform, t.transform + 3, nullptr);
     if (p.bytesPerSample == 1) chooseTransforms(p.blockSize, t.transform);
     std::copy_n(quant.of[i], 64, t.quant);
@@ -113,22 +119,19 @@ Transforms::Transforms(const Frame& frame, const QuantSteps& quant, const Planes
 
 void Transforms::mcu(int x, int y, const int16_t* const* blocks, const int8_t* last) const {
   if (y < wanted_.y || y >= wanted_.y + wanted_.height || x < wanted_.x || x >= wanted_.x + wanted_.width) return;
-  for (int i = 0; i < count_; ++i) {
-    const Target& t = targets_[i];
-    const int step = int(t.rowBytes), size = t.plane->blockSize;
-    uint8_t* row = t.plane->row(y * t.v * size) + size_t(x * t.h) * t.blockBytes;
-    for (int v = 0; v < t.v; ++v, row += size_t(size) * t.rowBytes) {
-      uint8_t* to = row;
-      for (int h = 0; h < t.h; ++h, to += t.blockBytes, ++blocks) {
-        // Zigzag positions up to 2 lie in the top left 2x2, those up to 9 in 4x4.
-        const int corner = last ? (*last > 2) + (*last > 9) : 2;
-        if (t.transform[corner])
-          require(t.transform[corner](*blocks, to, step, t.quant));
-        else
-          storeDeep(t, *blocks, to);
-        if (last) ++last;
-      }
-    }
+  const size_t held = size_t(y % mcuRowsHeld_);
+  uint8_t* mcus[kMaxComponents];
+  for (int i = 0; i < count_; ++i)
+    mcus[i] = targets_[i].samples + held * targets_[i].mcuRowBytes + size_t(x) * targets_[i].mcuBytes;
+  for (int b = 0; b < blocks_; ++b) {
+    const Target& t = targets_[places_[b].component];
+    uint8_t* const to = mcus[places_[b].component] + places_[b].offset;
+    // Zigzag positions up to 2 lie in the top left 2x2, those up to 9 in 4x4.
+    const int corner = last ? (last[b] > 2) + (last[b] > 9) : 2;
+    if (const Transform transform = t.transform[corner])
+      require(transform(blocks[b], to, t.rowBytes, t.quant));
+    else
+      storeDeep(t, blocks[b], to);
   }
 }
 
@@ -139,7 +142,7 @@ void Transforms::storeDeep(const Target& t, const int16_t* block, uint8_t* to) {
   Block biased;
   std::memcpy(biased, block, sizeof biased);
   biased[0] = int16_t(std::clamp(block[0] * int(t.quant[0]) + 4, INT16_MIN, INT16_MAX));
-  const int n = t.plane->blockSize, group = 8 / n;
+  const int n = t.blockSize, group = 8 / n;
   if (n == 8) {
     require(
         zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R(biased, reinterpret_cast<uint16_t*>(to), int(t.rowBytes), t.quantFloat));
@@ -175,6 +178,15 @@ void smoothRow(const uint16_t* near, const uint16_t* far, int n, uint16_t* to) {
   for (int i = 0; i < n; ++i) {
     to[2 * i] = uint16_t((3 * c(i) + c(std::max(i - 1, 0)) + 8) >> 4);
     to[2 * i + 1] = uint16_t((3 * c(i) + c(std::min(i + 1, n - 1)) + 7) >> 4);
+  }
+}
+
+// Each sample two times. The compiler has to know that the rows are apart.
+template <class Sample>
+void twice(const Sample* __restrict s, int n, Sample* __restrict to) {
+  for (int i = 0; i < n; ++i) {
+    to[2 * i] = s[i];
+    to[2 * i + 1] = s[i];
   }
 }
 
@@ -227,7 +239,7 @@ const Sample* Planes::fullRow(const Plane& p, int y, int at, Sample* scratch) co
   if (options_.smooth && halfColumns && p.down == p.downOf) {
     smoothRow(near, p.columns, scratch);
   } else if (halfColumns) {
-    for (int x = 0; x < p.columns; ++x) scratch[2 * x] = scratch[2 * x + 1] = near[x];
+    twice(near, p.columns, scratch);
   } else {
     for (int x = 0; x < options_.format.width; ++x) scratch[x] = near[x * p.acrossOf / p.across];
   }

@@ -94,12 +94,17 @@ class Transforms : public McuSink {
  private:
   using Transform = ZelStatus (*)(const int16_t*, uint8_t*, int, const uint16_t*);
   struct Target {
-    const Plane* plane;
-    size_t rowBytes, blockBytes;  // of the plane; of a row of a block in it
-    int h, v;                     // blocks in the MCU
-    Transform transform[3];       // of blocks in the top left 2x2, in 4x4, and any others; null for 12 bits
-    uint16_t quant[64];           // the reader's tables may change behind the scan
+    uint8_t* samples;  // of the plane
+    int blockSize, rowBytes;
+    size_t mcuBytes, mcuRowBytes;  // from an MCU to the next one, and to the one below
+    Transform transform[3];        // of blocks in the top left 2x2, in 4x4, and any others; null for 12 bits
+    uint16_t quant[64];            // the reader's tables may change behind the scan
     float quantFloat[64];
+  };
+  // A block of an MCU.
+  struct Place {
+    int component;
+    size_t offset;  // in the MCU's samples
   };
   static void chooseTransforms(int blockSize, Transform to[3]);
   static void storeDeep(const Target& t, const int16_t* block, uint8_t* to);
@@ -107,6 +112,8 @@ class Transforms : public McuSink {
   const Region wanted_;
   Target targets_[kMaxComponents];
   const int count_;
+  Place places_[kMaxBlocksPerFrameMcu];
+  int blocks_ = 0, mcuRowsHeld_ = 1;
 };
 
 }  // namespace zelcodecs::jpeg

@@ -12,7 +12,7 @@ namespace zelcodecs {
 namespace {
 
 constexpr size_t kMostHeader = size_t{64} << 10;  // with comments
-constexpr size_t kBandBytes = size_t{64} << 10;   // rows that are read or written at once
+constexpr size_t kBandBytes = size_t{64} << 10;   // rows that are read at once
 
 bool isSpace(uint8_t c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
@@ -144,12 +144,14 @@ class NetpbmDecoder : public Decoder {
     while (uint32_t(f.maxValue()) < header_.maxValue) ++f.bitDepth;
     storedRow_ = header_.bits() ? (size_t(f.width) + 7) / 8 : f.rowBytes();
     open(f, int(std::max<size_t>(1, kBandBytes / f.rowBytes())), options);
+    begin_ = text.at();
+    const ByteView bytes = asItIs() ? source.inMemory() : ByteView{};
+    if (bytes.size >= begin_ && (bytes.size - begin_) / storedRow_ >= size_t(f.height)) samples_ = bytes.data + begin_;
   }
 
  private:
   void decodeBand(Rows to) override {
-    const bool asItIs = !header_.plain() && header_.maxValue == 255;
-    for (int y = asItIs && to.step == storedRow_ ? readRows(to) : 0; y < to.count; ++y) {
+    for (int y = asItIs() && to.step == storedRow_ ? readRows(to) : 0; y < to.count; ++y) {
       if (ended_) {
         std::memset(to.row(y), 0, whole().rowBytes());
         continue;
@@ -166,6 +168,16 @@ class NetpbmDecoder : public Decoder {
         --y;
       }
     }
+  }
+
+  bool asItIs() const { return !header_.plain() && header_.maxValue == 255; }
+
+  // Of two bands before this one nobody holds rows any more.
+  ConstRows standingRows(int count) override {
+    if (!samples_) return {};
+    source_.release(begin_ + storedRow_ * size_t(lastStanding_));
+    lastStanding_ = nextRow();
+    return {samples_ + storedRow_ * size_t(nextRow()), storedRow_, count};
   }
 
   // Rows that stand in the file as they are wanted, all at once; how many whole ones there were.
@@ -244,6 +256,10 @@ class NetpbmDecoder : public Decoder {
   Warnings warnings_;
   Header header_;
   uint64_t at_ = 0;  // in the file
+  // Samples of a file in memory or mapped that are wanted as they are; then nothing is read.
+  const uint8_t* samples_ = nullptr;
+  size_t begin_ = 0;      // of the samples, in the file
+  int lastStanding_ = 0;  // the first row of those that were lent before
   size_t storedRow_;
   bool ended_ = false;
   ByteView text_;
@@ -266,7 +282,8 @@ class NetpbmEncoder : public Encoder {
  public:
   NetpbmEncoder(Sink& sink, const PictureFormat& format, const Metadata& metadata, const EncodeOptions& options)
       : sink_(sink) {
-    open(format, int(std::max<size_t>(1, kBandBytes / format.rowBytes())), options);
+    open(format, 1, options);
+    takeManyBands();
     warnOfLoss(metadata, 0, "Netpbm", options.warnings);
     const std::string header = headerFor(format);
     sink_.write(reinterpret_cast<const uint8_t*>(header.data()), header.size());

@@ -43,10 +43,17 @@ Rgb<uint8_t> toRgbByTables(int y, int cb, int cr) {
 }
 
 // ---- Where the pixels go: a vector part and a single pixel each -----------------------------------------------------
+// Where kTakesBytes, also as many pixels as a vector has bytes.
 
 struct ToPlanes {
   using Form = PlanarForm;
+  static constexpr bool kTakesBytes = true;
   uint8_t *r, *g, *b;
+  ZEL_INLINE void put(int i, const Rgb<u8v>& c) const {
+    store(r + i, c.r);
+    store(g + i, c.g);
+    store(b + i, c.b);
+  }
   template <class S>
   ZEL_INLINE void put(int i, const Rgb<typename S::V>& c) const {
     storeSamples<S>(r + i, c.r);
@@ -63,7 +70,18 @@ struct ToPlanes {
 template <bool kRedFirst>
 struct ToChannels {
   using Form = InterleavedForm;
+  static constexpr bool kTakesBytes = true;
   uint8_t* dst;
+  ZEL_INLINE void put(int i, const Rgb<u8v>& c) const {
+    u8v out[3];
+    interleave3(kRedFirst ? c.r : c.b, c.g, kRedFirst ? c.b : c.r, out);
+    uint8_t* const p = dst + 3 * int64_t(i);
+#pragma GCC unroll 3
+    for (int k = 0; k < 3; ++k) {  // each half is a run of 16 pixels
+      store(p + 16 * k, halfOf<0>(out[k]));
+      if constexpr (kVecBytes == 32) store(p + 48 + 16 * k, halfOf<1>(out[k]));
+    }
+  }
   template <class S>
   ZEL_INLINE void put(int i, const Rgb<typename S::V>& c) const {
     u8x16 out[3];
@@ -82,6 +100,7 @@ struct ToChannels {
 template <bool kRedFirst, int kGreenBits>
 struct ToPacked {
   using Form = PlanarForm;
+  static constexpr bool kTakesBytes = false;
   uint16_t* dst;
   template <class V>
   ZEL_INLINE static V field(V x, int bits, int at) {
@@ -105,6 +124,7 @@ struct ToPacked {
 // C = 255 - R and so on; K is copied from its plane.
 struct ToCmykPlanes {
   using Form = PlanarForm;
+  static constexpr bool kTakesBytes = false;
   uint8_t *c, *m, *y, *k;
   const uint8_t* key;
   template <class S>
@@ -126,6 +146,7 @@ struct ToCmykPlanes {
 
 struct ToCmykChannels {
   using Form = PlanarForm;
+  static constexpr bool kTakesBytes = false;
   uint8_t* dst;
   const uint8_t* key;
   template <class S>
@@ -143,10 +164,26 @@ struct ToCmykChannels {
   }
 };
 
+// As many pixels as a vector has bytes, in two vectors of 16-bit lanes: the low and the high bytes of each half, which
+// the packs put back in order.
+template <class Target>
+ZEL_INLINE void decodeBytes(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, const Target& to, int i) {
+  const u8v ys = load<u8v>(y + i), cbs = load<u8v>(cb + i), crs = load<u8v>(cr + i), none = zero<u8v>();
+  const auto low = [none](u8v a) { return as<i16v>(unpackLow128(a, none)); };
+  const auto high = [none](u8v a) { return as<i16v>(unpackHigh128(a, none)); };
+  const Rgb<i16v> a = toRgb<typename Target::Form>(low(ys), low(cbs), low(crs));
+  const Rgb<i16v> b = toRgb<typename Target::Form>(high(ys), high(cbs), high(crs));
+  to.put(i, Rgb<u8v>{packU8x128(a.r, b.r), packU8x128(a.g, b.g), packU8x128(a.b, b.b)});
+}
+
 template <class Target>
 void decodeRow(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, Target to, int width) {
-  int i = inSteps<4>(width, [&](auto step, int at) {
+  int i = 0;
+  if constexpr (Target::kTakesBytes)
+    for (; width - i >= u8v::N; i += u8v::N) decodeBytes(y, cb, cr, to, i);
+  i += inSteps<4>(width - i, [&](auto step, int at) {
     using S = decltype(step);
+    at += i;
     to.template put<S>(
         at, toRgb<typename Target::Form>(loadSamples<S>(y + at), loadSamples<S>(cb + at), loadSamples<S>(cr + at)));
   });

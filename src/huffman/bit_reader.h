@@ -9,6 +9,7 @@
 // and where the position, the bit count and the marker then stand.
 #pragma once
 
+#include "frame/support.h"
 #include "frame/vec.h"
 #include "huffman/bits.h"
 #include "huffman/code_list.h"
@@ -24,7 +25,8 @@ constexpr int kFastPathBytes = 24;
 constexpr int kStateBits = 32;     // what a caller's state can hold
 constexpr int kFillBits = 25;      // the careful path reads bytes while it has fewer bits than this
 constexpr int kRefilledBits = 56;  // at least so many after a fast refill
-static_assert(kMaxCodeLength + kMaxExtraBits < kStateBits && kStateBits <= kRefilledBits,
+constexpr int kMaxSymbolBits = kMaxCodeLength + kMaxExtraBits;  // a code and what follows it
+static_assert(kMaxSymbolBits < kStateBits && kStateBits <= kRefilledBits,
               "below 32 bits a refill brings enough for a code and its extra bits");
 
 // Length of the code of 9 to 16 bits that `next` (the next 16 bits) starts with, 0 if there is none. A code of l bits
@@ -46,6 +48,10 @@ inline uint32_t symbolOf(const ZeliDecodeHuffmanSpec& table, int length, uint32_
   return table.values[uint8_t(table.firstIndex[length] + code - table.firstCode[length])];
 }
 
+// 1 - 2^s, the lowest value of category s (T.81, Figure F.12).
+constexpr Table<int16_t, 16> kLowest = {
+    {0, -1, -3, -7, -15, -31, -63, -127, -255, -511, -1023, -2047, -4095, -8191, -16383, -32767}};
+
 // An entry of a table's lookup in parts: each is loaded by itself, sooner than a shift could separate them.
 struct [[gnu::may_alias]] LookupEntry {
   uint8_t symbol, unused;
@@ -66,21 +72,27 @@ class BitReader {
         marker_(marker),
         src_(src),
         next_(src + pos),
-        end_(src + length) {}
-
-  // Decodes one symbol (T.81, Figure F.16).
-  ZEL_INLINE ZelStatus symbol(const ZeliDecodeHuffmanSpec& table, uint32_t* symbol) {
-    if constexpr (kPath == Path::careful)
-      return carefulSymbol(table, symbol);
-    else
-      return fastSymbol(table, symbol);
+        end_(src + length) {
+    if constexpr (kPath == Path::fast) clean_ = lastClean(next_, end_);
   }
 
-  // The first symbol of a block. Its look-up does not wait for the refill: the bits that the state brought mostly do.
-  ZEL_INLINE ZelStatus firstSymbol(const ZeliDecodeHuffmanSpec& table, uint32_t* symbol) {
-    if constexpr (kPath == Path::careful)
+  // Decodes one symbol (T.81, Figure F.16). On the fast path the bits of its value are then there as well.
+  ZEL_INLINE ZelStatus symbol(const ZeliDecodeHuffmanSpec& table, uint32_t* symbol) {
+    if constexpr (kPath == Path::careful) {
       return carefulSymbol(table, symbol);
-    else {
+    } else {
+      if (count_ < kMaxSymbolBits && !refill()) return zelStsJPEGOutOfBufErr;
+      return lookUp(table, bits_ >> 56, symbol);
+    }
+  }
+
+  // The same with a refill on the fast path, which leaves bits for the next symbol and value, too, unless these are
+  // among the longest. A refill every other time costs less than to ask whether it is needed: processors do not foresee
+  // the answer. The look-up takes bits that are there already and does not wait for others.
+  ZEL_INLINE ZelStatus symbolAndMore(const ZeliDecodeHuffmanSpec& table, uint32_t* symbol) {
+    if constexpr (kPath == Path::careful) {
+      return carefulSymbol(table, symbol);
+    } else {
       if (__builtin_expect(count_ < 8, 0) && !refill()) return zelStsJPEGOutOfBufErr;
       const uint64_t next8 = bits_ >> 56;
       if (!refill()) return zelStsJPEGOutOfBufErr;
@@ -112,42 +124,45 @@ class BitReader {
 
   int marker() const { return marker_; }
 
-  // At least 56 bits at once; false where fewer than 8 bytes are left or a marker stands in them. All eight bytes are
-  // put below the unused bits, but only those that fit as a whole are passed over, (63 - count) / 8 of them. That makes
+  // At least 56 bits at once; false where fewer than 8 bytes are left or a marker stands in them. Eight bytes are put
+  // below the unused bits, but only those that fit as a whole are passed over, (63 - count) / 8 of them. That makes
   // the count 56 to 63 with its low three bits unchanged, hence the or. What was put beyond the count comes again next
   // time.
   ZEL_INLINE bool refill() {
     static_assert(kPath == Path::fast, "the careful path fills where a bit is missing");
-    if (end_ - next_ < 8) return false;
-    const uint64_t bytes = loadBytes(next_);
-    if (__builtin_expect(has0xFF(bytes), 0)) {
-      const Stuffed s = refillStuffed(next_, end_, bits_, int(count_));
-      next_ = s.next;
-      bits_ = s.bits;
-      count_ = s.count;
-      return s.next != nullptr;
+    if (__builtin_expect(next_ > clean_, 0)) {
+      const Refilled r = refillSlowly(next_, end_, bits_, count_);
+      next_ = r.next;
+      clean_ = r.clean;
+      bits_ = r.bits;
+      count_ = r.count;
+      return r.next != nullptr;
     }
-    bits_ |= bytes >> count_;
-    next_ += (63 - count_) >> 3;
+    bits_ |= loadBytes(next_) >> count_;
+    next_ += (63 ^ count_) >> 3;
     count_ |= kRefilledBits;
     return true;
   }
 
   // Writes bits, count and position back; *pos still holds the position on entry. The fast path returns whole bytes
-  // until at most 32 bits are left, without a branch: how many is hard to predict.
+  // until at most 32 bits are left, 25 to 32 of them, without a branch: how many is hard to predict.
   template <class Bits>
   ZEL_INLINE void save(Bits* bits, int* count, int* pos) {
-    uint64_t unused = bits_ >> 1 >> (63 - count_);
+    int64_t left = count_;
     if constexpr (kPath == Path::fast) {
-      const int64_t excess = count_ > kStateBits ? (count_ - kFillBits) >> 3 : 0;
-      // At most four bytes go back, all among the low 32 bits; a 0xFF takes its stuffing with it.
-      if (__builtin_expect(has0xFF(uint32_t(unused)), 0))
+      const int64_t whole = kFillBits + ((count_ - kFillBits) & 7);  // no less than a count of up to 32
+      left = whole < left ? whole : left;
+    }
+    const uint64_t unused = bits_ >> 1 >> (63 - left);
+    if constexpr (kPath == Path::fast) {
+      // These bytes follow the bits that are left, with others behind them. A 0xFF takes its stuffing with it.
+      const int64_t excess = (count_ - left) >> 3;
+      if (__builtin_expect(has0xFF(bits_ << left), 0))
         next_ = stepBack(next_, src_ + *pos, excess);
       else
         next_ -= excess;
-      unused >>= 8 * excess;
-      count_ -= 8 * excess;
     }
+    count_ = left;
     *bits = Bits(unused);
     *count = int(count_);
     *pos = int(next_ - src_);
@@ -227,46 +242,59 @@ class BitReader {
   ZEL_INLINE ZelStatus extended(uint32_t category, int* value) {
     if constexpr (kPath == Path::careful)
       if (const ZelStatus s = require(int(category), kValue)) return s;
-    // A first bit of 0 marks a negative value: it is then minus the complement of the bits.
-    const uint64_t negative = ~uint64_t(int64_t(bits_) >> 63), flipped = bits_ ^ negative;
-    const uint64_t magnitude = kNonzero ? flipped >> (-category & 63) : flipped >> 1 >> (63 - category);
-    *value = int(magnitude ^ negative) - int(negative);
+    // A first bit of 0 marks a negative value, which counts from 1 - 2^category on.
+    const int64_t positive = int64_t(bits_) >> 63;
+    const uint64_t magnitude = kNonzero ? bits_ >> (-category & 63) : bits_ >> 1 >> (63 - category);
+    *value = int(magnitude) + int(~positive & kLowest.at[category]);
     drop(category);
     return zelStsNoErr;
   }
 
   // ---- Fast path ----
 
-  ZEL_INLINE ZelStatus fastSymbol(const ZeliDecodeHuffmanSpec& table, uint32_t* symbol) {
-    if (count_ < kStateBits && !refill()) return zelStsJPEGOutOfBufErr;
-    return lookUp(table, bits_ >> 56, symbol);
-  }
-
-  // next8: the next 8 bits. The word has enough for a code.
+  // next8: the next 8 bits. The word has enough for a code. From one symbol to the next leads a chain of a shift, a
+  // load and two shifts, in which nothing else should stand: it decides how long decoding takes.
   ZEL_INLINE ZelStatus lookUp(const ZeliDecodeHuffmanSpec& table, uint64_t next8, uint32_t* symbol) {
-    const LookupEntry& entry = reinterpret_cast<const LookupEntry*>(table.lookup)[next8];
-    const uint32_t length = entry.length;
+    const LookupEntry* const entries = reinterpret_cast<const LookupEntry*>(table.lookup);
+    uint64_t again = next8;
+    asm("" : "+r"(again));  // else the compiler computes the address once, before the two loads
+    const uint32_t length = entries[next8].length;
     if (__builtin_expect(length == 0, 0)) {
       const uint32_t next = uint32_t(bits_ >> 48);
       const int longLength = longCodeLength(table, next);
       if (longLength == 0) return zelStsJPEGCodeRangeErr;
-      *symbol = symbolOf(table, longLength, next >> (16 - longLength));
+      *symbol = uint8_t(symbolOf(table, longLength, next >> (16 - longLength)));  // a byte, whatever the table says
       drop(longLength);
       return zelStsNoErr;
     }
-    *symbol = entry.symbol;
+    *symbol = entries[again].symbol;
     drop(length);
     return zelStsNoErr;
   }
 
-  struct Stuffed {
-    const uint8_t* next;  // null at a marker or the end
+  // The last position up to which eight bytes may be read at once: they are inside the source, and none is 0xFF. Looks
+  // at 32 bytes where there are so many, else at eight. Before `next` where not even these eight may be read.
+  ZEL_INLINE static const uint8_t* lastClean(const uint8_t* next, const uint8_t* end) {
+    constexpr int kAhead = 32;
+    if (__builtin_expect(end - next < kAhead, 0)) return end - next >= 8 && !has0xFF(loadBytes(next)) ? next : next - 1;
+    uint64_t found = uint64_t(1) << kAhead;
+    for (int i = 0; i < kAhead; i += kVecBytes)
+      found |= uint64_t(byteMask(load<u8v>(next + i) == splat<u8v>(0xFF))) << i;
+    return next + __builtin_ctzll(found) - 8;
+  }
+
+  struct Refilled {
+    const uint8_t *next, *clean;  // next is null at a marker or the end
     uint64_t bits;
-    int count;
+    int64_t count;
   };
-  // The same where a byte of the eight is 0xFF: one byte at a time until 56 bits are there. Takes and gives the members
-  // by value: a reader whose address is taken would not stay in registers.
-  [[gnu::noinline]] static Stuffed refillStuffed(const uint8_t* next, const uint8_t* end, uint64_t bits, int count) {
+  // The same where what was known of the bytes has come to its end. Around a 0xFF goes one byte at a time until 56 bits
+  // are there. Takes and gives the members by value: a reader whose address is taken would not stay in registers.
+  [[gnu::noinline]] static Refilled refillSlowly(const uint8_t* next, const uint8_t* end, uint64_t bits,
+                                                 int64_t count) {
+    const uint8_t* const clean = lastClean(next, end);
+    if (next <= clean)
+      return {next + ((63 - count) >> 3), clean, bits | loadBytes(next) >> count, count | kRefilledBits};
     while (count < kRefilledBits) {
       if (next == end) return {};
       const uint8_t byte = *next++;
@@ -277,7 +305,7 @@ class BitReader {
       bits |= uint64_t(byte) << (56 - count);
       count += 8;
     }
-    return {next, bits, count};
+    return {next, lastClean(next, end), bits, count};
   }
 
   // The position n data bytes earlier, none of them before `start`. A data byte 0xFF goes back with the 0x00 behind it
@@ -296,6 +324,7 @@ class BitReader {
   int marker_;
   Missing missing_ = kNothing;
   const uint8_t *src_, *next_, *end_;
+  const uint8_t* clean_ = nullptr;  // the fast path reads eight bytes up to here without a look
 };
 
 }  // namespace

@@ -13,17 +13,18 @@ constexpr int kZeroRun = 0xF0;  // sixteen zeros
 constexpr int kEndOfBlock = 0x00;
 
 // Zigzag index -> natural position, as own_pj_izigzag_index, in two cache lines. A run of up to 8 past the last
-// coefficient lands on it.
+// coefficient lands on it; further ones are errors, but reach no other memory.
 constexpr int kZigzagEnd = 72;
-constexpr Table<uint8_t, kZigzagEnd> kNatural = {{0,  1,  8,  16, 9,  2,  3,  10,  //
-                                                  17, 24, 32, 25, 18, 11, 4,  5,   //
-                                                  12, 19, 26, 33, 40, 48, 41, 34,  //
-                                                  27, 20, 13, 6,  7,  14, 21, 28,  //
-                                                  35, 42, 49, 56, 57, 50, 43, 36,  //
-                                                  29, 22, 15, 23, 30, 37, 44, 51,  //
-                                                  58, 59, 52, 45, 38, 31, 39, 46,  //
-                                                  53, 60, 61, 54, 47, 55, 62, 63,  //
-                                                  63, 63, 63, 63, 63, 63, 63, 63}};
+constexpr Table<uint8_t, 64 + 16> kNatural = {{0,  1,  8,  16, 9,  2,  3,  10,  //
+                                               17, 24, 32, 25, 18, 11, 4,  5,   //
+                                               12, 19, 26, 33, 40, 48, 41, 34,  //
+                                               27, 20, 13, 6,  7,  14, 21, 28,  //
+                                               35, 42, 49, 56, 57, 50, 43, 36,  //
+                                               29, 22, 15, 23, 30, 37, 44, 51,  //
+                                               58, 59, 52, 45, 38, 31, 39, 46,  //
+                                               53, 60, 61, 54, 47, 55, 62, 63,  //
+                                               63, 63, 63, 63, 63, 63, 63, 63,  //
+                                               63, 63, 63, 63, 63, 63, 63, 63}};
 
 // Significant bits of a magnitude (T.81, Table F.1): 0 for 0.
 ZEL_INLINE int category(uint32_t magnitude) { return 31 ^ __builtin_clz(2 * magnitude + 1); }

@@ -13,35 +13,54 @@ namespace {
 
 static_assert(sizeof(ZeliDecodeHuffmanState) == 24);
 
+constexpr uint64_t kEnd = 128;  // what an end of block adds to the zigzag index, which is less
+
+// One AC symbol and what follows it (Figure F.14 and the loop of F.13). *k is the zigzag index that its run starts
+// from, and then the one behind its coefficient. A symbol without a size is a run of sixteen zeros (0xF0) or, whatever
+// its run is, the end of the block. A run of up to eight past the last coefficient lands on it, as the table of
+// positions goes on; a longer one is an error, which the fast path tells at the end: up to there it writes to the last
+// coefficient, and the block is decoded again.
+template <bool kRefill, Path kPath>
+ZEL_INLINE ZelStatus decodeCoefficient(BitReader<kPath>& reader, int16_t* dst, const ZeliDecodeHuffmanSpec& ac,
+                                       uint64_t* k) {
+  uint32_t symbol;
+  int value;
+  if (const ZelStatus s = kRefill ? reader.symbolAndMore(ac, &symbol) : reader.symbol(ac, &symbol)) return s;
+  const uint32_t run = symbol >> 4, size = symbol & 15;
+  if (__builtin_expect(size == 0, 0)) {
+    *k += run == 15 ? 16 : kEnd;
+    return zelStsNoErr;
+  }
+  if (const ZelStatus s = reader.nonzeroValue(size, &value)) return s;
+  const uint64_t at = *k + run;
+  if (kPath == Path::careful && at >= kZigzagEnd) return zelStsErr;
+  dst[kNatural.at[at]] = int16_t(value);
+  *k = at + 1;
+  return zelStsNoErr;
+}
+
 // One block from any reader (Figures F.13 and F.14). The predictor changes as soon as the DC difference is known; on an
-// error the coefficients decoded so far stay. A run of up to eight past the last coefficient lands on it, as the table
-// of positions goes on; a longer one is an error. *accounted: AC positions that coefficients and runs have covered.
+// error the coefficients decoded so far stay. *accounted: AC positions that coefficients and runs have covered.
 template <Path kPath>
 ZEL_INLINE ZelStatus decodeBlock(BitReader<kPath>& reader, int16_t* dst, int16_t* lastDC,
                                  const ZeliDecodeHuffmanSpec& dc, const ZeliDecodeHuffmanSpec& ac, int* accounted) {
   clearBlock(dst);
   uint32_t symbol;
   int value;
-  if (const ZelStatus s = reader.firstSymbol(dc, &symbol)) return s;
+  if (const ZelStatus s = reader.symbolAndMore(dc, &symbol)) return s;
   if (const ZelStatus s = reader.value(symbol & 15, &value)) return s;
   *lastDC = dst[0] = int16_t(*lastDC + value);
 
-  // k is the zigzag index that the next run starts from. A symbol without a size is a run of sixteen zeros (0xF0) or,
-  // whatever its run is, the end of the block.
+  // A refill lasts for two coefficients.
   uint64_t k = 1;
-  while (k < 64) {
-    if (const ZelStatus s = reader.symbol(ac, &symbol)) return s;
-    const uint32_t run = symbol >> 4, size = symbol & 15;
-    if (__builtin_expect(size == 0, 0)) {
-      if (run != 15) break;
-      k += 16;
-      continue;
-    }
-    k += run;
-    if (const ZelStatus s = reader.nonzeroValue(size, &value)) return s;
-    if (__builtin_expect(k >= kZigzagEnd, 0)) return zelStsErr;
-    dst[kNatural.at[k++]] = int16_t(value);
+  for (;;) {
+    if (const ZelStatus s = decodeCoefficient<false>(reader, dst, ac, &k)) return s;
+    if (k >= 64) break;
+    if (const ZelStatus s = decodeCoefficient<true>(reader, dst, ac, &k)) return s;
+    if (k >= 64) break;
   }
+  k %= kEnd;
+  if (kPath == Path::fast && k > kZigzagEnd) return zelStsErr;
   *accounted = int(k) - 1;
   return zelStsNoErr;
 }

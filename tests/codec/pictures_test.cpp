@@ -1,8 +1,14 @@
 // The other file formats, and the metrics.
 #include <algorithm>
+#include <unistd.h>
+
 #include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
 
 #include "common/convert.h"
+#include "common/source.h"
 #include "files.h"
 #include "netpbm/netpbm.h"
 #include "png/png_file.h"
@@ -30,6 +36,38 @@ TEST(Pictures, RoundTripsAndTruncations) {
         for (size_t n = 0; n < png.size(); ++n) EXPECT_THROW(decodePng(png.data(), n), Error) << n;
       }
     }
+}
+
+// Rows that stand in a mapped file as they are wanted are lent and not copied; those of the last two calls stay there.
+// Of a file that is too short, or for a region, none are lent.
+TEST(Pictures, NetpbmRowsAreLent) {
+  const Image image = picture(1000, 1500, ColourModel::rgb);
+  Bytes pnm = encodeNetpbm(image);
+  const std::string path = testing::TempDir() + "zeljlent" + std::to_string(getpid());
+  const auto open = [&](DecodeOptions options, const auto& use) {
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(pnm.data()), std::streamsize(pnm.size()));
+    const std::unique_ptr<Source> source = fileSource(path);
+    use(*openNetpbm(*source, options));
+  };
+  open({}, [&](Decoder& decoder) {
+    ConstRows before{};
+    for (int y = 0; decoder.rowsLeft() > 0;) {
+      const int count = std::min(293, decoder.rowsLeft());
+      const ConstRows rows = decoder.borrow(count);
+      ASSERT_EQ(count, rows.count);
+      for (int i = 0; i < before.count; ++i) ASSERT_EQ(0, std::memcmp(before.row(i), image.row(y - 293 + i), 3000));
+      for (int i = 0; i < count; ++i) ASSERT_EQ(0, std::memcmp(rows.row(i), image.row(y + i), 3000)) << y + i;
+      before = rows;
+      y += count;
+    }
+    EXPECT_EQ(0, decoder.borrow(1).count);
+  });
+  DecodeOptions part;
+  part.region = {0, 1, 1000, 9};
+  open(part, [](Decoder& decoder) { EXPECT_EQ(0, decoder.borrow(9).count); });
+  pnm.pop_back();
+  open({}, [](Decoder& decoder) { EXPECT_EQ(0, decoder.borrow(1).count); });
+  std::remove(path.c_str());
 }
 
 TEST(Pictures, OpacityStays) {
