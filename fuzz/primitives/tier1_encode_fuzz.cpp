@@ -43,14 +43,14 @@ Coded store(Run& z, const Pair<ZeliEncodeState_JPEG2K>& state, int room) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Run z(data, size);
   const Pair<ZeliEncodeState_JPEG2K> state = encoder();
-  if (z.below(32) == 1) {  // another one for nothing
+  if (z.byte() == 1) {  // another one for nothing
     const auto made = z.opaque<ZeliEncodeState_JPEG2K*>(sizeof(ZeliEncodeState_JPEG2K*));
-    z(&Api::zeliEncodeInitAlloc_JPEG2K, made, kLargest);
+    z(&Api::zeliEncodeInitAlloc_JPEG2K, made, ZeliSize{3, 5});
     z(&Api::zeliEncodeFree_JPEG2K, Pair<ZeliEncodeState_JPEG2K>{{made.of[0][0], made.of[1][0]}, 0});
   }
-  const ZeliSize block = {1 + z.below(z.below(4) ? 5 : 16), 1 + z.below(z.below(4) ? 9 : 16)};
+  const ZeliSize block = {1 + z.below(z.below(8) ? 5 : 16), 1 + z.below(z.below(8) ? 6 : 16)};
   const int flags = z.below(64), subband = z.below(4), termination = z.below(3);
-  const int planes = 1 + z.below(z.below(4) ? 6 : 31), lowest = z.below(4) ? 0 : z.below(planes);
+  const int planes = 1 + z.below(z.below(8) ? 6 : 31), lowest = z.below(4) ? 0 : z.below(planes);
   const int rowWords = block.width + z.below(4), n = rowWords * (block.height - 1) + block.width;
   const Pair<int32_t> samples = z.take<int32_t>(size_t(n));
   const bool sparse = z.below(2);
