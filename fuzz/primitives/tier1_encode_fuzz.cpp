@@ -26,10 +26,10 @@ struct Coded {
 
 // All bytes of the loaded block, so many a call.
 Coded store(Run& z, const Pair<ZeliEncodeState_JPEG2K>& state, int room) {
-  Coded c = {z.take<uint8_t>(4096, false)};
+  Coded c = {z.take<uint8_t>(2400, false)};
   const Pair<int> n = z.one(0), more = z.one(1);
-  while (*more && c.length < 4000) {
-    n.set(0, std::min(room, 4096 - c.length));
+  while (*more && c.length < 2400) {
+    n.set(0, std::min(room, 2400 - c.length));
     Pair<uint8_t> next = c.bytes.from(size_t(c.length));
     next.compared = size_t(*n);
     if (z(&Api::zeliEncodeStoreBits_JPEG2K_1u, next, n, state, more) != zelStsNoErr) break;
@@ -65,10 +65,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
              Kept{31 - lowest}, termination, 0, flags, planesFound, passes, segments);
   };
   if (load() != zelStsNoErr) return 0;
-  const int room = 1 + z.below(z.below(2) ? 5 : 200);
+  const int room = 1 + z.below(z.below(4) ? 200 : 5);
   const Coded stepwise = store(z, state, room);
   if (load() != zelStsNoErr) return 0;
-  const Coded whole = store(z, state, 4096);
+  const Coded whole = store(z, state, 2400);
   z.expect(stepwise.length == whole.length &&
            std::equal(whole.bytes.of[0], whole.bytes.of[0] + whole.length, stepwise.bytes.of[0]));
 
