@@ -23,10 +23,10 @@ case ${1:-} in
 esac
 [[ ${seconds-0} =~ ^[0-9]+$ && ${hours-0} =~ ^[0-9]+(\.[0-9]+)?$ ]] || usage
 
+mkdir -p "$build"
 cmake -S . -B "$build" -G Ninja -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 -DZELJ_WERROR=ON \
-  -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZELJ_BUILD_TESTS=OFF -DZELJ_BUILD_FUZZ=ON >"$build.log" || { cat "$build.log"; exit 1; }
-cmake --build "$build" >"$build.log" || { cat "$build.log"; exit 1; }
-rm "$build.log"
+  -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZELJ_BUILD_TESTS=OFF -DZELJ_BUILD_FUZZ=ON >"$build/build.log" || { cat "$build/build.log"; exit 1; }
+cmake --build "$build" >"$build/build.log" || { cat "$build/build.log"; exit 1; }
 
 if [ $# -gt 0 ]; then
   targets=("$@")
@@ -59,14 +59,15 @@ fuzz() {
   echo "$status" >"$work.status"
 }
 
-# Of the primitives few inputs are needed: the small ones that reach every edge. Files may take 20 KB each time.
+# What the target makes itself need not be kept, nor what is longer than 1.5 KB.
 minimise() {
   prepare "$1"
   local fresh=$build/minimised/$1
   rm -rf "$fresh" && mkdir -p "$fresh"
+  find "$made" -type f -exec cp {} "$fresh" \;
   "$build/fuzz/$1" -merge=1 -use_counters=0 "$fresh" "${inputs[@]}" >"$work.log" 2>&1
   rm -rf "$kept" && mkdir -p "$kept"
-  find "$fresh" -type f -size -8k -exec cp {} "$kept" \;
+  find "$fresh" -type f ! -name 'seed*' -size -1500c -exec cp {} "$kept" \;
 }
 export -f prepare fuzz minimise
 

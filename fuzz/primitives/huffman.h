@@ -1,9 +1,10 @@
-// What the targets of the entropy coders share: tables, coefficients, records, and the ways in which a stream is decoded
-// and encoded. A target describes its coder by a class with
-//   length                             samples of a block, or of all rows of a call
-//   decode(z, Decoder, src, n, block)  one call of the decoder
+// What the targets of the entropy coders share: tables, coefficients, records, and the ways in which a stream is
+// decoded and encoded. A target describes its coder by a class with
+//   length                               samples of a block, or of all rows of a call
+//   decode(z, Decoder, src, n, block)    one call of the decoder
 //   encode(z, Coder, block, dst, flush)  one call of the encoder
-//   before(sample), after(sample)      what stands in a block before and after it is decoded, where that is comparable()
+//   before(sample), after(sample)        what stands in a block before and after it is decoded
+//   comparable(place)                    whether that is known of a place in the block
 #pragma once
 
 #include "primitives.h"
@@ -40,7 +41,8 @@ inline Tables tables(Run& z, bool complete = false) {
 inline Pair<int16_t> coefficients(Run& z, size_t n, int bits) {
   const Pair<int16_t> block = z.take<int16_t>(n, false);
   for (int count = z.below(int(n) + 1); count > 0; --count)
-    block.set(size_t(z.below(int(n))), int16_t(z.between(0, 65535) - 32767) >> (16 - std::min(bits, 1 + z.below(16))));
+    block.set(size_t(z.below(int(n))),
+              int16_t(int16_t(z.between(0, 65535) - 32767) >> (16 - std::min(bits, 1 + z.below(16)))));
   return block;
 }
 
@@ -70,8 +72,9 @@ struct Coder {
 
 inline bool equal(const int16_t* a, const int16_t* b, size_t n) { return std::equal(a, a + n, b); }
 
-// The rest of the input as a stream: up to its last byte, with bytes behind it, and as the bytes arrive one by one, where
-// a codec does a block again that was cut short. `beside` may look at each block. The records go on after an error.
+// The rest of the input as a stream: up to its last byte, with bytes behind it, and as the bytes arrive one by one,
+// where a codec does a block again that was cut short. `beside` may look at each block. The records go on after an
+// error.
 template <class Scan, class Beside>
 void decodeStream(Run& z, const Scan& scan, Beside beside) {
   constexpr int kBlocks = 16, kArriving = 40;

@@ -73,7 +73,7 @@ void encode(Run& z, const Lossless& scan, bool decodes) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Run z(data, size);
-  const int choice = z.byte(), rowLength = 1 + z.below(choice & 2 ? 8 : 40);
+  const int choice = z.byte(), rowLength = 1 + z.below(choice & 2 ? 8 : 30);
   Lossless scan = {1 + (choice >> 2) % 5, rowLength, {}, {}};
   const Tables t[2] = {tables(z), tables(z)};
   for (int i = 0; i < 4; ++i) scan.decoders.set(i, t[i % 2].dec), scan.encoders.set(i, t[i % 2].enc);

@@ -1,5 +1,5 @@
-// Progressive Huffman scans of four kinds: DC first, DC refinement, AC first, AC refinement. While a scan is encoded, its
-// statistics must count what is written.
+// Progressive Huffman scans of four kinds: DC first, DC refinement, AC first, AC refinement. While a scan is encoded,
+// its statistics must count what is written.
 #include "huffman.h"
 
 using namespace fuzz;

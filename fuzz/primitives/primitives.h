@@ -216,15 +216,17 @@ class Run {
 
   static int argument(int, Kept k) { return k.value; }
 
-  template <class T>
+  // What a parameter of type P may be written through.
+  template <class P, class T>
   static void requireEqual(const T&) {}
-  template <class T>
+  template <class P, class T>
   static void requireEqual(const Pair<T>& p) {
+    if constexpr (std::is_const_v<std::remove_pointer_t<P>>) return;
     if (p.of[0] && p.compared) require(std::memcmp(p.of[0], p.of[1], p.compared) == 0);
   }
-  template <class T>
+  template <class P, class T>
   static void requireEqual(const Planes<T>& p) {
-    for (const Pair<T>& plane : p.plane) requireEqual(plane);
+    for (const Pair<T>& plane : p.plane) requireEqual<std::remove_const_t<std::remove_pointer_t<P>>>(plane);
   }
 
   template <class T>
@@ -249,7 +251,7 @@ class Run {
       status[v] = (variant(size_t(v)).*f)(
           (kIndex == wrong && !std::is_same_v<A, Kept> ? bad<P>(argument(v, args), how) : P(argument(v, args)))...);
     require(status[0] == status[1]);
-    (requireEqual(args), ...);
+    (requireEqual<P>(args), ...);
     return status[0];
   }
 

@@ -4,11 +4,29 @@
 
 using namespace fuzz;
 
+using State = ZeliDecodeCBProgrState_JPEG2K;
+
+// A state in memory of the caller or, now and then, of the library.
+static Pair<State> progressiveState(Run& z, ZeliSize largest, bool allocated) {
+  const Pair<int> bytes = z.one(0);
+  const Pair<State*> made = z.opaque<State*>(sizeof(State*));
+  z(&Api::zeliDecodeCBProgrGetStateSize_JPEG2K, largest, bytes);
+  const Pair<State> state = z.opaque<State>(size_t(*bytes));
+  z.expect(z(&Api::zeliDecodeCBProgrSetPassCounter_JPEG2K, 1, state) == zelStsContextMatchErr);
+  z(&Api::zeliDecodeCBProgrInit_JPEG2K, state);
+  if (!allocated) return state;
+  z(&Api::zeliDecodeCBProgrInitAlloc_JPEG2K, made, largest);
+  return {{made.of[0][0], made.of[1][0]}, 0};
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Run z(data, size);
-  const Pair<ZeliDecodeCBProgrState_JPEG2K> state = z.opaque<ZeliDecodeCBProgrState_JPEG2K>(96 * 10 + 472);  // 16 x 16
-  const Pair<ZeliDecodeCBProgrState_JPEG2K> progressive = z.opaque<ZeliDecodeCBProgrState_JPEG2K>(96 * 10 + 472);
-  z(&Api::zeliDecodeCBProgrInit_JPEG2K, progressive);
+  constexpr ZeliSize kLargest = {16, 16};
+  const Pair<int> bytes = z.one(0);
+  z(&Api::zeliDecodeGetBufSize_JPEG2K, kLargest, bytes);
+  const Pair<State> state = z.opaque<State>(size_t(*bytes));
+  const bool allocated = z.below(16) == 1;
+  const Pair<State> progressive = progressiveState(z, kLargest, allocated);
   for (int blocks = 1 + z.below(2); blocks > 0; --blocks) {
     const ZeliSize block = {1 + z.below(z.below(4) ? 5 : 16), 1 + z.below(z.below(4) ? 9 : 16)};
     const int controls = z.byte();
@@ -55,5 +73,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         flags & zeliDecodeKeepHalfBits && !(flags & zeliDecodeMidpointsAfterDamage && status != zelStsNoErr);
     if (keeps) z.expect(std::equal(once.of[0], once.of[0] + n, steps.of[0]));
   }
+  if (allocated) z(&Api::zeliDecodeCBProgrFree_JPEG2K, progressive);
   return 0;
 }

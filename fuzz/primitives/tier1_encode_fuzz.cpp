@@ -26,10 +26,10 @@ struct Coded {
 
 // All bytes of the loaded block, so many a call.
 Coded store(Run& z, const Pair<ZeliEncodeState_JPEG2K>& state, int room) {
-  Coded c = {z.take<uint8_t>(4096, false)};
+  Coded c = {z.take<uint8_t>(2400, false)};
   const Pair<int> n = z.one(0), more = z.one(1);
-  while (*more && c.length < 4000) {
-    n.set(0, std::min(room, 4096 - c.length));
+  while (*more && c.length < 2400) {
+    n.set(0, std::min(room, 2400 - c.length));
     Pair<uint8_t> next = c.bytes.from(size_t(c.length));
     next.compared = size_t(*n);
     if (z(&Api::zeliEncodeStoreBits_JPEG2K_1u, next, n, state, more) != zelStsNoErr) break;
@@ -43,9 +43,14 @@ Coded store(Run& z, const Pair<ZeliEncodeState_JPEG2K>& state, int room) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Run z(data, size);
   const Pair<ZeliEncodeState_JPEG2K> state = encoder();
-  const ZeliSize block = {1 + z.below(z.below(4) ? 5 : 16), 1 + z.below(z.below(4) ? 9 : 16)};
+  if (z.byte() == 1) {  // another one for nothing
+    const auto made = z.opaque<ZeliEncodeState_JPEG2K*>(sizeof(ZeliEncodeState_JPEG2K*));
+    z(&Api::zeliEncodeInitAlloc_JPEG2K, made, ZeliSize{3, 5});
+    z(&Api::zeliEncodeFree_JPEG2K, Pair<ZeliEncodeState_JPEG2K>{{made.of[0][0], made.of[1][0]}, 0});
+  }
+  const ZeliSize block = {1 + z.below(z.below(8) ? 5 : 16), 1 + z.below(z.below(8) ? 6 : 16)};
   const int flags = z.below(64), subband = z.below(4), termination = z.below(3);
-  const int planes = 1 + z.below(z.below(4) ? 6 : 31), lowest = z.below(4) ? 0 : z.below(planes);
+  const int planes = 1 + z.below(z.below(8) ? 6 : 31), lowest = z.below(4) ? 0 : z.below(planes);
   const int rowWords = block.width + z.below(4), n = rowWords * (block.height - 1) + block.width;
   const Pair<int32_t> samples = z.take<int32_t>(size_t(n));
   const bool sparse = z.below(2);
@@ -60,10 +65,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
              Kept{31 - lowest}, termination, 0, flags, planesFound, passes, segments);
   };
   if (load() != zelStsNoErr) return 0;
-  const int room = 1 + z.below(z.below(2) ? 5 : 200);
+  const int room = 1 + z.below(z.below(4) ? 200 : 5);
   const Coded stepwise = store(z, state, room);
   if (load() != zelStsNoErr) return 0;
-  const Coded whole = store(z, state, 4096);
+  const Coded whole = store(z, state, 2400);
   z.expect(stepwise.length == whole.length &&
            std::equal(whole.bytes.of[0], whole.bytes.of[0] + whole.length, stepwise.bytes.of[0]));
 
