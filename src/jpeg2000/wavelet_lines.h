@@ -118,11 +118,14 @@ void forwardLine(const T* src, Readable readable, Division division, T* low, T* 
                      [readable](int64_t place) { return mirrored(place, readable.mirror); });
       memset(chunk.samples + 2 * all, 0, 2 * sizeof(V));
     }
-    for (int i = 0; i < all; i += V::N) {
-      const EvenOdd<V> pairs = deinterleave(load<V>(x + 2 * i), load<V>(x + 2 * i + V::N));
-      store(even - kBorder + i, pairs.even);
-      store(odd - kBorder + i, pairs.odd);
+    int filled = -kBorder;
+    for (; filled < count + kBorder; filled += V::N, x += 2 * V::N) {
+      const EvenOdd<V> pairs = deinterleave(load<V>(x), load<V>(x + V::N));
+      store(even + filled, pairs.even);
+      store(odd + filled, pairs.odd);
     }
+    memset(even + filled, 0, sizeof(V));  // lanes that nobody uses are computed too
+    memset(odd + filled, 0, sizeof(V));
     Lifting::lift(even, odd, count, division.inside(k));
     const int64_t lowBegin = greatest(k, p), lowEnd = least(k + count, division.low + p);
     if (lowBegin < lowEnd) memcpy(low + lowBegin - p, even + lowBegin - k, size_t(lowEnd - lowBegin) * sizeof(T));
