@@ -2,7 +2,7 @@
 # sanitize.sh SANITIZERS: builds with the given sanitizers and runs the tests under them.
 #   address,undefined  g++; the whole suite, the mutated files included
 #   thread             clang and its OpenMP runtime, whose tool library tells the sanitizer about fork and join; the tests
-#                      of functions that divide their work among threads, of the codecs' teams and of fork()
+#                      of functions that divide their work among threads, and of the codecs' teams
 #   memory             clang; the suite on both variants, and mutated files of the formats that need no other library.
 #                      GoogleTest is built from its sources; strings and streams come from their templates
 set -euo pipefail
@@ -18,7 +18,7 @@ case $sanitizers in
   thread)
     cmake -S . -B "$build" "${options[@]}" "${clang[@]}"
     cmake --build "$build" --target zelj_tests zelj_internal_sse41 zelj_internal_avx2 zelj_codec_tests
-    export OMP_TOOL_LIBRARIES=/usr/lib/llvm-14/lib/libarcher.so
+    export OMP_TOOL_LIBRARIES=/usr/lib/llvm-14/lib/libarcher.so TSAN_OPTIONS=suppressions=$PWD/tools/thread/openmp.txt
     ctest --test-dir "$build" --output-on-failure -R 'threads\.|internal\.'
     ;;
   memory)
