@@ -9,9 +9,10 @@ cmake -S . -B "$build" -G Ninja -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER
   -DZELJ_COVERAGE=ON >/dev/null
 cmake --build "$build"
 rm -rf "$build/profiles"
-LLVM_PROFILE_FILE="$PWD/$build/profiles/%m-%p.profraw" \
+# Programs add to some files each. What a process that is ended on purpose leaves half-written does not count.
+LLVM_PROFILE_FILE="$PWD/$build/profiles/%8m.profraw" \
   ctest --test-dir "$build" --output-on-failure -j "$(nproc)" -E '^(built|threads)\.'
-llvm-profdata-14 merge -sparse "$build"/profiles/*.profraw -o "$build/all.profdata"
+llvm-profdata-14 merge -failure-mode=all -sparse "$build"/profiles/*.profraw -o "$build/all.profdata"
 
 programs=("$build/tests/zelj_tests")
 for program in "$build"/tests/zelj_internal_* "$build"/tests/codec/{zelj_*_tests,*_mutations} \

@@ -29,7 +29,6 @@ class Converter {
   Converter(const Converter&) = delete;
   Converter& operator=(const Converter&) = delete;
 
-  const PictureFormat& from() const { return from_; }
   const PictureFormat& to() const { return to_; }
   // As many rows as are given. Throws Error(argument) at a pixel that is not opaque, where it must be.
   void convert(ConstRows from, Rows to);

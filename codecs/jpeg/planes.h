@@ -52,7 +52,6 @@ class Planes {
 
   const Plane& plane(int i) const { return planes_[size_t(i)]; }
   // Rows of the picture that a row of MCUs makes.
-  int mcuRows() const { return mcuRows_; }
   static int mcuRows(const Frame& frame, int scaleDenominator) {
     return (frame.components.size() == 1 ? 1 : frame.vMax) * frame.dataUnit() / scaleDenominator;
   }

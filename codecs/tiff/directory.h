@@ -103,7 +103,6 @@ constexpr int kPixelsPerInch = 2, kPixelsPerCentimetre = 3;  // values of Resolu
 struct Form {
   bool big = false;
 
-  size_t headerBytes() const { return big ? 16 : 8; }
   size_t linkAt() const { return big ? 8 : 4; }  // of the first directory, in the header
   size_t countBytes() const { return big ? 8 : 2; }
   size_t offsetBytes() const { return big ? 8 : 4; }

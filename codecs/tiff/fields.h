@@ -14,7 +14,6 @@ class Fields {
  public:
   Fields(bool bigEndian, Form form) : bigEndian_(bigEndian), form_(form) {}
 
-  bool empty() const { return values_.empty(); }
   // Whole numbers; pairs of them for quotients.
   void numbers(int tag, Type type, const std::vector<uint64_t>& values);
   // Offsets or lengths of which there can be many.
