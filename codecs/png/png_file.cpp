@@ -120,6 +120,16 @@ using WriteStruct = Struct<png_create_write_struct_2, png_destroy_write_struct>;
 
 const char kXmpKeyword[] = "XML:com.adobe.xmp";
 
+// At most 64 times as long, which texts do not come near to; nothing where it would be longer.
+std::vector<uint8_t> inflated(ByteView packed) {
+  std::vector<uint8_t> text(std::min(kMostOfChunk, 64 * packed.size + 1024));
+  uLongf length = uLongf(text.size());
+  const int status = uncompress(text.data(), &length, packed.data, uLong(packed.size));
+  if (status == Z_MEM_ERROR) throw std::bad_alloc();
+  text.resize(status == Z_OK ? length : 0);
+  return text;
+}
+
 // The text of an iTXt chunk behind its keyword: two bytes tell whether and how it is compressed, then come a language
 // and a translated keyword, each with a zero byte at its end.
 std::vector<uint8_t> internationalText(ByteView rest) {
@@ -131,30 +141,31 @@ std::vector<uint8_t> internationalText(ByteView rest) {
     if (zero == rest.end()) return {};
     rest = rest.from(size_t(zero - rest.begin()) + 1);
   }
-  if (!compressed) return {rest.begin(), rest.end()};
-  std::vector<uint8_t> text(std::min(kMostOfChunk, 64 * rest.size + 1024));
-  uLongf length = uLongf(text.size());
-  if (uncompress(text.data(), &length, rest.data, uLong(rest.size)) != Z_OK) return {};
-  text.resize(length);
-  return text;
+  return compressed ? inflated(rest) : std::vector<uint8_t>(rest.begin(), rest.end());
+}
+
+constexpr uint32_t kExifChunk = 0x65584966, kText = 0x74455874, kCompressedText = 0x7A545874,
+                   kInternationalText = 0x69545874;
+
+// The text of a chunk behind its keyword, as its type has it.
+std::vector<uint8_t> textOf(uint32_t type, ByteView rest) {
+  if (type == kInternationalText) return internationalText(rest);
+  if (type == kText) return {rest.begin(), rest.end()};
+  return rest.size ? inflated(rest.from(1)) : std::vector<uint8_t>();  // behind the number of the only method
 }
 
 void takeChunk(uint32_t type, ByteView chunk, Metadata* out) {
-  constexpr uint32_t kExifChunk = 0x65584966, kText = 0x74455874, kInternationalText = 0x69545874;
-  if (type == kExifChunk && out->exif.empty()) {
-    out->exif.assign(chunk.begin(), chunk.end());
-  } else if (type == kText || type == kInternationalText) {
-    const uint8_t* const zero = std::find(chunk.begin(), chunk.end(), uint8_t{0});
-    if (zero == chunk.end()) return;
-    const std::string keyword(chunk.begin(), zero);
-    const ByteView rest = chunk.from(size_t(zero - chunk.begin()) + 1);
-    const std::vector<uint8_t> text =
-        type == kText ? std::vector<uint8_t>(rest.begin(), rest.end()) : internationalText(rest);
-    if (keyword == kXmpKeyword && out->xmp.empty())
-      out->xmp = text;
-    else if (keyword == "Comment" && !text.empty())
-      out->comments.emplace_back(text.begin(), text.end());
-  }
+  if (type == kExifChunk && out->exif.empty()) out->exif.assign(chunk.begin(), chunk.end());
+  if (type != kText && type != kCompressedText && type != kInternationalText) return;
+  const uint8_t* const zero = std::find(chunk.begin(), chunk.end(), uint8_t{0});
+  const std::string keyword(chunk.begin(), zero);
+  const bool xmp = keyword == kXmpKeyword && out->xmp.empty();
+  if (zero == chunk.end() || (!xmp && keyword != "Comment")) return;
+  const std::vector<uint8_t> text = textOf(type, chunk.from(size_t(zero - chunk.begin()) + 1));
+  if (xmp)
+    out->xmp = text;
+  else if (!text.empty())
+    out->comments.emplace_back(text.begin(), text.end());
 }
 
 // EXIF and texts may stand before and after the pixels, so their chunks are looked for in the whole file: each is a

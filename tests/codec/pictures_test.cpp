@@ -1,12 +1,14 @@
 // The other file formats, and the metrics.
 #include <algorithm>
 #include <unistd.h>
+#include <zlib.h>
 
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
 
+#include "common/bytes.h"
 #include "common/convert.h"
 #include "common/source.h"
 #include "files.h"
@@ -110,6 +112,54 @@ TEST(Pictures, WhatACutFileLacksIsBlack) {
     EXPECT_TRUE(std::equal(h.row(0), h.row(1), image.row(0)));
     EXPECT_TRUE(std::all_of(h.row(29), h.row(29) + h.rowBytes(), [](uint8_t v) { return v == 0; }));
   }
+}
+
+// A PNG file with chunks before its end.
+Bytes withChunks(const Bytes& png, std::initializer_list<std::pair<std::string, Bytes>> chunks) {
+  Bytes out = zeltest::part(png, 0, png.size() - 12);
+  ByteWriter w(&out);
+  for (const auto& [name, content] : chunks) {
+    const Bytes named = zeltest::joined({{name.begin(), name.end()}, content});
+    w.u32(uint32_t(content.size()));
+    w.bytes(named);
+    w.u32(uint32_t(crc32(0, named.data(), uInt(named.size()))));
+  }
+  return zeltest::joined({out, zeltest::part(png, png.size() - 12, png.size())});
+}
+
+// Keywords of texts that other programs compress; one that would expand beyond all measure is left out.
+TEST(Pictures, CompressedTextsOfPng) {
+  const auto packed = [](const std::string& head, const std::string& text) {
+    Bytes out(head.begin(), head.end()), z(compressBound(text.size()));
+    uLongf n = z.size();
+    compress(z.data(), &n, reinterpret_cast<const uint8_t*>(text.data()), text.size());
+    return zeltest::joined({out, zeltest::part(z, 0, n)});
+  };
+  const std::string xmp = "XML:com.adobe.xmp" + std::string("\0\1\0en\0\0", 7), comment("Comment\0\0", 9);
+  const Image image = picture(3, 2, ColourModel::grey);
+  const Bytes file = withChunks(encodePng(image), {{"zTXt", packed(comment, std::string(1 << 20, 'a'))},
+                                                   {"zTXt", packed(comment, "said")},
+                                                   {"zTXt", {'C', 'o', 'm', 'm', 'e', 'n', 't', 0}},
+                                                   {"tEXt", {'x'}},
+                                                   {"iTXt", packed(xmp, "<xmp/>")},
+                                                   {"iTXt", packed(xmp, "<again/>")}});
+  const Image back = decodePng(file.data(), file.size());
+  expectEqual(back, image);
+  EXPECT_EQ(back.metadata().comments, std::vector<std::string>{"said"});
+  EXPECT_EQ(std::string(back.metadata().xmp.begin(), back.metadata().xmp.end()), "<xmp/>");
+}
+
+// Rows of interlaced pictures come in passes, for which the whole picture is held.
+TEST(Pictures, InterlacedPngAndMemory) {
+  Bytes file = encodePng(picture(60, 50, ColourModel::rgb));
+  file[28] = 1;  // the method; the check sum of the header follows
+  const uint32_t sum = uint32_t(crc32(0, &file[12], 17));
+  for (size_t i = 0; i < 4; ++i) file[29 + i] = uint8_t(sum >> (24 - 8 * i));
+  DecodeOptions o;
+  o.limits.maxMemory = 8999;
+  EXPECT_EQ(zeltest::refusal([&] { decodePng(file.data(), file.size(), o); }).kind(), ErrorKind::limit);
+  o.limits.maxMemory = 9000;
+  EXPECT_EQ(zeltest::refusal([&] { decodePng(file.data(), file.size(), o); }).kind(), ErrorKind::damaged);
 }
 
 TEST(Pictures, Metrics) {
