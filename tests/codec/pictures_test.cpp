@@ -70,16 +70,6 @@ TEST(Pictures, NetpbmRowsAreLent) {
   std::remove(path.c_str());
 }
 
-TEST(Pictures, OpacityStays) {
-  const Image grey = picture(9, 5, ColourModel::grey, 16);
-  for (const ColourModel model : {ColourModel::greyAlpha, ColourModel::rgb, ColourModel::rgba}) {
-    const Image other = converted(grey, model);
-    EXPECT_EQ(other.sample(2, other.channels() * 3 + other.channels() - 1),
-              hasOpacity(model) ? 65535 : grey.sample(2, 3));
-    expectEqual(converted(other, ColourModel::grey), grey);
-  }
-}
-
 TEST(Pictures, PlainNetpbmAndOddMaxima) {
   const auto read = [](const std::string& s) {
     return decodeNetpbm(reinterpret_cast<const uint8_t*>(s.data()), s.size());
