@@ -77,8 +77,8 @@ using zeltest::picture;
 
 using Work = std::function<Bytes()>;
 
-// Fails each allocation of the work in turn, or, for long work, fewer and fewer of them. The result of work that has not
-// thrown must be that of calm times.
+// Fails each allocation of the work in turn, or, for long work, fewer and fewer of them. What work gives that has not
+// thrown must be what it gave in calm times.
 void failEach(const std::string& name, const Work& work, bool fewer = false) {
   SCOPED_TRACE(name);
   const Bytes calm = work();  // also what is made once for the process

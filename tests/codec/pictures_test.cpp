@@ -7,7 +7,6 @@
 #include <cstring>
 #include <fstream>
 
-#include "common/convert.h"
 #include "common/source.h"
 #include "files.h"
 #include "netpbm/netpbm.h"
