@@ -1,5 +1,5 @@
-// What a fuzz target offers: libFuzzer's entry point, and for runs without libFuzzer files to start from and what
-// became of the inputs.
+// What a fuzz target of whole files offers: libFuzzer's entry point, and for runs without libFuzzer what became of the
+// inputs.
 #pragma once
 
 #include <cstddef>
@@ -12,11 +12,8 @@
 
 #include "common/error.h"
 #include "common/image.h"
-#include "../tests/codec/picture.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
-
-std::vector<std::vector<uint8_t>> fuzzSeeds();
 
 struct FuzzOutcome {
   long whole = 0, inPart = 0, refused = 0;

@@ -1,11 +1,13 @@
-// Deterministic mutations of a target's own files: bytes overwritten, bits flipped, pieces cut out, repeated or taken
-// from another file, numbers made extreme. Every file must be read or refused within a time bound; sanitizers see the
-// rest. The argument is the number of mutations; or --seeds and a directory, where the files themselves are put.
+// mutations FOLDER COUNT: so many deterministic mutations of a target's files in fuzz/seeds: bytes overwritten, bits
+// flipped, pieces cut out, repeated or taken from another file, numbers made extreme. The files themselves must be read
+// whole, every mutation read or refused within a time bound; sanitizers see the rest.
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <random>
 
 #include "fuzz.h"
@@ -55,22 +57,29 @@ Bytes mutate(const std::vector<Bytes>& files) {
   return b;
 }
 
+// In the order of their names, as a folder gives its files in any order.
+std::vector<std::string> filesIn(const char* folder) {
+  std::vector<std::string> paths;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) paths.push_back(entry.path().string());
+  std::sort(paths.begin(), paths.end());
+  return paths;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  const int count = argc > 1 ? std::atoi(argv[1]) : 2000;
-  const std::vector<Bytes> files = fuzzSeeds();
-  for (size_t i = 0; i < files.size(); ++i) {
-    if (argc == 3)
-      std::ofstream(std::string(argv[2]) + "/seed" + std::to_string(i))
-          .write(reinterpret_cast<const char*>(files[i].data()), std::streamsize(files[i].size()));
-    LLVMFuzzerTestOneInput(files[i].data(), files[i].size());
-    if (fuzzOutcome.refused || fuzzOutcome.inPart) {
-      std::printf("file %zu to start from is not read whole\n", i);
+  if (argc != 3) return std::puts("mutations FOLDER COUNT"), 2;
+  const int count = std::atoi(argv[2]);
+  std::vector<Bytes> files;
+  for (const std::string& path : filesIn(argv[1])) {
+    std::ifstream in(path, std::ios::binary);
+    files.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    LLVMFuzzerTestOneInput(files.back().data(), files.back().size());
+    if (fuzzOutcome.refused || fuzzOutcome.inPart || fuzzOutcome.whole != 2 * long(files.size())) {
+      std::printf("%s is not read whole\n", path.c_str());
       return 1;
     }
   }
-  if (argc == 3) return 0;
   double slowest = 0;
   for (int i = 0; i < count; ++i) {
     const Bytes file = mutate(files);

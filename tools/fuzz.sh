@@ -3,7 +3,7 @@
 # fuzz.sh --each SECONDS [TARGET...]   each target for so long, two at a time
 # fuzz.sh --minimise [TARGET...]       puts into fuzz/corpus the fewest small inputs that reach what the work folder reaches
 #
-# Without a target: all of them. A target goes on from fuzz/corpus, from the files that it makes itself and from what it
+# Without a target: all of them. A target goes on from fuzz/corpus, for whole files also from fuzz/seeds, and from what it
 # has found before, in build-fuzz/work; it ends at its first finding. At the end stand executions, edges of the code
 # reached, inputs that are new, and findings, whose inputs lie in build-fuzz/findings; with any, the exit status is 1.
 # An input that takes more than 10 seconds or 512 MiB is a finding too.
@@ -37,14 +37,15 @@ fi
 export seconds
 export ASAN_OPTIONS=quarantine_size_mb=16 UBSAN_OPTIONS=print_stacktrace=1
 
-# The folders of a target: what it has found, what it makes, what is kept. The first two are made where they are missing.
+# The folders of a target: what it has found, which is made where it is missing; its seeds; what is kept of findings.
 prepare() {
-  work=$build/work/$1 made=$build/seeds/$1 kept=fuzz/corpus/$1
-  mkdir -p "$work" "$made" "$build/findings"
-  local seeds=$build/fuzz/${1%_fuzz}_seeds
-  if [ -x "$seeds" ]; then "$seeds" --seeds "$made"; fi
-  inputs=("$work" "$made")
-  if [ -d "$kept" ]; then inputs+=("$kept"); fi
+  work=$build/work/$1 seeds=fuzz/seeds/$1 kept=fuzz/corpus/$1
+  mkdir -p "$work" "$build/findings"
+  inputs=("$work")
+  local folder
+  for folder in "$seeds" "$kept"; do
+    if [ -d "$folder" ]; then inputs+=("$folder"); fi
+  done
 }
 
 fuzz() {
@@ -59,15 +60,15 @@ fuzz() {
   echo "$status" >"$work.status"
 }
 
-# What the target makes itself need not be kept, nor what is longer than 1.5 KB.
+# What seeds reach need not be kept, nor what is longer than 1.5 KB. Names of seeds have an ending, those of inputs none.
 minimise() {
   prepare "$1"
   local fresh=$build/minimised/$1
   rm -rf "$fresh" && mkdir -p "$fresh"
-  find "$made" -type f -exec cp {} "$fresh" \;
+  if [ -d "$seeds" ]; then cp "$seeds"/* "$fresh"; fi
   "$build/fuzz/$1" -merge=1 -use_counters=0 "$fresh" "${inputs[@]}" >"$work.log" 2>&1
   rm -rf "$kept" && mkdir -p "$kept"
-  find "$fresh" -type f ! -name 'seed*' -size -1500c -exec cp {} "$kept" \;
+  find "$fresh" -type f ! -name '*.*' -size -1500c -exec cp {} "$kept" \;
 }
 export -f prepare fuzz minimise
 

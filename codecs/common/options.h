@@ -17,9 +17,9 @@ struct Limits {
   int maxScans = 100;
 };
 
-// Called now and then during long work with the part done, 0 to 1, by the thread that reads or writes. An exception that
-// it throws cancels the work, whatever the number of threads, and comes out of the call; so does one of a source or sink.
-// Of decoder and encoder nothing but their destruction is defined then.
+// Called now and then during long work with the part done, 0 to 1, by the thread that reads or writes. An exception
+// cancels the work, whatever the number of threads, and comes out of the call; so does one of a source or sink. Nothing
+// but their destruction is defined of decoder and encoder then.
 using Progress = std::function<void(double)>;
 
 struct DecodeOptions {

@@ -151,12 +151,6 @@ TEST(Dds, ColoursFillTheRange) {
       const Image back = decodeDds(file.data(), file.size());
       EXPECT_EQ(back.model(), ColourModel::rgb);
       EXPECT_LE(difference(converted(back, ColourModel::rgba), flat).largest, format == TextureFormat::ycocg ? 1 : 0);
-      if (format != TextureFormat::dxt3 && format != TextureFormat::dxt5) continue;
-      for (int alpha = 0; alpha < 255; ++alpha) {
-        flat.data()[3] = uint8_t(alpha);
-        const Image clear = decode(encode(flat, format));
-        ASSERT_NEAR(clear.data()[3], alpha, format == TextureFormat::dxt3 ? 8 : 16);
-      }
     }
 }
 
@@ -322,12 +316,8 @@ TEST(Dds, BandsMakeTheSameFile) {
     DdsEncodeOptions o;
     o.format = format;
     o.levels = 0;
-    Bytes file;
-    const auto sink = memorySink(&file);
-    const auto encoder = createDds(*sink, image.format(), o);
-    for (int y = 0, n = 1; y < 517; y += n, n = std::min(517 - y, 1 + n * 5 % 37)) encoder->write(image.rows(y, n));
-    encoder->finish();
-    EXPECT_EQ(file, encode(converted(image, ColourModel::rgba), format, 0));
+    EXPECT_EQ(zeltest::writtenInBands(image, [&](Sink& s) { return createDds(s, image.format(), o); }),
+              encode(converted(image, ColourModel::rgba), format, 0));
   }
 }
 

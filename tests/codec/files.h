@@ -6,11 +6,14 @@
 
 #include <cstdio>
 #include <fstream>
+#include <functional>
 #include <initializer_list>
 #include <iterator>
 #include <string>
 #include <vector>
 
+#include "common/decoder.h"
+#include "common/encoder.h"
 #include "common/error.h"
 #include "common/metrics.h"
 #include "picture.h"
@@ -58,6 +61,50 @@ zelcodecs::Error refusal(const Action& action) {
 // Pictures of another size, colour model or bit depth throw.
 inline void expectEqual(const zelcodecs::Image& a, const zelcodecs::Image& b) {
   ASSERT_EQ(zelcodecs::difference(a, b).differing, 0u);
+}
+
+// A picture read in bands of 1, 4, 7, 10 ... rows.
+inline zelcodecs::Image readInBands(zelcodecs::Decoder& decoder) {
+  zelcodecs::Image image(decoder.format());
+  for (int y = 0, n = 1; y < image.height(); y += n, n += 3)
+    decoder.read(image.rows(y, n = std::min(n, decoder.rowsLeft())));
+  return image;
+}
+
+// A file written in such bands.
+using Create = std::function<std::unique_ptr<zelcodecs::Encoder>(zelcodecs::Sink&)>;
+inline Bytes writtenInBands(const zelcodecs::Image& image, const Create& create) {
+  Bytes file;
+  const auto sink = zelcodecs::memorySink(&file);
+  const auto encoder = create(*sink);
+  for (int y = 0, n = 1; y < image.height(); y += n, n += 3)
+    encoder->write(image.rows(y, n = std::min(n, image.height() - y)));
+  encoder->finish();
+  return file;
+}
+
+// Metadata of every kind. The profile takes several segments of JPEG, which holds either resolution well, but not both.
+inline zelcodecs::Metadata everyMetadata() {
+  zelcodecs::Metadata m;
+  for (unsigned i = 0; i < 150000; ++i) m.icc.push_back(uint8_t(i * i >> 7));
+  std::copy_n("RGB ", 4, m.icc.begin() + 16);
+  m.exif = {'I', 'I', 42, 0, 8, 0, 0, 0, 1, 0, 0x12, 1, 3, 0, 1, 0, 0, 0, 6, 0, 0, 0, 0, 0, 0, 0};
+  m.orientation = 6;
+  m.xmp = {'<', 'x', '/', '>'};
+  m.comments = {"one", "another, which is longer than what a string holds by itself"};
+  m.pixelsPerMetreX = 300 * zelcodecs::kInchesPerMetre;
+  m.pixelsPerMetreY = 236 * 100;
+  return m;
+}
+
+inline void expectSameMetadata(const zelcodecs::Metadata& a, const zelcodecs::Metadata& b, double resolution = 1) {
+  EXPECT_EQ(a.icc, b.icc);
+  EXPECT_EQ(a.exif, b.exif);
+  EXPECT_EQ(a.xmp, b.xmp);
+  EXPECT_EQ(a.comments, b.comments);
+  EXPECT_NEAR(a.pixelsPerMetreX, b.pixelsPerMetreX, resolution);
+  EXPECT_NEAR(a.pixelsPerMetreY, b.pixelsPerMetreY, resolution);
+  EXPECT_EQ(a.orientation, b.orientation);
 }
 
 // The file of a picture, and what comes of it whole and damaged, are the same for any number of threads.

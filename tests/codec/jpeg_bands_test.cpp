@@ -7,28 +7,9 @@ using zeltest::picture;
 
 namespace {
 
-// Rows in bands of 1, 4, 7, 10 ... rows.
 Image inBands(const Bytes& file, const JpegDecodeOptions& options) {
   const auto source = memorySource(file.data(), file.size());
-  const auto decoder = openJpeg(*source, options);
-  Image image(decoder->format());
-  for (int y = 0, rows = 1; y < image.height(); y += rows, rows += 3) {
-    rows = std::min(rows, image.height() - y);
-    decoder->read(image.rows(y, rows));
-  }
-  return image;
-}
-
-Bytes inBands(const Image& image, const JpegEncodeOptions& options) {
-  Bytes out;
-  const auto sink = memorySink(&out);
-  const auto encoder = createJpeg(*sink, image.format(), image.metadata(), options);
-  for (int y = 0, rows = 1; y < image.height(); y += rows, rows += 3) {
-    rows = std::min(rows, image.height() - y);
-    encoder->write(image.rows(y, rows));
-  }
-  encoder->finish();
-  return out;
+  return zeltest::readInBands(*openJpeg(*source, options));
 }
 
 void expectBandsAndRegions(const Bytes& file) {
@@ -75,7 +56,8 @@ TEST(JpegBands, RowsWrittenInAnyHeightsGiveTheSameFile) {
       o.restartRows = kind / 4;
       o.threads = 1 + kind % 3;
       const Image image = picture(437, 187, model);
-      const Bytes file = inBands(image, o);
+      const Bytes file = zeltest::writtenInBands(
+          image, [&](Sink& sink) { return createJpeg(sink, image.format(), image.metadata(), o); });
       ASSERT_EQ(file, encodeJpeg(image, o));
       if (o.process == JpegProcess::lossless) expectBandsAndRegions(file);
     }
@@ -104,41 +86,18 @@ TEST(JpegBands, DamageOutsideTheRegionIsNotSeen) {
 
 // ---- Metadata -------------------------------------------------------------------------------------------------------
 
-Metadata allMetadata() {
-  Metadata m;
-  for (unsigned i = 0; i < 150000; ++i) m.icc.push_back(uint8_t(i * i >> 7));
-  m.exif = {'I', 'I', 42, 0, 8, 0, 0, 0, 1, 0, 0x12, 1, 3, 0, 1, 0, 0, 0, 1, 0, 0, 0, 0, 0, 0, 0};
-  setExifOrientation(&m.exif, 6);
-  m.orientation = 6;
-  const std::string xmp = "<x:xmpmeta/>";
-  m.xmp.assign(xmp.begin(), xmp.end());
-  m.comments = {"first", std::string("second\0part", 11)};
-  m.pixelsPerMetreX = 300 * kInchesPerMetre;
-  m.pixelsPerMetreY = 118 * 100;  // dots for each centimetre do not fit both
-  return m;
-}
-
-void expectSameMetadata(const Metadata& a, const Metadata& b) {
-  EXPECT_EQ(a.icc, b.icc);
-  EXPECT_EQ(a.exif, b.exif);
-  EXPECT_EQ(a.xmp, b.xmp);
-  EXPECT_EQ(a.comments, b.comments);
-  EXPECT_NEAR(a.pixelsPerMetreX, b.pixelsPerMetreX, 20);
-  EXPECT_NEAR(a.pixelsPerMetreY, b.pixelsPerMetreY, 20);
-  EXPECT_EQ(a.orientation, b.orientation);
-}
-
 TEST(JpegMetadata, TravelsBothWays) {
   std::vector<std::string> warnings;
   for (const ColourModel model : {ColourModel::grey, ColourModel::rgb, ColourModel::cmyk})
     for (const JpegProcess process : {JpegProcess::baseline, JpegProcess::progressive, JpegProcess::lossless}) {
       Image image = picture(24, 17, model);
-      image.metadata() = allMetadata();
+      image.metadata() = zeltest::everyMetadata();
+      image.metadata().comments[1] = std::string("second\0part", 11);
       JpegEncodeOptions e;
       e.process = process;
       e.warnings = &warnings;
       const Bytes file = encodeJpeg(image, e);
-      Metadata expected = allMetadata();
+      Metadata expected = image.metadata();
       const JpegInfo info = readJpegInfo(file.data(), file.size());
       if (!info.jfif) expected.pixelsPerMetreX = expected.pixelsPerMetreY = 0;
       EXPECT_EQ(info.jfif,
@@ -147,7 +106,7 @@ TEST(JpegMetadata, TravelsBothWays) {
       EXPECT_EQ(info.orientation, 6);
       JpegDecodeOptions d;
       d.warnings = &warnings;
-      expectSameMetadata(decodeJpeg(file.data(), file.size(), d).metadata(), expected);
+      zeltest::expectSameMetadata(decodeJpeg(file.data(), file.size(), d).metadata(), expected, 20);
       if (process != JpegProcess::lossless) {
         EXPECT_EQ(peer::read(file, false).width(), 24);
       }
@@ -182,7 +141,7 @@ TEST(JpegMetadata, WhatDoesNotFitIsAWarning) {
 // The parts of a profile in another order are the profile; with one missing there is none, and a warning.
 TEST(JpegMetadata, PartsOfAProfile) {
   Image image = picture(8, 8, ColourModel::rgb);
-  image.metadata().icc = allMetadata().icc;
+  image.metadata().icc = zeltest::everyMetadata().icc;
   const Bytes file = encodeJpeg(image);
   const size_t part = 4 + 14 + 65519, begin = 2 + 18;
   const Bytes head = zeltest::part(file, 0, begin), first = zeltest::part(file, begin, begin + part),

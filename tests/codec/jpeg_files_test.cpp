@@ -148,8 +148,6 @@ TEST(JpegDamage, Limits) {
   const Bytes scans = writeJpegCoefficients(readJpegCoefficients(file.data(), file.size()), w);
   o.limits.maxScans = 2;
   EXPECT_EQ(errorOf(scans, o).kind(), ErrorKind::limit);
-  o.scaleDenominator = 3;
-  EXPECT_EQ(errorOf(file, o).kind(), ErrorKind::argument);
 }
 
 // Fill bytes before markers, bytes after the image and unknown segments belong to many files and mean nothing.
@@ -390,36 +388,6 @@ TEST(JpegDamage, MissingScansLeaveMidGrey) {
   o.keepGoing = false;
   o.limits.maxMemory = 300 * 250;
   EXPECT_EQ(errorOf(file, o).kind(), ErrorKind::limit);
-}
-
-TEST(JpegFeatures, CoefficientsThatCannotBeAreRefused) {
-  const Bytes file = small(Sampling::s420, 0);
-  const JpegCoefficients good = readJpegCoefficients(file.data(), file.size());
-  const auto expectRefused = [&](const auto& spoil) {
-    JpegCoefficients c = good;
-    spoil(&c);
-    EXPECT_EQ(zeltest::refusal([&] { writeJpegCoefficients(c); }).kind(), ErrorKind::argument);
-  };
-  for (const int factor : {0, -1, 5}) {
-    expectRefused([&](JpegCoefficients* c) { c->components[0].h = factor; });
-    expectRefused([&](JpegCoefficients* c) { c->components[2].v = factor; });
-    JpegCoefficients c = good;
-    c.components[1].v = factor;
-    EXPECT_THROW(c.allocate(), Error);
-  }
-  expectRefused([](JpegCoefficients* c) { c->components[1].id = 1; });
-  expectRefused([](JpegCoefficients* c) { c->components[1].id = 256; });
-  expectRefused([](JpegCoefficients* c) { c->components[0].storedHigh = 1; });
-  expectRefused([](JpegCoefficients* c) { c->width += 100; });
-}
-
-TEST(JpegFeatures, WhatCannotBeEncodedIsRefused) {
-  JpegEncodeOptions o;
-  o.quality = 0;
-  EXPECT_THROW(encodeJpeg(picture(8, 8, ColourModel::rgb), o), Error);
-  EXPECT_THROW(encodeJpeg(Image(8, 8, ColourModel::grey, 12)), Error);
-  EXPECT_THROW(encodeJpeg(Image(65536, 1, ColourModel::grey)), Error);
-  EXPECT_THROW(encodeJpeg(Image(8, 8, ColourModel::greyAlpha)), Error);
 }
 
 }  // namespace

@@ -237,22 +237,6 @@ TEST(JpegInterop, EveryScanScriptBothWays) {
   }
 }
 
-TEST(JpegInterop, ScriptsThatCannotBeAreRefused) {
-  JpegEncodeOptions o;
-  o.process = JpegProcess::progressive;
-  EXPECT_TRUE(parseScanScript("").empty());
-  for (const char* s :
-       {"0;1", "0,1,2: 0-0,0,0; 0: 1-63", "0,1,2: 0-5,0,0", "0,1,2: 0-0,0,1; 0,1: 1-63,0,0",
-        "0: 1-63,0,0; 0,1,2: 0-0,0,0", "0,1,2: 0-0,0,2; 0: 0-0,2,0", "0,1,2: 0-0,0,0; 0,1,2: 0-0,0,0", "0,1,2: 0-0,1,0",
-        "0,1,2: 0-0,0,14", "0,1,3: 0-0,0,0", "1,0,2: 0-0,0,0", "0,1,2: 0-0,0,0 0", "0,1,2: 0-0,0,999", "x"}) {
-    const auto encode = [&] {
-      o.script = parseScanScript(s);
-      encodeJpeg(picture(8, 8, ColourModel::rgb), o);
-    };
-    EXPECT_THROW(encode(), Error) << s;
-  }
-}
-
 // Tables fitted to the same coefficients are the peer's, code for code: so is the whole scan.
 TEST(JpegInterop, FittedTablesAreThePeersOwn) {
   for (const int quality : {20, 75, 95, 100}) {

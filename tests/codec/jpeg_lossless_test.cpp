@@ -82,19 +82,4 @@ TEST(JpegLossless, WhatThePeerWritesIsRead) {
       }
 }
 
-TEST(JpegLossless, WhatCannotBeEncodedIsRefused) {
-  using Options = JpegEncodeOptions;
-  const std::pair<int Options::*, int> cases[] = {{&Options::predictor, 0},
-                                                  {&Options::predictor, 8},
-                                                  {&Options::pointTransform, 8},
-                                                  {&Options::restartInterval, 30},  // one and a half rows
-                                                  {&Options::restartRows, 4000}};
-  for (const auto& [member, value] : cases) {
-    Options o;
-    o.process = JpegProcess::lossless;
-    o.*member = value;
-    EXPECT_THROW(encodeJpeg(zeltest::picture(20, 10, ColourModel::grey), o), Error) << value;
-  }
-}
-
 }  // namespace

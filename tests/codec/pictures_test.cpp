@@ -9,7 +9,6 @@
 #include <fstream>
 
 #include "common/bytes.h"
-#include "common/convert.h"
 #include "common/source.h"
 #include "files.h"
 #include "netpbm/netpbm.h"
@@ -70,16 +69,6 @@ TEST(Pictures, NetpbmRowsAreLent) {
   pnm.pop_back();
   open({}, [](Decoder& decoder) { EXPECT_EQ(0, decoder.borrow(1).count); });
   std::remove(path.c_str());
-}
-
-TEST(Pictures, OpacityStays) {
-  const Image grey = picture(9, 5, ColourModel::grey, 16);
-  for (const ColourModel model : {ColourModel::greyAlpha, ColourModel::rgb, ColourModel::rgba}) {
-    const Image other = converted(grey, model);
-    EXPECT_EQ(other.sample(2, other.channels() * 3 + other.channels() - 1),
-              hasOpacity(model) ? 65535 : grey.sample(2, 3));
-    expectEqual(converted(other, ColourModel::grey), grey);
-  }
 }
 
 TEST(Pictures, PlainNetpbmAndOddMaxima) {

@@ -93,7 +93,6 @@ std::vector<Case> cases() {
 
 std::vector<uint8_t> encode(const Case& c, const Image& image, const Progress& progress) {
   AnyEncodeOptions o = c.options;
-  o.common.threads = kThreads;
   o.common.progress = progress;
   std::vector<uint8_t> file;
   const auto sink = memorySink(&file);
@@ -105,7 +104,7 @@ std::vector<uint8_t> encode(const Case& c, const Image& image, const Progress& p
 
 Image decode(const Case& c, const std::vector<uint8_t>& file, const Progress& progress) {
   AnyDecodeOptions o;
-  o.common.threads = kThreads;
+  o.common.threads = c.options.common.threads;
   o.common.progress = progress;
   const auto source = memorySource(file.data(), file.size());
   const auto decoder = openAny(*source, c.format, o);
@@ -124,19 +123,21 @@ int timesGivenUp(const Work& work) {
 
 TEST(Progress, ExceptionsComeOutOfEveryCodec) {
   const Image image = zeltest::picture(300, 400, ColourModel::rgb);
-  for (const Case& c : cases()) {
-    SCOPED_TRACE(c.name);
-    const std::vector<uint8_t> file = encode(c, image, {});
-    std::vector<uint8_t> again;
-    EXPECT_GT(timesGivenUp([&](const Progress& p) { again = encode(c, image, p); }), 0);
-    EXPECT_EQ(again, file);
-    const Image whole = decode(c, file, {});
-    EXPECT_GT(timesGivenUp([&](const Progress& p) {
-                const Image i = decode(c, file, p);
-                EXPECT_TRUE(std::equal(i.data(), i.data() + i.sizeBytes(), whole.data()));
-              }),
-              0);
-  }
+  for (Case c : cases())
+    for (const int threads : {1, kThreads}) {
+      SCOPED_TRACE(c.name);
+      c.options.common.threads = threads;
+      const std::vector<uint8_t> file = encode(c, image, {});
+      std::vector<uint8_t> again;
+      EXPECT_GT(timesGivenUp([&](const Progress& p) { again = encode(c, image, p); }), 0);
+      EXPECT_EQ(again, file);
+      const Image whole = decode(c, file, {});
+      EXPECT_GT(timesGivenUp([&](const Progress& p) {
+                  const Image i = decode(c, file, p);
+                  EXPECT_TRUE(std::equal(i.data(), i.data() + i.sizeBytes(), whole.data()));
+                }),
+                0);
+    }
 }
 
 }  // namespace
