@@ -82,10 +82,8 @@ TEST(Prediction, OverlappingRows) {
 TEST_F(Checks, Prediction) {
   for (const int predictor : {0, 8, -1})
     for (const auto f : {z.zeliDiffPredRow_JPEG_16s_C1, z.zeliReconstructPredRow_JPEG_16s_C1})
-      expectChecks(f, std::tuple(words, words, words, 1, 1), null<0>(), null<1>(), null<2>(), length<3>(),
-                   bad<4>(predictor));
+      check(f, null<0, 1, 2>(), length<3>(), bad<4>(predictor));
   for (const int precision : {1, 17})
     for (const auto f : {z.zeliDiffPredFirstRow_JPEG_16s_C1, z.zeliReconstructPredFirstRow_JPEG_16s_C1})
-      expectChecks(f, std::tuple(words, words, 1, 8, 0), null<0>(), null<1>(), length<2>(), bad<3>(precision),
-                   bad<4>(-1));
+      check(f, null<0, 1>(), length<2>(), bad<3>(precision), bad<4>(-1));
 }

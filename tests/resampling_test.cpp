@@ -131,10 +131,9 @@ TEST_F(Checks, Resampling) {
   for (const ZeliSize s : {ZeliSize{0, 1}, ZeliSize{1, 0}, ZeliSize{-1, -1}})
     for (const auto f : {z.zeliSampleDownH2V1_JPEG_8u_C1R, z.zeliSampleDownH2V2_JPEG_8u_C1R,
                          z.zeliSampleUpH2V1_JPEG_8u_C1R, z.zeliSampleUpH2V2_JPEG_8u_C1R})
-      expectChecks(f, std::tuple(bytes, 8, one, bytes, 8, one), null<0>(), step<1>(), size<2>(s.width, s.height),
-                   null<3>(), step<4>(-1), size<5>(s.width, s.height));
+      check(f, null<0>(), step<1>(), size<2>(s.width, s.height), null<3>(), step<4>(-1), size<5>(s.width, s.height));
   for (const auto f : {z.zeliSampleDownRowH2V1_Box_JPEG_8u_C1, z.zeliSampleUpRowH2V1_Triangle_JPEG_8u_C1})
-    expectChecks(f, std::tuple(bytes, 1, bytes), null<0>(), null<2>(), length<1>());
+    check(f, null<0, 2>(), length<1>());
   for (const auto f : {z.zeliSampleDownRowH2V2_Box_JPEG_8u_C1, z.zeliSampleUpRowH2V2_Triangle_JPEG_8u_C1})
-    expectChecks(f, std::tuple(bytes, bytes, 1, bytes), null<0>(), null<1>(), null<3>(), length<2>(-1));
+    check(f, null<0, 1, 3>(), length<2>(-1));
 }

@@ -184,11 +184,8 @@ TEST(TiffRows, SplitAndJoin) {
 }
 
 TEST_F(Checks, TiffRows) {
-  int* const position = as<int*>();
-  expectChecks(z.zeliPackBitsRow_TIFF_8u_C1, std::tuple(bytes, 4, bytes, position, 4), null<0>(), null<3>(), null<2>(),
-               length<1>(), length<4>(-1));
-  expectChecks(z.zeliUnpackBitsRow_TIFF_8u_C1, std::tuple(bytes, position, 4, bytes, 4), null<0>(), null<1>(),
-               null<3>(), length<2>(-1), length<4>());
-  expectChecks(z.zeliJoinRow_TIFF_8u16u_C1, std::tuple(sources.data(), table, 1), null<0>(), null<1>(), step<2>());
-  expectChecks(z.zeliSplitRow_TIFF_16u8u_C1, std::tuple(table, planes.data(), 1), null<0>(), null<1>(), step<2>(-1));
+  check(z.zeliPackBitsRow_TIFF_8u_C1, null<0, 3, 2>(), length<1>(), length<4>(-1));
+  check(z.zeliUnpackBitsRow_TIFF_8u_C1, null<0, 1, 3>(), length<2>(-1), length<4>());
+  check(z.zeliJoinRow_TIFF_8u16u_C1, null<0, 1>(), step<2>());
+  check(z.zeliSplitRow_TIFF_16u8u_C1, null<0, 1>(), step<2>(-1));
 }

@@ -517,7 +517,6 @@ void liftingSteps53(F forward, I inverse) {
     x[4] = T(x[1] + int64_t(B53<T>::half(x[3], x[5])));
   });
 }
-// Also as a pipeline down one column without border: its results are near the exact ones.
 template <class A, class T = typename A::T, class F, class I>
 void liftingSteps97(F forward, I inverse) {
   liftingStep<T, 8>(forward, [](T* x) {  // 0 to 2 source, 3 low, 4 even, 5 high, 6 odd before, 7 odd
@@ -533,79 +532,6 @@ void liftingSteps97(F forward, I inverse) {
     x[5] = A::sub(kBeta, x[5], x[4], x[6], false);
     x[4] = A::sub(kAlpha, x[4], x[3], x[5], false);
   });
-  constexpr int kLength = 41;
-  Random rng(6);
-  T x[kLength], low = 0, high = 0, oddPrev = 0, even, odd;
-  for (T& sample : x) sample = T(rng.between(-A::kScale, A::kScale));
-  const auto exact = lineOf<Exact>([&](int q) { return double(x[q]); }, 0, 0);
-  for (int i = 0; i + 2 < kLength; i += 2) {
-    ASSERT_EQ(zelStsNoErr, forward(&x[i], &x[i + 1], &x[i + 2], &low, &even, &high, &oddPrev, &odd, 1));
-    if (i >= 8) {
-      EXPECT_NEAR(exact.forward(i - 2), double(low), A::kBound);
-      EXPECT_NEAR(exact.forward(i - 3), double(high), A::kBound);
-    }
-    low = even;
-    high = oddPrev;
-    oddPrev = odd;
-  }
-  // The same numbers as coefficients at their places.
-  T rows[kLength] = {}, spare = 0;
-  for (int i = 4; i + 1 < kLength; i += 2) {
-    ASSERT_EQ(zelStsNoErr, inverse(&x[i], &x[i - 1], &x[i + 1], &rows[i - 4], &rows[i - 3], &rows[i - 2], &rows[i - 1],
-                                   i + 2 < kLength ? &rows[i] : &spare, 1));
-    if (i >= 14) {
-      EXPECT_NEAR(exact.inverse(i - 2), double(rows[i - 2]), A::kBound);
-      EXPECT_NEAR(exact.inverse(i - 3), double(rows[i - 3]), A::kBound);
-    }
-  }
-}
-
-// ---- How the functions fit together ---------------------------------------------------------------------------------
-
-// The tile's coefficients from the column function, then the row function, on lines with mirrored borders; those of odd
-// length with a pair more. And from single steps, where the columns are even.
-template <class T, class Step>
-void sameFromParts(const TileFunctions<T>& f, const RegionFunctions<T>& rows, const RegionFunctions<T>& columns,
-                   Step lift) {
-  constexpr int kBorder = 3;
-  Random rng(7);
-  for (int i = 0; i < 4 * 30; ++i) {
-    const int px = i & 1, py = i >> 1 & 1, w = rng.between(2, 40), h = rng.between(2, 40);
-    const int pairsX = (w + 1) / 2, pairsY = (h + 1) / 2, wide = 2 * pairsX + 2 * kBorder;
-    SCOPED_TRACE(testing::Message() << w << " x " << h << " at " << px << ", " << py);
-    Plane<T> image(w, h), source(wide, 2 * pairsY + 2 * kBorder);
-    image.fill([&](int, int) { return T(rng.between(-5000, 5000)); });
-    source.fill([&](int x, int y) { return image.get(mirror(x - kBorder, w), mirror(y - kBorder, h)); });
-    Plane<T> bands[2] = {{wide, pairsY}, {wide, pairsY}};  // low rows and high rows, each with its border columns
-    ASSERT_EQ(zelStsNoErr, columns.forward(source.data() + kBorder * wide, source.step(), bands[0].data(),
-                                           bands[0].step(), bands[1].data(), bands[1].step(), {wide, pairsY}, py));
-    Plane<T> expected(w, h);
-    expected.fill([&](int x, int y) { return image.get(x, y); });
-    std::vector<uint8_t> buffer(1024);
-    const ZeliRect r = {px, py, w, h};
-    ASSERT_EQ(zelStsNoErr, f.forward(expected.data(), expected.step(), &r, buffer.data()));
-    for (int b = 0; b < 2; ++b) {
-      Plane<T> low(pairsX, pairsY), high(pairsX, pairsY);
-      ASSERT_EQ(zelStsNoErr, rows.forward(bands[b].data() + kBorder, bands[b].step(), low.data(), low.step(),
-                                          high.data(), high.step(), {pairsX, pairsY}, px));
-      const int lowRows = (h + 1 - py) / 2, lows = (w + 1 - px) / 2, count = b ? h - lowRows : lowRows;
-      for (int y = 0; y < count; ++y)
-        for (int x = 0; x < w; ++x)
-          ASSERT_EQ(expected.get(x, y + b * lowRows), x < lows ? low.get(x, y) : high.get(x - lows, y))
-              << (b ? "high rows, " : "low rows, ") << x << ", " << y;
-    }
-    if (py || h % 2) continue;
-    Plane<T> low(wide, pairsY), high(wide, pairsY);
-    const auto row = [&](Plane<T>& plane, int y) { return plane.data() + y * wide; };
-    for (int n = 0; n < pairsY; ++n) {
-      const int next = 2 * n + 2 < h ? 2 * n + 2 : 2 * n;
-      ASSERT_EQ(zelStsNoErr,
-                lift(row(source, kBorder + 2 * n), row(source, kBorder + 2 * n + 1), row(source, kBorder + next),
-                     row(low, n), row(high, n ? n - 1 : 0), row(high, n), wide));
-    }
-    ASSERT_EQ(samplesOf(bands[0]), samplesOf(low));
-    ASSERT_EQ(samplesOf(bands[1]), samplesOf(high));
-  }
 }
 
 // ---- Sizes and distances --------------------------------------------------------------------------------------------
@@ -661,61 +587,37 @@ void farTile(const TileFunctions<T>& f) {
   ASSERT_EQ(zelStsNoErr, f.inverse(image.data(), image.step(), &r, buffer.data()));
   EXPECT_EQ(samplesOf(image), far.samples(kW, kH));
 }
-template <class T>
-void farRegion(const RegionFunctions<T>& f) {
-  constexpr int kN = 5, kBorder = 4, kSide = 2 * kN + 2 * kBorder;
-  FarRows<T> x(kSide, kFar), low(kN, kFar), high(kN, kFar);
-  Plane<T> image(kSide, kSide), nearLow(kN, kN), nearHigh(kN, kN);
-  Random rng(9);
-  image.fill(rng);
-  copyRows(image, x);
-  const ZeliSize size = {kN, kN};
-  ASSERT_EQ(zelStsNoErr, f.forward(x.row(kBorder) + kBorder, kFar, low.row(0), kFar, high.row(0), kFar, size, 0));
-  ASSERT_EQ(zelStsNoErr, f.forward(image.data() + kBorder * kSide + kBorder, image.step(), nearLow.data(),
-                                   nearLow.step(), nearHigh.data(), nearHigh.step(), size, 0));
-  EXPECT_EQ(samplesOf(nearLow), low.samples(kN, kN));
-  EXPECT_EQ(samplesOf(nearHigh), high.samples(kN, kN));
-}
 
 // ---- Argument checks ------------------------------------------------------------------------------------------------
 
-template <class T>
-void tileChecks(const TileFunctions<T>& f, T* sample) {
-  const ZeliRect one = {0, 0, 1, 1};
-  uint8_t* const buffer = reinterpret_cast<uint8_t*>(sample);
-  int bytes;
-  for (const auto& g : {f.forward, f.inverse}) {
-    expectChecks(g, std::tuple(sample, 4, &one, buffer), null<0>(), step<1>(), null<2>(), null<3>());
-    for (const ZeliRect& none : {ZeliRect{1, 1, 0, 5}, {1, 1, 5, 0}, {1, 1, -1, 1}})
-      EXPECT_EQ(zelStsNoErr, g(sample, 4, &none, buffer));
-  }
-  for (const auto& g : {f.lineBytes, f.planeBytes}) expectChecks(g, std::tuple(&one, &bytes), null<0>(), null<1>());
-  for (const ZeliRect& none : {ZeliRect{1, 1, 0, 5}, {1, 1, 5, -1}})
-    for (int b = 0; b < 4; ++b) {
-      T *bands[4] = {sample, sample, sample, sample}, *missing[4] = {sample, sample, sample, sample};
-      const int steps[4] = {4, 4, 4, 4};
-      int wrong[4] = {4, 4, 4, 4};
-      missing[b] = nullptr;
-      wrong[b] = 0;
-      const auto noBand = bad<3>(&missing[0], zelStsNullPtrErr);
-      const auto noStep = bad<4>(&wrong[0], zelStsStepErr);
-      const auto noSize = bad<2>(&none, zelStsSizeErr);
-      expectChecks(f.toBands, std::tuple(sample, 4, &one, &bands[0], &steps[0], buffer), null<0>(), null<2>(),
-                   null<3>(), null<4>(), null<5>(), step<1>(), noBand, noStep, noSize);
-      expectChecks(f.fromBands, std::tuple(&bands[0], &steps[0], sample, 4, &one, buffer), null<0>(), null<1>(),
-                   null<2>(), null<4>(), null<5>(), step<3>(-1), bad<0>(&missing[0], zelStsNullPtrErr),
-                   bad<1>(&wrong[0], zelStsStepErr), bad<4>(&none, zelStsSizeErr));
+class WaveletChecks : public Checks {
+ protected:
+  template <class T>
+  void tile(const TileFunctions<T>& f) {
+    for (const auto& g : {f.forward, f.inverse}) {
+      check(g, null<0>(), step<1>(), null<2, 3>());
+      for (const ZeliRect& none : {ZeliRect{1, 1, 0, 5}, {1, 1, 5, 0}, {1, 1, -1, 1}})
+        EXPECT_EQ(zelStsNoErr, g(as<T*>(), 4, &none, bytes));
     }
-}
-template <class T>
-void regionChecks(const RegionFunctions<T>& f, T* x) {
-  for (const auto& [w, h] : {std::pair(0, 1), {1, 0}}) {
-    expectChecks(f.forward, std::tuple(x, 4, x, 4, x, 4, ZeliSize{1, 1}, 0), null<0>(), null<2>(), null<4>(), step<1>(),
-                 step<3>(), step<5>(-4), size<6>(w, h));
-    expectChecks(f.inverse, std::tuple(x, 4, x, 4, ZeliSize{1, 1}, x, 4, 0), null<0>(), null<2>(), null<5>(), step<1>(),
-                 step<3>(-4), step<6>(), size<4>(w, h));
+    for (const auto& g : {f.lineBytes, f.planeBytes}) check(g, null<0, 1>());
+    for (const ZeliRect& none : {ZeliRect{1, 1, 0, 5}, {1, 1, 5, -1}})
+      for (int b = 0; b < 4; ++b) {
+        int steps[4] = {4, 4, 4, 4};
+        steps[b] = 0;
+        check(f.toBands, null<0, 2, 3, 4, 5>(), step<1>(), lacks<3>(b), bad<4>(&steps[0], zelStsStepErr),
+              bad<2>(&none, zelStsSizeErr));
+        check(f.fromBands, null<0, 1, 2, 4, 5>(), step<3>(-1), lacks<0>(b), bad<1>(&steps[0], zelStsStepErr),
+              bad<4>(&none, zelStsSizeErr));
+      }
   }
-}
+  template <class T>
+  void region(const RegionFunctions<T>& f) {
+    for (const auto& [w, h] : {std::pair(0, 1), {1, 0}}) {
+      check(f.forward, null<0, 2, 4>(), step<1, 3>(), step<5>(-4), size<6>(w, h));
+      check(f.inverse, null<0, 2, 5>(), step<1>(), step<3>(-4), step<6>(), size<4>(w, h));
+    }
+  }
+};
 
 }  // namespace
 
@@ -749,10 +651,6 @@ TEST(Wavelet, LiftingSteps) {
   liftingSteps97<Q16>(zel().zeliWTFwdColLift_D97_JPEG2K_32s_C1, zel().zeliWTInvColLift_D97_JPEG2K_32s_C1);
   liftingSteps97<FoldedFloat>(zel().zeliWTFwdColLift_D97_JPEG2K_32f_C1, zel().zeliWTInvColLift_D97_JPEG2K_32f_C1);
 }
-TEST(Wavelet, TilesAreColumnsThenRows) {
-  sameFromParts(b53Tile16(), b53Rows16(), b53Columns16(), zel().zeliWTFwdColLift_B53_JPEG2K_16s_C1);
-  sameFromParts(b53Tile32(), b53Rows32(), b53Columns32(), zel().zeliWTFwdColLift_B53_JPEG2K_32s_C1);
-}
 TEST(Wavelet, SizesAndDistances) {
   bufferLimits(b53Tile16());
   bufferLimits(b53Tile32());
@@ -760,15 +658,10 @@ TEST(Wavelet, SizesAndDistances) {
   bufferLimits(d97Tile32());
   farTile(b53Tile16());
   farTile(d97Tile32());
-  for (const auto& f : {b53Rows32(), b53Columns32(), d97Rows32()}) farRegion(f);
-  farRegion(d97Columns32f());
 }
-TEST_F(Checks, Wavelets) {
-  tileChecks(b53Tile16(), words);
-  tileChecks(d97Tile16(), words);
-  tileChecks(b53Tile32(), as<int32_t*>());
-  tileChecks(d97Tile32(), as<int32_t*>());
-  for (const auto& f : {b53Rows16(), b53Columns16(), d97Rows16()}) regionChecks(f, words);
-  for (const auto& f : {b53Rows32(), b53Columns32(), d97Rows32()}) regionChecks(f, as<int32_t*>());
-  for (const auto& f : {d97Rows32f(), d97Columns32f()}) regionChecks(f, as<float*>());
+TEST_F(WaveletChecks, AllFunctions) {
+  tile(b53Tile16()), tile(d97Tile16()), tile(b53Tile32()), tile(d97Tile32());
+  for (const auto& f : {b53Rows16(), b53Columns16(), d97Rows16()}) region(f);
+  for (const auto& f : {b53Rows32(), b53Columns32(), d97Rows32()}) region(f);
+  for (const auto& f : {d97Rows32f(), d97Columns32f()}) region(f);
 }
