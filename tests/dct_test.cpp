@@ -159,13 +159,6 @@ Table randomTable(Random& rng, int low, int high) {
   return t;
 }
 
-template <class T>
-std::vector<T> samplesOf(const Plane<T>& plane) {
-  std::vector<T> all;
-  for (int y = 0; y < plane.height(); ++y)
-    for (const T sample : plane.row(y)) all.push_back(sample);
-  return all;
-}
 template <class Sample>
 std::vector<uint8_t> bytesOf(const Block& b, Sample sample) {
   std::vector<uint8_t> bytes;
@@ -191,7 +184,7 @@ TEST(Dct, Forward) {
 
       samples.fill(rng);
       Block shifted;
-      for (const uint8_t sample : samplesOf(samples)) shifted.push_back(int16_t(sample - 128));
+      for (const uint8_t sample : samples.samples()) shifted.push_back(int16_t(sample - 128));
       ASSERT_EQ(zelStsNoErr,
                 zel().zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R(samples.data(), samples.step(), dst.data(), table.data()));
       ASSERT_EQ(forward(shifted, table), dst.copy());
@@ -213,7 +206,7 @@ TEST(Dct, InverseAndClipping) {
       ASSERT_EQ(expected, dst.copy());
       ASSERT_EQ(zelStsNoErr,
                 zel().zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(src.data(), samples.data(), samples.step(), steps.data()));
-      ASSERT_EQ(bytesOf(expected, [](int x) { return clamp8(x + 128); }), samplesOf(samples));
+      ASSERT_EQ(bytesOf(expected, [](int x) { return clamp8(x + 128); }), samples.samples());
       ASSERT_EQ(zelStsNoErr, zel().zeliDCTQuantInv8x8_JPEG_16s_C1I(src.data(), steps.data()));
       ASSERT_EQ(expected, src.copy());
 
@@ -224,7 +217,7 @@ TEST(Dct, InverseAndClipping) {
       ASSERT_EQ(zelStsNoErr, zel().zeliDCT8x8InvLSClip_16s8u_C1R(in.data(), samples.data(), samples.step(),
                                                                  int16_t(add), uint8_t(l), uint8_t(u)));
       const auto clipped = [&](int x) { return std::min(std::max(int(clamp8(int16_t(x + add))), l), u); };
-      ASSERT_EQ(bytesOf(inverse(in, Table(64, 1), 1), clipped), samplesOf(samples)) << l << " " << u << " " << add;
+      ASSERT_EQ(bytesOf(inverse(in, Table(64, 1), 1), clipped), samples.samples()) << l << " " << u << " " << add;
       ASSERT_TRUE(samples.intact());
       ASSERT_TRUE(dst.intact());
     }
@@ -257,7 +250,7 @@ TEST(Dct, CornersAndReducedSizes) {
           if (i / 8 >= c.corner || i % 8 >= c.corner) in[size_t(i)] = int16_t(rng.between(-32768, 32767));
         std::memcpy(src.data(), in.data(), 128);
         ASSERT_EQ(zelStsNoErr, c.function(src.data(), samples.data(), samples.step(), steps.data()));
-        ASSERT_EQ(bytesOf(expected, clamp8), samplesOf(samples)) << "corner " << c.corner << " size " << c.size;
+        ASSERT_EQ(bytesOf(expected, clamp8), samples.samples()) << "corner " << c.corner << " size " << c.size;
         ASSERT_TRUE(samples.intact());
       }
     }
@@ -309,7 +302,7 @@ TEST(Dct, TwelveBits) {
                 api.zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(samples.data(), samples.step(), dst.data(), factors.data()));
       EXPECT_EQ(zelStsNoErr,
                 api.zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R(src.data(), back.data(), back.step(), steps.data()));
-      return std::pair(dst.copy(), samplesOf(back));
+      return std::pair(dst.copy(), back.samples());
     };
     const auto reference = run(zeltest::variants()[0].api);
     ASSERT_EQ(reference, run(zel()));

@@ -5,6 +5,7 @@
 
 #include <cmath>
 
+#include "support/checks.h"
 #include "support/core_hooks.h"
 #include "support/picture.h"
 #include "zelcore.h"
@@ -39,16 +40,6 @@ TEST(Support, CopyAndFill) {
   int16_t words[3] = {1, 1, 1};
   EXPECT_EQ(zelStsNoErr, zelsZero_16s(words, 2));
   EXPECT_TRUE(words[0] == 0 && words[1] == 0 && words[2] == 1);
-  const ZelStatus null = zelStsNullPtrErr, size = zelStsSizeErr;
-  EXPECT_EQ(zelsCopy_8u(nullptr, dst.data(), 0), null);
-  EXPECT_EQ(zelsCopy_8u(src.data(), nullptr, 0), null);
-  EXPECT_EQ(zelsSet_8u(0, nullptr, 0), null);
-  EXPECT_EQ(zelsZero_8u(nullptr, 0), null);
-  EXPECT_EQ(zelsZero_16s(nullptr, 0), null);
-  EXPECT_EQ(zelsCopy_8u(src.data(), dst.data(), 0), size);
-  EXPECT_EQ(zelsSet_8u(0, dst.data(), -1), size);
-  EXPECT_EQ(zelsZero_8u(dst.data(), 0), size);
-  EXPECT_EQ(zelsZero_16s(words, 0), size);
 }
 
 TEST(Support, ReverseDivision) {
@@ -73,12 +64,6 @@ TEST(Support, ReverseDivision) {
         ASSERT_EQ(expected, src.copy());
       }
   hooks()->reset();
-  uint16_t x = 1;
-  EXPECT_EQ(zelStsNullPtrErr, zelsDivCRev_16u(nullptr, 1, &x, 0));
-  EXPECT_EQ(zelStsNullPtrErr, zelsDivCRev_16u(&x, 1, nullptr, 0));
-  EXPECT_EQ(zelStsSizeErr, zelsDivCRev_16u(&x, 1, &x, 0));
-  EXPECT_EQ(zelStsNullPtrErr, zelsDivCRev_16u_I(1, nullptr, 0));
-  EXPECT_EQ(zelStsSizeErr, zelsDivCRev_16u_I(1, &x, 0));
 }
 
 // f(source, destination) over regions of every small width gives value(x) for each sample x.
@@ -110,17 +95,6 @@ TEST(Support, RegionsCopyAndMask) {
   };
   expectRegions<int32_t>(and32, [](int32_t x) { return x & ~31; });
   expectRegions<int32_t>(andInPlace, [](int32_t x) { return x & 0x0F0F0F0F; });
-  int32_t a = 1;
-  float f = 1;
-  int16_t h = 1;
-  EXPECT_EQ(zelStsNullPtrErr, zeliCopy_16s_C1R(nullptr, 2, &h, 2, {0, 0}));
-  EXPECT_EQ(zelStsNullPtrErr, zeliCopy_32f_C1R(&f, 4, nullptr, 4, {0, 0}));
-  EXPECT_EQ(zelStsSizeErr, zeliCopy_32f_C1R(&f, 0, &f, 0, {0, 1}));
-  EXPECT_EQ(zelStsNoErr, zeliCopy_16s_C1R(&h, 0, &h, 0, {1, 1}));  // steps are not checked
-  EXPECT_EQ(zelStsNullPtrErr, zeliAndC_32s_C1R(&a, 0, 1, nullptr, 0, {0, 0}));
-  EXPECT_EQ(zelStsStepErr, zeliAndC_32s_C1R(&a, 4, 1, &a, 0, {0, 0}));
-  EXPECT_EQ(zelStsSizeErr, zeliAndC_32s_C1R(&a, 4, 1, &a, 4, {1, 0}));
-  EXPECT_EQ(zelStsNullPtrErr, zeliAndC_32s_C1IR(1, nullptr, 0, {0, 0}));
 }
 
 TEST(Support, WideningUnderEveryCacheSize) {
@@ -139,11 +113,24 @@ TEST(Support, WideningUnderEveryCacheSize) {
         ASSERT_TRUE(dst.intact());
       }
   hooks()->reset();
-  uint8_t b = 0;
-  uint16_t w = 0;
-  EXPECT_EQ(zelStsNullPtrErr, zeliConvert_8u16u_C1R(nullptr, 0, &w, 0, {0, 0}));
-  EXPECT_EQ(zelStsSizeErr, zeliConvert_8u16u_C1R(&b, 0, &w, 0, {0, 1}));
-  EXPECT_EQ(zelStsStepErr, zeliConvert_8u16u_C1R(&b, 1, &w, 0, {1, 1}));
+}
+
+TEST_F(ArgumentChecks, Support) {
+  check(zelsCopy_8u, null<0, 1>(), length<2>());
+  check(zelsSet_8u, null<1>(), length<2>(-1));
+  check(zelsZero_8u, null<0>(), length<1>());
+  check(zelsZero_16s, null<0>(), length<1>());
+  check(zelsDivCRev_16u, null<0, 2>(), length<3>());
+  check(zelsDivCRev_16u_I, null<1>(), length<2>());
+  const auto noSize = size<4>(0, 1);
+  check(zeliCopy_16s_C1R, null<0, 2>(), noSize);
+  check(zeliCopy_32f_C1R, null<0, 2>(), noSize);
+  check(zeliAndC_32s_C1R, null<0, 3>(), step<1, 4>(), size<5>(1, 0));
+  check(zeliAndC_32s_C1IR, null<1>(), step<2>(), size<3>(1, 0));
+  check(zeliConvert_8u16u_C1R, null<0, 2>(), noSize, step<1, 3>());
+  check(zeliZigzagInv8x8_16s_C1, null<0, 1>());
+  int16_t sample = 1;  // steps of copies are not checked
+  EXPECT_EQ(zelStsNoErr, zeliCopy_16s_C1R(&sample, 0, &sample, 0, {1, 1}));
 }
 
 TEST(Support, ZigzagAndCategoryTables) {
@@ -153,8 +140,6 @@ TEST(Support, ZigzagAndCategoryTables) {
   const int16_t firstRows[] = {0, 1, 5, 6, 14, 15, 27, 28, 2, 4, 7, 13, 16, 26, 29, 42};
   EXPECT_TRUE(std::equal(firstRows, firstRows + 16, natural));
   for (int i = 0; i < 72; ++i) EXPECT_EQ(i < 64 ? i : 63, natural[own_pj_izigzag_index.at[i]]);
-  EXPECT_EQ(zelStsNullPtrErr, zeliZigzagInv8x8_16s_C1(nullptr, natural));
-  EXPECT_EQ(zelStsNullPtrErr, zeliZigzagInv8x8_16s_C1(zigzag, nullptr));
   for (int m = 0; m < 512; ++m) {
     if (m < 256) EXPECT_EQ(m ? int(std::log2(m)) + 1 : 0, own_pj_csize.at[m]);
     EXPECT_EQ(m ? int(std::log2(m)) : 0, own_pj_eobsize.at[m]);

@@ -66,10 +66,10 @@ void expectChecks(ZelStatus (*f)(A...), const std::tuple<A...>& good, const Bads
 
 // The argument checks of a family are a test on this fixture. What the pointers lead to holds sevens, and must hold them
 // at the end: no failed check writes anything.
-class Checks : public testing::Test {
+class ArgumentChecks : public testing::Test {
  protected:
-  Checks() { std::memset(bytes, 7, sizeof bytes); }
-  ~Checks() override {
+  ArgumentChecks() { std::memset(bytes, 7, sizeof bytes); }
+  ~ArgumentChecks() override {
     for (const uint8_t b : bytes) EXPECT_EQ(7, b);
   }
 
@@ -112,7 +112,6 @@ class Checks : public testing::Test {
       return as<T>();
   }
   alignas(64) uint8_t bytes[2048];
-  const Api& z = zel();
 
  private:
   void* planes_[4] = {bytes, bytes, bytes, bytes};
@@ -120,6 +119,12 @@ class Checks : public testing::Test {
                           {bytes, nullptr, bytes, bytes},
                           {bytes, bytes, nullptr, bytes},
                           {bytes, bytes, bytes}};
+};
+
+// On the functions under test.
+class Checks : public ArgumentChecks {
+ protected:
+  const Api& z = zel();
 };
 
 }  // namespace zeltest

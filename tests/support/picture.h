@@ -40,6 +40,12 @@ class Plane {
     std::memcpy(values.data(), at(0, y), size_t(width_) * sizeof(T));
     return values;
   }
+  std::vector<T> samples() const {
+    std::vector<T> all;
+    for (int y = 0; y < height_; ++y)
+      for (const T sample : row(y)) all.push_back(sample);
+    return all;
+  }
   // sample(x, y) for every place.
   template <class Sample>
   void fill(Sample sample) {
