@@ -24,8 +24,6 @@ void shiftBothWays(int width, int height, int srcPad, int dstPad, Random& rng) {
       ASSERT_EQ(samples.get(x, y) - 128, shifted.get(x, y)) << width << "x" << height << " at " << x << "," << y;
       ASSERT_EQ(clamp8(words.get(x, y) + 128), clamped.get(x, y)) << width << "x" << height << " at " << x << "," << y;
     }
-  ASSERT_TRUE(shifted.intact());
-  ASSERT_TRUE(clamped.intact());
 }
 
 // A directory has two links and one for each thread's.

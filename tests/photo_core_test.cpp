@@ -88,10 +88,8 @@ void check(Random& rng, ZeliSize size, size_t extraStep, size_t slack, Fixed fwd
   int32_t* const p = reinterpret_cast<int32_t*>(region.data());
   ASSERT_EQ(zelStsNoErr, fwd ? fwd(p, uint32_t(step)) : zel().zeliPCTFwd_HDP_32s_C1IR(p, uint32_t(step), size));
   ASSERT_TRUE(expected == region.copy()) << size.width << " x " << size.height;
-  ASSERT_TRUE(region.intact()) << size.width << " x " << size.height;
   ASSERT_EQ(zelStsNoErr, inv ? inv(p, uint32_t(step)) : zel().zeliPCTInv_HDP_32s_C1IR(p, uint32_t(step), size));
   ASSERT_TRUE(bytes == region.copy()) << size.width << " x " << size.height;
-  ASSERT_TRUE(region.intact()) << size.width << " x " << size.height;
 }
 
 }  // namespace

@@ -29,8 +29,6 @@ TEST(Prediction, RowsAndTheirReconstruction) {
       ASSERT_EQ(zelStsNoErr,
                 zel().zeliReconstructPredRow_JPEG_16s_C1(dst.data(), previous.data(), back.data(), width, predictor));
       ASSERT_EQ(src.copy(), back.copy()) << "predictor " << predictor << " width " << width;
-      ASSERT_TRUE(dst.intact());
-      ASSERT_TRUE(back.intact());
     }
 }
 
@@ -47,7 +45,6 @@ TEST(Prediction, FirstRows) {
         ASSERT_EQ(zelStsNoErr,
                   zel().zeliReconstructPredFirstRow_JPEG_16s_C1(dst.data(), back.data(), width, precision, pt));
         ASSERT_EQ(src.copy(), back.copy());
-        ASSERT_TRUE(dst.intact());
       }
 }
 

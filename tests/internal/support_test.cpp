@@ -36,7 +36,6 @@ TEST(Support, CopyAndFill) {
   EXPECT_EQ(zelStsNoErr, zelsSet_8u(0x5C, dst.data(), 50));
   EXPECT_EQ(zelStsNoErr, zelsZero_8u(dst.data(), 2));
   for (size_t i = 0; i < 100; ++i) EXPECT_EQ(i < 2 ? 0 : i < 50 ? 0x5C : i < 99 ? src[i] : dst.kPattern, dst[i]) << i;
-  EXPECT_TRUE(dst.intact());
   int16_t words[3] = {1, 1, 1};
   EXPECT_EQ(zelStsNoErr, zelsZero_16s(words, 2));
   EXPECT_TRUE(words[0] == 0 && words[1] == 0 && words[2] == 1);
@@ -76,7 +75,6 @@ void expectRegions(F f, Value value) {
     ASSERT_EQ(zelStsNoErr, f(src, dst));
     for (int y = 0; y < dst.height(); ++y)
       for (int x = 0; x < width; ++x) ASSERT_EQ(value(src.get(x, y)), dst.get(x, y)) << x << " of " << width;
-    ASSERT_TRUE(dst.intact());
   }
 }
 
@@ -110,7 +108,6 @@ TEST(Support, WideningUnderEveryCacheSize) {
         ASSERT_EQ(zelStsNoErr, zeliConvert_8u16u_C1R(src.data(), src.step(), dst.data(), dst.step(), dst.size()));
         for (int y = 0; y < height; ++y)
           for (int x = 0; x < width; ++x) ASSERT_EQ(src.get(x, y), dst.get(x, y)) << x << "," << y;
-        ASSERT_TRUE(dst.intact());
       }
   hooks()->reset();
 }
