@@ -203,9 +203,6 @@ TEST(Dct, InverseAndClipping) {
       std::memcpy(src.data(), in.data(), 128);
       ASSERT_EQ(zelStsNoErr, zel().zeliDCTQuantInv8x8_JPEG_16s_C1(src.data(), dst.data(), steps.data()));
       ASSERT_EQ(expected, dst.copy());
-      ASSERT_EQ(zelStsNoErr,
-                zel().zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(src.data(), samples.data(), samples.step(), steps.data()));
-      ASSERT_EQ(bytesOf(expected, [](int x) { return clamp8(x + 128); }), samples.samples());
       ASSERT_EQ(zelStsNoErr, zel().zeliDCTQuantInv8x8_JPEG_16s_C1I(src.data(), steps.data()));
       ASSERT_EQ(expected, src.copy());
 
@@ -227,11 +224,10 @@ TEST(Dct, CornersAndReducedSizes) {
   const struct {
     decltype(zel().zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R) function;
     int corner, size;
-  } cases[] = {{zel().zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R, 1, 8},
-               {zel().zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R, 2, 8},
-               {zel().zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R, 4, 8},
-               {zel().zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R, 8, 4},
-               {zel().zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R, 8, 2}};
+  } cases[] = {
+      {zel().zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R, 1, 8},  {zel().zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R, 2, 8},
+      {zel().zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R, 4, 8},  {zel().zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R, 8, 8},
+      {zel().zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R, 8, 4}, {zel().zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R, 8, 2}};
   for (const auto& c : cases)
     for (int slack = 0; slack < kAlignments; ++slack) {
       Guarded<int16_t> src(64, size_t(2 * slack));

@@ -50,15 +50,12 @@ const Decoder<uint8_t> kDecoders[] = {
 const Decoder<uint16_t> kPackedDecoders[] = {THREE(zeliYCbCr, ToBGR555LS_MCU_16s16u_P3C3R, kBgr555, true),
                                              THREE(zeliYCbCr, ToBGR565LS_MCU_16s16u_P3C3R, kBgr565, true)};
 
-template <class Test>
-void forEachEncoder(Test test) {
-  for (const auto& f : kEncoders) ASSERT_NO_FATAL_FAILURE(test(f)) << f.name;
-  for (const auto& f : kPackedEncoders) ASSERT_NO_FATAL_FAILURE(test(f)) << f.name;
-}
-template <class Test>
-void forEachDecoder(Test test) {
-  for (const auto& f : kDecoders) ASSERT_NO_FATAL_FAILURE(test(f)) << f.name;
-  for (const auto& f : kPackedDecoders) ASSERT_NO_FATAL_FAILURE(test(f)) << f.name;
+template <class Test, class... Tables>
+void forEach(Test test, const Tables&... tables) {
+  const auto all = [&](const auto& table) {
+    for (const auto& f : table) ASSERT_NO_FATAL_FAILURE(test(f)) << f.name;
+  };
+  (all(tables), ...);
 }
 
 // The blocks of each component, anywhere that int16_t may be.
@@ -160,7 +157,7 @@ class McuChecks : public Checks {
 // Of colours two channels in full, the others in part: every rounding of the matrix in each format. At every alignment.
 TEST(McuConversion, Encodes) {
   Random rng(2);
-  forEachEncoder([&](const auto& f) {
+  const auto test = [&](const auto& f) {
     const int n = f.shape.layout.pixelBytes();
     for (int run = 0, i = 0; run < rounds(256) || (f.shape.colour && i < rounds(2 * 65536)); ++run) {
       Image image(f.shape.layout, f.shape.width(), f.shape.height(), run / 16 % 16 * 5, run % 16);
@@ -171,12 +168,13 @@ TEST(McuConversion, Encodes) {
       });
       ASSERT_NO_FATAL_FAILURE(encodeOnce(f, image, rng)) << "slack " << run % 16;
     }
-  });
+  };
+  forEach(test, kEncoders, kPackedEncoders);
 }
 
 TEST(McuConversion, DecodesAtEveryAlignment) {
   Random rng(3);
-  forEachDecoder([&](const auto& f) {
+  const auto test = [&](const auto& f) {
     for (int run = 0; run < rounds(256); ++run) {
       Blocks blocks(f.shape, rng);
       const bool nominal = rng.below(2) != 0;
@@ -186,13 +184,14 @@ TEST(McuConversion, DecodesAtEveryAlignment) {
       }
       ASSERT_NO_FATAL_FAILURE(decodeOnce(f, blocks, run / 16 * 5, run % 16)) << "slack " << run % 16;
     }
-  });
+  };
+  forEach(test, kDecoders, kPackedDecoders);
 }
 
 // Every chroma value, with luma that brings one channel near 0..255: there a term that saturates on its own would show.
 TEST(McuConversion, DecodesEverySixteenBitChroma) {
   Random rng(4);
-  forEachDecoder([&](const auto& f) {
+  const auto test = [&](const auto& f) {
     const Shape& s = f.shape;
     Blocks blocks(s, rng);
     for (int channel = 0; channel < 3; ++channel)
@@ -210,10 +209,10 @@ TEST(McuConversion, DecodesEverySixteenBitChroma) {
           }
         ASSERT_NO_FATAL_FAILURE(decodeOnce(f, blocks, 0, 0));
       }
-  });
+  };
+  forEach(test, kDecoders, kPackedDecoders);
 }
 
 TEST_F(McuChecks, EncodersAndDecoders) {
-  forEachEncoder([&](const auto& f) { expect(f); });
-  forEachDecoder([&](const auto& f) { expect(f); });
+  forEach([&](const auto& f) { expect(f); }, kEncoders, kPackedEncoders, kDecoders, kPackedDecoders);
 }

@@ -87,9 +87,9 @@ void check(Random& rng, ZeliSize size, size_t extraStep, size_t slack, Fixed fwd
       forward(reinterpret_cast<char*>(expected.data()) + y * step + 4 * x, step);
   int32_t* const p = reinterpret_cast<int32_t*>(region.data());
   ASSERT_EQ(zelStsNoErr, fwd ? fwd(p, uint32_t(step)) : zel().zeliPCTFwd_HDP_32s_C1IR(p, uint32_t(step), size));
-  ASSERT_TRUE(expected == region.copy()) << size.width << " x " << size.height;
+  ASSERT_EQ(expected, region.copy()) << size.width << " x " << size.height;
   ASSERT_EQ(zelStsNoErr, inv ? inv(p, uint32_t(step)) : zel().zeliPCTInv_HDP_32s_C1IR(p, uint32_t(step), size));
-  ASSERT_TRUE(bytes == region.copy()) << size.width << " x " << size.height;
+  ASSERT_EQ(bytes, region.copy()) << size.width << " x " << size.height;
 }
 
 }  // namespace

@@ -253,20 +253,14 @@ TileFunctions<int32_t> d97Tile32() { return TILE_FUNCTIONS(D97, 32s, 4, 2); }
 // The four bands of a plane of w x h, cut at half the width and height.
 template <class T>
 struct Bands {
-  int left, top;
-  Plane<T> ll, lh, hl, hh;
-  T* pointers[4] = {ll.data(), lh.data(), hl.data(), hh.data()};
-  int steps[4] = {ll.step(), lh.step(), hl.step(), hh.step()};
-  Bands(int w, int h)
-      : left((w + 1) / 2),
-        top((h + 1) / 2),
-        ll(left, top),
-        lh(left, std::max(1, h / 2), int(sizeof(T))),
-        hl(std::max(1, w / 2), top, 0, int(sizeof(T))),
-        hh(std::max(1, w / 2), std::max(1, h / 2)) {}
-  Plane<T>& bandOf(int x, int y) { return y < top ? (x < left ? ll : hl) : (x < left ? lh : hh); }
+  Bands(int w, int h) : left((w + 1) / 2), top((h + 1) / 2), right(std::max(1, w / 2)), bottom(std::max(1, h / 2)) {}
+  Plane<T>& bandOf(int x, int y) { return all[2 * (x >= left) + (y >= top)]; }
   T get(int x, int y) { return bandOf(x, y).get(x % left, y % top); }
   void set(int x, int y, T c) { bandOf(x, y).set(x % left, y % top, c); }
+  int left, top, right, bottom;
+  Plane<T> all[4] = {{left, top}, {left, bottom, int(sizeof(T))}, {right, top, 0, int(sizeof(T))}, {right, bottom}};
+  T* pointers[4] = {all[0].data(), all[1].data(), all[2].data(), all[3].data()};
+  int steps[4] = {all[0].step(), all[1].step(), all[2].step(), all[3].step()};
 };
 
 template <class L, class T = typename L::T>
