@@ -1,4 +1,4 @@
-// Wavelets: tiles in place beside tiles to four bands, and back; rows and columns with exactly the border that they
+// Wavelets: tiles in place, tiles to four bands and back; rows and columns with exactly the border that they
 // read; lifting steps.
 #include "images.h"
 
