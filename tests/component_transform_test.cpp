@@ -94,8 +94,6 @@ void transforms(Formula formula, bool inverse, InPlace inPlace, From fromPixels,
           if (moderate && near > 0) ASSERT_NEAR(ideal[size_t(c)], double(actual), near);
         }
       }
-      ASSERT_TRUE(out.intact());
-      ASSERT_TRUE(pixels.intact());
     };
     split();
     ASSERT_EQ(zelStsNoErr, inPlace(out.pointers(), out.step(), out.size()));
@@ -133,29 +131,15 @@ TEST(ComponentTransform, Irreversible) {
   transforms<int32_t>(formula, true, z.zeliICTInv_JPEG2K_32s_P3IR, nullptr, nullptr, 1024, 1);
 }
 
-namespace {
-template <class T, class InPlace, class From, class To>
-void componentChecks(T* x, InPlace inPlace, From fromPixels, To toPixels) {
-  T* const planes[3] = {x, x, x};
-  for (int missing = 0; missing < 3; ++missing) {
-    T* without[3] = {x, x, x};
-    without[missing] = nullptr;
-    const auto plane0 = bad<0>(&without[0], zelStsNullPtrErr);
-    const auto plane2 = bad<2>(&without[0], zelStsNullPtrErr);
-    const ZeliSize one = {1, 1};
-    expectChecks(inPlace, std::tuple(&planes[0], 4, one), null<0>(), plane0, step<1>(), size<2>(missing % 2, 0));
-    expectChecks(fromPixels, std::tuple(x, 4, &planes[0], 4, one), null<0>(), null<2>(), plane2, step<1>(), step<3>(-4),
-                 size<4>(missing % 2, 0));
-    expectChecks(toPixels, std::tuple(&planes[0], 4, x, 4, one), null<0>(), plane0, null<2>(), step<1>(), step<3>(),
-                 size<4>(0, missing % 2));
-  }
-}
-}  // namespace
-
 TEST_F(Checks, ComponentTransforms) {
-  componentChecks(words, z.zeliRCTFwd_JPEG2K_16s_P3IR, z.zeliRCTFwd_JPEG2K_16s_C3P3R, z.zeliRCTInv_JPEG2K_16s_P3C3R);
-  componentChecks(as<int32_t*>(), z.zeliRCTInv_JPEG2K_32s_P3IR, z.zeliRCTFwd_JPEG2K_32s_C3P3R,
-                  z.zeliRCTInv_JPEG2K_32s_P3C3R);
-  componentChecks(as<float*>(), z.zeliICTFwd_JPEG2K_32f_P3IR, z.zeliICTFwd_JPEG2K_32f_C3P3R,
-                  z.zeliICTInv_JPEG2K_32f_P3C3R);
+  const auto checkAll = [&](auto inPlace, auto fromPixels, auto toPixels) {
+    for (int missing = 0; missing < 3; ++missing) {
+      check(inPlace, null<0>(), lacks<0>(missing), step<1>(), size<2>(missing % 2, 0));
+      check(fromPixels, null<0, 2>(), lacks<2>(missing), step<1>(), step<3>(-4), size<4>(missing % 2, 0));
+      check(toPixels, null<0>(), lacks<0>(missing), null<2>(), step<1, 3>(), size<4>(0, missing % 2));
+    }
+  };
+  checkAll(z.zeliRCTFwd_JPEG2K_16s_P3IR, z.zeliRCTFwd_JPEG2K_16s_C3P3R, z.zeliRCTInv_JPEG2K_16s_P3C3R);
+  checkAll(z.zeliRCTInv_JPEG2K_32s_P3IR, z.zeliRCTFwd_JPEG2K_32s_C3P3R, z.zeliRCTInv_JPEG2K_32s_P3C3R);
+  checkAll(z.zeliICTFwd_JPEG2K_32f_P3IR, z.zeliICTFwd_JPEG2K_32f_C3P3R, z.zeliICTInv_JPEG2K_32f_P3C3R);
 }

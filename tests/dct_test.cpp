@@ -159,13 +159,6 @@ Table randomTable(Random& rng, int low, int high) {
   return t;
 }
 
-template <class T>
-std::vector<T> samplesOf(const Plane<T>& plane) {
-  std::vector<T> all;
-  for (int y = 0; y < plane.height(); ++y)
-    for (const T sample : plane.row(y)) all.push_back(sample);
-  return all;
-}
 template <class Sample>
 std::vector<uint8_t> bytesOf(const Block& b, Sample sample) {
   std::vector<uint8_t> bytes;
@@ -191,11 +184,10 @@ TEST(Dct, Forward) {
 
       samples.fill(rng);
       Block shifted;
-      for (const uint8_t sample : samplesOf(samples)) shifted.push_back(int16_t(sample - 128));
+      for (const uint8_t sample : samples.samples()) shifted.push_back(int16_t(sample - 128));
       ASSERT_EQ(zelStsNoErr,
                 zel().zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R(samples.data(), samples.step(), dst.data(), table.data()));
       ASSERT_EQ(forward(shifted, table), dst.copy());
-      ASSERT_TRUE(dst.intact());
     }
   }
 }
@@ -211,9 +203,6 @@ TEST(Dct, InverseAndClipping) {
       std::memcpy(src.data(), in.data(), 128);
       ASSERT_EQ(zelStsNoErr, zel().zeliDCTQuantInv8x8_JPEG_16s_C1(src.data(), dst.data(), steps.data()));
       ASSERT_EQ(expected, dst.copy());
-      ASSERT_EQ(zelStsNoErr,
-                zel().zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R(src.data(), samples.data(), samples.step(), steps.data()));
-      ASSERT_EQ(bytesOf(expected, [](int x) { return clamp8(x + 128); }), samplesOf(samples));
       ASSERT_EQ(zelStsNoErr, zel().zeliDCTQuantInv8x8_JPEG_16s_C1I(src.data(), steps.data()));
       ASSERT_EQ(expected, src.copy());
 
@@ -224,9 +213,7 @@ TEST(Dct, InverseAndClipping) {
       ASSERT_EQ(zelStsNoErr, zel().zeliDCT8x8InvLSClip_16s8u_C1R(in.data(), samples.data(), samples.step(),
                                                                  int16_t(add), uint8_t(l), uint8_t(u)));
       const auto clipped = [&](int x) { return std::min(std::max(int(clamp8(int16_t(x + add))), l), u); };
-      ASSERT_EQ(bytesOf(inverse(in, Table(64, 1), 1), clipped), samplesOf(samples)) << l << " " << u << " " << add;
-      ASSERT_TRUE(samples.intact());
-      ASSERT_TRUE(dst.intact());
+      ASSERT_EQ(bytesOf(inverse(in, Table(64, 1), 1), clipped), samples.samples()) << l << " " << u << " " << add;
     }
   }
 }
@@ -237,11 +224,10 @@ TEST(Dct, CornersAndReducedSizes) {
   const struct {
     decltype(zel().zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R) function;
     int corner, size;
-  } cases[] = {{zel().zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R, 1, 8},
-               {zel().zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R, 2, 8},
-               {zel().zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R, 4, 8},
-               {zel().zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R, 8, 4},
-               {zel().zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R, 8, 2}};
+  } cases[] = {
+      {zel().zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R, 1, 8},  {zel().zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R, 2, 8},
+      {zel().zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R, 4, 8},  {zel().zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R, 8, 8},
+      {zel().zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R, 8, 4}, {zel().zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R, 8, 2}};
   for (const auto& c : cases)
     for (int slack = 0; slack < kAlignments; ++slack) {
       Guarded<int16_t> src(64, size_t(2 * slack));
@@ -257,8 +243,7 @@ TEST(Dct, CornersAndReducedSizes) {
           if (i / 8 >= c.corner || i % 8 >= c.corner) in[size_t(i)] = int16_t(rng.between(-32768, 32767));
         std::memcpy(src.data(), in.data(), 128);
         ASSERT_EQ(zelStsNoErr, c.function(src.data(), samples.data(), samples.step(), steps.data()));
-        ASSERT_EQ(bytesOf(expected, clamp8), samplesOf(samples)) << "corner " << c.corner << " size " << c.size;
-        ASSERT_TRUE(samples.intact());
+        ASSERT_EQ(bytesOf(expected, clamp8), samples.samples()) << "corner " << c.corner << " size " << c.size;
       }
     }
 }
@@ -309,12 +294,10 @@ TEST(Dct, TwelveBits) {
                 api.zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R(samples.data(), samples.step(), dst.data(), factors.data()));
       EXPECT_EQ(zelStsNoErr,
                 api.zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R(src.data(), back.data(), back.step(), steps.data()));
-      return std::pair(dst.copy(), samplesOf(back));
+      return std::pair(dst.copy(), back.samples());
     };
     const auto reference = run(zeltest::variants()[0].api);
     ASSERT_EQ(reference, run(zel()));
-    ASSERT_TRUE(dst.intact());
-    ASSERT_TRUE(back.intact());
 
     const std::vector<double> F = exact(centred, true), f = exact(dequantised, false);
     for (size_t i = 0; i < 64; ++i) {
@@ -328,20 +311,14 @@ TEST(Dct, TwelveBits) {
 }
 
 TEST_F(Checks, Dct) {
-  for (const auto f : {z.zeliDCTQuantFwd8x8_JPEG_16s_C1I, z.zeliDCTQuantInv8x8_JPEG_16s_C1I})
-    expectChecks(f, std::tuple(words, table), null<0>(), null<1>());
-  for (const auto f : {z.zeliDCTQuantFwd8x8_JPEG_16s_C1, z.zeliDCTQuantInv8x8_JPEG_16s_C1})
-    expectChecks(f, std::tuple(words, words, table), null<0>(), null<1>(), null<2>());
-  expectChecks(z.zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R, std::tuple(bytes, 8, words, table), null<0>(), null<2>(),
-               step<1>(-1), null<3>());
-  expectChecks(z.zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R, std::tuple(table, 16, words, as<float*>()), null<0>(), null<2>(),
-               step<1>(), null<3>());
-  expectChecks(z.zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R, std::tuple(words, table, 16, as<float*>()), null<0>(), null<1>(),
-               step<2>(-8), null<3>());
+  for (const auto f : {z.zeliDCTQuantFwd8x8_JPEG_16s_C1I, z.zeliDCTQuantInv8x8_JPEG_16s_C1I}) check(f, null<0, 1>());
+  for (const auto f : {z.zeliDCTQuantFwd8x8_JPEG_16s_C1, z.zeliDCTQuantInv8x8_JPEG_16s_C1}) check(f, null<0, 1, 2>());
+  check(z.zeliDCTQuantFwd8x8LS_JPEG_8u16s_C1R, null<0, 2>(), step<1>(-1), null<3>());
+  check(z.zeliDCTQuantFwd8x8LS_JPEG_16u16s_C1R, null<0, 2>(), step<1>(), null<3>());
+  check(z.zeliDCTQuantInv8x8LS_JPEG_16s16u_C1R, null<0, 1>(), step<2>(-8), null<3>());
   for (const auto f : {z.zeliDCTQuantInv8x8LS_JPEG_16s8u_C1R, z.zeliDCTQuantInv8x8LS_1x1_JPEG_16s8u_C1R,
                        z.zeliDCTQuantInv8x8LS_2x2_JPEG_16s8u_C1R, z.zeliDCTQuantInv8x8LS_4x4_JPEG_16s8u_C1R,
                        z.zeliDCTQuantInv8x8To2x2LS_JPEG_16s8u_C1R, z.zeliDCTQuantInv8x8To4x4LS_JPEG_16s8u_C1R})
-    expectChecks(f, std::tuple(words, bytes, 8, table), null<0>(), null<1>(), step<2>(), null<3>());
-  expectChecks(z.zeliDCT8x8InvLSClip_16s8u_C1R, std::tuple(words, bytes, 8, int16_t(0), uint8_t(0), uint8_t(255)),
-               null<0>(), null<1>(), step<2>());
+    check(f, null<0, 1>(), step<2>(), null<3>());
+  check(z.zeliDCT8x8InvLSClip_16s8u_C1R, null<0, 1>(), step<2>());
 }

@@ -279,74 +279,42 @@ TEST(Huffman, CorrectionBitsAreKeptUpToALimit) {
 }
 
 // The argument checks, in their order.
-class HuffmanChecks : public Checks {
- protected:
-  int minus = -1, zero = 0;
-  int* const number = as<int*>();
-  int32_t* const counts = number;
-  ZeliDecodeHuffmanSpec* const dec = as<ZeliDecodeHuffmanSpec*>();
-  ZeliEncodeHuffmanSpec* const enc = as<ZeliEncodeHuffmanSpec*>();
-  ZeliDecodeHuffmanState* const reading = as<ZeliDecodeHuffmanState*>();
-  ZeliEncodeHuffmanState* const writing = as<ZeliEncodeHuffmanState*>();
-};
-
-TEST_F(HuffmanChecks, Baseline) {
-  expectChecks(z.zeliDecodeHuffman8x8_JPEG_1u16s_C1,
-               std::tuple(bytes, 9, number, words, words, number, dec, dec, reading), null<0>(), bad<1>(-1), null<2>(),
-               null<3>(), null<4>(), null<5>(), null<6>(), null<7>(), null<8>());
-  expectChecks(z.zeliEncodeHuffman8x8_JPEG_16s1u_C1, std::tuple(words, bytes, 9, number, words, enc, enc, writing, 0),
-               null<1>(), length<2>(), null<3>(), null<7>(), null<0>(), null<4>(), null<5>(), null<6>());
-  expectChecks(z.zeliDecodeHuffman8x8_Direct_JPEG_1u16s_C1,
-               std::tuple(bytes, &zero, words, words, number, as<uint32_t*>(), &zero, dec, dec), null<0>(), null<1>(),
-               bad<1>(&minus), null<2>(), null<3>(), null<4>(), null<5>(), null<6>(), bad<6>(&minus), null<7>(),
-               null<8>());
-  expectChecks(z.zeliEncodeHuffman8x8_Direct_JPEG_16s1u_C1, std::tuple(words, bytes, number, words, enc, enc),
-               null<0>(), null<1>(), null<2>(), null<3>(), null<4>(), null<5>());
-  expectChecks(z.zeliGetHuffmanStatistics8x8_JPEG_16s_C1, std::tuple(words, counts, counts, words), null<0>(),
-               null<1>(), null<2>(), null<3>());
+TEST_F(Checks, HuffmanBaseline) {
+  int minus = -1;
+  check(z.zeliDecodeHuffman8x8_JPEG_1u16s_C1, null<0>(), bad<1>(-1), null<2, 3, 4, 5, 6, 7, 8>());
+  checkCoder(z.zeliEncodeHuffman8x8_JPEG_16s1u_C1, null<1>(), length<2>(), null<3, 7, 0, 4, 5, 6>());
+  check(z.zeliDecodeHuffman8x8_Direct_JPEG_1u16s_C1, null<0, 1>(), bad<1>(&minus), null<2, 3, 4, 5, 6>(),
+        bad<6>(&minus), null<7, 8>());
+  check(z.zeliEncodeHuffman8x8_Direct_JPEG_16s1u_C1, null<0, 1, 2, 3, 4, 5>());
+  check(z.zeliGetHuffmanStatistics8x8_JPEG_16s_C1, null<0, 1, 2, 3>());
 }
 
-TEST_F(HuffmanChecks, Progressive) {
+TEST_F(Checks, HuffmanProgressive) {
   for (const auto& [k, al] : {std::pair(0, -1), std::pair(64, 14)}) {  // outside a band, outside the bits
-    expectChecks(z.zeliDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1,
-                 std::tuple(bytes, 9, number, words, words, number, 0, dec, reading), null<0>(), length<1>(), null<2>(),
-                 null<3>(), null<4>(), null<5>(), bad<6>(al), null<7>(), null<8>());
-    expectChecks(z.zeliDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1, std::tuple(bytes, 9, number, words, number, 0, reading),
-                 null<0>(), length<1>(), null<2>(), null<3>(), null<4>(), bad<5>(al), null<6>());
-    expectChecks(z.zeliEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1,
-                 std::tuple(words, bytes, 9, number, words, 0, enc, writing, 0), null<1>(), length<2>(), null<3>(),
-                 null<7>(), null<0>(), null<4>(), bad<5>(al), null<6>());
-    expectChecks(z.zeliEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1, std::tuple(words, bytes, 9, number, 0, writing, 0),
-                 null<1>(), length<2>(), null<3>(), null<5>(), null<0>(), bad<4>(al));
-    expectChecks(z.zeliGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1, std::tuple(words, counts, words, 0), null<0>(),
-                 null<1>(), null<2>(), bad<3>(al));
+    check(z.zeliDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1, null<0>(), length<1>(), null<2, 3, 4, 5>(), bad<6>(al),
+          null<7, 8>());
+    check(z.zeliDecodeHuffman8x8_DCRefine_JPEG_1u16s_C1, null<0>(), length<1>(), null<2, 3, 4>(), bad<5>(al),
+          null<6>());
+    checkCoder(z.zeliEncodeHuffman8x8_DCFirst_JPEG_16s1u_C1, null<1>(), length<2>(), null<3, 7, 0, 4>(), bad<5>(al),
+               null<6>());
+    checkCoder(z.zeliEncodeHuffman8x8_DCRefine_JPEG_16s1u_C1, null<1>(), length<2>(), null<3, 5, 0>(), bad<4>(al));
+    check(z.zeliGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1, null<0, 1, 2>(), bad<3>(al));
     for (const auto f : {z.zeliDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1, z.zeliDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1})
-      expectChecks(f, std::tuple(bytes, 9, number, words, number, 1, 63, 0, dec, reading), null<0>(), length<1>(),
-                   null<2>(), null<3>(), null<4>(), bad<5>(k), bad<6>(k), bad<7>(al), null<8>(), null<9>());
+      check(f, null<0>(), length<1>(), null<2, 3, 4>(), bad<5>(k), bad<6>(k), bad<7>(al), null<8, 9>());
     for (const auto f : {z.zeliEncodeHuffman8x8_ACFirst_JPEG_16s1u_C1, z.zeliEncodeHuffman8x8_ACRefine_JPEG_16s1u_C1})
-      expectChecks(f, std::tuple(words, bytes, 9, number, 1, 63, 0, enc, writing, 0), null<1>(), length<2>(), null<3>(),
-                   null<7>(), null<8>(), null<0>(), bad<4>(k), bad<5>(k), bad<6>(al));
+      checkCoder(f, null<1>(), length<2>(), null<3, 7, 8, 0>(), bad<4>(k), bad<5>(k), bad<6>(al));
     for (const auto f :
          {z.zeliGetHuffmanStatistics8x8_ACFirst_JPEG_16s_C1, z.zeliGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1})
-      expectChecks(f, std::tuple(words, counts, 1, 63, 0, writing, 0), null<1>(), null<5>(), null<0>(), bad<2>(k),
-                   bad<3>(k), bad<4>(al));
+      checkCoder(f, null<1, 5, 0>(), bad<2>(k), bad<3>(k), bad<4>(al));
   }
 }
 
-TEST_F(HuffmanChecks, Lossless) {
-  const ZeliEncodeHuffmanSpec* const encTables[] = {enc, enc, enc, nullptr};
-  const ZeliDecodeHuffmanSpec* const decTables[] = {dec, dec, dec, nullptr};
-  expectChecks(z.zeliEncodeHuffmanOne_JPEG_16s1u_C1, std::tuple(words, bytes, 9, number, enc, writing, 0), null<1>(),
-               length<2>(), null<3>(), null<5>(), null<0>(), null<4>());
-  expectChecks(z.zeliEncodeHuffmanRow_JPEG_16s1u_P4C1,
-               std::tuple(constBlocks.data(), 1, 3, bytes, 9, number, &encTables[0], writing, 0), null<3>(),
-               length<4>(), null<5>(), null<7>(), null<0>(), length<1>(), length<2>(), null<6>(),
-               bad<0>(constBlocksWithout[2].data(), zelStsNullPtrErr), bad<2>(4, zelStsNullPtrErr));
-  expectChecks(z.zeliDecodeHuffmanOne_JPEG_1u16s_C1, std::tuple(bytes, 9, number, words, number, dec, reading),
-               null<0>(), length<1>(), null<2>(), null<3>(), null<4>(), null<5>(), null<6>());
-  expectChecks(z.zeliDecodeHuffmanRow_JPEG_1u16s_C1P4,
-               std::tuple(bytes, 9, number, blocks.data(), 1, 3, number, &decTables[0], reading), null<0>(),
-               length<1>(), null<2>(), null<3>(), length<4>(), length<5>(), null<6>(), null<7>(), null<8>(),
-               bad<3>(blocksWithout[2].data(), zelStsNullPtrErr), bad<5>(4, zelStsNullPtrErr));
-  expectChecks(z.zeliGetHuffmanStatisticsOne_JPEG_16s_C1, std::tuple(words, counts), null<0>(), null<1>());
+TEST_F(Checks, HuffmanLossless) {
+  checkCoder(z.zeliEncodeHuffmanOne_JPEG_16s1u_C1, null<1>(), length<2>(), null<3, 5, 0, 4>());
+  checkCoder(z.zeliEncodeHuffmanRow_JPEG_16s1u_P4C1, null<3>(), length<4>(), null<5, 7, 0>(), length<1, 2>(), null<6>(),
+             lacks<0>(2), lacks<6>(3));
+  check(z.zeliDecodeHuffmanOne_JPEG_1u16s_C1, null<0>(), length<1>(), null<2, 3, 4, 5, 6>());
+  check(z.zeliDecodeHuffmanRow_JPEG_1u16s_C1P4, null<0>(), length<1>(), null<2, 3>(), length<4, 5>(), null<6, 7, 8>(),
+        lacks<3>(2), lacks<7>(3));
+  check(z.zeliGetHuffmanStatisticsOne_JPEG_16s_C1, null<0, 1>());
 }

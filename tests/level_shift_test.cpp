@@ -24,8 +24,6 @@ void shiftBothWays(int width, int height, int srcPad, int dstPad, Random& rng) {
       ASSERT_EQ(samples.get(x, y) - 128, shifted.get(x, y)) << width << "x" << height << " at " << x << "," << y;
       ASSERT_EQ(clamp8(words.get(x, y) + 128), clamped.get(x, y)) << width << "x" << height << " at " << x << "," << y;
     }
-  ASSERT_TRUE(shifted.intact());
-  ASSERT_TRUE(clamped.intact());
 }
 
 // A directory has two links and one for each thread's.
@@ -83,9 +81,7 @@ TEST(LevelShift, CountsElementsIn32BitsForThreads) {
 TEST_F(Checks, LevelShift) {
   for (const ZeliSize s : {ZeliSize{0, 1}, ZeliSize{1, 0}, ZeliSize{-1, -1}}) {
     const auto badSize = size<4>(s.width, s.height);
-    expectChecks(z.zeliSub128_JPEG_8u16s_C1R, std::tuple(bytes, 8, words, 8, one), null<0>(), step<1>(), null<2>(),
-                 step<3>(-4), badSize);
-    expectChecks(z.zeliAdd128_JPEG_16s8u_C1R, std::tuple(words, 8, bytes, 8, one), null<0>(), step<1>(-4), null<2>(),
-                 step<3>(), badSize);
+    check(z.zeliSub128_JPEG_8u16s_C1R, null<0>(), step<1>(), null<2>(), step<3>(-4), badSize);
+    check(z.zeliAdd128_JPEG_16s8u_C1R, null<0>(), step<1>(-4), null<2>(), step<3>(), badSize);
   }
 }

@@ -29,8 +29,6 @@ TEST(Prediction, RowsAndTheirReconstruction) {
       ASSERT_EQ(zelStsNoErr,
                 zel().zeliReconstructPredRow_JPEG_16s_C1(dst.data(), previous.data(), back.data(), width, predictor));
       ASSERT_EQ(src.copy(), back.copy()) << "predictor " << predictor << " width " << width;
-      ASSERT_TRUE(dst.intact());
-      ASSERT_TRUE(back.intact());
     }
 }
 
@@ -47,7 +45,6 @@ TEST(Prediction, FirstRows) {
         ASSERT_EQ(zelStsNoErr,
                   zel().zeliReconstructPredFirstRow_JPEG_16s_C1(dst.data(), back.data(), width, precision, pt));
         ASSERT_EQ(src.copy(), back.copy());
-        ASSERT_TRUE(dst.intact());
       }
 }
 
@@ -82,10 +79,8 @@ TEST(Prediction, OverlappingRows) {
 TEST_F(Checks, Prediction) {
   for (const int predictor : {0, 8, -1})
     for (const auto f : {z.zeliDiffPredRow_JPEG_16s_C1, z.zeliReconstructPredRow_JPEG_16s_C1})
-      expectChecks(f, std::tuple(words, words, words, 1, 1), null<0>(), null<1>(), null<2>(), length<3>(),
-                   bad<4>(predictor));
+      check(f, null<0, 1, 2>(), length<3>(), bad<4>(predictor));
   for (const int precision : {1, 17})
     for (const auto f : {z.zeliDiffPredFirstRow_JPEG_16s_C1, z.zeliReconstructPredFirstRow_JPEG_16s_C1})
-      expectChecks(f, std::tuple(words, words, 1, 8, 0), null<0>(), null<1>(), length<2>(), bad<3>(precision),
-                   bad<4>(-1));
+      check(f, null<0, 1>(), length<2>(), bad<3>(precision), bad<4>(-1));
 }

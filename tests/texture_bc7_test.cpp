@@ -118,7 +118,7 @@ TEST(Bc7, DecodesAllModesAndPartitions) {
         std::memcpy(b.data(), &low, 4);
         blocks.insert(blocks.end(), b.begin(), b.end());
       }
-      checkDecoder(zel().zeliTextureDecodeBlockToRGBA_BC7_8u_C1C4R, decodeBc7, 16, {32, 32}, blocks, 0, false);
+      checkDecoder(zel().zeliTextureDecodeBlockToRGBA_BC7_8u_C1C4R, decodeBc7, 16, {32, 32}, blocks);
     }
   }
 }

@@ -1,5 +1,4 @@
-// Texture functions over images of many sizes, with unreadable pages right before and right behind source and
-// destination.
+// Texture functions over images of many sizes, with unreadable pages right behind source and destination.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,11 +9,6 @@
 namespace zeltest {
 
 using Bytes = std::vector<uint8_t>;
-
-// Bytes up against the page behind them, or against the one before.
-struct Fenced : Guarded<uint8_t> {
-  Fenced(const Bytes& v, bool front) : Guarded(v, front ? size_t(4096 - int(v.size() % 4096)) % 4096 : 0) {}
-};
 
 inline size_t blocksOf(ZeliSize s) { return size_t((s.width + 3) / 4) * size_t((s.height + 3) / 4); }
 
@@ -30,9 +24,9 @@ using Decoder = decltype(&zeliTextureDecodeBlockToRGBA_BC7_8u_C1C4R);
 using BlockDecoder = void(const uint8_t* block, uint8_t (*rgba)[4]);
 
 inline void checkDecoder(Decoder decode, BlockDecoder* definition, int blockBytes, ZeliSize size, const Bytes& blocks,
-                         int extraStep, bool front) {
+                         int extraStep = 0) {
   const size_t step = size_t(4 * size.width + extraStep), h = size_t(size.height);
-  Fenced src(blocks, front), dst(Bytes(step * (h - 1) + 4 * size_t(size.width), 0xA5), front);
+  Guarded<uint8_t> src(blocks), dst(step * (h - 1) + 4 * size_t(size.width));
   Bytes expected = dst.copy();
   for (size_t i = 0; i < blocksOf(size); ++i) {
     const size_t across = size_t(size.width + 3) / 4, x = i % across * 4, y = i / across * 4;
@@ -44,15 +38,13 @@ inline void checkDecoder(Decoder decode, BlockDecoder* definition, int blockByte
   }
   ASSERT_EQ(zelStsNoErr, decode(src.data(), dst.data(), uint32_t(step), size));
   ASSERT_TRUE(expected == dst.copy()) << size.width << " x " << size.height;
-  ASSERT_TRUE(dst.intact()) << size.width << " x " << size.height;
 }
 
 inline void checkDecoderOverSizes(Decoder decode, BlockDecoder* definition, int blockBytes) {
   Random rng(uint64_t(blockBytes) + 70);
   forAllSizes([&](ZeliSize s) {
-    const Bytes blocks = rng.vector<uint8_t>(blocksOf(s) * size_t(blockBytes));
-    const int extra = rng.below(3) * 7;
-    for (const bool front : {false, true}) checkDecoder(decode, definition, blockBytes, s, blocks, extra, front);
+    checkDecoder(decode, definition, blockBytes, s, rng.vector<uint8_t>(blocksOf(s) * size_t(blockBytes)),
+                 rng.below(3) * 7);
   });
 }
 

@@ -3,8 +3,6 @@
 //   length                               samples of a block, or of all rows of a call
 //   decode(z, Decoder, src, n, block)    one call of the decoder
 //   encode(z, Coder, block, dst, flush)  one call of the encoder
-//   before(sample), after(sample)        what stands in a block before and after it is decoded
-//   comparable(place)                    whether that is known of a place in the block
 #pragma once
 
 #include "primitives.h"
@@ -47,17 +45,8 @@ inline Pair<int16_t> coefficients(Run& z, size_t n, int bits) {
 }
 
 struct Decoder {
-  struct Record {
-    ZeliDecodeHuffmanState state = {};
-    int pos = 0, marker = 0;
-    int16_t lastDC = 0;
-  };
   explicit Decoder(Run& z)
       : state(z.one(ZeliDecodeHuffmanState{})), pos(z.one(0)), marker(z.one(0)), lastDC(z.one(int16_t{0})) {}
-  Record record() const { return {*state, *pos, *marker, *lastDC}; }
-  void restore(const Record& r) const {
-    state.set(0, r.state), pos.set(0, r.pos), marker.set(0, r.marker), lastDC.set(0, r.lastDC);
-  }
   Pair<ZeliDecodeHuffmanState> state;
   Pair<int> pos, marker;
   Pair<int16_t> lastDC;
@@ -72,57 +61,36 @@ struct Coder {
 
 inline bool equal(const int16_t* a, const int16_t* b, size_t n) { return std::equal(a, a + n, b); }
 
-// The rest of the input as a stream: up to its last byte, with bytes behind it, and as the bytes arrive one by one,
-// where a codec does a block again that was cut short. `beside` may look at each block. The records go on after an
-// error.
+// The rest of the input as a stream: up to its last byte, and with bytes behind it. `beside` may look at each block. The
+// records go on after an error.
 template <class Scan, class Beside>
 void decodeStream(Run& z, const Scan& scan, Beside beside) {
-  constexpr int kBlocks = 16, kArriving = 40;
   const uint8_t* const data = z.rest();
   const int n = int(std::min<size_t>(z.left(), 120));
   const Pair<uint8_t> src = z.copy(data, size_t(n)), more = z.take<uint8_t>(size_t(n) + 40, false);
   for (uint8_t* to : more.of) std::copy(data, data + n, to);
   const size_t length = scan.length;
-  const auto block = z.take<int16_t>(length), other = z.copy(block.of[0], length), third = z.copy(block.of[0], length);
-  int16_t decoded[kBlocks][4 * 64];
-  const Decoder d(z), far(z), near(z);
+  const auto block = z.take<int16_t>(length), other = z.copy(block.of[0], length);
+  const Decoder d(z), far(z);
   ZelStatus status = zelStsNoErr;
-  int count = 0;
-  for (; count < kBlocks && status == zelStsNoErr; count += status == zelStsNoErr) {
+  for (int count = 0; count < 16 && status == zelStsNoErr; ++count) {
     status = scan.decode(z, d, src, n, block);
     const ZelStatus farther = scan.decode(z, far, more, n + 40, other);
     if (status == zelStsNoErr)
       z.expect(farther == status && equal(block.of[0], other.of[0], length) && *d.lastDC == *far.lastDC &&
                (*d.state).lastPosition == (*far.state).lastPosition && (*d.state).eobRun == (*far.state).eobRun);
     beside(data, n, status, d, block);
-    std::copy(block.of[0], block.of[0] + length, decoded[count]);
   }
   for (int again = 0; again < 2; ++again) scan.decode(z, d, src, n, block);
-  for (int have = std::max(1, n - kArriving), i = 0; i < count && n > 0;) {
-    const Decoder::Record before = near.record();
-    int16_t blockBefore[4 * 64];
-    std::copy(third.of[0], third.of[0] + length, blockBefore);
-    const Pair<uint8_t> part = src.from(size_t(n - have));  // up to the unreadable page
-    for (uint8_t* to : part.of) std::copy(data, data + have, to);
-    const ZelStatus s = scan.decode(z, near, part, have, third);
-    if (s == zelStsJPEGOutOfBufErr && have < n) {
-      near.restore(before), ++have;
-      for (int16_t* to : third.of) std::copy(blockBefore, blockBefore + length, to);
-    } else {
-      // A last byte 0xFF is an error as soon as it is read ahead, and how far that is depends on the steps.
-      z.expect(s == zelStsNoErr ? equal(third.of[0], decoded[i++], length) : data[n - 1] == 0xFF);
-      if (s != zelStsNoErr) break;
-    }
-  }
 }
 
 // Room for four blocks and a flush: 32 bits for a sample, each byte of which may need another behind it.
 constexpr size_t mostBytes(size_t length) { return 4 * 8 * length + 64; }
 
-// Blocks into little and into much room: the same bytes as far as they fit. Then back, where they were coded in full
-// and the decoder has the table. `beside` may look at each call and its status.
+// Blocks into little and into much room: the same bytes as far as they fit. `beside` may look at each call and its
+// status.
 template <class Scan, class Beside>
-void encodeStream(Run& z, const Scan& scan, bool decodes, int bits, Beside beside) {
+void encodeStream(Run& z, const Scan& scan, int bits, Beside beside) {
   const int count = 1 + z.below(4);
   const Pair<uint8_t> small = z.take<uint8_t>(size_t(1 + z.byte())),
                       large = z.take<uint8_t>(mostBytes(scan.length), false);
@@ -139,15 +107,6 @@ void encodeStream(Run& z, const Scan& scan, bool decodes, int bits, Beside besid
     if (fits)
       z.expect(codes && *tight.pos == *loose.pos && std::equal(small.of[0], small.of[0] + *tight.pos, large.of[0]));
     beside(blocks, i, flush, codes, loose, large);
-  }
-  if (!codes || !decodes || *loose.pos == 0) return;
-  const Decoder d(z);
-  const Pair<uint8_t> coded = z.copy(large.of[0], size_t(*loose.pos));
-  const Pair<int16_t> back = z.take<int16_t>(scan.length);
-  for (int i = 0; i < count; ++i) {
-    for (size_t k = 0; k < scan.length; ++k) back.set(k, scan.before(blocks[i][k]));
-    z.expect(scan.decode(z, d, coded, *loose.pos, back) == zelStsNoErr);
-    for (size_t k = 0; k < scan.length; ++k) z.expect(!scan.comparable(k) || back[k] == scan.after(blocks[i][k]));
   }
 }
 

@@ -37,25 +37,13 @@ struct Progressive {
                        : &Api::zeliGetHuffmanStatistics8x8_ACRefine_JPEG_16s_C1,
              block, counts, ss, se, al, c.state, flush);
   }
-  // Refinement finds what the scans before have left: all bits above its own.
-  bool comparable(size_t k) const { return kind < 2 ? k == 0 : k > 0 && ss == 1 && se == 63; }
-  int16_t before(int16_t v) const {
-    if (kind == 1) return int16_t(v & ~(1 << al));
-    const int known = kind == 3 ? std::abs(v) >> al >> 1 << al << 1 : 0;
-    return int16_t(v < 0 ? -known : known);
-  }
-  int16_t after(int16_t v) const {
-    if (kind == 1) return v;
-    if (kind == 0) return int16_t((v >> al) * (1 << al));
-    return int16_t((v < 0 ? -1 : 1) * (std::abs(v) >> al << al));
-  }
 };
 
 void encode(Run& z, const Progressive& scan) {
   const Coder counted(z);
   const Pair<int32_t> counts = z.take<int32_t>(256, false);
   bool counting = scan.kind != 1;
-  encodeStream(z, scan, scan.t.decodes, 15, [&](const auto* blocks, int i, bool flush, bool codes, const auto&, auto&) {
+  encodeStream(z, scan, 15, [&](const auto* blocks, int i, bool flush, bool codes, const auto&, auto&) {
     if (scan.kind > 0 || !flush)
       counting = counting && scan.count(z, blocks[flush ? 0 : i], counts, counted, flush) == zelStsNoErr;
     bool known = true;

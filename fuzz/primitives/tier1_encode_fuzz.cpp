@@ -1,5 +1,5 @@
-// The tier-1 encoder: blocks of any samples in every style, the bytes asked for in one call and in many, and back
-// through the decoder. The encoder's states serve all executions.
+// The tier-1 encoder: blocks of any samples in every style, the bytes asked for in one call or in many. The encoder's
+// states serve all executions.
 #include "primitives.h"
 
 using namespace fuzz;
@@ -60,17 +60,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     samples.set(i, quiet ? 0 : int32_t((v & 0x80000000u) | (v & 0x7FFFFFFFu) >> (31 - planes)));
   }
   const Pair<int> planesFound = z.one(-1), passes = z.one(-1), segments = z.one(-1);
-  const auto load = [&] {
-    return z(&Api::zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R, samples, 4 * rowWords, block, state, subband,
-             Kept{31 - lowest}, termination, 0, flags, planesFound, passes, segments);
-  };
-  if (load() != zelStsNoErr) return 0;
-  const int room = 1 + z.below(z.below(4) ? 200 : 5);
-  const Coded stepwise = store(z, state, room);
-  if (load() != zelStsNoErr) return 0;
-  const Coded whole = store(z, state, 2400);
-  z.expect(stepwise.length == whole.length &&
-           std::equal(whole.bytes.of[0], whole.bytes.of[0] + whole.length, stepwise.bytes.of[0]));
+  if (z(&Api::zeliEncodeLoadCodeBlock_JPEG2K_32s_C1R, samples, 4 * rowWords, block, state, subband, Kept{31 - lowest},
+        termination, 0, flags, planesFound, passes, segments) != zelStsNoErr)
+    return 0;
+  const Coded coded = store(z, state, z.below(2) ? 2400 : 1 + z.below(z.below(4) ? 200 : 5));
 
   // Rates grow up to all bytes, lengths of segments add up to them.
   const Pair<int> rate = z.one(-1);
@@ -79,7 +72,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   for (int p = 0; p < *passes; ++p) {
     z(&Api::zeliEncodeGetRate_JPEG2K, state, p, rate);
     z(&Api::zeliEncodeGetDist_JPEG2K, state, p, gain);
-    z.expect(*rate >= last && *rate <= whole.length);
+    z.expect(*rate >= last && *rate <= coded.length);
     last = *rate;
   }
   z.expect(z(&Api::zeliEncodeGetRate_JPEG2K, state, *passes, rate) == zelStsJPEG2KBadPassNumberErr);
@@ -89,22 +82,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     z(&Api::zeliEncodeGetTermPassLen_JPEG2K, state, s, lengths.from(size_t(s)));
     sum += lengths[size_t(s)];
   }
-  z.expect(sum == whole.length);
-  if (z.strayed()) return 0;
-
-  const Pair<ZeliDecodeCBProgrState_JPEG2K> decoder = z.opaque<ZeliDecodeCBProgrState_JPEG2K>(2048);
-  const Pair<int32_t> back = z.take<int32_t>(size_t(n));
-  const Pair<uint8_t> coded = z.copy(whole.bytes.of[0], size_t(whole.length));
-  const int check = termination == zeliTerminationPredictable ? zeliDecodeCheckTermination : 0;
-  const ZelStatus decoded =
-      z(&Api::zeliDecodeCodeBlock_JPEG2K_1u32s_C1R, coded, back, 4 * rowWords, block, subband, Kept{*planesFound},
-        *passes, lengths, *segments, flags | check | zeliDecodeKeepHalfBits, Pair<int>{}, decoder);
-  z.expect(decoded == zelStsNoErr);
-  const uint32_t known = 0x80000000u | (0x7FFFFFFFu << lowest & 0x7FFFFFFFu);
-  for (int i = 0; i < n; ++i) {
-    if (i % rowWords >= block.width) continue;
-    const uint32_t v = uint32_t(samples[size_t(i)]) & known;
-    z.expect(uint32_t(back[size_t(i)]) == (v & 0x7FFFFFFFu ? v | 1u << lowest >> 1 : 0));
-  }
+  z.expect(sum == coded.length);
   return 0;
 }

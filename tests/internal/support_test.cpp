@@ -5,8 +5,9 @@
 
 #include <cmath>
 
+#include "support/checks.h"
 #include "support/core_hooks.h"
-#include "support/data.h"
+#include "support/picture.h"
 #include "zelcore.h"
 
 using namespace ZEL_VARIANT;
@@ -32,50 +33,28 @@ TEST(Support, CopyAndFill) {
   const std::vector<uint8_t> src = rng.vector<uint8_t>(100);
   Guarded<uint8_t> dst(100, 3);
   EXPECT_EQ(zelStsNoErr, zelsCopy_8u(src.data(), dst.data(), 99));
-  EXPECT_TRUE(std::equal(src.begin(), src.begin() + 99, dst.data()));
-  EXPECT_EQ(dst[99], dst.kPattern);
-  EXPECT_TRUE(dst.intact());
   EXPECT_EQ(zelStsNoErr, zelsSet_8u(0x5C, dst.data(), 50));
-  EXPECT_EQ(dst[49], 0x5C);
-  EXPECT_EQ(dst[50], src[50]);
   EXPECT_EQ(zelStsNoErr, zelsZero_8u(dst.data(), 2));
-  EXPECT_EQ(dst[0], 0);
-  EXPECT_EQ(dst[1], 0);
-  EXPECT_EQ(dst[2], 0x5C);
+  for (size_t i = 0; i < 100; ++i) EXPECT_EQ(i < 2 ? 0 : i < 50 ? 0x5C : i < 99 ? src[i] : dst.kPattern, dst[i]) << i;
   int16_t words[3] = {1, 1, 1};
   EXPECT_EQ(zelStsNoErr, zelsZero_16s(words, 2));
-  EXPECT_EQ(words[0], 0);
-  EXPECT_EQ(words[1], 0);
-  EXPECT_EQ(words[2], 1);
-  const ZelStatus null = zelStsNullPtrErr, size = zelStsSizeErr;
-  EXPECT_EQ(zelsCopy_8u(nullptr, dst.data(), 0), null);
-  EXPECT_EQ(zelsCopy_8u(src.data(), nullptr, 0), null);
-  EXPECT_EQ(zelsSet_8u(0, nullptr, 0), null);
-  EXPECT_EQ(zelsZero_8u(nullptr, 0), null);
-  EXPECT_EQ(zelsZero_16s(nullptr, 0), null);
-  EXPECT_EQ(zelsCopy_8u(src.data(), dst.data(), 0), size);
-  EXPECT_EQ(zelsSet_8u(0, dst.data(), -1), size);
-  EXPECT_EQ(zelsZero_8u(dst.data(), 0), size);
-  EXPECT_EQ(zelsZero_16s(words, 0), size);
+  EXPECT_TRUE(words[0] == 0 && words[1] == 0 && words[2] == 1);
 }
 
 TEST(Support, ReverseDivision) {
   Random rng(2);
-  for (const int len : {1, 7, 8, 9, 64, 2047, 2048, 2049, 5001}) {
-    for (const int threads : {1, 2, 5}) {
+  for (const int len : {1, 7, 8, 9, 64, 2047, 2048, 2049, 5001})
+    for (const int threads : {1, 2, 5})
       for (const int val : {0, 1, 32768, 65535}) {
-        std::vector<uint16_t> divisors = rng.vector<uint16_t>(size_t(len));
-        if (rng.below(2))
-          for (uint16_t& d : divisors) d = uint16_t(d | 1);
-        bool anyZero = false;
-        std::vector<uint16_t> expected;
-        for (const uint16_t d : divisors) {
-          anyZero = anyZero || d == 0;
-          expected.push_back(val == 0 ? uint16_t(0)
-                             : d == 0 ? uint16_t(65535)
-                                      : uint16_t(std::nearbyintf(float(val) / float(d))));
+        std::vector<uint16_t> divisors = rng.vector<uint16_t>(size_t(len)), expected;
+        const int odd = rng.below(2);  // and none of them 0
+        ZelStatus status = zelStsNoErr;
+        for (uint16_t& d : divisors) {
+          d = uint16_t(d | odd);
+          if (d == 0) status = zelStsDivByZeroWrn;
+          const float quotient = val == 0 ? 0 : d == 0 ? 65535 : std::nearbyintf(float(val) / float(d));
+          expected.push_back(uint16_t(quotient));
         }
-        const ZelStatus status = anyZero ? zelStsDivByZeroWrn : zelStsNoErr;
         hooks()->threads = threads;
         Guarded<uint16_t> src(divisors), dst(size_t(len), 2);
         ASSERT_EQ(status, zelsDivCRev_16u(src.data(), uint16_t(val), dst.data(), len));
@@ -83,96 +62,72 @@ TEST(Support, ReverseDivision) {
         ASSERT_EQ(status, zelsDivCRev_16u_I(uint16_t(val), src.data(), len));
         ASSERT_EQ(expected, src.copy());
       }
-    }
-  }
   hooks()->reset();
-  uint16_t x = 1;
-  EXPECT_EQ(zelStsNullPtrErr, zelsDivCRev_16u(nullptr, 1, &x, 0));
-  EXPECT_EQ(zelStsNullPtrErr, zelsDivCRev_16u(&x, 1, nullptr, 0));
-  EXPECT_EQ(zelStsSizeErr, zelsDivCRev_16u(&x, 1, &x, 0));
-  EXPECT_EQ(zelStsNullPtrErr, zelsDivCRev_16u_I(1, nullptr, 0));
-  EXPECT_EQ(zelStsSizeErr, zelsDivCRev_16u_I(1, &x, 0));
 }
 
-TEST(Support, RegionsCopyMaskAndWiden) {
+// f(source, destination) over regions of every small width gives value(x) for each sample x.
+template <class T, class F, class Value>
+void expectRegions(F f, Value value) {
   Random rng(3);
   for (int width = 1; width <= 40; ++width) {
-    const int height = 1 + width % 4, step = 4 * width + 12;
-    const size_t bytes = size_t(step * (height - 1) + 4 * width);
-    Guarded<uint8_t> src(rng.vector<uint8_t>(bytes), size_t(width % 4)), dst(bytes, size_t(width % 5));
-    const auto at = [&](Guarded<uint8_t>& g, int x, int y) {
-      uint32_t v;
-      std::memcpy(&v, g.data() + y * step + 4 * x, 4);
-      return v;
-    };
-    const auto expectRegion = [&](uint32_t mask, int elementBytes) {
-      for (int y = 0; y < height; ++y)
-        for (int i = 0; i < step && y * step + i < int(bytes); ++i) {
-          const uint8_t want = i < elementBytes * width
-                                   ? uint8_t(src[size_t(y * step + i)] & uint8_t(mask >> (8 * (i % 4))))
-                                   : dst.kPattern;
-          ASSERT_EQ(want, dst[size_t(y * step + i)]) << width << " " << i;
-        }
-      std::memset(dst.data(), dst.kPattern, bytes);
-    };
-    const ZeliSize size = {width, height};
-    const auto words = reinterpret_cast<int32_t*>(src.data());
-    ASSERT_EQ(zelStsNoErr, zeliCopy_16s_C1R(reinterpret_cast<int16_t*>(src.data()), step,
-                                            reinterpret_cast<int16_t*>(dst.data()), step, size));
-    expectRegion(~0u, 2);
-    ASSERT_EQ(zelStsNoErr, zeliCopy_32f_C1R(reinterpret_cast<float*>(src.data()), step,
-                                            reinterpret_cast<float*>(dst.data()), step, size));
-    expectRegion(~0u, 4);
-    ASSERT_EQ(zelStsNoErr,
-              zeliAndC_32s_C1R(words, step, -(1 << 5), reinterpret_cast<int32_t*>(dst.data()), step, size));
-    expectRegion(~31u, 4);
-    const uint32_t last = at(src, width - 1, height - 1);
-    ASSERT_EQ(zelStsNoErr, zeliAndC_32s_C1IR(0x0F0F0F0F, words, step, size));
-    ASSERT_EQ(last & 0x0F0F0F0F, at(src, width - 1, height - 1));
-    ASSERT_TRUE(src.intact());
-    ASSERT_TRUE(dst.intact());
+    Plane<T> src(width, 1 + width % 4, 12, width % 4), dst(width, 1 + width % 4, 8, width % 5);
+    src.fill(rng);
+    ASSERT_EQ(zelStsNoErr, f(src, dst));
+    for (int y = 0; y < dst.height(); ++y)
+      for (int x = 0; x < width; ++x) ASSERT_EQ(value(src.get(x, y)), dst.get(x, y)) << x << " of " << width;
   }
-  int32_t a = 1;
-  float f = 1;
-  int16_t h = 1;
-  EXPECT_EQ(zelStsNullPtrErr, zeliCopy_16s_C1R(nullptr, 2, &h, 2, {0, 0}));
-  EXPECT_EQ(zelStsNullPtrErr, zeliCopy_32f_C1R(&f, 4, nullptr, 4, {0, 0}));
-  EXPECT_EQ(zelStsSizeErr, zeliCopy_32f_C1R(&f, 0, &f, 0, {0, 1}));
-  EXPECT_EQ(zelStsNoErr, zeliCopy_16s_C1R(&h, 0, &h, 0, {1, 1}));  // steps are not checked
-  EXPECT_EQ(zelStsNullPtrErr, zeliAndC_32s_C1R(&a, 0, 1, nullptr, 0, {0, 0}));
-  EXPECT_EQ(zelStsStepErr, zeliAndC_32s_C1R(&a, 4, 1, &a, 0, {0, 0}));
-  EXPECT_EQ(zelStsSizeErr, zeliAndC_32s_C1R(&a, 4, 1, &a, 4, {1, 0}));
-  EXPECT_EQ(zelStsNullPtrErr, zeliAndC_32s_C1IR(1, nullptr, 0, {0, 0}));
+}
+
+TEST(Support, RegionsCopyAndMask) {
+  const auto same = [](auto x) { return x; };
+  expectRegions<int16_t>(
+      [](auto& s, auto& d) { return zeliCopy_16s_C1R(s.data(), s.step(), d.data(), d.step(), d.size()); }, same);
+  expectRegions<float>(
+      [](auto& s, auto& d) { return zeliCopy_32f_C1R(s.data(), s.step(), d.data(), d.step(), d.size()); }, same);
+  const auto and32 = [](auto& s, auto& d) {
+    return zeliAndC_32s_C1R(s.data(), s.step(), -(1 << 5), d.data(), d.step(), d.size());
+  };
+  const auto andInPlace = [](auto& s, auto& d) {
+    d.fill([&](int x, int y) { return s.get(x, y); });
+    return zeliAndC_32s_C1IR(0x0F0F0F0F, d.data(), d.step(), d.size());
+  };
+  expectRegions<int32_t>(and32, [](int32_t x) { return x & ~31; });
+  expectRegions<int32_t>(andInPlace, [](int32_t x) { return x & 0x0F0F0F0F; });
 }
 
 TEST(Support, WideningUnderEveryCacheSize) {
   Random rng(4);
-  const struct {
-    int width, height, srcPad, dstPad;
-  } shapes[] = {{1, 1, 0, 0}, {31, 5, 3, 2}, {600, 300, 0, 0}, {601, 301, 1, 4}, {700, 260, 0, 6}};
+  const int shapes[][4] = {{1, 1, 0, 0}, {31, 5, 3, 2}, {600, 300, 0, 0}, {601, 301, 1, 4}, {700, 260, 0, 6}};
   for (const int cacheBytes : {-1, 0, 1000, 1 << 30})
-    for (const auto& s : shapes)
-      for (const size_t slack : {size_t(0), size_t(2), size_t(5)}) {
+    for (const auto& [width, height, srcPad, dstPad] : shapes)
+      for (const int slack : {0, 2, 5}) {
         hooks()->cacheBytes = cacheBytes;
-        const int srcStep = s.width + s.srcPad, dstStep = 2 * s.width + s.dstPad;
-        Guarded<uint8_t> src(rng.vector<uint8_t>(size_t(srcStep * (s.height - 1) + s.width)));
-        Guarded<uint8_t> dst(size_t(dstStep * (s.height - 1) + 2 * s.width), slack);
-        ASSERT_EQ(zelStsNoErr, zeliConvert_8u16u_C1R(src.data(), srcStep, reinterpret_cast<uint16_t*>(dst.data()),
-                                                     dstStep, {s.width, s.height}));
-        for (int y = 0; y < s.height; ++y)
-          for (int x = 0; x < s.width; ++x) {
-            const size_t at = size_t(y * dstStep + 2 * x);
-            ASSERT_EQ(dst[at], src[size_t(y * srcStep + x)]) << x << "," << y;
-            ASSERT_EQ(dst[at + 1], 0) << x << "," << y;
-          }
-        ASSERT_TRUE(dst.intact());
+        Plane<uint8_t> src(width, height, srcPad);
+        Plane<uint16_t> dst(width, height, dstPad, slack);
+        src.fill(rng);
+        ASSERT_EQ(zelStsNoErr, zeliConvert_8u16u_C1R(src.data(), src.step(), dst.data(), dst.step(), dst.size()));
+        for (int y = 0; y < height; ++y)
+          for (int x = 0; x < width; ++x) ASSERT_EQ(src.get(x, y), dst.get(x, y)) << x << "," << y;
       }
   hooks()->reset();
-  uint8_t b = 0;
-  uint16_t w = 0;
-  EXPECT_EQ(zelStsNullPtrErr, zeliConvert_8u16u_C1R(nullptr, 0, &w, 0, {0, 0}));
-  EXPECT_EQ(zelStsSizeErr, zeliConvert_8u16u_C1R(&b, 0, &w, 0, {0, 1}));
-  EXPECT_EQ(zelStsStepErr, zeliConvert_8u16u_C1R(&b, 1, &w, 0, {1, 1}));
+}
+
+TEST_F(ArgumentChecks, Support) {
+  check(zelsCopy_8u, null<0, 1>(), length<2>());
+  check(zelsSet_8u, null<1>(), length<2>(-1));
+  check(zelsZero_8u, null<0>(), length<1>());
+  check(zelsZero_16s, null<0>(), length<1>());
+  check(zelsDivCRev_16u, null<0, 2>(), length<3>());
+  check(zelsDivCRev_16u_I, null<1>(), length<2>());
+  const auto noSize = size<4>(0, 1);
+  check(zeliCopy_16s_C1R, null<0, 2>(), noSize);
+  check(zeliCopy_32f_C1R, null<0, 2>(), noSize);
+  check(zeliAndC_32s_C1R, null<0, 3>(), step<1, 4>(), size<5>(1, 0));
+  check(zeliAndC_32s_C1IR, null<1>(), step<2>(), size<3>(1, 0));
+  check(zeliConvert_8u16u_C1R, null<0, 2>(), noSize, step<1, 3>());
+  check(zeliZigzagInv8x8_16s_C1, null<0, 1>());
+  int16_t sample = 1;  // steps of copies are not checked
+  EXPECT_EQ(zelStsNoErr, zeliCopy_16s_C1R(&sample, 0, &sample, 0, {1, 1}));
 }
 
 TEST(Support, ZigzagAndCategoryTables) {
@@ -182,8 +137,6 @@ TEST(Support, ZigzagAndCategoryTables) {
   const int16_t firstRows[] = {0, 1, 5, 6, 14, 15, 27, 28, 2, 4, 7, 13, 16, 26, 29, 42};
   EXPECT_TRUE(std::equal(firstRows, firstRows + 16, natural));
   for (int i = 0; i < 72; ++i) EXPECT_EQ(i < 64 ? i : 63, natural[own_pj_izigzag_index.at[i]]);
-  EXPECT_EQ(zelStsNullPtrErr, zeliZigzagInv8x8_16s_C1(nullptr, natural));
-  EXPECT_EQ(zelStsNullPtrErr, zeliZigzagInv8x8_16s_C1(zigzag, nullptr));
   for (int m = 0; m < 512; ++m) {
     if (m < 256) EXPECT_EQ(m ? int(std::log2(m)) + 1 : 0, own_pj_csize.at[m]);
     EXPECT_EQ(m ? int(std::log2(m)) : 0, own_pj_eobsize.at[m]);

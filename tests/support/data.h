@@ -1,9 +1,11 @@
 // Test data: a seeded generator, and buffers between unreadable pages.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -65,8 +67,8 @@ class Random {
 };
 
 // n elements of T that end `slack` bytes before an unreadable page, with another unreadable page before the first of
-// them. The readable bytes around the elements hold a pattern; intact() tells whether it still stands. Odd slacks give
-// odd addresses: read and write the elements through memcpy or the function under test then.
+// them. The readable bytes around the elements hold a pattern, which must still stand at the end. Odd slacks give odd
+// addresses: read and write the elements through memcpy or the function under test then.
 template <class T>
 class Guarded {
  public:
@@ -83,7 +85,12 @@ class Guarded {
   Guarded(const std::vector<T>& v, size_t slack = 0) : Guarded(v.size(), slack) {
     if (!v.empty()) std::memcpy(bytes(), v.data(), v.size() * sizeof(T));
   }
-  ~Guarded() { munmap(base_, mapped_); }
+  ~Guarded() {
+    const auto isPattern = [](uint8_t b) { return b == kPattern; };
+    EXPECT_TRUE(std::all_of(begin_, bytes(), isPattern)) << "a byte before a buffer was written";
+    EXPECT_TRUE(std::all_of(end_ - slack_, end_, isPattern)) << "a byte behind a buffer was written";
+    munmap(base_, mapped_);
+  }
   Guarded(const Guarded&) = delete;
   Guarded& operator=(const Guarded&) = delete;
 
@@ -94,13 +101,6 @@ class Guarded {
     std::vector<T> v(n_);
     if (n_ > 0) std::memcpy(v.data(), bytes(), n_ * sizeof(T));
     return v;
-  }
-  bool intact() const {
-    for (const uint8_t* p = begin_; p < bytes(); ++p)
-      if (*p != kPattern) return false;
-    for (const uint8_t* p = end_ - slack_; p < end_; ++p)
-      if (*p != kPattern) return false;
-    return true;
   }
   static constexpr uint8_t kPattern = 0xA5;
 

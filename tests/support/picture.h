@@ -12,8 +12,8 @@ namespace zeltest {
 constexpr uint8_t clamp8(int x) { return uint8_t(x < 0 ? 0 : x > 255 ? 255 : x); }
 
 // A plane: height rows of width elements, step bytes apart; the last one ends slack bytes before an unreadable page.
-// The bytes between rows and around the plane hold a pattern; intact() tells whether it still stands. Steps and slacks
-// may be odd, so samples are read and written through get and set.
+// The bytes between rows and around the plane hold a pattern, which must still stand at the end. Steps and slacks may be
+// odd, so samples are read and written through get and set.
 template <class T>
 class Plane {
  public:
@@ -22,6 +22,12 @@ class Plane {
         height_(height),
         step_(width * int(sizeof(T)) + pad),
         memory_(size_t(step_) * size_t(height - 1) + size_t(width) * sizeof(T), size_t(slack)) {}
+
+  ~Plane() {
+    for (int y = 0; y + 1 < height_; ++y)
+      for (const uint8_t* p = at(width_, y); p < at(0, y + 1); ++p)
+        if (*p != memory_.kPattern) ADD_FAILURE() << "a byte behind row " << y << " was written";
+  }
 
   T* data() { return reinterpret_cast<T*>(memory_.data()); }
   int step() const { return step_; }
@@ -40,6 +46,12 @@ class Plane {
     std::memcpy(values.data(), at(0, y), size_t(width_) * sizeof(T));
     return values;
   }
+  std::vector<T> samples() const {
+    std::vector<T> all;
+    for (int y = 0; y < height_; ++y)
+      for (const T sample : row(y)) all.push_back(sample);
+    return all;
+  }
   // sample(x, y) for every place.
   template <class Sample>
   void fill(Sample sample) {
@@ -49,13 +61,6 @@ class Plane {
   void fill(Random& random) {
     const std::vector<T> values = random.vector<T>(size_t(width_) * size_t(height_));
     fill([&](int x, int y) { return values[size_t(y) * size_t(width_) + size_t(x)]; });
-  }
-
-  bool intact() const {
-    for (int y = 0; y + 1 < height_; ++y)
-      for (const uint8_t* p = at(width_, y); p < at(0, y + 1); ++p)
-        if (*p != Guarded<uint8_t>::kPattern) return false;
-    return memory_.intact();
   }
 
  private:
@@ -84,11 +89,6 @@ class Picture {
   ZeliSize size() const { return planes_[0]->size(); }
   void fill(Random& random) {
     for (const auto& plane : planes_) plane->fill(random);
-  }
-  bool intact() const {
-    for (const auto& plane : planes_)
-      if (!plane->intact()) return false;
-    return true;
   }
 
  private:
