@@ -352,8 +352,7 @@ TEST(MetadataTest, PngKeepsAllOfIt) {
   options.warnings = &warnings;
   encodeNetpbm(image, options);
   ASSERT_EQ(warnings.size(), 1u);
-  EXPECT_EQ(warnings[0],
-            "left out, as Netpbm cannot hold it: EXIF, XMP, comments, resolution, orientation");
+  EXPECT_EQ(warnings[0], "left out, as Netpbm cannot hold it: EXIF, XMP, comments, resolution, orientation");
 }
 
 // ---- Formats --------------------------------------------------------------------------------------------------------
