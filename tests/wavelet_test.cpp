@@ -212,7 +212,7 @@ std::vector<T> tile(std::vector<T> plane, ZeliRect r, bool inverse) {
   return plane;
 }
 
-// The arithmetic itself: of samples in the range of pictures it gives what double precision gives, but for the rounding.
+// The arithmetic itself: samples in the range of pictures give what double precision gives, but for the rounding.
 template <class L>
 void nearExact(std::vector<ZeliRect> tiles) {
   Random rng(2);
