@@ -129,25 +129,6 @@ TEST(PackBits, RowsOfAllLengths) {
   for (const int n : {1000, 5000}) ASSERT_NO_FATAL_FAILURE(checkRow(row(rng, size_t(n))));
 }
 
-// A pair, a triple, or both, at each place of a row without other equal neighbours, for every length around the limits.
-TEST(PackBits, PairsAtEveryPlace) {
-  Random rng(81);
-  for (const int n : {2, 3, 4, 126, 127, 128, 129, 130, 131, 132, 190, 255, 256, 257, 258})
-    for (int at = 0; at + 1 < n; ++at)
-      for (int extra = 0; extra < 3; ++extra) {
-        Bytes s(size_t(n), 0);
-        for (int i = 0; i < n; ++i) s[size_t(i)] = uint8_t(i);
-        s[size_t(at + 1)] = s[size_t(at)];
-        if (extra == 1 && at + 2 < n) s[size_t(at + 2)] = s[size_t(at)];
-        if (extra == 2) s.back() = s[s.size() - 2];
-        Bytes packed(600);
-        int position = 0;
-        ASSERT_EQ(zelStsNoErr, zel().zeliPackBitsRow_TIFF_8u_C1(s.data(), n, packed.data(), &position, 600));
-        packed.resize(size_t(position));
-        ASSERT_EQ(joined(runsOf(s)), packed) << "pair at " << at << " of " << n << ", " << extra;
-      }
-}
-
 TEST(PackBits, StreamsOfSeveralRowsAndNoOperations) {
   const Bytes stream = {0x80, 0x01, 'a', 'b', 0x80, 0xFF, 'c', 0x80, 0x00, 'd'};
   uint8_t row[4];
