@@ -61,8 +61,8 @@ struct Coder {
 
 inline bool equal(const int16_t* a, const int16_t* b, size_t n) { return std::equal(a, a + n, b); }
 
-// The rest of the input as a stream: up to its last byte, and with bytes behind it. `beside` may look at each block. The
-// records go on after an error.
+// The rest of the input as a stream: up to its last byte, and with bytes behind it. `beside` may look at each block.
+// The records go on after an error.
 template <class Scan, class Beside>
 void decodeStream(Run& z, const Scan& scan, Beside beside) {
   const uint8_t* const data = z.rest();

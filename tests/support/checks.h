@@ -12,8 +12,8 @@
 
 namespace zeltest {
 
-// A value that the check of argument number kIndex refuses, with the status that it gives. All that follows makes tuples
-// of these: the checks of a function in their order are given as tuple after tuple.
+// A value that the check of argument number kIndex refuses, with the status that it gives. All that follows makes
+// tuples of these: the checks of a function in their order are given as tuple after tuple.
 template <int kIndex, class T>
 struct Bad {
   T value;
@@ -64,8 +64,8 @@ void expectChecks(ZelStatus (*f)(A...), const std::tuple<A...>& good, const Bads
   }
 }
 
-// The argument checks of a family are a test on this fixture. What the pointers lead to holds sevens, and must hold them
-// at the end: no failed check writes anything.
+// The argument checks of a family are a test on this fixture. What the pointers lead to holds sevens, and must hold
+// them at the end: no failed check writes anything.
 class ArgumentChecks : public testing::Test {
  protected:
   ArgumentChecks() { std::memset(bytes, 7, sizeof bytes); }

@@ -12,8 +12,8 @@ namespace zeltest {
 constexpr uint8_t clamp8(int x) { return uint8_t(x < 0 ? 0 : x > 255 ? 255 : x); }
 
 // A plane: height rows of width elements, step bytes apart; the last one ends slack bytes before an unreadable page.
-// The bytes between rows and around the plane hold a pattern, which must still stand at the end. Steps and slacks may be
-// odd, so samples are read and written through get and set.
+// The bytes between rows and around the plane hold a pattern, which must still stand at the end. Steps and slacks may
+// be odd, so samples are read and written through get and set.
 template <class T>
 class Plane {
  public:
