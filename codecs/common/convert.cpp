@@ -8,6 +8,7 @@
 #include <type_traits>
 
 #include "common/error.h"
+#include "common/foreign.h"
 
 namespace zelcodecs {
 
@@ -116,6 +117,7 @@ void Converter::convertRow(const From* from, To* to) {
     // The transform gives RGB in the depth of the source, which the common way goes on from.
     std::unique_ptr<From[]> rgb(new From[size_t(width) * 3]);
     profile_->run(from, rgb.get(), width);
+    writtenByOthers(rgb.get(), size_t(width) * 3 * sizeof(From));
     for (int x = 0; x < width; ++x) {
       const From* const c = &rgb[size_t(x) * 3];
       uint16_t* const p = &pixels_[size_t(x) * size_t(to_.channels())];

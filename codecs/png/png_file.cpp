@@ -14,6 +14,7 @@
 #include <string>
 
 #include "common/error.h"
+#include "common/foreign.h"
 #include "common/warnings.h"
 
 namespace zelcodecs {
@@ -40,6 +41,7 @@ void onWarning(png_structp, png_const_charp) {}
 void* allocate(png_structp png, png_alloc_size_t size) {
   void* const p = std::malloc(size);
   if (!p) static_cast<Failure*>(png_get_mem_ptr(png))->outOfMemory = true;
+  if (p) writtenByOthers(p, size);
   return p;
 }
 void release(png_structp, png_voidp p) { std::free(p); }
@@ -181,10 +183,10 @@ void readTexts(ByteView file, Metadata* out) {
 }
 
 void readProfileAndResolution(png_structp png, png_infop info, Metadata* out) {
-  png_charp name;
-  png_bytep profile;
-  png_uint_32 length, x, y;
-  int method, unit;
+  png_charp name = nullptr;
+  png_bytep profile = nullptr;
+  png_uint_32 length = 0, x = 0, y = 0;
+  int method = 0, unit = 0;
   if (png_get_iCCP(png, info, &name, &method, &profile, &length)) out->icc.assign(profile, profile + length);
   if (png_get_pHYs(png, info, &x, &y, &unit) && unit == PNG_RESOLUTION_METER) {
     out->pixelsPerMetreX = x;
@@ -293,6 +295,7 @@ class PngDecoder : public Decoder {
       warnings_.add(r_.failure.text, in_.at);
       ended_ = true;
     }
+    for (int y = 0; y < to.count; ++y) writtenByOthers(to.row(y), whole().rowBytes());
     source_.release(in_.at);
   }
 

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <vector>
 
+#include "common/foreign.h"
 #include "jpeg/jpeg.h"
 #include "tiff/lzw.h"
 #include "zelj.h"
@@ -130,6 +131,7 @@ class Deflate : public Unpacker {
       if (status == Z_MEM_ERROR) throw std::bad_alloc();
       at_ += there - stream_.avail_in;
       const size_t done = room - stream_.avail_out;
+      writtenByOthers(to, done);
       to += done;
       n -= done;
       if (n > 0 && (status != Z_OK || (done == 0 && stream_.avail_in == there)))
@@ -156,6 +158,7 @@ class DeflateAtOnce : public Unpacker {
     size_t there = 0;
     const auto result = libdeflate_zlib_decompress(d, c.bytes.data, c.bytes.size, bytes_.get(), size_, &there);
     libdeflate_free_decompressor(d);
+    writtenByOthers(bytes_.get(), there);
     whole_ = result == LIBDEFLATE_SUCCESS && there == size_;
   }
   bool whole() const { return whole_; }
