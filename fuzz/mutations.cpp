@@ -1,11 +1,12 @@
 // mutations FOLDER COUNT: so many deterministic mutations of a target's files in fuzz/seeds: bytes overwritten, bits
 // flipped, pieces cut out, repeated or taken from another file, numbers made extreme. The files themselves must be read
 // whole, every mutation read or refused within a time bound; sanitizers see the rest.
+#include <dirent.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
@@ -60,7 +61,10 @@ Bytes mutate(const std::vector<Bytes>& files) {
 // In the order of their names, as a folder gives its files in any order.
 std::vector<std::string> filesIn(const char* folder) {
   std::vector<std::string> paths;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) paths.push_back(entry.path().string());
+  DIR* const open = opendir(folder);
+  while (const dirent* const entry = open ? readdir(open) : nullptr)
+    if (entry->d_name[0] != '.') paths.push_back(std::string(folder) + "/" + entry->d_name);
+  if (open) closedir(open);
   std::sort(paths.begin(), paths.end());
   return paths;
 }

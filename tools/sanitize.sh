@@ -32,7 +32,9 @@ case $sanitizers in
     cmake -S . -B "$build" "${options[@]}" "${clang[@]}" "-DCMAKE_CXX_FLAGS=$flags" "-DCMAKE_PREFIX_PATH=$PWD/$build/gtest"
     cmake --build "$build" --target zelj_tests zelj_internal_sse41 zelj_internal_avx2 \
       jpeg_mutations jpeg2000_mutations dds_mutations tiff_mutations picture_mutations
-    ctest --test-dir "$build" --output-on-failure -j "$(nproc)" -R 'suite\.(sse41|avx2)|internal\.|_mutations'
+    ctest --test-dir "$build" --output-on-failure -j "$(nproc)" -R 'suite\.(sse41|avx2)|internal\.|_mutations' -E picture
+    # libpng compares bytes that it has written on its stack.
+    MSAN_OPTIONS+=:intercept_memcmp=0 ctest --test-dir "$build" --output-on-failure -R picture_mutations
     ;;
   *)
     cmake -S . -B "$build" "${options[@]}"

@@ -12,6 +12,8 @@
 #include <thread>
 #include <vector>
 
+#include "common/foreign.h"
+
 namespace zelcodecs {
 
 // All but the threads themselves is guarded by the mutex; pieces are large enough for that.
@@ -52,6 +54,7 @@ void Team::Shared::help(std::unique_lock<std::mutex>& lock) {
       call(argument, i);
     } catch (...) {
       thrown = std::current_exception();
+      writtenByOthers(&thrown, sizeof thrown);
     }
     lock.lock();
     --running;
