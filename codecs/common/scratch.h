@@ -16,7 +16,7 @@ class ScratchPool {
   class Lease {
    public:
     Lease(ScratchPool* pool, std::unique_ptr<T> held) : pool_(pool), held_(std::move(held)) {}
-    Lease(Lease&&) = default;
+    Lease(Lease&&) noexcept = default;
     ~Lease() {
       if (held_) pool_->giveBack(std::move(held_));
     }
