@@ -9,6 +9,7 @@
 #include <fstream>
 
 #include "common/bytes.h"
+#include "common/convert.h"
 #include "common/source.h"
 #include "files.h"
 #include "netpbm/netpbm.h"
@@ -103,9 +104,9 @@ TEST(Pictures, WhatACutFileLacksIsBlack) {
   }
 }
 
-// A PNG file with chunks before its end.
-Bytes withChunks(const Bytes& png, std::initializer_list<std::pair<std::string, Bytes>> chunks) {
-  Bytes out = zeltest::part(png, 0, png.size() - 12);
+// A PNG file with chunks at a place: before its end, or behind the header.
+Bytes withChunks(const Bytes& png, size_t at, std::initializer_list<std::pair<std::string, Bytes>> chunks) {
+  Bytes out = zeltest::part(png, 0, at);
   ByteWriter w(&out);
   for (const auto& [name, content] : chunks) {
     const Bytes named = zeltest::joined({{name.begin(), name.end()}, content});
@@ -113,7 +114,24 @@ Bytes withChunks(const Bytes& png, std::initializer_list<std::pair<std::string, 
     w.bytes(named);
     w.u32(uint32_t(crc32(0, named.data(), uInt(named.size()))));
   }
-  return zeltest::joined({out, zeltest::part(png, png.size() - 12, png.size())});
+  return zeltest::joined({out, zeltest::part(png, at, png.size())});
+}
+
+TEST(Pictures, DepthsAndTransparentColoursOfPng) {
+  for (const int bits : {4, 12}) {
+    const Image image = picture(9, 5, ColourModel::grey, bits);
+    const Bytes png = encodePng(image);
+    expectEqual(decodePng(png.data(), png.size()), converted(image, ColourModel::grey, bits == 4 ? 8 : 16));
+  }
+  const Image image = picture(9, 5, ColourModel::grey);
+  const uint8_t clear = uint8_t(image.sample(2, 4));
+  constexpr size_t kBehindHeader = 33;
+  const Bytes png = withChunks(encodePng(image), kBehindHeader,
+                               {{"pHYs", {0, 0, 1, 0, 0, 0, 1, 0, 0}}, {"tRNS", {0, clear}}});  // of no unit
+  const Image seen = decodePng(png.data(), png.size());
+  ASSERT_EQ(seen.model(), ColourModel::greyAlpha);
+  for (int x = 0; x < 9; ++x) EXPECT_EQ(seen.sample(2, 2 * x + 1), image.sample(2, x) == clear ? 0 : 255) << x;
+  EXPECT_EQ(seen.metadata().pixelsPerMetreX, 0);
 }
 
 // Keywords of texts that other programs compress; one that would expand beyond all measure is left out.
@@ -126,12 +144,14 @@ TEST(Pictures, CompressedTextsOfPng) {
   };
   const std::string xmp = "XML:com.adobe.xmp" + std::string("\0\1\0en\0\0", 7), comment("Comment\0\0", 9);
   const Image image = picture(3, 2, ColourModel::grey);
-  const Bytes file = withChunks(encodePng(image), {{"zTXt", packed(comment, std::string(1 << 20, 'a'))},
-                                                   {"zTXt", packed(comment, "said")},
-                                                   {"zTXt", {'C', 'o', 'm', 'm', 'e', 'n', 't', 0}},
-                                                   {"tEXt", {'x'}},
-                                                   {"iTXt", packed(xmp, "<xmp/>")},
-                                                   {"iTXt", packed(xmp, "<again/>")}});
+  const Bytes plain = encodePng(image);
+  const Bytes file = withChunks(plain, plain.size() - 12,
+                                {{"zTXt", packed(comment, std::string(1 << 20, 'a'))},
+                                 {"zTXt", packed(comment, "said")},
+                                 {"zTXt", {'C', 'o', 'm', 'm', 'e', 'n', 't', 0}},
+                                 {"tEXt", {'x'}},
+                                 {"iTXt", packed(xmp, "<xmp/>")},
+                                 {"iTXt", packed(xmp, "<again/>")}});
   const Image back = decodePng(file.data(), file.size());
   expectEqual(back, image);
   EXPECT_EQ(back.metadata().comments, std::vector<std::string>{"said"});

@@ -234,6 +234,22 @@ Bytes withFields(std::initializer_list<Field> changed, const Bytes& strip = Byte
   return file;
 }
 
+// A palette beside an opacity: indices and opacities are all 77.
+TEST(Tiff, PalettesWithOpacity) {
+  std::vector<uint32_t> colours(768);
+  for (size_t i = 0; i < 768; ++i) colours[i] = uint32_t(257 * (i * 7 % 256));
+  for (const uint32_t kind : {1u, 2u}) {  // multiplied with it, or not
+    const Image seen =
+        decoded(withFields({{262, 3, {3}}, {277, 3, {2}}, {258, 3, {8, 8}}, {338, 3, {kind}}, {320, 3, colours}}));
+    ASSERT_EQ(seen.model(), ColourModel::rgba);
+    for (int c = 0; c < 3; ++c) {
+      const int stored = (77 + 256 * c) * 7 % 256;
+      EXPECT_EQ(seen.sample(5, 8 + c), kind == 2 ? stored : std::min(255, (stored * 255 + 38) / 77));
+    }
+    EXPECT_EQ(seen.sample(5, 11), 77);
+  }
+}
+
 TEST(Tiff, NamesWhatItDoesNotRead) {
   EXPECT_EQ(decoded(withFields({})).sample(3, 3), 77);
   const Field rgb = {262, 3, {2}}, ycc = {262, 3, {6}}, three = {277, 3, {3}}, depths = {258, 3, {8, 8, 8}};
@@ -246,6 +262,7 @@ TEST(Tiff, NamesWhatItDoesNotRead) {
       {withFields({{339, 3, {2}}}), unsupported, "signed"},
       {withFields({{339, 3, {3}}, {258, 3, {32}}}), unsupported, "floating-point samples of 32 bits"},
       {withFields({{339, 3, {5}}}), unsupported, "complex"},
+      {withFields({{339, 3, {6}}}), unsupported, "complex"},
       {withFields({{258, 3, {32}}}), unsupported, "32 bits"},
       {withFields({{258, 3, {0}}}), damaged, "0 bits"},
       {withFields({rgb, three, {258, 3, {8, 8}}}), damaged, "fewer values"},
@@ -257,6 +274,11 @@ TEST(Tiff, NamesWhatItDoesNotRead) {
       {withFields({{259, 3, {5}}, {317, 3, {4}}}), unsupported, "predictor 4"},
       {withFields({{259, 3, {5}}, {317, 3, {2}}, {258, 3, {4}}}), unsupported, "differences of samples of 4 bits"},
       {withFields({ycc, {277, 3, {1}}}), unsupported, "YCbCr of other"},
+      {withFields({ycc, three, {258, 3, {16, 16, 16}}}), unsupported, "YCbCr of other"},
+      {withFields({ycc, three, depths, {284, 3, {2}}}), unsupported, "YCbCr of other"},
+      {withFields({ycc, three, depths, {259, 3, {5}}, {317, 3, {2}}}), unsupported, "YCbCr of other"},
+      {withFields({ycc, three, depths, {530, 3, {1, 3}}}), damaged, "chroma of another size"},
+      {withFields({ycc, three, depths, {529, 5, {299, 1000, 1, 4, 114, 1000}}}), unsupported, "other coefficients"},
       {withFields({ycc, three, depths, {530, 3, {3, 1}}}), damaged, "chroma of another size"},
       {withFields({ycc, three, depths, {529, 5, {1, 2, 1, 4, 1, 4}}}), unsupported, "other coefficients"},
       {withFields({ycc, three, depths, {532, 5, {9, 1, 9, 1, 0, 1, 255, 1, 0, 1, 255, 1}}}), damaged,
@@ -277,6 +299,8 @@ TEST(Tiff, NamesWhatItDoesNotRead) {
       {withFields({{262, 3, {77}}}), unsupported, "interpretation 77"},
       {withFields({{256, 3, {0}}}), damaged, "without pixels"},
       {withFields({{277, 3, {0}}}), damaged, "without samples"},
+      {withFields({{257, 3, {0}}}), damaged, "without pixels"},
+      {withFields({{322, 3, {16}}, {323, 3, {0}}}), damaged, "tiles without pixels"},
       {withFields({{278, 3, {0}}}), damaged, "without rows"},
       {withFields({{322, 3, {0}}, {323, 3, {16}}}), damaged, "tiles without pixels"},
       {withFields({{256, 4, {65536}}, {257, 4, {65536}}, {322, 3, {1}}, {323, 3, {1}}}), limit, "2^31 strips"},
