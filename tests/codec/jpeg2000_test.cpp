@@ -3,9 +3,9 @@
 
 #include <lcms2.h>
 
-#include <chrono>
 #include <cmath>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <random>
 
@@ -447,7 +447,7 @@ TEST(Jpeg2000, ClaimsCostNothing) {
       o.threads = 1;
       o.limits.maxMemory = 64 << 20;
       o.region = {0, 0, 1, 1};
-      const auto start = std::chrono::steady_clock::now();
+      const std::clock_t start = std::clock();  // of the processor: other programs do not count
       bool done = false;
       try {
         for (o.region.y = 0; o.region.y < 2 && !done; o.region = {})  // a corner, then all rows, which are not held
@@ -462,8 +462,8 @@ TEST(Jpeg2000, ClaimsCostNothing) {
         EXPECT_TRUE(!keepGoing || e.kind() == ErrorKind::limit) << e.what();
       }
       EXPECT_TRUE(done || &file != files);
-      const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
-      EXPECT_LT(taken.count(), 10);  // some tenths of a second without sanitizers on an idle machine
+      const double taken = double(std::clock() - start) / CLOCKS_PER_SEC;
+      EXPECT_LT(taken, 10);  // some tenths of a second without sanitizers on an idle machine
     }
   // Packets that have come already are named again without end, while bytes are left.
   const Bytes again = codestream(90, 90, 1, 1, fine, joined({changes, tilePart(0, Bytes(8200, 0)), end}));
