@@ -1,15 +1,10 @@
 /* A baseline JPEG decoder: a JPEG file on standard input, a binary PPM picture on standard output.
  *
- *   jpeg_decoder <picture.jpg >picture.ppm
+ *     jpeg_decoder <picture.jpg >picture.ppm
  *
  * One interleaved scan of three components with any sampling factors, restart intervals, tables anywhere. Chroma is
  * replicated. What a file may say beyond that (other processes, scans and numbers of components) is refused. */
-#include <stdint.h>
-#include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
-
-#include "zelj.h"
+#include "example.h"
 
 enum { kComponents = 3, kMostBytes = 1 << 28 };
 
@@ -26,24 +21,6 @@ static uint16_t quant[4][64];
 static ZeliDecodeHuffmanSpec* huffman[2][4]; /* DC and AC */
 static Component components[kComponents];
 static int width, height, interval, mostH, mostV, across, down; /* the last two in MCUs */
-
-static void fail(const char* what) {
-  fprintf(stderr, "jpeg_decoder: %s\n", what);
-  exit(1);
-}
-
-static void require(ZelStatus status) {
-  if (status != zelStsNoErr) {
-    fprintf(stderr, "jpeg_decoder: a primitive gives status %d\n", (int)status);
-    exit(1);
-  }
-}
-
-static void* allocate(size_t bytes) {
-  void* const p = calloc(1, bytes);
-  if (!p) fail("out of memory");
-  return p;
-}
 
 /* Bytes of the file; behind its end there are zeros, which no segment is made of. */
 static int byteAt(int at) { return at < size ? file[at] : 0; }
@@ -159,20 +136,18 @@ static void decodeScan(int at) {
 /* ---- The picture ------------------------------------------------------------------------------------------------ */
 
 /* Each row of the picture takes a row of each component, whose samples are repeated up to its width. */
-static void writePicture(void) {
-  uint8_t* const rows = allocate((size_t)width * 6);
+static void convert(Picture* picture) {
+  uint8_t* const rows = allocate((size_t)width * 3);
   uint8_t* const ycc[3] = {rows, rows + width, rows + 2 * width};
-  uint8_t* const rgb = rows + 3 * width;
   const ZeliSize row = {width, 1};
-  printf("P6\n%d %d\n255\n", width, height);
   for (int y = 0; y < height; ++y) {
     for (int c = 0; c < kComponents; ++c) {
       const Component* const k = &components[c];
       const uint8_t* const from = k->samples + (size_t)(y * k->v / mostV) * (size_t)k->step;
       for (int x = 0; x < width; ++x) ycc[c][x] = from[x * k->h / mostH];
     }
-    require(zeliYCbCrToRGB_JPEG_8u_P3C3R((const uint8_t* const*)ycc, width, rgb, 3 * width, row));
-    fwrite(rgb, 3, (size_t)width, stdout);
+    require(zeliYCbCrToRGB_JPEG_8u_P3C3R((const uint8_t* const*)ycc, width,
+                                         picture->samples + (size_t)y * 3 * (size_t)width, 3 * width, row));
   }
   free(rows);
 }
@@ -195,9 +170,10 @@ int main(void) {
       decodeScan(end);
     }
   }
-  writePicture();
+  Picture picture = makePicture(width, height, kComponents);
+  convert(&picture);
   for (int c = 0; c < kComponents; ++c) free(components[c].samples);
   for (int i = 0; i < 8; ++i) free(huffman[i / 4][i % 4]);
   free(file);
-  return fflush(stdout) == 0 ? 0 : 1;
+  return writePicture(&picture);
 }
