@@ -147,8 +147,16 @@ expect 0 --version
 contains out "libzeljy8"
 expect 0 --help
 contains out "Exit codes"
+expect 0 --manual
+sed 's/\\f[BIR]//g; s/\\-/-/g' out >page # without the formatter's escapes
 for command in encode decode info compare; do
   expect 0 $command --help
   contains out "zelcodec $command"
+  contains page "^zelcodec $command "
+  for option in $(grep -oE '^  (-.,)?--[a-z0-9-]+' out | grep -oE -- '--.*'); do contains page "^(-., )?$option( |\$)"; done
 done
+if command -v groff >/dev/null; then
+  expect 0 --manual
+  groff -man -ww -Tascii out 2>&1 >/dev/null | grep . && failures=$((failures + 1))
+fi
 exit $((failures > 0))

@@ -160,7 +160,7 @@ void addJpeg2000(CLI::App* c, ConvertCommand* o) {
     return option;
   };
   CLI::Option* rate = add(c->add_option("--rate", e.rate, "Bits per pixel; without it nothing is lost"));
-  rate->check(CLI::Range(1e-6, 1e6).description("POSITIVE"));
+  rate->check(CLI::Range(1e-6, 1e6).description("above 0"));
   add(c->add_option("--psnr", e.psnr, "Quality in dB"))
       ->check(CLI::Range(1.0, 200.0).description("1 to 200"))
       ->excludes(rate);
