@@ -79,8 +79,10 @@ int main(void) {
   const Coded coded = encode(words, size);
   printf("%d planes, %d passes, %d bytes\n", coded.planes, coded.passes, coded.bytes.size);
   printf("%8s %8s %14s %14s %10s\n", "bytes", "passes", "error foretold", "error found", "PSNR in dB");
-  for (int part = 64; part >= 1; part /= 2) {
+  for (int part = 64, before = -1; part >= 1; part /= 2) {
     const int passes = passesWithin(&coded, coded.bytes.size / part);
+    if (passes == before) continue;
+    before = passes;
     const int length = passes ? coded.rates[passes - 1] : 0;
     const double foretold = energy - (passes ? coded.gains[passes - 1] : 0);
     double found = 0;
