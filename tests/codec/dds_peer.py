@@ -12,7 +12,11 @@ import subprocess
 import sys
 import tempfile
 
-from PIL import Image
+try:
+    from PIL import Image
+except ImportError:
+    print("Pillow is not here")
+    sys.exit(77)
 
 tool, images = sys.argv[1:3]
 

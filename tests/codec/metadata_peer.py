@@ -5,7 +5,11 @@ import subprocess
 import sys
 import tempfile
 
-from PIL import Image, ImageChops, ImageCms, ImageOps
+try:
+    from PIL import Image, ImageChops, ImageCms, ImageOps
+except ImportError:
+    print("Pillow is not here")
+    sys.exit(77)
 
 tool = os.path.abspath(sys.argv[1])
 ORIENTATION, MAKE, DATE = 0x112, 0x10F, 0x9003

@@ -4,12 +4,17 @@ files of ours read by theirs; the pixels are compared. A few hundred combination
 libtiff's and ImageMagick's programs."""
 import itertools
 import os
+import shutil
 import subprocess
 import sys
 import tempfile
 
 zelcodec, images = (os.path.abspath(p) for p in sys.argv[1:])
 failures, tried = [], 0
+absent = [p for p in "cjpeg djpeg opj_compress opj_decompress tiffcp convert".split() if not shutil.which(p)]
+if absent:
+    print("not here:", *absent)
+    sys.exit(77)
 
 
 def run(*command):
