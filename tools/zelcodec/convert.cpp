@@ -50,16 +50,6 @@ void timed(int repeat, const Work& work) {
   std::fprintf(stderr, "%.2f ms\n", best);
 }
 
-// The picture upright. Turned or mirrored top to bottom it has to be in memory as a whole.
-std::unique_ptr<Decoder> upright(std::unique_ptr<Decoder> decoder) {
-  const int orientation = decoder->metadata().orientation;
-  if (orientation == 1) return decoder;
-  Image image = oriented(readAll(*decoder), orientation);
-  image.metadata().orientation = 1;
-  setExifOrientation(&image.metadata().exif, 1);
-  return imageDecoder(std::move(image));
-}
-
 // The rows to be written, by what was asked for and what the format can hold. Null where they are those that are read.
 std::unique_ptr<Converter> converterFor(const ConvertCommand& c, const Decoder& decoder, Format format) {
   const PictureFormat& f = decoder.format();
