@@ -247,9 +247,8 @@ def picture_of(
 
 
 def rows_of(array: Samples, dtype: "np.dtype[Any]") -> Samples:
-    """The array itself where its rows are whole in memory and one behind the other, else a copy that is so."""
-    row = array[0]
-    whole = row.flags.c_contiguous and array.strides[0] >= row.nbytes and row.ctypes.data % dtype.itemsize == 0
-    if array.dtype == dtype and whole and array.strides[0] % dtype.itemsize == 0:
+    """The array itself where its rows are whole in memory, aligned and one behind the other, else a copy that is so."""
+    whole = array[0].flags.c_contiguous and array.strides[0] >= array[0].nbytes
+    if array.dtype == dtype and whole and array.flags.aligned:
         return array
-    return np.ascontiguousarray(array, dtype=dtype)
+    return np.require(array, dtype, ["C_CONTIGUOUS", "ALIGNED"])
