@@ -2,7 +2,8 @@
 # installed.sh BUILD_DIR PYTHON: what is installed of the C interface and of the Python package is moved, and used there
 # without any help of the environment: by pkg-config, by CMake, and from Python by its tests.
 set -euo pipefail
-build=$1 python=$2 here=$(realpath "$(dirname "$0")")
+build=$(realpath "$1") python=$2 here=$(realpath "$(dirname "$0")")
+source=$(realpath "$here/../..")
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 unset LD_LIBRARY_PATH PYTHONPATH ZELJ_CODECS_LIBRARY
@@ -15,47 +16,29 @@ libdir=$(dirname "$(find "$prefix" -name libzelcodecs.so.1)")
 readelf -d "$libdir/libzelcodecs.so.1" | grep -q 'RUNPATH.*\[$ORIGIN\]' || { echo "the library does not look beside itself"; exit 1; }
 ! ldd "$libdir/libzelcodecs.so.1" | grep 'not found' || exit 1
 
-cat >"$scratch/example.c" <<'C'
-#include <stdio.h>
-#include <string.h>
-#include <zelcodecs.h>
-
-int main(void) {
-  const ZelcPicture picture = {4, 4, zelcGrey, 8};
-  const char* const settings[] = {"format=png", NULL};
-  unsigned char samples[16] = {1, 2, 3};
-  void *file = NULL, *back = NULL;
-  size_t size = 0;
-  ZelcInfo info;
-  if (zelcWriteMemory(&picture, NULL, samples, 4, settings, &file, &size) ||
-      zelcReadMemory(file, size, NULL, &info, &back) || memcmp(back, samples, 16) != 0) {
-    fprintf(stderr, "%s\n", zelcLastError());
-    return 1;
-  }
-  zelcFree(file);
-  zelcFree(back);
-  return printf("%s: 16 samples in %d bytes\n", zelcVersion(), (int)size) < 0;
-}
-C
+cd "$scratch"  # from where nothing of the source tree is seen
+awk '/^```c$/ {on = 1; next} /^```$/ {on = 0} on' "$source/docs/python.md" >example.c
+[ -s example.c ] || { echo "no example in docs/python.md"; exit 1; }
+cp "$source/images/coffee.png" in.png
+try() { rm -f out.jpg && "$@" && [ -s out.jpg ]; }
 export PKG_CONFIG_PATH=$libdir/pkgconfig
 eval "flags=($(pkg-config --cflags --libs zelcodecs))"
-cc -std=c99 -Wall -Wextra -Wpedantic -Werror "$scratch/example.c" "${flags[@]}" -o "$scratch/by-pkg-config"
-"$scratch/by-pkg-config"
+cc -std=c99 -Wall -Wextra -Wpedantic -Werror example.c "${flags[@]}" -o by-pkg-config
+try ./by-pkg-config
 
-cat >"$scratch/CMakeLists.txt" <<'CMAKE'
+cat >CMakeLists.txt <<'CMAKE'
 cmake_minimum_required(VERSION 3.22)
 project(example C)
 find_package(zelcodecs 1 REQUIRED)
 add_executable(example example.c)
 target_link_libraries(example PRIVATE zelj::zelcodecs)
 CMAKE
-cmake -S "$scratch" -B "$scratch/build" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
-cmake --build "$scratch/build" >/dev/null
-"$scratch/build/example"
+cmake -S . -B build -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build build >/dev/null
+try build/example
 
 package=$(dirname "$(find "$prefix" -path '*/zelj/__init__.py')")
 [ -f "$package/py.typed" ] || { echo "the type hints are not marked"; exit 1; }
-cd "$scratch"  # from where no other package is seen
 PYTHONPATH=$(dirname "$package") "$python" -B "$here/test_zelj.py"
 PYTHONPATH=$(dirname "$package") "$python" -B -c '
 import sys, zelj

@@ -1,4 +1,5 @@
 """The package zelj beside Pillow and NumPy."""
+import contextlib
 import ctypes
 import io
 import os
@@ -416,7 +417,21 @@ class Threads(Case):
         self.assertEqual(sorted(map(bytes, rows)), sorted(map(bytes, a)))
 
 
-class Package(unittest.TestCase):
+class Package(Case):
+    def test_examples_of_the_manual(self):
+        text = (pathlib.Path(__file__).parents[2] / "docs" / "python.md").read_text()
+        zelj.write(self.folder / "photo.jpg", picture(300, 500, 3))
+        zelj.write(self.folder / "huge.tif", picture(300, 500, 3))
+        self.addCleanup(os.chdir, os.getcwd())
+        os.chdir(self.folder)
+        names = {}
+        with contextlib.redirect_stdout(io.StringIO()) as out:
+            for block in re.findall(r"```python\n(.*?)```", text, re.S):
+                exec(block, names)
+        self.assertEqual(names["small"].shape, (200, 320))
+        self.assertEqual(zelj.info("huge.jpg").shape, (300, 500, 3))
+        self.assertIn("quality 1 to 100", out.getvalue())
+
     def test_settings(self):
         known = {s.name: s for s in zelj.settings()}
         self.assertEqual(known["quality"].formats, ("JPEG",))
