@@ -9,16 +9,16 @@
  *     pointer where one is needed, and a value outside its set, give zelcUsage before anything is done.
  *   - Out parameters are written on success only, but that a handle or a pointer to memory is set to null on failure.
  *   - Readers and writers are handles of the caller's, who closes each of them once. A check of arguments that fails
- *     leaves the handle as it was. Where reading or writing itself has failed, the handle can be asked for what is known
- *     and be closed; any other call gives zelcUsage.
+ *     leaves the handle as it was. Where reading or writing itself has failed, the handle can be asked for what is
+ *     known and be closed; any other call gives zelcUsage.
  *   - Any thread may call any function. One handle is used by one thread at a time. Long work divides itself among
  *     threads of the library, as the setting "threads" says; results never depend on their number.
  *   - Paths and texts are bytes that end with a zero. The path "-" is standard input, or standard output.
  *   - Sizes of pictures are in pixels, sizes of memory and steps between rows in bytes.
  *
  * Samples are interleaved: the channels of a pixel, then the next pixel. A sample has one byte where the picture has up
- * to 8 bits a sample, and else two bytes in the processor's order, as uint16_t has them. Its values are 0 to 2^bits - 1.
- * In CMYK 0 is no ink. Opacity is the last channel, and colours are not multiplied with it.
+ * to 8 bits a sample, and else two bytes in the processor's order, as uint16_t has them. Its values are 0 to
+ * 2^bits - 1. In CMYK 0 is no ink. Opacity is the last channel, and colours are not multiplied with it.
  *
  * Settings. What a reader or writer can be asked for is given as a list of texts "name=value", which ends with a null
  * pointer; a null list is an empty one. A switch takes yes or no, and its name alone means yes. A setting that is not
@@ -79,7 +79,7 @@ extern "C" {
  * What all functions share.
  * @{ */
 
-/** The result of a call. The values up to 7 are those with which the tool ends; 4 is a comparison's, and unused here. */
+/** The result of a call. The values up to 7 are those with which the tool ends; 4 is a comparison's, not used here. */
 typedef enum ZelcStatus {
   zelcOk = 0,          /**< success */
   zelcUsage = 1,       /**< the caller asked for something impossible, or a setting does not exist */
@@ -208,8 +208,8 @@ ZELC_API ZelcStatus zelcSetting(int number, ZelcSetting* setting);
 /** A file that is being read. */
 typedef struct ZelcReader ZelcReader;
 
-/** Opens a file, whose format its first bytes tell. It stays open until the reader is closed, and is mapped into memory:
- * one that is cut meanwhile ends the process. */
+/** Opens a file, whose format its first bytes tell. It stays open until the reader is closed, and is mapped into
+ * memory: one that is cut meanwhile ends the process. */
 ZELC_API ZelcStatus zelcOpenFile(const char* path, const char* const* settings, ZelcReader** reader);
 
 /** The same for a file in memory. The bytes stay the caller's, unchanged until the reader is closed. data may be null
@@ -230,8 +230,8 @@ ZELC_API ZelcStatus zelcReaderMetadata(const ZelcReader* reader, ZelcMetadata* m
  * are even. Nothing is written between the end of a row and the next one. */
 ZELC_API ZelcStatus zelcReadRows(ZelcReader* reader, void* rows, size_t step, int count, int* given);
 
-/** What is odd about the file and, with "keep-going", its damages: the text of this number, from 0; null behind the last
- * one. There can be more after each zelcReadRows(), until which the text stays. */
+/** What is odd about the file and, with "keep-going", its damages: the text of this number, from 0; null behind the
+ * last one. There can be more after each zelcReadRows(), until which the text stays. */
 ZELC_API const char* zelcReaderWarning(const ZelcReader* reader, int number);
 
 /** Closes a reader at any time. Null is passed over. */
@@ -245,8 +245,8 @@ ZELC_API void zelcCloseReader(ZelcReader* reader);
  *
  * A writer is created for a picture, takes its rows from top to bottom, and finishes. The format follows from the
  * setting "format", and else from the ending of the path. A picture that the format cannot hold as it is becomes the
- * nearest one that it can: CMYK becomes RGB by its profile, and opacity is dropped over a "background"; without one only
- * opaque pixels are taken. Bits are dropped by the setting "depth" alone.
+ * nearest one that it can: CMYK becomes RGB by its profile, and opacity is dropped over a "background"; without one
+ * only opaque pixels are taken. Bits are dropped by the setting "depth" alone.
  * @{ */
 
 /** A file that is being written. */

@@ -4,14 +4,13 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
-#include <map>
 
 #include "common/error.h"
 
 namespace zelcodecs {
 namespace {
 
-// ---- Values -----------------------------------------------------------------------------------------------------------
+// ---- Values ----------------------------------------------------------------------------------------------------------
 
 [[noreturn]] void refuse(const Setting& self, const std::string& value) {
   const std::string takes = *self.values ? self.values : "yes or no";
@@ -43,11 +42,11 @@ bool flag(const Setting& self, const std::string& value) {
   return value == "yes";
 }
 
-template <class Value>
-Value named(const Setting& self, const std::string& value, const std::map<std::string, Value>& names) {
-  const auto found = names.find(value);
-  if (found == names.end()) refuse(self, value);
-  return found->second;
+template <class Value, size_t count>
+Value named(const Setting& self, const std::string& value, const Named<Value> (&names)[count]) {
+  for (const Named<Value>& n : names)
+    if (value == n.name) return n.value;
+  refuse(self, value);
 }
 
 // Width and height.
@@ -77,39 +76,33 @@ std::array<int, 3> colour(const Setting& self, const std::string& value) {
   return {int(c[0]), int(c[1]), int(c[2])};
 }
 
-const std::map<std::string, int> kScales = {{"1", 1}, {"1/2", 2}, {"1/4", 4}, {"1/8", 8}};
-const std::map<std::string, int> kDepths = {{"8", 8}, {"16", 16}};
-const std::map<std::string, Sampling> kSamplings = {
-    {"444", Sampling::s444}, {"422", Sampling::s422}, {"420", Sampling::s420}};
-const std::map<std::string, CodeBlockStyle> kStyles = {{"bypass", kBypass},           {"reset", kReset},
-                                                       {"terminate", kTerminate},     {"causal", kCausal},
-                                                       {"predictable", kPredictable}, {"segmentation", kSegmentation}};
-const std::map<std::string, Progression> kProgressions = {{"lrcp", Progression::lrcp},
-                                                          {"rlcp", Progression::rlcp},
-                                                          {"rpcl", Progression::rpcl},
-                                                          {"pcrl", Progression::pcrl},
-                                                          {"cprl", Progression::cprl}};
-const std::map<std::string, TextureFormat> kTextures = {{"dxt1", TextureFormat::dxt1},
-                                                        {"dxt3", TextureFormat::dxt3},
-                                                        {"dxt5", TextureFormat::dxt5},
-                                                        {"ycocg", TextureFormat::ycocg}};
-const std::map<std::string, TiffCompression> kCompressions = {{"none", TiffCompression::none},
-                                                              {"packbits", TiffCompression::packBits},
-                                                              {"lzw", TiffCompression::lzw},
-                                                              {"deflate", TiffCompression::deflate}};
+constexpr Named<int> kScales[] = {{"1", 1}, {"1/2", 2}, {"1/4", 4}, {"1/8", 8}};
+constexpr Named<Format> kFormats[] = {{"jpg", Format::jpeg},  {"jp2", Format::jpeg2000}, {"j2k", Format::jpeg2000},
+                                      {"dds", Format::dds},   {"tif", Format::tiff},     {"png", Format::png},
+                                      {"pnm", Format::netpbm}};
+constexpr Named<int> kDepths[] = {{"8", 8}, {"16", 16}};
+constexpr Named<Sampling> kSamplings[] = {{"444", Sampling::s444}, {"422", Sampling::s422}, {"420", Sampling::s420}};
+constexpr Named<TextureFormat> kTextures[] = {{"dxt1", TextureFormat::dxt1},
+                                              {"dxt3", TextureFormat::dxt3},
+                                              {"dxt5", TextureFormat::dxt5},
+                                              {"ycocg", TextureFormat::ycocg}};
+constexpr Named<TiffCompression> kCompressions[] = {{"none", TiffCompression::none},
+                                                    {"packbits", TiffCompression::packBits},
+                                                    {"lzw", TiffCompression::lzw},
+                                                    {"deflate", TiffCompression::deflate}};
 
 // Several styles are joined by plus signs.
 int styles(const Setting& self, const std::string& value) {
   int all = 0;
   for (size_t at = 0; at <= value.size();) {
     const size_t end = std::min(value.find('+', at), value.size());
-    all |= named(self, value.substr(at, end - at), kStyles);
+    all |= named(self, value.substr(at, end - at), kCodeBlockStyles);
     at = end + 1;
   }
   return all;
 }
 
-// ---- The settings -----------------------------------------------------------------------------------------------------
+// ---- The settings ----------------------------------------------------------------------------------------------------
 
 constexpr unsigned of(Format f) { return 1U << unsigned(f); }
 constexpr unsigned kJpeg = of(Format::jpeg), kJpeg2000 = of(Format::jpeg2000), kDds = of(Format::dds),
@@ -118,149 +111,120 @@ constexpr unsigned kJpeg = of(Format::jpeg), kJpeg2000 = of(Format::jpeg2000), k
 using Text = const std::string&;
 using Self = const Setting&;
 
-void addPicture(std::vector<Setting>* s) {
-  const std::vector<Setting> more = {
-      {"format", "jpg, jp2, j2k, dds, tif, png or pnm", "The format, where the ending of the name does not tell",
-       kWriting, kEvery,
-       [](Asked* a, Self self, Text v) {
-         const std::optional<Format> told = v == "pnm" ? Format::netpbm : formatOfEnding(v);
-         if (!told) refuse(self, v);
-         a->format = told;
-         a->encode.jpeg2000.jp2 = v == "jp2";
-       }},
-      {"crop", "X,Y,WIDTH,HEIGHT", "This part alone; the rest is not decoded where that can be", kReading, kEvery,
-       [](Asked* a, Self self, Text v) { a->decode.common.region = rectangle(self, v); }},
-      {"grey", "", "The luminance alone", kReading | kWriting, kEvery,
-       [](Asked* a, Self self, Text v) { a->wishes.grey = flag(self, v); }},
-      {"depth", "8 or 16", "Bits a sample", kReading | kWriting, kEvery,
-       [](Asked* a, Self self, Text v) { a->wishes.depth = named(self, v, kDepths); }},
-      {"background", "white, black, R,G,B or #RRGGBB", "What shows through where the file holds no opacity", kWriting,
-       kEvery, [](Asked* a, Self self, Text v) { a->wishes.background = colour(self, v); }},
-      {"auto-orient", "", "The picture upright, as its metadata tell; a turned one is decoded when it is opened",
-       kReading, kEvery, [](Asked* a, Self self, Text v) { a->autoOrient = flag(self, v); }},
-      {"keep-going", "", "Damaged files as far as they go, with warnings", kReading, kEvery,
-       [](Asked* a, Self self, Text v) { a->decode.common.keepGoing = flag(self, v); }},
-      {"threads", "0 to 1024", "Threads to use; 0 for one on each core", kReading | kWriting, kEvery,
-       [](Asked* a, Self self, Text v) {
-         a->decode.common.threads = a->encode.common.threads = number(self, v, 0, 1024);
-       }},
-      {"max-pixels", "a number", "Larger pictures are refused", kReading, kEvery,
-       [](Asked* a, Self self, Text v) { a->decode.common.limits.maxPixels = wholeNumber(self, v, 0, ~uint64_t{0}); }},
-      {"max-memory", "a number of bytes", "Files that take more to decode are refused", kReading, kEvery,
-       [](Asked* a, Self self, Text v) { a->decode.common.limits.maxMemory = wholeNumber(self, v, 0, ~uint64_t{0}); }},
-  };
-  s->insert(s->end(), more.begin(), more.end());
-}
-
-void addReading(std::vector<Setting>* s) {
-  const std::vector<Setting> more = {
-      {"scale", "1, 1/2, 1/4 or 1/8", "Size, decoded straight to it", kReading, kJpeg,
-       [](Asked* a, Self self, Text v) { a->decode.jpeg.scaleDenominator = named(self, v, kScales); }},
-      {"fast", "", "Halved chroma is replicated, not interpolated", kReading, kJpeg,
-       [](Asked* a, Self self, Text v) { a->decode.jpeg.smooth = !flag(self, v); }},
-      {"components", "", "The components as they are coded, YCbCr in place of RGB", kReading, kJpeg,
-       [](Asked* a, Self self, Text v) { a->decode.jpeg.convertColour = !flag(self, v); }},
-      {"reduce", "0 to 32", "Resolutions to leave out; each halves the size", kReading, kJpeg2000,
-       [](Asked* a, Self self, Text v) { a->decode.jpeg2000.reduce = number(self, v, 0, 32); }},
-      {"max-layers", "1 to 65535", "Quality layers to decode", kReading, kJpeg2000,
-       [](Asked* a, Self self, Text v) { a->decode.jpeg2000.maxLayers = number(self, v, 1, 65535); }},
-      {"mip", "0 to 32", "Mip level", kReading, kDds,
-       [](Asked* a, Self self, Text v) { a->decode.dds.level = number(self, v, 0, 32); }},
-      {"face", "0 to 5", "Face of a cube map", kReading, kDds,
-       [](Asked* a, Self self, Text v) { a->decode.dds.face = number(self, v, 0, 5); }},
-      {"element", "0 to 65535", "Element of an array", kReading, kDds,
-       [](Asked* a, Self self, Text v) { a->decode.dds.element = number(self, v, 0, 65535); }},
-      {"page", "0 to 65535", "Page, from 0", kReading, kTiff,
-       [](Asked* a, Self self, Text v) { a->decode.tiff.page = number(self, v, 0, 65535); }},
-  };
-  s->insert(s->end(), more.begin(), more.end());
-}
-
-void addJpeg(std::vector<Setting>* s) {
-  const std::vector<Setting> more = {
-      {"quality", "1 to 100", "Quality", kWriting, kJpeg,
-       [](Asked* a, Self self, Text v) { a->encode.jpeg.quality = number(self, v, 1, 100); }},
-      {"sampling", "444, 422 or 420", "Chroma sampling", kWriting, kJpeg,
-       [](Asked* a, Self self, Text v) { a->encode.jpeg.sampling = named(self, v, kSamplings); }},
-      {"restart", "0 to 65535", "MCUs between restart markers", kWriting, kJpeg,
-       [](Asked* a, Self self, Text v) { a->encode.jpeg.restartInterval = number(self, v, 0, 65535); }},
-      {"restart-rows", "0 to 65535", "The same in rows of MCUs", kWriting, kJpeg,
-       [](Asked* a, Self self, Text v) { a->encode.jpeg.restartRows = number(self, v, 0, 65535); }},
-      {"by-plane", "", "Chroma is averaged in planes of bytes, not MCU by MCU", kWriting, kJpeg,
-       [](Asked* a, Self self, Text v) { a->encode.jpeg.chromaByPlane = flag(self, v); }},
-      {"cmyk", "", "CMYK pictures as they are, not as YCCK", kWriting, kJpeg,
-       [](Asked* a, Self self, Text v) { a->encode.jpeg.ycck = !flag(self, v); }},
-      {"optimise", "", "Huffman tables fitted to the picture", kWriting, kJpeg,
-       [](Asked* a, Self self, Text v) { a->encode.jpeg.optimiseTables = flag(self, v); }},
-      {"progressive", "", "A progressive file", kWriting, kJpeg,
-       [](Asked* a, Self self, Text v) { a->progressive = flag(self, v); }},
-      {"scans", "a script such as 0,1,2: 0-0, 0, 1; 0: 1-63, 0, 2; ...", "The scans of a file", kWriting, kJpeg,
-       [](Asked* a, Self, Text v) { a->encode.jpeg.script = parseScanScript(v); }},
-      {"lossless", "", "A lossless JPEG; JPEG 2000 is lossless without rate and psnr", kWriting, kJpeg | kJpeg2000,
-       [](Asked* a, Self self, Text v) { a->lossless = flag(self, v); }},
-      {"predictor", "1 to 7", "Predictor of lossless files", kWriting, kJpeg,
-       [](Asked* a, Self self, Text v) { a->encode.jpeg.predictor = number(self, v, 1, 7); }},
-      {"point-transform", "0 to 15", "Low bits that a lossless file drops", kWriting, kJpeg,
-       [](Asked* a, Self self, Text v) { a->encode.jpeg.pointTransform = number(self, v, 0, 15); }},
-  };
-  s->insert(s->end(), more.begin(), more.end());
-}
-
-void addJpeg2000(std::vector<Setting>* s) {
-  const std::vector<Setting> more = {
-      {"rate", "a number above 0", "Bits per pixel; without it nothing is lost", kWriting, kJpeg2000,
-       [](Asked* a, Self self, Text v) { a->encode.jpeg2000.rate = real(self, v, 1e-6, 1e6); }},
-      {"psnr", "1 to 200", "Quality in dB", kWriting, kJpeg2000,
-       [](Asked* a, Self self, Text v) { a->encode.jpeg2000.psnr = real(self, v, 1, 200); }},
-      {"layers", "1 to 1000", "Quality layers", kWriting, kJpeg2000,
-       [](Asked* a, Self self, Text v) { a->encode.jpeg2000.layers = number(self, v, 1, 1000); }},
-      {"levels", "0 to 32", "Levels of the wavelet transform", kWriting, kJpeg2000,
-       [](Asked* a, Self self, Text v) { a->encode.jpeg2000.levels = number(self, v, 0, 32); }},
-      {"block", "WIDTH,HEIGHT", "Size of code blocks", kWriting, kJpeg2000,
-       [](Asked* a, Self self, Text v) {
-         const std::array<int, 2> wh = size(self, v);
-         a->encode.jpeg2000.codeBlockWidth = wh[0];
-         a->encode.jpeg2000.codeBlockHeight = wh[1];
-       }},
-      {"precinct", "a power of two", "Width and height of precincts", kWriting, kJpeg2000,
-       [](Asked* a, Self self, Text v) { a->encode.jpeg2000.precinct = number(self, v, 0, 1 << 30); }},
-      {"style", "bypass, reset, terminate, causal, predictable or segmentation, joined by +", "Code-block styles",
-       kWriting, kJpeg2000, [](Asked* a, Self self, Text v) { a->encode.jpeg2000.style = styles(self, v); }},
-      {"progression", "lrcp, rlcp, rpcl, pcrl or cprl", "Order of packets", kWriting, kJpeg2000,
-       [](Asked* a, Self self, Text v) { a->encode.jpeg2000.progression = named(self, v, kProgressions); }},
-      {"sop", "", "Markers before packets", kWriting, kJpeg2000,
-       [](Asked* a, Self self, Text v) { a->encode.jpeg2000.sop = flag(self, v); }},
-      {"eph", "", "Markers after packet headers", kWriting, kJpeg2000,
-       [](Asked* a, Self self, Text v) { a->encode.jpeg2000.eph = flag(self, v); }},
-      {"tile", "WIDTH,HEIGHT", "Size of tiles", kWriting, kJpeg2000 | kTiff,
-       [](Asked* a, Self self, Text v) {
-         const std::array<int, 2> wh = size(self, v);
-         a->encode.jpeg2000.tileWidth = a->encode.tiff.tileWidth = wh[0];
-         a->encode.jpeg2000.tileHeight = a->encode.tiff.tileHeight = wh[1];
-       }},
-  };
-  s->insert(s->end(), more.begin(), more.end());
-}
-
-void addOthers(std::vector<Setting>* s) {
-  const std::vector<Setting> more = {
-      {"texture", "dxt1, dxt3, dxt5 or ycocg", "Format of blocks", kWriting, kDds,
-       [](Asked* a, Self self, Text v) { a->encode.dds.format = named(self, v, kTextures); }},
-      {"mips", "0 to 32", "Mip levels; 0 for all down to one pixel", kWriting, kDds,
-       [](Asked* a, Self self, Text v) { a->encode.dds.levels = number(self, v, 0, 32); }},
-      {"compression", "none, packbits, lzw or deflate", "How strips and tiles are packed", kWriting, kTiff,
-       [](Asked* a, Self self, Text v) { a->encode.tiff.compression = named(self, v, kCompressions); }},
-      {"big-endian", "", "High bytes first", kWriting, kTiff,
-       [](Asked* a, Self self, Text v) { a->encode.tiff.bigEndian = flag(self, v); }},
-      {"bigtiff", "", "Offsets of 64 bits, which files above 4 GB have anyhow", kWriting, kTiff,
-       [](Asked* a, Self self, Text v) { a->encode.tiff.big = flag(self, v); }},
-      {"rows-per-strip", "0 to 1073741824", "Rows of a strip; 0 for about 64 KiB", kWriting, kTiff,
-       [](Asked* a, Self self, Text v) { a->encode.tiff.rowsPerStrip = number(self, v, 0, 1 << 30); }},
-      {"png-level", "0 to 9", "Compression of PNG files", kWriting, kPng,
-       [](Asked* a, Self self, Text v) { a->encode.png.level = number(self, v, 0, 9); }},
-  };
-  s->insert(s->end(), more.begin(), more.end());
-}
+constexpr Setting kSettings[] = {
+  {"format", "jpg, jp2, j2k, dds, tif, png or pnm", "The format, where the ending of the name does not tell",
+   kWriting, kEvery,
+   [](Asked* a, Self self, Text v) {
+     a->format = named(self, v, kFormats);
+     a->encode.jpeg2000.jp2 = v == "jp2";
+   }},
+  {"crop", "X,Y,WIDTH,HEIGHT", "This part alone; the rest is not decoded where that can be", kReading, kEvery,
+   [](Asked* a, Self self, Text v) { a->decode.common.region = rectangle(self, v); }},
+  {"grey", "", "The luminance alone", kReading | kWriting, kEvery,
+   [](Asked* a, Self self, Text v) { a->wishes.grey = flag(self, v); }},
+  {"depth", "8 or 16", "Bits a sample", kReading | kWriting, kEvery,
+   [](Asked* a, Self self, Text v) { a->wishes.depth = named(self, v, kDepths); }},
+  {"background", "white, black, R,G,B or #RRGGBB", "What shows through where the file holds no opacity", kWriting,
+   kEvery, [](Asked* a, Self self, Text v) { a->wishes.background = colour(self, v); }},
+  {"auto-orient", "", "The picture upright, as its metadata tell; a turned one is decoded when it is opened",
+   kReading, kEvery, [](Asked* a, Self self, Text v) { a->autoOrient = flag(self, v); }},
+  {"keep-going", "", "Damaged files as far as they go, with warnings", kReading, kEvery,
+   [](Asked* a, Self self, Text v) { a->decode.common.keepGoing = flag(self, v); }},
+  {"threads", "0 to 1024", "Threads to use; 0 for one on each core", kReading | kWriting, kEvery,
+   [](Asked* a, Self self, Text v) {
+     a->decode.common.threads = a->encode.common.threads = number(self, v, 0, 1024);
+   }},
+  {"max-pixels", "a number", "Larger pictures are refused", kReading, kEvery,
+   [](Asked* a, Self self, Text v) { a->decode.common.limits.maxPixels = wholeNumber(self, v, 0, ~uint64_t{0}); }},
+  {"max-memory", "a number of bytes", "Files that take more to decode are refused", kReading, kEvery,
+   [](Asked* a, Self self, Text v) { a->decode.common.limits.maxMemory = wholeNumber(self, v, 0, ~uint64_t{0}); }},
+  {"scale", "1, 1/2, 1/4 or 1/8", "Size, decoded straight to it", kReading, kJpeg,
+   [](Asked* a, Self self, Text v) { a->decode.jpeg.scaleDenominator = named(self, v, kScales); }},
+  {"fast", "", "Halved chroma is replicated, not interpolated", kReading, kJpeg,
+   [](Asked* a, Self self, Text v) { a->decode.jpeg.smooth = !flag(self, v); }},
+  {"components", "", "The components as they are coded, YCbCr in place of RGB", kReading, kJpeg,
+   [](Asked* a, Self self, Text v) { a->decode.jpeg.convertColour = !flag(self, v); }},
+  {"reduce", "0 to 32", "Resolutions to leave out; each halves the size", kReading, kJpeg2000,
+   [](Asked* a, Self self, Text v) { a->decode.jpeg2000.reduce = number(self, v, 0, 32); }},
+  {"max-layers", "1 to 65535", "Quality layers to decode", kReading, kJpeg2000,
+   [](Asked* a, Self self, Text v) { a->decode.jpeg2000.maxLayers = number(self, v, 1, 65535); }},
+  {"mip", "0 to 32", "Mip level", kReading, kDds,
+   [](Asked* a, Self self, Text v) { a->decode.dds.level = number(self, v, 0, 32); }},
+  {"face", "0 to 5", "Face of a cube map", kReading, kDds,
+   [](Asked* a, Self self, Text v) { a->decode.dds.face = number(self, v, 0, 5); }},
+  {"element", "0 to 65535", "Element of an array", kReading, kDds,
+   [](Asked* a, Self self, Text v) { a->decode.dds.element = number(self, v, 0, 65535); }},
+  {"page", "0 to 65535", "Page, from 0", kReading, kTiff,
+   [](Asked* a, Self self, Text v) { a->decode.tiff.page = number(self, v, 0, 65535); }},
+  {"quality", "1 to 100", "Quality", kWriting, kJpeg,
+   [](Asked* a, Self self, Text v) { a->encode.jpeg.quality = number(self, v, 1, 100); }},
+  {"sampling", "444, 422 or 420", "Chroma sampling", kWriting, kJpeg,
+   [](Asked* a, Self self, Text v) { a->encode.jpeg.sampling = named(self, v, kSamplings); }},
+  {"restart", "0 to 65535", "MCUs between restart markers", kWriting, kJpeg,
+   [](Asked* a, Self self, Text v) { a->encode.jpeg.restartInterval = number(self, v, 0, 65535); }},
+  {"restart-rows", "0 to 65535", "The same in rows of MCUs", kWriting, kJpeg,
+   [](Asked* a, Self self, Text v) { a->encode.jpeg.restartRows = number(self, v, 0, 65535); }, "restart"},
+  {"by-plane", "", "Chroma is averaged in planes of bytes, not MCU by MCU", kWriting, kJpeg,
+   [](Asked* a, Self self, Text v) { a->encode.jpeg.chromaByPlane = flag(self, v); }},
+  {"cmyk", "", "CMYK pictures as they are, not as YCCK", kWriting, kJpeg,
+   [](Asked* a, Self self, Text v) { a->encode.jpeg.ycck = !flag(self, v); }},
+  {"optimise", "", "Huffman tables fitted to the picture", kWriting, kJpeg,
+   [](Asked* a, Self self, Text v) { a->encode.jpeg.optimiseTables = flag(self, v); }},
+  {"progressive", "", "A progressive file", kWriting, kJpeg,
+   [](Asked* a, Self self, Text v) { a->progressive = flag(self, v); }, "lossless"},
+  {"scans", "a script such as 0,1,2: 0-0, 0, 1; 0: 1-63, 0, 2; ...", "The scans of a file", kWriting, kJpeg,
+   [](Asked* a, Self, Text v) { a->encode.jpeg.script = parseScanScript(v); }},
+  {"lossless", "", "A lossless JPEG; JPEG 2000 is lossless without rate and psnr", kWriting, kJpeg | kJpeg2000,
+   [](Asked* a, Self self, Text v) { a->lossless = flag(self, v); }},
+  {"predictor", "1 to 7", "Predictor of lossless files", kWriting, kJpeg,
+   [](Asked* a, Self self, Text v) { a->encode.jpeg.predictor = number(self, v, 1, 7); }, "", "lossless"},
+  {"point-transform", "0 to 15", "Low bits that a lossless file drops", kWriting, kJpeg,
+   [](Asked* a, Self self, Text v) { a->encode.jpeg.pointTransform = number(self, v, 0, 15); }, "", "lossless"},
+  {"rate", "a number above 0", "Bits per pixel; without it nothing is lost", kWriting, kJpeg2000,
+   [](Asked* a, Self self, Text v) { a->encode.jpeg2000.rate = real(self, v, 1e-6, 1e6); }},
+  {"psnr", "1 to 200", "Quality in dB", kWriting, kJpeg2000,
+   [](Asked* a, Self self, Text v) { a->encode.jpeg2000.psnr = real(self, v, 1, 200); }, "rate"},
+  {"layers", "1 to 1000", "Quality layers", kWriting, kJpeg2000,
+   [](Asked* a, Self self, Text v) { a->encode.jpeg2000.layers = number(self, v, 1, 1000); }},
+  {"levels", "0 to 32", "Levels of the wavelet transform", kWriting, kJpeg2000,
+   [](Asked* a, Self self, Text v) { a->encode.jpeg2000.levels = number(self, v, 0, 32); }},
+  {"block", "WIDTH,HEIGHT", "Size of code blocks", kWriting, kJpeg2000,
+   [](Asked* a, Self self, Text v) {
+     const std::array<int, 2> wh = size(self, v);
+     a->encode.jpeg2000.codeBlockWidth = wh[0];
+     a->encode.jpeg2000.codeBlockHeight = wh[1];
+   }},
+  {"precinct", "a power of two", "Width and height of precincts", kWriting, kJpeg2000,
+   [](Asked* a, Self self, Text v) { a->encode.jpeg2000.precinct = number(self, v, 0, 1 << 30); }},
+  {"style", "bypass, reset, terminate, causal, predictable or segmentation, joined by +", "Code-block styles",
+   kWriting, kJpeg2000, [](Asked* a, Self self, Text v) { a->encode.jpeg2000.style = styles(self, v); }},
+  {"progression", "lrcp, rlcp, rpcl, pcrl or cprl", "Order of packets", kWriting, kJpeg2000,
+   [](Asked* a, Self self, Text v) { a->encode.jpeg2000.progression = named(self, v, kProgressions); }},
+  {"sop", "", "Markers before packets", kWriting, kJpeg2000,
+   [](Asked* a, Self self, Text v) { a->encode.jpeg2000.sop = flag(self, v); }},
+  {"eph", "", "Markers after packet headers", kWriting, kJpeg2000,
+   [](Asked* a, Self self, Text v) { a->encode.jpeg2000.eph = flag(self, v); }},
+  {"tile", "WIDTH,HEIGHT", "Size of tiles", kWriting, kJpeg2000 | kTiff,
+   [](Asked* a, Self self, Text v) {
+     const std::array<int, 2> wh = size(self, v);
+     a->encode.jpeg2000.tileWidth = a->encode.tiff.tileWidth = wh[0];
+     a->encode.jpeg2000.tileHeight = a->encode.tiff.tileHeight = wh[1];
+   }},
+  {"texture", "dxt1, dxt3, dxt5 or ycocg", "Format of blocks", kWriting, kDds,
+   [](Asked* a, Self self, Text v) { a->encode.dds.format = named(self, v, kTextures); }},
+  {"mips", "0 to 32", "Mip levels; 0 for all down to one pixel", kWriting, kDds,
+   [](Asked* a, Self self, Text v) { a->encode.dds.levels = number(self, v, 0, 32); }},
+  {"compression", "none, packbits, lzw or deflate", "How strips and tiles are packed", kWriting, kTiff,
+   [](Asked* a, Self self, Text v) { a->encode.tiff.compression = named(self, v, kCompressions); }},
+  {"big-endian", "", "High bytes first", kWriting, kTiff,
+   [](Asked* a, Self self, Text v) { a->encode.tiff.bigEndian = flag(self, v); }},
+  {"bigtiff", "", "Offsets of 64 bits, which files above 4 GB have anyhow", kWriting, kTiff,
+   [](Asked* a, Self self, Text v) { a->encode.tiff.big = flag(self, v); }},
+  {"rows-per-strip", "0 to 1073741824", "Rows of a strip; 0 for about 64 KiB", kWriting, kTiff,
+   [](Asked* a, Self self, Text v) { a->encode.tiff.rowsPerStrip = number(self, v, 0, 1 << 30); }},
+  {"png-level", "0 to 9", "Compression of PNG files", kWriting, kPng,
+   [](Asked* a, Self self, Text v) { a->encode.png.level = number(self, v, 0, 9); }},
+};
 
 }  // namespace
 
@@ -278,56 +242,47 @@ PictureFormat storable(const PictureFormat& picture, Format format, const AnyEnc
       format == Format::dds || (format == Format::jpeg && options.jpeg.process != JpegProcess::lossless);
   if (bytesAlone && f.bitDepth > 8)
     throw Error(ErrorKind::argument, std::string(nameOf(format)) +
-                                         " files of this kind hold 8 bits a sample, and the " + "picture has " +
+                                         " files of this kind hold 8 bits a sample, and the picture has " +
                                          std::to_string(f.bitDepth) + "; a depth of 8 reduces it");
   if (bytesAlone) f.bitDepth = 8;  // nothing is lost by that
   return f;
 }
 
-const std::vector<Setting>& allSettings() {
-  static const std::vector<Setting> all = [] {
-    std::vector<Setting> s;
-    addPicture(&s);
-    addReading(&s);
-    addJpeg(&s);
-    addJpeg2000(&s);
-    addOthers(&s);
-    return s;
-  }();
-  return all;
-}
+SettingList allSettings() { return {std::begin(kSettings), std::end(kSettings)}; }
 
-bool Settings::given(const char* name) const {
-  return std::any_of(given_.begin(), given_.end(), [&](const Setting* s) { return std::string(s->name) == name; });
+std::string Settings::shown(const char* name) const { return std::string(dashes_) + name; }
+
+bool Settings::given(const std::string& name) const {
+  return std::any_of(given_.begin(), given_.end(), [&](const Given& g) { return g.setting->name == name && g.on; });
 }
 
 void Settings::give(const std::string& name, const std::string& value) {
-  const std::vector<Setting>& all = allSettings();
-  const auto found =
+  const SettingList all = allSettings();
+  const Setting* const found =
       std::find_if(all.begin(), all.end(), [&](const Setting& s) { return s.name == name && (s.roles & role_); });
   if (found == all.end())
     throw Error(ErrorKind::argument, std::string("no setting of ") + (role_ == kReading ? "reading" : "writing") +
                                          " is named \"" + name + "\"");
-  if (given(found->name)) throw Error(ErrorKind::argument, name + " is given twice");
+  if (std::any_of(given_.begin(), given_.end(), [&](const Given& g) { return g.setting == found; }))
+    throw Error(ErrorKind::argument, shown(found->name) + " is given twice");
   found->apply(&asked_, *found, value);
-  given_.push_back(&*found);
+  given_.push_back({found, *found->values != '\0' || value == "yes"});
 }
 
 Asked Settings::settle(Format format) const {
-  for (const Setting* s : given_)
-    if (s->formats && !(s->formats & of(format)))
-      throw Error(ErrorKind::argument, std::string(s->name) + " means nothing here: the " +
-                                           (role_ == kReading ? "input" : "output") + " is " + nameOf(format));
+  const auto refuse = [](const std::string& text) { throw Error(ErrorKind::argument, text); };
+  for (const Given& g : given_) {
+    const Setting& s = *g.setting;
+    if (s.formats && !(s.formats & of(format)))
+      refuse(shown(s.name) + " means nothing here: the " + (role_ == kReading ? "input" : "output") + " is " +
+             nameOf(format));
+    if (g.on && given(s.excludes)) refuse(shown(s.name) + " and " + shown(s.excludes) + " exclude each other");
+    if (g.on && *s.needs && !given(s.needs)) refuse(shown(s.name) + " needs " + shown(s.needs));
+  }
   Asked a = asked_;
-  const auto contradict = [](const char* text) { throw Error(ErrorKind::argument, text); };
   Jpeg2000EncodeOptions& j = a.encode.jpeg2000;
-  if (j.rate > 0 && j.psnr > 0) contradict("rate and psnr exclude each other");
   j.lossless = j.rate == 0 && j.psnr == 0;
-  if (a.lossless && !j.lossless) contradict("a lossless file has the rate that it needs");
-  if (a.lossless && a.progressive) contradict("lossless and progressive exclude each other");
-  if (given("restart") && given("restart-rows")) contradict("restart and restart-rows exclude each other");
-  if (!a.lossless && given("predictor")) contradict("predictor needs lossless");
-  if (!a.lossless && given("point-transform")) contradict("point-transform needs lossless");
+  if (a.lossless && !j.lossless) refuse("a lossless file has the rate that it needs");
   JpegEncodeOptions& e = a.encode.jpeg;
   // A script of scans with parts of the coefficients or of their bits makes a file progressive.
   const bool refines = std::any_of(e.script.begin(), e.script.end(),

@@ -10,6 +10,21 @@
 
 namespace zelcodecs {
 
+// Values by their names.
+template <class Value>
+struct Named {
+  const char* name;
+  Value value;
+};
+constexpr Named<CodeBlockStyle> kCodeBlockStyles[] = {{"bypass", kBypass},           {"reset", kReset},
+                                                      {"terminate", kTerminate},     {"causal", kCausal},
+                                                      {"predictable", kPredictable}, {"segmentation", kSegmentation}};
+constexpr Named<Progression> kProgressions[] = {{"lrcp", Progression::lrcp},
+                                                {"rlcp", Progression::rlcp},
+                                                {"rpcl", Progression::rpcl},
+                                                {"pcrl", Progression::pcrl},
+                                                {"cprl", Progression::cprl}};
+
 // What of the picture is wanted besides the format's own options.
 struct Wishes {
   bool grey = false;  // the luminance alone
@@ -42,30 +57,45 @@ struct Setting {
   unsigned formats;  // a bit 1 << Format for each that knows it; 0 for all
   // Throws Error(argument) for a value that it does not take.
   void (*apply)(Asked* asked, const Setting& self, const std::string& value);
+  const char* excludes = "";  // the setting that it cannot stand beside
+  const char* needs = "";     // the one that it means nothing without
 };
 
 // Every setting, in the order in which a person would look for them.
-const std::vector<Setting>& allSettings();
+struct SettingList {
+  const Setting *first, *last;
+  const Setting* begin() const { return first; }
+  const Setting* end() const { return last; }
+  size_t size() const { return size_t(last - first); }
+};
+SettingList allSettings();
 
 // Settings that a caller gives one after the other.
 class Settings {
  public:
-  explicit Settings(SettingRole role) : role_(role) {}
+  // dashes: before the names in messages, as the caller writes them.
+  explicit Settings(SettingRole role, const char* dashes = "") : role_(role), dashes_(dashes) {}
 
   // Throws Error(argument) for a name that is not known in this role, one that was given before, and bad values.
   void give(const std::string& name, const std::string& value);
   // The result for a file of this format. Throws Error(argument) where a setting means nothing there, and for settings
   // that contradict each other.
   Asked settle(Format format) const;
-  // Of what is written, as far as a setting tells it.
-  std::optional<Format> format() const { return asked_.format; }
+  // What has been given so far, for what does not depend on the format.
+  const Asked& asked() const { return asked_; }
 
  private:
-  bool given(const char* name) const;
+  struct Given {
+    const Setting* setting;
+    bool on;  // not a switch that was given as no
+  };
+  bool given(const std::string& name) const;
+  std::string shown(const char* name) const;
 
   const SettingRole role_;
+  const char* const dashes_;
   Asked asked_;
-  std::vector<const Setting*> given_;
+  std::vector<Given> given_;
 };
 
 }  // namespace zelcodecs

@@ -110,7 +110,7 @@ Spare::Spare(const PictureFormat& format, int bandRows)
 
 }  // namespace zelcodecs::boundary
 
-// ---- Exported -----------------------------------------------------------------------------------------------------------
+// ---- Exported ----------------------------------------------------------------------------------------------------------
 
 using namespace zelcodecs;
 
@@ -133,9 +133,9 @@ const char* zelcFormatName(ZelcFormat format) {
 ZelcStatus zelcSetting(int number, ZelcSetting* setting) {
   return boundary::guarded([&] {
     boundary::present(setting);
-    const std::vector<Setting>& all = allSettings();
+    const SettingList all = allSettings();
     boundary::demand(number >= 0 && size_t(number) < all.size(), "no setting has this number");
-    const Setting& s = all[size_t(number)];
+    const Setting& s = all.first[number];
     *setting = {s.name, s.values, s.help, (s.roles & kReading) != 0, (s.roles & kWriting) != 0, s.formats << 1};
   });
 }

@@ -103,13 +103,13 @@ Writer createWriter(const char* path, const ZelcPicture* picture, const ZelcMeta
   Metadata metadata = metadataOf(given);
   const Settings settings = settingsOf(list, kWriting);
   const std::string ending = path ? endingOf(path) : "";
-  const std::optional<Format> format = settings.format() ? settings.format() : formatOfEnding(ending);
+  const std::optional<Format> told = settings.asked().format, format = told ? told : formatOfEnding(ending);
   if (!format)
     throw Error(ErrorKind::argument, path ? std::string(path) + ": no format has this ending; " + allEndings() +
                                                 " are known, and the setting format"
                                           : "a file in memory needs the setting format");
   Asked asked = settings.settle(*format);
-  if (!settings.format()) asked.encode.jpeg2000.jp2 = ending == "jp2";
+  if (!told) asked.encode.jpeg2000.jp2 = ending == "jp2";
   asked.encode.common.warnings = &w->warnings;
   const PictureFormat stored = storable(wished(w->picture, asked.wishes), *format, asked.encode);
   if (stored != w->picture) {
@@ -184,7 +184,7 @@ Writer writeWhole(const char* path, const ZelcPicture* picture, const ZelcMetada
 
 }  // namespace
 
-// ---- Exported -----------------------------------------------------------------------------------------------------------
+// ---- Exported ----------------------------------------------------------------------------------------------------------
 
 ZelcStatus zelcCreateFile(const char* path, const ZelcPicture* picture, const ZelcMetadata* metadata,
                           const char* const* settings, ZelcWriter** writer) {
