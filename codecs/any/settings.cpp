@@ -10,7 +10,7 @@
 namespace zelcodecs {
 namespace {
 
-// ---- Values ----------------------------------------------------------------------------------------------------------
+// ---- Values ------------------------------------------------------------------------------------------------------
 
 [[noreturn]] void refuse(const Setting& self, const std::string& value) {
   const std::string takes = *self.values ? self.values : "yes or no";
@@ -102,7 +102,7 @@ int styles(const Setting& self, const std::string& value) {
   return all;
 }
 
-// ---- The settings ----------------------------------------------------------------------------------------------------
+// ---- The settings ------------------------------------------------------------------------------------------------
 
 constexpr unsigned of(Format f) { return 1U << unsigned(f); }
 constexpr unsigned kJpeg = of(Format::jpeg), kJpeg2000 = of(Format::jpeg2000), kDds = of(Format::dds),

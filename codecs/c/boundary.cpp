@@ -110,7 +110,7 @@ Spare::Spare(const PictureFormat& format, int bandRows)
 
 }  // namespace zelcodecs::boundary
 
-// ---- Exported ----------------------------------------------------------------------------------------------------------
+// ---- Exported ------------------------------------------------------------------------------------------------------
 
 using namespace zelcodecs;
 

@@ -107,7 +107,7 @@ void readWhole(ZelcReader* r, ZelcInfo* info, void** samples) {
 
 }  // namespace
 
-// ---- Exported ----------------------------------------------------------------------------------------------------------
+// ---- Exported ------------------------------------------------------------------------------------------------------
 
 ZelcStatus zelcOpenFile(const char* path, const char* const* settings, ZelcReader** reader) {
   return guarded([&] {

@@ -184,7 +184,7 @@ Writer writeWhole(const char* path, const ZelcPicture* picture, const ZelcMetada
 
 }  // namespace
 
-// ---- Exported ----------------------------------------------------------------------------------------------------------
+// ---- Exported ------------------------------------------------------------------------------------------------------
 
 ZelcStatus zelcCreateFile(const char* path, const ZelcPicture* picture, const ZelcMetadata* metadata,
                           const char* const* settings, ZelcWriter** writer) {
