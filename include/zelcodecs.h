@@ -209,7 +209,8 @@ ZELC_API ZelcStatus zelcSetting(int number, ZelcSetting* setting);
 typedef struct ZelcReader ZelcReader;
 
 /** Opens a file, whose format its first bytes tell. It stays open until the reader is closed, and is mapped into
- * memory: one that is cut meanwhile ends the process. */
+ * memory: one that is cut meanwhile ends the process. With "auto-orient" a picture that has to be turned is decoded
+ * here, as a whole. */
 ZELC_API ZelcStatus zelcOpenFile(const char* path, const char* const* settings, ZelcReader** reader);
 
 /** The same for a file in memory. The bytes stay the caller's, unchanged until the reader is closed. data may be null

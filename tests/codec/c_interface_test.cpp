@@ -346,14 +346,14 @@ TEST_F(CInterface, Conversions) {
 
   const ZelcPicture few = {2, 1, zelcGrey, 4}, twelve = {2, 1, zelcGrey, 12};
   const uint8_t above[] = {15, 16};
-  const uint16_t above16[] = {4096, 0};
+  const uint16_t above16[] = {4096, 0, 0}, fine16[] = {1, 2, 3};
   const char* const settings[] = {"format=pnm", nullptr};
   void* data = nullptr;
   size_t size = 0;
   EXPECT_EQ(zelcWriteMemory(&few, nullptr, above, 2, settings, &data, &size), zelcUsage);
   EXPECT_EQ(zelcWriteMemory(&twelve, nullptr, above16, 4, settings, &data, &size), zelcUsage);
-  EXPECT_EQ(zelcWriteMemory(&twelve, nullptr, reinterpret_cast<const uint8_t*>(above16) + 1, 4, settings, &data, &size),
-            zelcUsage);
+  const auto* const odd = reinterpret_cast<const uint8_t*>(fine16) + 1;
+  EXPECT_EQ(zelcWriteMemory(&twelve, nullptr, odd, 4, settings, &data, &size), zelcUsage);
 
   ZelcMetadata turned{};
   turned.orientation = 6;
