@@ -4,8 +4,8 @@
 >>> array, info = zelj.read("photo.jpg")
 >>> zelj.write("photo.jp2", array, rate=1.5, metadata=info.metadata)
 
-Files go through in bands with ``zelj.open`` and ``zelj.create``. The work is done by libzelcodecs, on several threads and
-without the interpreter's lock.
+Files go through in bands with ``zelj.open`` and ``zelj.create``. The work is done by libzelcodecs, on several threads
+and without the interpreter's lock.
 """
 from typing import List
 

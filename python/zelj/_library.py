@@ -182,7 +182,9 @@ def check(status: int, path: Optional[str] = None) -> None:
     raise error
 
 
-def texts(function: Callable[..., Optional[bytes]], handle: ctypes.c_void_p, first: int, path: Optional[str]) -> List[str]:
+def texts(
+    function: Callable[..., Optional[bytes]], handle: ctypes.c_void_p, first: int, path: Optional[str]
+) -> List[str]:
     """The warnings of a handle from the given number on, with the file's name before them."""
     found: List[str] = []
     while True:

@@ -140,7 +140,8 @@ class Reader:
     def _fill(self, out: Samples, count: int) -> None:
         info = self._info
         if out.dtype != info.dtype or out.shape[1:] != info.shape[1:] or out.shape[0] < count:
-            raise c.UsageError(f"{count} rows of {info.shape[1:]}, {info.dtype}, have no room in {out.shape}, {out.dtype}")
+            wanted = f"{count} rows of {info.shape[1:]}, {info.dtype}"
+            raise c.UsageError(f"{wanted}, have no room in {out.shape}, {out.dtype}")
         if not out.flags.writeable:
             raise c.UsageError("the array for the rows cannot be written")
         if count == 0:

@@ -229,9 +229,9 @@ def picture_of(
     """The record of a picture for arrays of such a shape and type, and their type in native order."""
     kind = np.dtype(dtype).newbyteorder("=")
     if kind not in (np.dtype(np.uint8), np.dtype(np.uint16)):
-        raise TypeError(f"samples are uint8 or uint16, not {np.dtype(dtype)}; floating-point ones are to be scaled first")
+        raise TypeError(f"samples are uint8 or uint16, not {np.dtype(dtype)}; others are to be scaled first")
     if len(shape) not in (2, 3):
-        raise c.UsageError(f"a picture is an array of height x width, or height x width x channels, not of shape {shape}")
+        raise c.UsageError(f"a picture is height x width, or height x width x channels, not of shape {shape}")
     channels = shape[2] if len(shape) == 3 else 1
     if colours is None and 1 <= channels <= 4:
         colours = COLOURS[channels - 1]

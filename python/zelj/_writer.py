@@ -12,7 +12,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _library as c
-from ._types import Metadata, Samples, SettingValue, Target, metadata_record, path_of, picture_of, rows_of, settings_list
+from ._types import Metadata, SettingValue, Target, metadata_record, path_of, picture_of, rows_of, settings_list
 
 
 class Writer:
@@ -58,7 +58,8 @@ class Writer:
         """Writes the next rows: an array like the picture, of any height that is left."""
         array = np.asarray(band)
         if array.shape[1:] != self._shape[1:] or array.dtype.newbyteorder("=") != self._dtype:
-            raise c.UsageError(f"rows of {self._shape[1:]}, {self._dtype}, are expected, not {array.shape}, {array.dtype}")
+            expected = f"rows of {self._shape[1:]}, {self._dtype}"
+            raise c.UsageError(f"{expected}, are expected, not {array.shape}, {array.dtype}")
         if len(array) == 0:
             return
         rows = rows_of(array, self._dtype)

@@ -13,7 +13,8 @@ mkdir "$scratch/some where"
 mv "$scratch/first" "$scratch/some where/else"
 prefix="$scratch/some where/else"
 libdir=$(dirname "$(find "$prefix" -name libzelcodecs.so.1)")
-readelf -d "$libdir/libzelcodecs.so.1" | grep -q 'RUNPATH.*\[$ORIGIN\]' || { echo "the library does not look beside itself"; exit 1; }
+readelf -d "$libdir/libzelcodecs.so.1" | grep -q 'RUNPATH.*\[$ORIGIN\]' ||
+  { echo "the library does not look beside itself"; exit 1; }
 ! ldd "$libdir/libzelcodecs.so.1" | grep 'not found' || exit 1
 
 cd "$scratch"  # from where nothing of the source tree is seen
@@ -43,4 +44,5 @@ PYTHONPATH=$(dirname "$package") "$python" -B "$here/test_zelj.py"
 PYTHONPATH=$(dirname "$package") "$python" -B -c '
 import sys, zelj
 used = {line.split(maxsplit=5)[-1].strip() for line in open("/proc/self/maps") if "libzel" in line}
-sys.exit(not used or any(not path.startswith(sys.argv[1]) for path in used) and f"libraries from elsewhere: {used}")' "$prefix"
+foreign = [path for path in used if not path.startswith(sys.argv[1])]
+if not used or foreign: sys.exit(f"libraries from elsewhere: {foreign}")' "$prefix"

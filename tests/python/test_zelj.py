@@ -101,7 +101,8 @@ class BesidePillow(Case):
         self.same(zelj.read(pillow_bytes(cmyk, format="TIFF"))[0], np.asarray(cmyk))
         for mode in ("RGB", "L", "CMYK"):
             with self.subTest(jpeg=mode):
-                data = pillow_bytes((cmyk if mode == "CMYK" else rgb.convert(mode)), format="JPEG", quality=95, subsampling=0)
+                original = cmyk if mode == "CMYK" else rgb.convert(mode)
+                data = pillow_bytes(original, format="JPEG", quality=95, subsampling=0)
                 with Image.open(io.BytesIO(data)) as image:
                     array, info = zelj.read(data)
                     self.assertEqual(info.colours, {"L": "grey"}.get(mode, mode.lower()))
