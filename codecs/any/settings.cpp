@@ -77,9 +77,6 @@ std::array<int, 3> colour(const Setting& self, const std::string& value) {
 }
 
 constexpr Named<int> kScales[] = {{"1", 1}, {"1/2", 2}, {"1/4", 4}, {"1/8", 8}};
-constexpr Named<Format> kFormats[] = {{"jpg", Format::jpeg},  {"jp2", Format::jpeg2000}, {"j2k", Format::jpeg2000},
-                                      {"dds", Format::dds},   {"tif", Format::tiff},     {"png", Format::png},
-                                      {"pnm", Format::netpbm}};
 constexpr Named<int> kDepths[] = {{"8", 8}, {"16", 16}};
 constexpr Named<Sampling> kSamplings[] = {{"444", Sampling::s444}, {"422", Sampling::s422}, {"420", Sampling::s420}};
 constexpr Named<TextureFormat> kTextures[] = {{"dxt1", TextureFormat::dxt1},
@@ -115,7 +112,7 @@ constexpr Setting kSettings[] = {
   {"format", "jpg, jp2, j2k, dds, tif, png or pnm", "The format, where the ending of the name does not tell",
    kWriting, kEvery,
    [](Asked* a, Self self, Text v) {
-     a->format = named(self, v, kFormats);
+     a->format = named(self, v, kFormatNames);
      a->encode.jpeg2000.jp2 = v == "jp2";
    }},
   {"crop", "X,Y,WIDTH,HEIGHT", "This part alone; the rest is not decoded where that can be", kReading, kEvery,

@@ -16,6 +16,9 @@ struct Named {
   const char* name;
   Value value;
 };
+constexpr Named<Format> kFormatNames[] = {{"jpg", Format::jpeg},  {"jp2", Format::jpeg2000}, {"j2k", Format::jpeg2000},
+                                          {"dds", Format::dds},   {"tif", Format::tiff},     {"png", Format::png},
+                                          {"pnm", Format::netpbm}};
 constexpr Named<CodeBlockStyle> kCodeBlockStyles[] = {{"bypass", kBypass},           {"reset", kReset},
                                                       {"terminate", kTerminate},     {"causal", kCausal},
                                                       {"predictable", kPredictable}, {"segmentation", kSegmentation}};
