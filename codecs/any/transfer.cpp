@@ -129,4 +129,13 @@ void transfer(Decoder& decoder, Converter* converter, Encoder& encoder, int thre
 
 std::unique_ptr<Decoder> imageDecoder(Image image) { return std::make_unique<ImageDecoder>(std::move(image)); }
 
+std::unique_ptr<Decoder> upright(std::unique_ptr<Decoder> decoder) {
+  const int orientation = decoder->metadata().orientation;
+  if (orientation == 1) return decoder;
+  Image image = oriented(readAll(*decoder), orientation);
+  image.metadata().orientation = 1;
+  setExifOrientation(&image.metadata().exif, 1);
+  return imageDecoder(std::move(image));
+}
+
 }  // namespace zelcodecs

@@ -14,4 +14,7 @@ void transfer(Decoder& decoder, Converter* converter, Encoder& encoder, int thre
 // The rows of a picture in memory, as a decoder that has already done its work.
 std::unique_ptr<Decoder> imageDecoder(Image image);
 
+// The picture as its orientation asks for it. One that is turned or mirrored is read here as a whole.
+std::unique_ptr<Decoder> upright(std::unique_ptr<Decoder> decoder);
+
 }  // namespace zelcodecs

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 
@@ -34,6 +35,19 @@ class Error : public std::runtime_error {
  private:
   ErrorKind kind_;
   size_t offset_;
+};
+
+// What the system says of a file that cannot be opened, read or written.
+class FileError : public Error {
+ public:
+  FileError(const std::string& name, int code)
+      : Error(ErrorKind::file, name + ": " + std::strerror(code)), code_(code) {}
+
+  // As errno has it.
+  int code() const { return code_; }
+
+ private:
+  int code_;
 };
 
 // For calls of primitives that have no reason to fail: their arguments have been checked before.

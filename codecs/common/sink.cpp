@@ -90,7 +90,7 @@ class FileSink : public Sink {
     umask(mask);
     return mask;
   }
-  [[noreturn]] void fail() const { throw Error(ErrorKind::file, name_ + ": " + std::strerror(errno)); }
+  [[noreturn]] void fail() const { throw FileError(name_, errno); }
 
   // A link stays a link: what it points to is replaced.
   void openBeside(const std::string& path, mode_t mode) {

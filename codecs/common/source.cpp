@@ -13,7 +13,7 @@
 namespace zelcodecs {
 namespace {
 
-[[noreturn]] void fail(const std::string& path) { throw Error(ErrorKind::file, path + ": " + std::strerror(errno)); }
+[[noreturn]] void fail(const std::string& path) { throw FileError(path, errno); }
 
 class MemorySource : public Source {
  public:

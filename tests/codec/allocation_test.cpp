@@ -10,6 +10,7 @@
 #include "any/any.h"
 #include "any/transfer.h"
 #include "files.h"
+#include "zelcodecs.h"
 
 // ---- The allocator of the process -----------------------------------------------------------------------------------
 
@@ -235,6 +236,39 @@ TEST(Allocation, Threads) {
   failCoders("textures", Format::dds, image, e);
   e.jpeg2000.tileWidth = e.jpeg2000.tileHeight = 128;
   failCoders("tiles", Format::jpeg2000, image, e);
+}
+
+// Through the C interface running out of memory is a status, whatever the call.
+TEST(Allocation, CInterface) {
+  const ZelcPicture shape = {37, 35, zelcRgb, 8};
+  const Image image = picture(37, 35, ColourModel::rgb);
+  const char* const comments[] = {"a comment that takes memory of its own", nullptr};
+  const ZelcMetadata metadata = {nullptr, 0, nullptr, 0, "<x/>", 4, comments, 4000, 4000, 6};
+  const auto well = [](ZelcStatus s) {
+    if (s == zelcMemory) throw std::bad_alloc();
+    if (s != zelcOk) throw Error(s == zelcLimit ? ErrorKind::limit : ErrorKind::internal, zelcLastError());
+  };
+  for (const char* format : {"format=jpg", "format=jp2", "format=tif", "format=png"}) {
+    const char* const writing[] = {format, "grey", nullptr};
+    const char* const reading[] = {"auto-orient", "depth=16", nullptr};
+    const Work write = [&] {
+      void* data = nullptr;
+      size_t size = 0;
+      well(zelcWriteMemory(&shape, &metadata, image.data(), image.rowBytes(), writing, &data, &size));
+      const std::unique_ptr<void, void (*)(void*)> held(data, zelcFree);
+      return Bytes(static_cast<uint8_t*>(data), static_cast<uint8_t*>(data) + size);
+    };
+    failEach(std::string("written, ") + format, write);
+    const Bytes file = write();
+    failEach(std::string("read, ") + format, [&] {
+      ZelcInfo info;
+      void* samples = nullptr;
+      well(zelcReadMemory(file.data(), file.size(), reading, &info, &samples));
+      const std::unique_ptr<void, void (*)(void*)> held(samples, zelcFree);
+      const auto* const p = static_cast<uint8_t*>(samples);
+      return Bytes(p, p + info.rowBytes * size_t(info.picture.height));
+    });
+  }
 }
 
 TEST(Allocation, Transfer) {

@@ -83,7 +83,7 @@ def jpeg():
     for kind, scale in itertools.product(("", "-grayscale", "-progressive"), (2, 4, 8)):
         make = f"cjpeg {kind} -quality 90 -sample 1x1 -outfile a.jpg in.ppm"
         attempt(f"{make} 1/{scale}", *(close if scale == 8 else (6, 0.7)), make, f"djpeg -pnm -scale 1/{scale} -outfile theirs.pnm a.jpg",
-                f"{zelcodec} decode --scale {scale} a.jpg ours.pnm")
+                f"{zelcodec} decode --scale 1/{scale} a.jpg ours.pnm")
     for options in itertools.product(("-s 444", "-s 422", "-s 420"), ("", "--progressive", "--optimise", "--restart 2"),
                                      ("", "--grey"), ("-q 20", "-q 95")):
         make = f"{zelcodec} encode {' '.join(options)} in.ppm a.jpg"

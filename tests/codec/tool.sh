@@ -94,7 +94,7 @@ expect 0 encode "$picture" grey.jp2 --grey --depth 16
 expect 0 info grey.jp2 --json
 contains out '"picture":.*"colours":"grey","bits":16'
 expect 1 encode grey.jp2 b.jpg
-contains err "--depth 8"
+contains err "depth of 8"
 expect 0 encode grey.jp2 b.jpg --depth 8
 printf 'P7\nWIDTH 2\nHEIGHT 1\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR\n\377\0\0\200\0\377\0\377' >clear.pam
 expect 1 encode clear.pam b.jpg

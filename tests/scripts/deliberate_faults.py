@@ -75,7 +75,7 @@ class Copy:
         programs = [["tests/zelj_tests", "--variant=avx2"], ["tests/zelj_tests", "--variant=sse41"],
                     ["tests/zelj_internal_avx2"], ["tests/zelj_internal_sse41"]]
         if in_codecs:
-            programs = [["tests/codec/zelj_codec_tests"]]
+            programs = [["tests/codec/zelj_codec_tests"], ["tests/codec/zelj_c_interface_tests"]]
         for program, *arguments in programs:
             try:
                 run = subprocess.run([self.build / program, *arguments, "--gtest_fail_fast", "--gtest_brief=1"],
@@ -101,7 +101,9 @@ class Copy:
 
 
 def targets_for(fault):
-    return ["zelj_codec_tests"] if fault.in_codecs() else ["zelj_tests", "zelj_internal_avx2", "zelj_internal_sse41"]
+    if fault.in_codecs():
+        return ["zelj_codec_tests", "zelj_c_interface_tests"]
+    return ["zelj_tests", "zelj_internal_avx2", "zelj_internal_sse41"]
 
 
 def main():

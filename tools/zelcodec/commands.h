@@ -20,7 +20,7 @@ enum ExitCode {
 };
 
 // encode and decode; the first of the exit codes of several files that is not kOk.
-int runConvert(ConvertCommand& command, const CommonOptions& common, bool encodes);
+int runConvert(const ConvertCommand& command, const CommonOptions& common, bool encodes);
 int runInfo(const InfoCommand& command, const CommonOptions& common);
 int runCompare(const CompareCommand& command, const CommonOptions& common);
 

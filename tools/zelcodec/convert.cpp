@@ -50,34 +50,12 @@ void timed(int repeat, const Work& work) {
   std::fprintf(stderr, "%.2f ms\n", best);
 }
 
-// The picture upright. Turned or mirrored top to bottom it has to be in memory as a whole.
-std::unique_ptr<Decoder> upright(std::unique_ptr<Decoder> decoder) {
-  const int orientation = decoder->metadata().orientation;
-  if (orientation == 1) return decoder;
-  Image image = oriented(readAll(*decoder), orientation);
-  image.metadata().orientation = 1;
-  setExifOrientation(&image.metadata().exif, 1);
-  return imageDecoder(std::move(image));
-}
-
 // The rows to be written, by what was asked for and what the format can hold. Null where they are those that are read.
-std::unique_ptr<Converter> converterFor(const ConvertCommand& c, const Decoder& decoder, Format format) {
-  const PictureFormat& f = decoder.format();
-  const bool bytesAlone =
-      format == Format::dds || (format == Format::jpeg && c.encode.jpeg.process != JpegProcess::lossless);
-  ColourModel model = f.model;
-  if (c.grey) model = model == ColourModel::rgba ? ColourModel::greyAlpha : ColourModel::grey;
-  if (c.grey && f.model == ColourModel::greyAlpha) model = f.model;
-  model = nearestModel(format, model);
-  int depth = c.depth ? c.depth : f.bitDepth;
-  if (bytesAlone && depth < 8) depth = 8;  // nothing is lost by that
-  if (bytesAlone && depth > 8)
-    throw Error(ErrorKind::argument, std::string(nameOf(format)) +
-                                         " files of this kind hold 8 bits a sample, and the "
-                                         "picture has " +
-                                         std::to_string(depth) + "; --depth 8 reduces it");
-  if (model == f.model && depth == f.bitDepth) return nullptr;
-  return std::make_unique<Converter>(f, model, depth, decoder.metadata(), ConvertOptions{c.background});
+std::unique_ptr<Converter> converterFor(const Decoder& decoder, Format format, const Asked& asked) {
+  const PictureFormat to = storable(wished(decoder.format(), asked.wishes), format, asked.encode);
+  if (to == decoder.format()) return nullptr;
+  return std::make_unique<Converter>(decoder.format(), to.model, to.bitDepth, decoder.metadata(),
+                                     ConvertOptions{asked.wishes.background});
 }
 
 Image convertedImage(Decoder& decoder, Converter* converter) {
@@ -88,13 +66,23 @@ Image convertedImage(Decoder& decoder, Converter* converter) {
   return out;
 }
 
-void convertFile(const Job& job, const ConvertCommand& c, const CommonOptions& common, bool encodes) {
+// A command with what it gives to the codecs.
+struct Conversion {
+  const ConvertCommand& command;
+  const Settings reading, writing;
+  bool encodes;
+};
+
+void convertFile(const Job& job, const Conversion& conversion, const CommonOptions& common) {
+  const ConvertCommand& c = conversion.command;
+  const bool encodes = conversion.encodes;
   CollectedWarnings warnings(job.in);
   ProgressLine line(common.progress, job.in, 2);
   const std::unique_ptr<Source> source = fileSource(job.in);
   const Format inFormat = formatOf(source->peek(kBytesForFormat));
-  c.reading.check(inFormat, "input");
-  AnyDecodeOptions d = c.decode;
+  const Asked read = conversion.reading.settle(inFormat), written = conversion.writing.settle(job.format);
+  AnyDecodeOptions d = read.decode;
+  common.apply(&d.common);
   d.common.progress = line.callback();
   d.common.warnings = &warnings.reading;
   if (c.time && !encodes) {
@@ -107,14 +95,15 @@ void convertFile(const Job& job, const ConvertCommand& c, const CommonOptions& c
     warnings.reading.clear();
   }
   std::unique_ptr<Decoder> decoder = openAny(*source, inFormat, d);
-  if (c.autoOrient) decoder = upright(std::move(decoder));
+  if (read.autoOrient) decoder = upright(std::move(decoder));
 
-  const std::unique_ptr<Converter> converter = converterFor(c, *decoder, job.format);
+  const std::unique_ptr<Converter> converter = converterFor(*decoder, job.format, written);
   const PictureFormat& format = converter ? converter->to() : decoder->format();
   const Metadata metadata = c.strip     ? Metadata{}
                             : converter ? converter->kept(decoder->metadata())
                                         : decoder->metadata();
-  AnyEncodeOptions e = c.encode;
+  AnyEncodeOptions e = written.encode;
+  e.common.threads = common.threads;
   e.jpeg2000.jp2 = job.boxes;
   e.common.progress = line.callback();
   e.common.warnings = &warnings.writing;
@@ -144,6 +133,12 @@ std::string stemOf(const std::string& path) {
   return dot == std::string::npos || dot == 0 ? name : name.substr(0, dot);
 }
 
+std::optional<Format> formatNamed(const std::string& name) {
+  for (const Named<Format>& f : kFormatNames)
+    if (name == f.name) return f.value;
+  return std::nullopt;
+}
+
 // What there is to do. Throws Error(argument) before any work where an output's format is not known.
 std::vector<Job> jobsOf(const ConvertCommand& c, bool encodes) {
   std::vector<Job> jobs;
@@ -151,7 +146,7 @@ std::vector<Job> jobsOf(const ConvertCommand& c, bool encodes) {
     if (c.files.size() != 2)
       throw Error(ErrorKind::argument, "one input and one output are expected; several inputs go to an --output-dir");
     const std::string &out = c.files[1], ending = endingOf(out);
-    const std::optional<Format> told = !c.format.empty() ? kFormats.at(c.format)
+    const std::optional<Format> told = !c.format.empty() ? formatNamed(c.format)
                                        : out == "-"      ? encodes ? Format::jpeg : Format::netpbm
                                                          : formatOfEnding(ending);
     if (!told)
@@ -166,52 +161,37 @@ std::vector<Job> jobsOf(const ConvertCommand& c, bool encodes) {
     if (in == "-") throw Error(ErrorKind::argument, "standard input has no name for a file in --output-dir");
     const std::string out = c.outputDirectory + "/" + stemOf(in) + "." + c.format;
     if (!outputs.insert(out).second) throw Error(ErrorKind::argument, "two inputs would be written to " + out);
-    jobs.push_back({in, out, kFormats.at(c.format), c.format == "jp2"});
+    jobs.push_back({in, out, *formatNamed(c.format), c.format == "jp2"});
   }
   return jobs;
 }
 
-void readScript(ConvertCommand* c) {
-  if (c->scans.empty()) return;
-  const std::unique_ptr<Source> source = fileSource(c->scans);
-  const ByteView text = source->all();
-  JpegEncodeOptions& e = c->encode.jpeg;
-  e.script = parseScanScript(std::string(text.begin(), text.end()));
-  const auto refines = [](const JpegScan& s) { return s.ss != 0 || s.se != 63 || s.ah != 0 || s.al != 0; };
-  if (e.process == JpegProcess::baseline && std::any_of(e.script.begin(), e.script.end(), refines))
-    e.process = JpegProcess::progressive;
-}
-
 }  // namespace
 
-int runConvert(ConvertCommand& c, const CommonOptions& common, bool encodes) {
-  std::vector<Job> jobs;
+int runConvert(const ConvertCommand& c, const CommonOptions& common, bool encodes) {
   try {
-    c.settle(common);
-    readScript(&c);
-    jobs = jobsOf(c, encodes);
-    c.writing.check(jobs[0].format, "output");
+    const Conversion conversion = {c, c.settings(kReading), c.settings(kWriting), encodes};
+    const std::vector<Job> jobs = jobsOf(c, encodes);
+    conversion.writing.settle(jobs[0].format);
+    // Of many files each thread takes one after the other; a single one is divided among them.
+    Team team(common.threads);
+    CommonOptions each = common;
+    if (jobs.size() > 1) each.threads = 1;
+    std::vector<int> codes(jobs.size(), kOk);
+    team.forEach(int(jobs.size()), [&](int i) {
+      const Job& job = jobs[size_t(i)];
+      try {
+        convertFile(job, conversion, each);
+      } catch (...) {
+        const bool mayKeepGoing = !conversion.reading.asked().decode.common.keepGoing;
+        codes[size_t(i)] = report(job.in, std::current_exception(), mayKeepGoing);
+      }
+    });
+    const auto bad = std::find_if(codes.begin(), codes.end(), [](int code) { return code != kOk; });
+    return bad == codes.end() ? int(kOk) : *bad;
   } catch (...) {
     return report("", std::current_exception(), false);
   }
-  // Of many files each thread takes one after the other; a single one is divided among them.
-  Team team(common.threads);
-  CommonOptions each = common;
-  if (jobs.size() > 1) {
-    each.threads = 1;
-    c.settle(each);
-  }
-  std::vector<int> codes(jobs.size(), kOk);
-  team.forEach(int(jobs.size()), [&](int i) {
-    const Job& job = jobs[size_t(i)];
-    try {
-      convertFile(job, c, each, encodes);
-    } catch (...) {
-      codes[size_t(i)] = report(job.in, std::current_exception(), !c.decode.common.keepGoing);
-    }
-  });
-  const auto bad = std::find_if(codes.begin(), codes.end(), [](int code) { return code != kOk; });
-  return bad == codes.end() ? int(kOk) : *bad;
 }
 
 }  // namespace zelcodec

@@ -12,10 +12,10 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
-template <class Value>
-std::string nameIn(const std::map<std::string, Value>& names, Value value) {
-  for (const auto& [name, v] : names)
-    if (v == value) return name;
+template <class Value, size_t count>
+std::string nameIn(const Named<Value> (&names)[count], Value value) {
+  for (const Named<Value>& n : names)
+    if (n.value == value) return n.name;
   return "unknown";
 }
 
@@ -57,8 +57,8 @@ Json aboutJpeg2000(ByteView b) {
   out["tiles"] = {j.tilesAcross, j.tilesDown};
   out["progression"] = nameIn(kProgressions, j.progression);
   out["styles"] = Json::array();
-  for (const auto& [name, bit] : kStyles)
-    if (j.style & bit) out["styles"].push_back(name);
+  for (const Named<CodeBlockStyle>& s : kCodeBlockStyles)
+    if (j.style & s.value) out["styles"].push_back(s.name);
   return out;
 }
 

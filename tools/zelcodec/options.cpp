@@ -1,58 +1,74 @@
-// The options of every command, and which of them each format knows.
+// The options of every command. Those of encode and decode that are settings of the codecs come from their list.
 #include "options.h"
 
-#include <algorithm>
-#include <cstdio>
+#include <cctype>
 
 #include "common/error.h"
+#include "common/source.h"
 
 namespace zelcodec {
 
 using namespace zelcodecs;
 
-const std::map<std::string, CodeBlockStyle> kStyles = {{"bypass", kBypass},           {"reset", kReset},
-                                                       {"terminate", kTerminate},     {"causal", kCausal},
-                                                       {"predictable", kPredictable}, {"segmentation", kSegmentation}};
-const std::map<std::string, Progression> kProgressions = {{"lrcp", Progression::lrcp},
-                                                          {"rlcp", Progression::rlcp},
-                                                          {"rpcl", Progression::rpcl},
-                                                          {"pcrl", Progression::pcrl},
-                                                          {"cprl", Progression::cprl}};
-const std::map<std::string, Format> kFormats = {
-    {"jpg", Format::jpeg}, {"jp2", Format::jpeg2000}, {"j2k", Format::jpeg2000}, {"dds", Format::dds},
-    {"tif", Format::tiff}, {"png", Format::png},      {"pnm", Format::netpbm}};
-
 namespace {
 
-const std::map<std::string, TextureFormat> kTextures = {{"dxt1", TextureFormat::dxt1},
-                                                        {"dxt3", TextureFormat::dxt3},
-                                                        {"dxt5", TextureFormat::dxt5},
-                                                        {"ycocg", TextureFormat::ycocg}};
-const std::map<std::string, TiffCompression> kCompressions = {{"none", TiffCompression::none},
-                                                              {"packbits", TiffCompression::packBits},
-                                                              {"lzw", TiffCompression::lzw},
-                                                              {"deflate", TiffCompression::deflate}};
-const std::map<std::string, Sampling> kSamplings = {
-    {"444", Sampling::s444}, {"422", Sampling::s422}, {"420", Sampling::s420}};
-const std::map<std::string, int> kScales = {{"1", 1}, {"1/2", 2}, {"1/4", 4}, {"1/8", 8}};
-
-template <class Value>
-CLI::Option* addNamed(CLI::App* c, const std::string& name, Value& value, const std::map<std::string, Value>& names,
-                      const std::string& help) {
-  return c->add_option(name, value, help)->transform(CLI::CheckedTransformer(names).description(""));
+// Settings that stand before the command too, or belong to the output's name.
+bool standsElsewhere(const std::string& name) {
+  return name == "format" || name == "threads" || name == "max-pixels" || name == "max-memory";
 }
 
-// "white", "black", "R,G,B" or "#RRGGBB".
-std::array<int, 3> parseColour(const std::string& text) {
-  if (text == "white") return {255, 255, 255};
-  if (text == "black") return {0, 0, 0};
-  unsigned c[3];
-  int length = 0;
-  const bool hex = std::sscanf(text.c_str(), "#%2x%2x%2x%n", &c[0], &c[1], &c[2], &length) == 3 && length == 7;
-  const bool decimal = !hex && std::sscanf(text.c_str(), "%3u,%3u,%3u%n", &c[0], &c[1], &c[2], &length) == 3;
-  if ((!hex && !decimal) || size_t(length) != text.size() || std::max({c[0], c[1], c[2]}) > 255)
-    throw Error(ErrorKind::argument, "a background is white, black, R,G,B or #RRGGBB, not " + text);
-  return {int(c[0]), int(c[1]), int(c[2])};
+std::string formatsOf(const Setting& s) {
+  std::string names;
+  for (unsigned f = 0; s.formats >> f; ++f)
+    if (s.formats >> f & 1) names += (names.empty() ? "" : ", ") + std::string(nameOf(Format(f)));
+  return names;
+}
+
+bool ofOneFormat(const Setting& s) { return s.formats && (s.formats & (s.formats - 1)) == 0; }
+
+std::string groupOf(const Setting& s) {
+  if (s.formats == 0) return "The picture";
+  if (s.roles == kReading) return "Reading";
+  return ofOneFormat(s) ? "Writing " + formatsOf(s) : "Writing";
+}
+
+// What stands for a value: N, WORD or FILE, and behind a colon what it can be.
+std::string typeOf(const Setting& s) {
+  const std::string values = s.values;
+  if (std::string(s.name) == "scans") return "FILE";
+  if (values.find(',') != std::string::npos && std::isupper(static_cast<unsigned char>(values[0]))) return s.values;
+  const bool number = values.find(" to ") != std::string::npos || values.rfind("a ", 0) == 0;
+  return (number ? "N:" : "WORD:") + values;
+}
+
+void addSetting(CLI::App* c, ConvertCommand* o, const Setting& s) {
+  static const std::map<std::string, std::string> kShort = {
+      {"quality", "-q,"}, {"sampling", "-s,"}, {"restart", "-r,"}};
+  const auto brief = kShort.find(s.name);
+  const std::string names = (brief == kShort.end() ? "" : brief->second) + "--" + s.name;
+  const bool told = s.formats == 0 || (ofOneFormat(s) && s.roles != kReading);  // by the heading
+  const std::string help = (told ? "" : formatsOf(s) + ": ") + s.help;
+  CLI::Option* option;
+  if (*s.values == '\0') {
+    option = c->add_flag(names, help);
+  } else {
+    option = c->add_option(names, o->words[&s], help)->type_name(typeOf(s));
+    const std::string values = s.values;
+    if (values == "WIDTH,HEIGHT")
+      option->expected(2)->allow_extra_args(false)->delimiter(',')->type_name("N");
+    else if (values.find("joined by +") == std::string::npos)
+      option->expected(1)->allow_extra_args(false);
+  }
+  o->options[&s] = option->group(groupOf(s));
+}
+
+void addSettings(CLI::App* c, ConvertCommand* o) {
+  for (const Setting& s : allSettings())
+    if (!standsElsewhere(s.name)) addSetting(c, o, s);
+  for (const auto& [s, option] : o->options) {
+    if (*s->excludes) option->excludes(c->get_option(std::string("--") + s->excludes));
+    if (*s->needs) option->needs(c->get_option(std::string("--") + s->needs));
+  }
 }
 
 // A rectangle in one word, so that the next one is not taken for a part of it.
@@ -61,162 +77,31 @@ CLI::Option* addCrop(CLI::App* c, Region* crop, const std::string& help) {
       ->add_option(
           "--crop",
           [crop](const CLI::results_t& words) {
-            int length = 0;
-            const std::string& w = words.at(0);
-            const int read =
-                std::sscanf(w.c_str(), "%9d,%9d,%9d,%9d%n", &crop->x, &crop->y, &crop->width, &crop->height, &length);
-            return read == 4 && size_t(length) == w.size() && crop->width > 0 && crop->height > 0;
+            Settings s(kReading);
+            s.give("crop", words.at(0));
+            *crop = s.asked().decode.common.region;
+            return true;
           },
           help)
       ->type_name("X,Y,WIDTH,HEIGHT");
 }
 
-void addPictureOptions(CLI::App* c, ConvertCommand* o) {
-  const char* const group = "The picture";
-  addCrop(c, &o->decode.common.region, "This part alone; the rest is not decoded where that can be")->group(group);
-  c->add_flag("--grey", o->grey, "The luminance alone")->group(group);
-  c->add_option("--depth", o->depth, "Bits a sample: 8 or 16")->check(CLI::IsMember({8, 16}))->group(group);
-  c->add_option("--background", o->backgroundText,
-                "Where the output holds no opacity: what shows through; white, black, R,G,B or #RRGGBB")
-      ->group(group);
-  c->add_flag("--auto-orient", o->autoOrient, "Turn the picture upright, as its metadata tells")->group(group);
-  c->add_flag("--strip", o->strip, "Leave out all metadata")->group(group);
-  c->add_flag("--keep-going", o->decode.common.keepGoing, "Decode damaged files as far as they go, with warnings")
-      ->group(group);
+std::string contentsOf(const std::string& path) {
+  const std::unique_ptr<Source> source = fileSource(path);
+  const ByteView text = source->all();
+  return std::string(text.begin(), text.end());
 }
 
-void addReading(CLI::App* c, ConvertCommand* o) {
-  const char* const group = "Reading";
-  FormatOptions& f = o->reading;
-  f.add(addNamed(c, "--scale", o->decode.jpeg.scaleDenominator, kScales, "JPEG: size 1, 1/2, 1/4 or 1/8")->group(group),
-        {Format::jpeg});
-  f.add(c->add_flag("--fast", o->fast, "JPEG: replicate halved chroma, which is otherwise interpolated")->group(group),
-        {Format::jpeg});
-  f.add(c->add_flag("--components", o->components, "JPEG: the components as they are coded, YCbCr in place of RGB")
-            ->group(group),
-        {Format::jpeg});
-  f.add(
-      c->add_option("--reduce", o->decode.jpeg2000.reduce, "JPEG 2000: resolutions to leave out; each halves the size")
-          ->check(CLI::Range(0, 32))
-          ->group(group),
-      {Format::jpeg2000});
-  f.add(c->add_option("--max-layers", o->decode.jpeg2000.maxLayers, "JPEG 2000: quality layers to decode")
-            ->check(CLI::Range(1, 65535))
-            ->group(group),
-        {Format::jpeg2000});
-  f.add(c->add_option("--mip", o->decode.dds.level, "DDS: mip level")->check(CLI::Range(0, 32))->group(group),
-        {Format::dds});
-  f.add(c->add_option("--face", o->decode.dds.face, "DDS: face of a cube map, 0 to 5")
-            ->check(CLI::Range(0, 5))
-            ->group(group),
-        {Format::dds});
-  f.add(c->add_option("--element", o->decode.dds.element, "DDS: element of an array")
-            ->check(CLI::Range(0, 65535))
-            ->group(group),
-        {Format::dds});
-  f.add(c->add_option("--page", o->decode.tiff.page, "TIFF: page, from 0")->check(CLI::Range(0, 65535))->group(group),
-        {Format::tiff});
-}
-
-void addJpeg(CLI::App* c, ConvertCommand* o) {
-  const char* const group = "Writing JPEG";
-  JpegEncodeOptions& e = o->encode.jpeg;
-  const auto add = [&](CLI::Option* option) {
-    option->group(group);
-    o->writing.add(option, {Format::jpeg});
-    return option;
-  };
-  add(c->add_option("-q,--quality", e.quality, "Quality")->check(CLI::Range(1, 100))->capture_default_str());
-  add(addNamed(c, "-s,--sampling", e.sampling, kSamplings, "Chroma sampling: 444, 422 or 420 (the default)"));
-  CLI::Option* restart = add(c->add_option("-r,--restart", e.restartInterval, "MCUs between restart markers"));
-  restart->check(CLI::Range(0, 65535));
-  add(c->add_option("--restart-rows", e.restartRows, "The same in rows of MCUs"))
-      ->check(CLI::Range(0, 65535))
-      ->excludes(restart);
-  add(c->add_flag("--by-plane", e.chromaByPlane, "Average chroma in planes of bytes, not MCU by MCU"));
-  add(c->add_flag("!--cmyk", e.ycck, "Code CMYK pictures as they are, not as YCCK"));
-  add(c->add_flag("--optimise", e.optimiseTables, "Fit the Huffman tables to the picture"));
-  CLI::Option* progressive = add(c->add_flag("--progressive", o->progressive, "Write a progressive file"));
-  add(c->add_option("--scans", o->scans, "File with the scans, such as: 0,1,2: 0-0, 0, 1; 0: 1-63, 0, 2; ..."))
-      ->check(CLI::ExistingFile);
-  CLI::Option* lossless = c->add_flag("--lossless", o->lossless,
-                                      "JPEG: a lossless file; JPEG 2000 is so without --rate "
-                                      "and --psnr");
-  o->writing.add(lossless->excludes(progressive)->group(group), {Format::jpeg, Format::jpeg2000});
-  add(c->add_option("--predictor", e.predictor, "Predictor of lossless files, 1 to 7"))
-      ->check(CLI::Range(1, 7))
-      ->needs(lossless);
-  add(c->add_option("--point-transform", e.pointTransform, "Low bits that a lossless file drops"))
-      ->check(CLI::Range(0, 15))
-      ->needs(lossless);
-}
-
-void addJpeg2000(CLI::App* c, ConvertCommand* o) {
-  const char* const group = "Writing JPEG 2000";
-  Jpeg2000EncodeOptions& e = o->encode.jpeg2000;
-  const auto add = [&](CLI::Option* option) {
-    option->group(group);
-    o->writing.add(option, {Format::jpeg2000});
-    return option;
-  };
-  CLI::Option* rate = add(c->add_option("--rate", e.rate, "Bits per pixel; without it nothing is lost"));
-  rate->check(CLI::Range(1e-6, 1e6).description("above 0"));
-  add(c->add_option("--psnr", e.psnr, "Quality in dB"))
-      ->check(CLI::Range(1.0, 200.0).description("1 to 200"))
-      ->excludes(rate);
-  add(c->add_option("--layers", e.layers, "Quality layers"))->check(CLI::Range(1, 1000));
-  add(c->add_option("--levels", e.levels, "Levels of the wavelet transform"))->check(CLI::Range(0, 32));
-  add(c->add_option("--block", o->blockSize, "Width and height of code blocks"))->expected(2)->delimiter(',');
-  add(c->add_option("--precinct", e.precinct, "Width and height of precincts"));
-  add(c->add_option("--style", o->styles, "Code-block styles: bypass reset terminate causal predictable segmentation"))
-      ->check(CLI::IsMember(kStyles).description(""));
-  add(addNamed(c, "--progression", e.progression, kProgressions, "Order of packets: lrcp rlcp rpcl pcrl cprl"));
-  add(c->add_flag("--sop", e.sop, "Markers before packets"));
-  add(c->add_flag("--eph", e.eph, "Markers after packet headers"));
-}
-
-void addOthers(CLI::App* c, ConvertCommand* o) {
-  const auto add = [&](CLI::Option* option, const char* group, std::vector<Format> formats) {
-    option->group(group);
-    o->writing.add(option, std::move(formats));
-    return option;
-  };
-  add(c->add_option("--tile", o->tileSize, "JPEG 2000, TIFF: width and height of tiles"), "Writing",
-      {Format::jpeg2000, Format::tiff})
-      ->expected(2)
-      ->delimiter(',')
-      ->check(CLI::PositiveNumber.description(""));
-  const char* const dds = "Writing DDS";
-  add(addNamed(c, "--texture", o->encode.dds.format, kTextures, "Format of blocks: dxt1 dxt3 dxt5 ycocg"), dds,
-      {Format::dds});
-  add(c->add_option("--mips", o->encode.dds.levels, "Mip levels; 0 for all down to one pixel"), dds, {Format::dds})
-      ->check(CLI::Range(0, 32))
-      ->capture_default_str();
-  const char* const tiff = "Writing TIFF";
-  add(addNamed(c, "--compression", o->encode.tiff.compression, kCompressions,
-               "none, packbits (the default), lzw or deflate"),
-      tiff, {Format::tiff});
-  add(c->add_flag("--big-endian", o->encode.tiff.bigEndian, "High bytes first"), tiff, {Format::tiff});
-  add(c->add_flag("--bigtiff", o->encode.tiff.big, "Offsets of 64 bits, which files above 4 GB have anyhow"), tiff,
-      {Format::tiff});
-  add(c->add_option("--rows-per-strip", o->encode.tiff.rowsPerStrip, "Rows of a strip; 0 for about 64 KiB"), tiff,
-      {Format::tiff})
-      ->check(CLI::Range(0, 1 << 30));
-  add(c->add_option("--png-level", o->encode.png.level, "Compression, 0 to 9"), "Writing PNG", {Format::png})
-      ->check(CLI::Range(0, 9))
-      ->capture_default_str();
+// The words of one option as the value of its setting.
+std::string joined(const Setting& s, const std::vector<std::string>& words) {
+  if (std::string(s.name) == "scans") return contentsOf(words.at(0));
+  std::string value;
+  for (const std::string& w : words)
+    value += (value.empty() ? "" : std::string(s.values) == "WIDTH,HEIGHT" ? "," : "+") + w;
+  return value;
 }
 
 }  // namespace
-
-void FormatOptions::check(Format format, const char* role) const {
-  for (const Entry& e : entries_) {
-    if (e.option->count() == 0) continue;
-    if (std::find(e.formats.begin(), e.formats.end(), format) == e.formats.end())
-      throw Error(ErrorKind::argument,
-                  e.option->get_name() + " means nothing here: the " + role + " is " + nameOf(format));
-  }
-}
 
 void CommonOptions::apply(DecodeOptions* decode) const {
   decode->threads = threads;
@@ -224,25 +109,14 @@ void CommonOptions::apply(DecodeOptions* decode) const {
   decode->limits.maxMemory = maxMemory;
 }
 
-void ConvertCommand::settle(const CommonOptions& common) {
-  common.apply(&decode.common);
-  encode.common.threads = common.threads;
-  decode.jpeg.smooth = !fast;
-  decode.jpeg.convertColour = !components;
-  if (!backgroundText.empty()) background = parseColour(backgroundText);
-  encode.jpeg.process = lossless      ? JpegProcess::lossless
-                        : progressive ? JpegProcess::progressive
-                                      : JpegProcess::baseline;
-  Jpeg2000EncodeOptions& e = encode.jpeg2000;
-  e.lossless = e.rate == 0 && e.psnr == 0;
-  if (lossless && !e.lossless) throw Error(ErrorKind::argument, "a lossless file has the rate that it needs");
-  if (!blockSize.empty()) e.codeBlockWidth = blockSize[0], e.codeBlockHeight = blockSize[1];
-  if (!tileSize.empty()) {
-    e.tileWidth = encode.tiff.tileWidth = tileSize[0];
-    e.tileHeight = encode.tiff.tileHeight = tileSize[1];
+Settings ConvertCommand::settings(SettingRole role) const {
+  Settings all(role, "--");
+  if (role == kWriting && !format.empty()) all.give("format", format);
+  for (const auto& [s, option] : options) {
+    const bool wanted = role == kWriting ? (s->roles & kWriting) != 0 : s->roles == kReading;
+    if (wanted && option->count() > 0) all.give(s->name, *s->values ? joined(*s, words.at(s)) : "yes");
   }
-  e.style = 0;
-  for (const std::string& s : styles) e.style |= kStyles.at(s);
+  return all;
 }
 
 void addCommon(CLI::App* app, CommonOptions* o) {
@@ -262,13 +136,12 @@ CLI::App* addConvert(CLI::App* app, const std::string& name, ConvertCommand* o) 
       ->required();
   c->add_option("--output-dir", o->outputDirectory, "Folder for the outputs of several inputs, named after these")
       ->check(CLI::ExistingDirectory.description(""));
+  std::vector<std::string> formats;
+  for (const Named<Format>& f : kFormatNames) formats.emplace_back(f.name);
   c->add_option("--format", o->format, "Of the output, where its ending does not tell: jpg jp2 j2k dds tif png pnm")
-      ->check(CLI::IsMember(kFormats).description(""));
-  addPictureOptions(c, o);
-  addReading(c, o);
-  addJpeg(c, o);
-  addJpeg2000(c, o);
-  addOthers(c, o);
+      ->check(CLI::IsMember(formats).description(""));
+  addSettings(c, o);
+  c->add_flag("--strip", o->strip, "Leave out all metadata")->group("The picture");
   c->add_flag("--time", o->time, "Print the time that the codec took, without files, to standard error");
   c->add_option("--repeat", o->repeat, "Do the work so often and print the shortest time")->check(CLI::Range(1, 1000));
   c->footer(encodes ? "Examples:\n  zelcodec encode photo.png photo.jpg --quality 90 --sampling 422 --progressive\n"
