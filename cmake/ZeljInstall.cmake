@@ -11,8 +11,10 @@ include(CMakePackageConfigHelpers)
 # The library finds its core layer beside itself, wherever the tree is moved.
 set_target_properties(zeljy8 zelcore PROPERTIES INSTALL_RPATH "$ORIGIN")
 install(TARGETS zeljy8 zelcore EXPORT zeljTargets
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
-install(TARGETS zeljy8_static EXPORT zeljTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(TARGETS zeljy8_static EXPORT zeljTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES include/zelj.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
 # ---- For CMake: find_package(zelj), and components that are families, where a program wants to be sure of them -------------

@@ -137,16 +137,19 @@ PYTHON
     DESTDIR=$work/system run cmake --install parts
     usePkgConfig system
     ! pkg-config --libs zelj | grep rpath || fail "a path for the loader where it looks by itself"
-    run cmake -S "$source" -B parts "${small[@]}" "-DCMAKE_INSTALL_LIBDIR=$work/far/lib" \
-      "-DCMAKE_INSTALL_INCLUDEDIR=$work/wide/include"
+    # (CMake takes none that lies in the sources, as this build may.)
+    outside=$(mktemp -d)
+    trap 'rm -rf "$outside"' EXIT
+    run cmake -S "$source" -B parts "${small[@]}" "-DCMAKE_INSTALL_LIBDIR=$outside/lib" \
+      "-DCMAKE_INSTALL_INCLUDEDIR=$outside/wide/include"
     run cmake --build parts
     run cmake --install parts --prefix "$work/third"
-    usePkgConfig far
+    usePkgConfig "$outside"
     cc example.c $(pkg-config --cflags --libs zelj) -o program
     ./program
     project C c zelj::zelj <<<'find_package(zelj 6.1 REQUIRED COMPONENTS tiff)'
     packing >example.c
-    try "-DCMAKE_PREFIX_PATH=$work/far"
+    try "-DCMAKE_PREFIX_PATH=$outside"
     ;;
   subproject)
     # Inside a project that has chosen its own flags, standard and folders, and finds them as they were afterwards.
