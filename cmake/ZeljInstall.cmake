@@ -52,11 +52,9 @@ endif()
 # ---- Texts -----------------------------------------------------------------------------------------------------------------
 
 file(GLOB texts CONFIGURE_DEPENDS docs/*.md)
-install(FILES README.md CHANGELOG.md SECURITY.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+install(FILES README.md CHANGELOG.md SECURITY.md CONTRIBUTING.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR}
+        COMPONENT documentation)
 install(FILES ${texts} DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT documentation)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation
         FILES_MATCHING PATTERN "*.c" PATTERN "*.h" PATTERN "*.md")
 install(DIRECTORY out/html DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation OPTIONAL)
-if(NOT ZELJ_DEBIAN)
-  install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
-endif()

@@ -28,7 +28,6 @@ option(ZELJ_INSTALL "Make rules that install what is built" ${PROJECT_IS_TOP_LEV
 if(ZELJ_INSTALL)
   include(GNUInstallDirs)
 endif()
-option(ZELJ_DEBIAN "Install what Debian packages need besides, for cpack -G DEB (packaging/build.sh)" OFF)
 option(ZELJ_WERROR "Warnings are errors" OFF)
 option(ZELJ_COVERAGE "Count what is executed, but for the load-time binding (clang)" OFF)
 set(ZELJ_SANITIZE "" CACHE STRING "Sanitizers for everything but the load-time binding, e.g. address,undefined")
