@@ -3,7 +3,7 @@
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME zelj)
 set(CPACK_PACKAGE_CONTACT "zelj developers <zelj@zelj.invalid>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY ${PROJECT_DESCRIPTION})
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -23,29 +23,32 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY "=")
 set(same "(= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 
-set(about "Inner functions of JPEG, JPEG 2000, HD Photo, texture and TIFF codecs as plain C functions over memory of the
- caller, for SSE4.1 and AVX2.")
-macro(zelj_package component name section depends title text)
+# zelj_package(COMPONENT NAME SECTION DEPENDS TITLE LINE...): what Debian shall know of a component, if this build has it.
+function(zelj_package component name section depends title)
+  set(lines "image-codec primitives - ${title}"
+            "Inner functions of JPEG, JPEG 2000, HD Photo, texture and TIFF codecs as"
+            "plain C functions over memory of the caller, for SSE4.1 and AVX2." "." ${ARGN})
+  list(JOIN lines "\n" description)
   string(TOUPPER ${component} upper)
-  set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${name})
-  set(CPACK_DEBIAN_${upper}_PACKAGE_SECTION ${section})
-  set(CPACK_DEBIAN_${upper}_PACKAGE_DEPENDS "${depends}")
-  set(CPACK_COMPONENT_${upper}_DESCRIPTION "${title}\n${about}\n.\n${text}")
-  set(CPACK_DEBIAN_${upper}_DESCRIPTION "${title}\n${about}\n.\n${text}")
-endmacro()
-zelj_package(runtime libzeljy8 libs "" "image-codec primitives - shared library" "This package has the shared library.")
-zelj_package(development libzelj-dev libdevel "libzeljy8 ${same}" "image-codec primitives - development files"
-             "This package has the header, the archive, and what CMake and pkg-config look for.")
-zelj_package(tools zelj-tools graphics "libzeljy8 ${same}" "image-codec primitives - zelcodec"
-             "This package has zelcodec, which converts, describes and compares pictures in JPEG, JPEG 2000, TIFF, DDS, PNG
- and Netpbm files.")
-zelj_package(documentation zelj-doc doc "" "image-codec primitives - documentation"
-             "This package has texts about the library, its measured performance, and examples of codecs.")
-zelj_package(codecs libzelcodecs1 libs "libzeljy8 ${same}" "codecs of image files - shared library"
-             "This package has the codecs of whole files over these primitives, with a C interface.")
-zelj_package(python python3-zelj python "libzelcodecs1 ${same}, python3, python3-numpy" "codecs of image files - Python"
-             "This package has the codecs of whole files for NumPy arrays.")
+  set(CPACK_DEBIAN_${upper}_DESCRIPTION "${description}" PARENT_SCOPE)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${name} PARENT_SCOPE)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_SECTION ${section} PARENT_SCOPE)
+  set(CPACK_DEBIAN_${upper}_PACKAGE_DEPENDS "${depends}" PARENT_SCOPE)
+endfunction()
+zelj_package(runtime libzeljy8 libs "" "shared library" "This package has the shared library.")
+zelj_package(development libzelj-dev libdevel "libzeljy8 ${same}" "development files"
+             "This package has the header, the archive, and what CMake and pkg-config" "look for.")
+zelj_package(tools zelj-tools graphics "libzeljy8 ${same}" "command-line tool"
+             "This package has zelcodec, which converts, describes and compares pictures" "in JPEG, JPEG 2000, TIFF, DDS, PNG and Netpbm files.")
+zelj_package(documentation zelj-doc doc "" "documentation"
+             "This package has texts about the library, its measured performance, and" "examples of codecs.")
+zelj_package(codecs libzelcodecs1 libs "libzeljy8 ${same}" "codecs of whole files"
+             "This package has codecs of image files over these primitives, with a C" "interface.")
+zelj_package(python python3-zelj python "libzelcodecs1 ${same}, python3, python3-numpy" "codecs for Python"
+             "This package has the codecs of image files for NumPy arrays.")
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/triggers)
+set(CPACK_DEBIAN_CODECS_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/triggers)
 
 # Those that this build has.
 get_cmake_property(CPACK_COMPONENTS_ALL COMPONENTS)
