@@ -38,6 +38,9 @@ if(ZELJ_OPENMP)
     endif()
     list(APPEND ZELJ_STATIC_LIBRARIES -l${name})
   endforeach()
+else()
+  # The core layer then tells of one thread, and nobody comes to what is divided.
+  target_compile_options(zelj_openmp INTERFACE -Wno-unknown-pragmas)
 endif()
 list(APPEND ZELJ_STATIC_LIBRARIES -lm)
 

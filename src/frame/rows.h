@@ -31,24 +31,20 @@ constexpr int32_t kSerialElements = 8192;
 // The element count that the threading rule looks at: a 32-bit product, as callers can observe for huge regions.
 inline int32_t elements32(ZeliSize size) { return int32_t(uint32_t(size.width) * uint32_t(size.height)); }
 
-#ifdef _OPENMP
 // The rows in contiguous runs, one for each thread. A function of its own: compilers put calls of the runtime at the
 // beginning of a function with a parallel loop, and what runs on the calling thread shall do without one.
 template <class RowFunction>
-[[gnu::noinline]] void divideRows(int height, int threads, RowFunction row) {
+[[gnu::noinline]] void divideRows(int height, [[maybe_unused]] int threads, RowFunction row) {
 #pragma omp parallel for num_threads(threads) schedule(static)
   for (int r = 0; r < height; ++r) row(r);
 }
-#endif
 
 // Calls row(r) for every row of the region: in order on this thread up to 8192 elements and where no team is to be had,
-// otherwise divided. Without OpenMP always in order.
+// otherwise divided.
 template <class RowFunction>
 inline void forEachRow(ZeliSize size, RowFunction row) {
-#ifdef _OPENMP
   const int threads = elements32(size) <= kSerialElements ? 1 : ownGetNumThreads();
   if (threads >= 2) return divideRows(size.height, threads, row);
-#endif
   for (int r = 0; r < size.height; ++r) row(r);
 }
 
