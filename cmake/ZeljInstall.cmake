@@ -17,7 +17,7 @@ install(TARGETS zeljy8_static EXPORT zeljTargets ARCHIVE DESTINATION ${CMAKE_INS
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES include/zelj.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development)
 
-# ---- For CMake: find_package(zelj), and components that are families, where a program wants to be sure of them -------------
+# ---- For CMake: find_package(zelj); its components are families, for programs that want to be sure of them -----------
 
 set(ZELJ_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zelj)
 install(EXPORT zeljTargets NAMESPACE zelj:: DESTINATION ${ZELJ_PACKAGE_DIR} COMPONENT development)
@@ -27,7 +27,7 @@ write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/zeljConfigVersion.c
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zeljConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/zeljConfigVersion.cmake
         DESTINATION ${ZELJ_PACKAGE_DIR} COMPONENT development)
 
-# ---- For pkg-config: written when it is installed, as what it says follows from the prefix that is chosen then --------------
+# ---- For pkg-config: written when it is installed, as it follows from the prefix that is chosen then ------------------
 
 list(JOIN ZELJ_STATIC_LIBRARIES " " ZELJ_PC_STATIC_LIBRARIES)
 configure_file(cmake/InstallPkgConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/InstallPkgConfig.cmake @ONLY)

@@ -18,7 +18,7 @@ set(ZELJ_EVERYTHING ${PROJECT_IS_TOP_LEVEL})
 if(ZELJ_LEFT_OUT)
   set(ZELJ_EVERYTHING OFF)
 endif()
-option(ZELJ_OPENMP "Divide large planes among OpenMP's threads; OFF: all on the calling thread, and no runtime needed" ON)
+option(ZELJ_OPENMP "Divide large planes among OpenMP's threads; OFF: stay on the calling thread, without the runtime" ON)
 option(ZELJ_BUILD_CODECS "Build the codecs of whole files" ${ZELJ_EVERYTHING})
 option(ZELJ_BUILD_TOOLS "Build zelcodec, the command-line tool over the codecs" ${ZELJ_BUILD_CODECS})
 option(ZELJ_BUILD_TESTS "Build the tests" ${ZELJ_EVERYTHING})
@@ -42,7 +42,7 @@ if(ZELJ_BUILD_TOOLS AND NOT ZELJ_BUILD_CODECS)
   message(FATAL_ERROR "ZELJ_BUILD_TOOLS needs ZELJ_BUILD_CODECS")
 endif()
 
-# A kind of build is chosen, and flags are adapted, for a project of its own alone: under another one they are the other's.
+# The kind of build is chosen and flags are adapted where this is the whole project; in another one they are its own.
 if(PROJECT_IS_TOP_LEVEL)
   if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
     set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)

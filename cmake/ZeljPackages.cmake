@@ -1,4 +1,5 @@
-# Debian packages, one for each component that is installed: cpack -G DEB, with the preset "package" (packaging/build.sh).
+# Debian packages, one for each component that is installed: cpack -G DEB, with the preset "package"
+# (packaging/build.sh).
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME zelj)
@@ -23,7 +24,7 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY "=")
 set(same "(= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 
-# zelj_package(COMPONENT NAME SECTION DEPENDS TITLE LINE...): what Debian shall know of a component, if this build has it.
+# zelj_package(COMPONENT NAME SECTION DEPENDS TITLE LINE...): what Debian shall know of a component.
 function(zelj_package component name section depends title)
   set(lines "image-codec primitives - ${title}"
             "Inner functions of JPEG, JPEG 2000, HD Photo, texture and TIFF codecs as"
@@ -39,7 +40,8 @@ zelj_package(runtime libzeljy8 libs "" "shared library" "This package has the sh
 zelj_package(development libzelj-dev libdevel "libzeljy8 ${same}" "development files"
              "This package has the header, the archive, and what CMake and pkg-config" "look for.")
 zelj_package(tools zelj-tools graphics "libzeljy8 ${same}" "command-line tool"
-             "This package has zelcodec, which converts, describes and compares pictures" "in JPEG, JPEG 2000, TIFF, DDS, PNG and Netpbm files.")
+             "This package has zelcodec, which converts, describes and compares pictures"
+             "in JPEG, JPEG 2000, TIFF, DDS, PNG and Netpbm files.")
 zelj_package(documentation zelj-doc doc "" "documentation"
              "This package has texts about the library, its measured performance, and" "examples of codecs.")
 zelj_package(codecs libzelcodecs1 libs "libzeljy8 ${same}" "codecs of whole files"

@@ -1,6 +1,6 @@
-// The number of threads for a calling thread. OpenMP's runtime ends the process where it cannot start a thread, and hangs in
-// a child of fork() that inherits the records of threads which are not there. So a calling thread is told a number above
-// one only after so many could be started.
+// The number of threads for a calling thread. OpenMP's runtime ends the process where it cannot start a thread, and
+// hangs in a child of fork() that inherits the records of threads which are not there. So a calling thread is told a
+// number above one only after so many could be started.
 #pragma once
 
 #include <limits.h>

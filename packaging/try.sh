@@ -60,11 +60,13 @@ if makeBare; then
   mkdir "$system/debs" && cp "$debs"/*.deb "$system/debs"
   inside apt-get -qq update
   # First the library and the tool alone: what they need comes with them. Then the rest.
-  inside sh -c 'apt-get -qq install -y --no-install-recommends /debs/libzeljy8_*.deb /debs/zelj-tools_*.deb' >"$root/log" 2>&1 ||
-    { cat "$root/log"; fail "cannot be installed"; }
+  add() {
+    inside sh -c "apt-get -qq install -y --no-install-recommends $*" >"$root/log" 2>&1 ||
+      { cat "$root/log"; fail "cannot be installed: $*"; }
+  }
+  add '/debs/libzeljy8_*.deb' '/debs/zelj-tools_*.deb'
   inside zelcodec --version
-  inside sh -c 'apt-get -qq install -y --no-install-recommends /debs/*.deb' >"$root/log" 2>&1 ||
-    { cat "$root/log"; fail "cannot be installed"; }
+  add '/debs/*.deb'
   give "$system"
   inside sh -s <"$root/use"
   if [ -n "$(find "$debs" -name 'python3-zelj_*')" ]; then

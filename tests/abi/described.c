@@ -1,6 +1,6 @@
-/* Every exported function as a pointer of its type, and a variable of every enumeration, so that debug information describes
- * what a caller is compiled with: names, parameters, records, enumerators. The library itself exports indirect functions,
- * which have no type there. */
+/* Every exported function as a pointer of its type, and a variable of every enumeration, so that debug information
+ * describes what a caller is compiled with: names, parameters, records, enumerators. The library itself exports
+ * indirect functions, which have no type there. */
 #include <zelj.h>
 
 #define ZEL_EXPORT(name)                           \
