@@ -13,11 +13,36 @@ endif()
 
 # What makes a fault harder to use: checked copies, a guard word above arrays on the stack, landing pads for indirect
 # branches, and a table of addresses that is filled and sealed at load. The sanitizers watch the plain copies.
+# Checked copies need an optimiser, and whoever asks for them in his own flags has his own degree.
 if(NOT ZELJ_SANITIZE AND NOT ZELJ_BUILD_FUZZ)
-  set(ZELJ_HARDENING -fstack-protector-strong -fcf-protection
-                     $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
+  set(ZELJ_HARDENING -fstack-protector-strong -fcf-protection)
+  if(NOT CMAKE_CXX_FLAGS MATCHES "_FORTIFY_SOURCE|-O0|-Og")
+    set(optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
+    list(APPEND ZELJ_HARDENING $<${optimised}:-U_FORTIFY_SOURCE> $<${optimised}:-D_FORTIFY_SOURCE=2>)
+  endif()
 endif()
 set(ZELJ_LINK_HARDENING LINKER:-z,relro,-z,now,-z,noexecstack)
+
+# OpenMP, or nothing where it is not wanted. For the archive: options that compile its core, and the libraries that a
+# program with the archive needs, as any linker takes them.
+add_library(zelj_openmp INTERFACE)
+set(ZELJ_STATIC_LIBRARIES)
+if(ZELJ_OPENMP)
+  find_package(OpenMP REQUIRED COMPONENTS CXX)
+  target_link_libraries(zelj_openmp INTERFACE OpenMP::OpenMP_CXX)
+  separate_arguments(ZELJ_OPENMP_OPTIONS NATIVE_COMMAND "${OpenMP_CXX_FLAGS}")
+  foreach(name IN LISTS OpenMP_CXX_LIB_NAMES)
+    get_filename_component(folder ${OpenMP_${name}_LIBRARY} DIRECTORY)
+    if(NOT folder IN_LIST CMAKE_CXX_IMPLICIT_LINK_DIRECTORIES)
+      list(APPEND ZELJ_STATIC_LIBRARIES -L${folder})
+    endif()
+    list(APPEND ZELJ_STATIC_LIBRARIES -l${name})
+  endforeach()
+else()
+  # The core layer then tells of one thread, and nobody comes to what is divided.
+  target_compile_options(zelj_openmp INTERFACE -Wno-unknown-pragmas)
+endif()
+list(APPEND ZELJ_STATIC_LIBRARIES -lm)
 
 # The sanitizers' runtime, for a target that is linked from objects alone.
 function(zelj_link_sanitizers target)

@@ -5,13 +5,11 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 build=build-coverage
-cmake -S . -B "$build" -G Ninja -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 -DCMAKE_BUILD_TYPE=Release \
-  -DZELJ_COVERAGE=ON >/dev/null
-cmake --build "$build"
+cmake --preset coverage >/dev/null
+cmake --build --preset coverage
 rm -rf "$build/profiles"
 # Programs add to some files each. What a process that is ended on purpose leaves half-written does not count.
-LLVM_PROFILE_FILE="$PWD/$build/profiles/%8m.profraw" \
-  ctest --test-dir "$build" --output-on-failure -j "$(nproc)" -E '^(built|threads)\.'
+ctest --preset coverage -j "$(nproc)"
 llvm-profdata-14 merge -failure-mode=all -sparse "$build"/profiles/*.profraw -o "$build/all.profdata"
 
 programs=("$build/tests/zelj_tests")

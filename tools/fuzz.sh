@@ -24,9 +24,8 @@ esac
 [[ ${seconds-0} =~ ^[0-9]+$ && ${hours-0} =~ ^[0-9]+(\.[0-9]+)?$ ]] || usage
 
 mkdir -p "$build"
-cmake -S . -B "$build" -G Ninja -DCMAKE_C_COMPILER=clang-14 -DCMAKE_CXX_COMPILER=clang++-14 -DZELJ_WERROR=ON \
-  -DCMAKE_BUILD_TYPE=RelWithDebInfo -DZELJ_BUILD_TESTS=OFF -DZELJ_BUILD_FUZZ=ON >"$build/build.log" || { cat "$build/build.log"; exit 1; }
-cmake --build "$build" >"$build/build.log" || { cat "$build/build.log"; exit 1; }
+cmake --preset fuzzing >"$build/build.log" || { cat "$build/build.log"; exit 1; }
+cmake --build --preset fuzzing >"$build/build.log" || { cat "$build/build.log"; exit 1; }
 
 if [ $# -gt 0 ]; then
   targets=("$@")

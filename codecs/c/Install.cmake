@@ -3,7 +3,7 @@
 #   development  header, link, the CMake package zelcodecs, the pkg-config file
 #   python       the package zelj; of any version of Python 3
 include(CMakePackageConfigHelpers)
-include(GNUInstallDirs)
+include(ZeljPkgConfig)
 
 # The library finds zelj beside itself, wherever the tree is moved.
 set_target_properties(zelcodecs PROPERTIES INSTALL_RPATH "$ORIGIN")
@@ -21,11 +21,11 @@ write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/zelcodecsConfigVers
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zelcodecsConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/zelcodecsConfigVersion.cmake
         DESTINATION ${package_dir} COMPONENT development)
 
-# What names other folders is written when it is installed, as the prefix is chosen then.
-option(ZELJ_BUILD_PYTHON "Install and test the Python package zelj" ON)
+zelj_install_pkg_config(zelcodecs ${ZELC_VERSION} "JPEG, JPEG 2000, TIFF, DDS, PNG and Netpbm files, read and written band by band"
+                        zelcodecs)
+
+# The package tells the way to the library, which is written when it is installed, as the prefix is chosen then.
 set(ZELJ_PYTHON_DIR lib/python3/dist-packages CACHE STRING "Folder for the Python package, under the prefix")
-configure_file(c/InstallPkgConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/InstallPkgConfig.cmake @ONLY)
-install(SCRIPT ${CMAKE_CURRENT_BINARY_DIR}/InstallPkgConfig.cmake COMPONENT development)
 if(ZELJ_BUILD_PYTHON)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/zelj DESTINATION ${ZELJ_PYTHON_DIR} COMPONENT python
           FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE PATTERN ".mypy_cache" EXCLUDE)

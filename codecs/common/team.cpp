@@ -1,7 +1,9 @@
 // Threads wait on a condition for pieces, and take them from a counter under one mutex.
 #include "common/team.h"
 
+#ifdef _OPENMP
 #include <omp.h>
+#endif
 #include <unistd.h>
 
 #include <algorithm>
@@ -40,6 +42,15 @@ namespace {
 
 thread_local const void* currentTeam = nullptr;  // whose piece this thread is in
 
+// Threads where nothing is said: OpenMP's setting for the calling thread, or as many as the processors that it may use.
+int usualThreads() {
+#ifdef _OPENMP
+  return omp_get_max_threads();
+#else
+  return int(std::thread::hardware_concurrency());
+#endif
+}
+
 }  // namespace
 
 void Team::Shared::help(std::unique_lock<std::mutex>& lock) {
@@ -76,7 +87,7 @@ void Team::Shared::worker() {
   }
 }
 
-Team::Team(int threads) : threads_(std::clamp(threads > 0 ? threads : omp_get_max_threads(), 1, 1024)) {}
+Team::Team(int threads) : threads_(std::clamp(threads > 0 ? threads : usualThreads(), 1, 1024)) {}
 
 // In a child of fork() the workers are missing, while the condition still counts them as waiting: neither may be
 // touched again. What they shared stays behind, and work starts others.

@@ -34,7 +34,7 @@ inline int32_t elements32(ZeliSize size) { return int32_t(uint32_t(size.width) *
 // The rows in contiguous runs, one for each thread. A function of its own: compilers put calls of the runtime at the
 // beginning of a function with a parallel loop, and what runs on the calling thread shall do without one.
 template <class RowFunction>
-[[gnu::noinline]] void divideRows(int height, int threads, RowFunction row) {
+[[gnu::noinline]] void divideRows(int height, [[maybe_unused]] int threads, RowFunction row) {
 #pragma omp parallel for num_threads(threads) schedule(static)
   for (int r = 0; r < height; ++r) row(r);
 }
