@@ -14,7 +14,7 @@ GAIN = 8  # of the differences
 # Qualities and chroma samplings in the tables, and which of them are shown.
 SETTINGS = [(95, "444"), (90, "444"), (90, "422"), (90, "420"), (75, "420"), (50, "420"), (30, "420"), (10, "420")]
 SHOWN = [(75, "420"), (30, "420")]
-EQUAL = (10, 30, 50, 75, 90)  # qualities whose sizes JPEG 2000 is given
+EQUAL = (10, 30, 75)  # qualities whose sizes JPEG 2000 is given
 EQUAL_SHOWN = 30
 
 
@@ -190,8 +190,8 @@ def section_curves(page, photos, work):
             count = page.tool.encode(photo.path, path, *options)
             return photo.bits(count), page.tool.compare(photo.path, path).psnr
 
-        settings = [("JPEG", "jpg", f"quality {q}", ["-q", q]) for q in (5, 10, 20, 35, 50, 65, 80, 90, 95)]
-        settings += [("JPEG 2000", "jp2", f"rate {r:g}", ["--rate", r]) for r in (0.1, 0.25, 0.5, 0.75, 1, 1.5, 2, 3)]
+        settings = [("JPEG", "jpg", f"quality {q}", ["-q", q]) for q in (5, 10, 20, 40, 60, 80, 90, 95)]
+        settings += [("JPEG 2000", "jp2", f"rate {r:g}", ["--rate", r]) for r in (0.1, 0.25, 0.5, 1, 1.5, 2, 3)]
         points = {"JPEG": [], "JPEG 2000": []}
         for (kind, _, name, _), at in zip(settings, in_parallel(point, settings)):
             points[kind].append(at)
