@@ -93,11 +93,11 @@ def section_lossless(page, photos, work):
 
 def section_16_bits(page, photo, work):
     tool = page.tool
-    deep, brightness = work / "deep.ppm", 16
-    size = "{}&#8239;&times;&#8239;{}".format(*pictures.averaged_by_four(photo.path, deep))
-    page.section("16 bits a sample", f"The {photo.name} made smaller to {size} pixels by averages of 4&#8239;&times;&#8239;4, which have "
-                 f"four bits more than their parts. Made {brightness} times as bright, its shadows show what these bits hold: with 8 bits "
-                 "the steps are coarse, with 16 they are fine, and JPEG 2000 keeps them at a tenth of the size.")
+    deep, darkness = work / "deep.ppm", 32
+    size = "{}&#8239;&times;&#8239;{}".format(*pictures.averaged_by_four(photo.path, deep, darkness))
+    page.section("16 bits a sample", f"The {photo.name} made smaller to {size} pixels by averages of 4&#8239;&times;&#8239;4 and "
+                 f"{darkness} times darker, as if taken with five stops too little light. Made bright again, 8 bits have eight steps "
+                 "left, 16 bits have the picture, and JPEG 2000 keeps it at a tenth of the size.")
     flat, back = work / "flat.ppm", work / "deep-back.ppm"
     lossy = page.file(f"files/{photo.name}-16-bits.jp2", f"{photo.title} made smaller, 16 bits, JPEG 2000 at 4.8 bits a pixel")
     tool.decode(deep, flat, "--depth", 8)
@@ -106,10 +106,10 @@ def section_16_bits(page, photo, work):
     figures = []
     for path, name, title in ((flat, "8", "8 bits"), (deep, "16", "16 bits"), (back, "16-jp2", "JPEG 2000, 16 bits at 4.8 bits a pixel")):
         bright, shown = work / "bright.ppm", page.picture(f"{photo.name}-{name}-bits.png")
-        pictures.brightened(path, bright, brightness)
+        pictures.brightened(path, bright, darkness)
         tool.encode(bright, shown)
-        figures.append(page.figure(shown, f"{photo.title} at {title}, {brightness} times as bright",
-                                   f"{title}, &times;&#8239;{brightness}"))
+        figures.append(page.figure(shown, f"{photo.title} at {title}, made bright again",
+                                   f"{title}, &times;&#8239;{darkness}"))
     page.row(figures, "three")
     rows, raw = [], deep.stat().st_size
     for title, ending, options in _lossless_kinds():

@@ -93,11 +93,14 @@ def worst_window(difference, width, height, detail):
     return (x, y), (dx * TILE, dy * TILE)
 
 
-def averaged_by_four(source, target):
-    """Averages of 4 x 4 pixels, kept exactly: 16 samples of 8 bits sum to 12 bits, which are stretched over 16."""
+def averaged_by_four(source, target, darker):
+    """Averages of 4 x 4 pixels, with values divided by `darker`, as a picture of 16 bits.
+
+    The 16 samples of 8 bits sum to 12 bits; 16 bits hold these sums exactly down to a sixteenth of full brightness.
+    """
     width, height, _, samples = read_netpbm(source)
     w, h, stride = width // 4, height // 4, 3 * width
-    stretched = [round(total * 65535 / (16 * 255)) for total in range(16 * 255 + 1)]
+    stretched = [round(total * 65535 / (16 * 255 * darker)) for total in range(16 * 255 + 1)]
     out = array.array("H", bytes(2 * 3 * w * h))
     for y in range(h):
         rows = [samples[stride * (4 * y + i):stride * (4 * y + i + 1)] for i in range(4)]
