@@ -4,11 +4,13 @@
 OUT holds report.html; --make makes it first. Screenshots are written to OUT-screenshots. Exit 77 where there is no browser.
 """
 import argparse
+import json
 import pathlib
 import re
 import subprocess
 import sys
 
+sys.dont_write_bytecode = True  # nothing is left in the source tree
 import webdriver
 
 HERE = pathlib.Path(__file__).resolve().parent
@@ -83,6 +85,13 @@ def without_script(browser, address):
     return [] if state[0] >= 9 and state[1:] == [0, 0] else [f"without JavaScript: {state}"]
 
 
+def requests(browser):
+    """What pages of files have asked for; the browser's own first page does not count."""
+    events = [json.loads(entry["message"])["message"] for entry in browser.log("performance")]
+    asked = [e["params"] for e in events if e["method"] == "Network.requestWillBeSent"]
+    return [p["request"]["url"] for p in asked if p["documentURL"].startswith("file:")]
+
+
 def browser_faults(out, shots):
     address, wrong = (out / "report.html").resolve().as_uri(), []
     script = (HERE / "page.js").read_text()
@@ -103,10 +112,7 @@ def browser_faults(out, shots):
                 browser.screenshot(shots / f"{width}-{scheme}-{i:02}.png", (0, y, width, min(tall, 12000)))
         wrong += without_script(browser, address)
         wrong += [f"console: {entry['message']}" for entry in browser.log("browser")]
-        for entry in browser.log("performance"):
-            found = re.search(r'"method":"Network.requestWillBeSent".*?"request":\{.*?"url":"([^"]*)"', entry["message"])
-            if found and not re.match(r"file:|data:", found.group(1)):
-                wrong.append(f"asks the network: {found.group(1)}")
+        wrong += [f"asks the network: {url}" for url in requests(browser) if not re.match(r"file:|data:", url)]
     return wrong
 
 

@@ -152,7 +152,7 @@ def section_cmyk(page, photo, work):
     figures = []
     for path, title in zip(files, ("Original", "Decoded: YCCK, quality 75", f"Difference, &times;&#8239;{GAIN}; grey: none")):
         shown = page.picture(f"{photo.name}-cmyk-{path.stem[5:]}.jpg")
-        tool.encode(path, shown, "-q", 80 if path is files[2] else 95)
+        tool.encode(path, shown, "-q", 70 if path is files[2] else 95)
         figures.append(page.figure(shown, f"{photo.title}, CMYK shown in RGB: {path.stem[5:]}", title))
     page.row(figures, "three")
     page.table("Four inks, quality 75 where something is lost", ["Kind", "Size, KB", "Cyan, dB", "Magenta, dB", "Yellow, dB", "Black, dB",
@@ -203,7 +203,7 @@ def section_textures(page, photos, work):
 
 
 def _opacity(page, photo, work):
-    tool, side = page.tool, 256
+    tool, side = page.tool, 208
     piece, disc = work / "piece.ppm", work / "disc.pam"
     x, y = photo.window[0] + photo.detail[0], photo.window[1] + photo.detail[1]
     corner = min(x, photo.width - side), min(y, photo.height - side)

@@ -68,7 +68,7 @@ def crops(page, photo, coded, stem):
     back, difference = page.picture(f"{stem}.png"), page.picture(f"{stem}-difference.jpg")
     large = page.picture(f"{stem}-difference.ppm")
     page.tool.compare(photo.path, coded, "--crop", photo.crop(), "--save-second", back, "--diff", large, "--gain", GAIN)
-    page.tool.encode(large, difference, "-q", 80)
+    page.tool.encode(large, difference, "-q", 70)
     large.unlink()
     return back, difference
 

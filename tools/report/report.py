@@ -8,8 +8,10 @@ import argparse
 import datetime
 import pathlib
 import shutil
+import sys
 import tempfile
 
+sys.dont_write_bytecode = True  # nothing is left in the source tree
 import formats
 import photographs
 import speed
