@@ -101,7 +101,7 @@ def browser_faults(out, shots):
             touch = width < 500
             browser.show(width, height, scheme, touch)
             browser.open(address)
-            wrong += [f"{width} {scheme}: {fault}" for fault in browser.run(script)]
+            wrong += [f"{width} {scheme}: {fault}" for fault in browser.run(script, width)]
             if not browser.run('return document.querySelector(".viewer:not([hidden])") !== null;'):
                 wrong.append(f"{width} {scheme}: no viewer")
                 continue

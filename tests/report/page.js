@@ -1,8 +1,9 @@
-// What is wrong with the page as it stands in the window now: a list of sentences. Run by browser.py.
+// What is wrong with the page as it stands in the window now: a list of sentences. Run by browser.py with the width of the
+// screen, as a telephone widens its window to whatever the page takes.
 const wrong = [];
 const name = e => e.tagName.toLowerCase() + (e.id ? "#" + e.id : "") + (e.className && e.className.baseVal === undefined ?
   "." + e.className : "") + " " + (e.textContent || e.getAttribute("src") || "").trim().slice(0, 40);
-const width = innerWidth;
+const width = arguments[0];
 if (document.scrollingElement.scrollWidth > width) wrong.push("the page scrolls sideways: " + document.scrollingElement.scrollWidth);
 
 // An element beyond the window is fine only where an ancestor that is itself inside cuts it or scrolls it.
