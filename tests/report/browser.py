@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """browser.py OUT [--make REPORT ZELCODEC IMAGES]: the report as a browser shows it, on a phone and on wide screens.
 
-OUT holds report.html; --make makes it first. Screenshots are written to OUT-screenshots. Exit 77 where there is no browser.
+OUT holds report.html; --make makes it first. Screenshots are written to OUT-screenshots. Exit 77 where there is no
+browser.
 """
 import argparse
 import json
@@ -56,7 +57,10 @@ def viewer_faults(browser, touch):
     middle = lambda s, share=0.5: (s["x"] + share * s["width"], s["y"] + 0.3 * s["height"])
     browser.drag(middle(first), middle(first, 0.75), "touch" if touch else "mouse")
     moved = stages()
-    expect(all(abs(s["now"] - 75) <= 2 and s["clip"] != first["clip"] for s in moved), "the line does not follow the pointer")
+    expect(
+        all(abs(s["now"] - 75) <= 2 and s["clip"] != first["clip"] for s in moved),
+        "the line does not follow the pointer",
+    )
     browser.drag(middle(second, 0.3), middle(second, 0.2), "touch" if touch else "mouse")
     expect(stages()[1]["place"] != moved[1]["place"], "the picture at 3:1 does not follow the pointer")
     browser.run('document.querySelector(".stage").focus();')
@@ -80,8 +84,10 @@ def without_script(browser, address):
     browser.devtools("Emulation.setScriptExecutionDisabled", value=True)
     browser.open(address)
     browser.devtools("Emulation.setScriptExecutionDisabled", value=False)
-    state = browser.run('return [document.querySelectorAll(".three img").length, document.querySelectorAll(".stage").length, '
-                        '[...document.querySelectorAll(".viewer")].filter(v => v.offsetHeight).length];')
+    state = browser.run(
+        'return [document.querySelectorAll(".three img").length, document.querySelectorAll(".stage").length, '
+        '[...document.querySelectorAll(".viewer")].filter(v => v.offsetHeight).length];'
+    )
     return [] if state[0] >= 9 and state[1:] == [0, 0] else [f"without JavaScript: {state}"]
 
 
@@ -107,8 +113,12 @@ def browser_faults(out, shots):
                 continue
             if scheme == "light":
                 wrong += [f"{width}: {fault}" for fault in viewer_faults(browser, touch)]
-            for i, (y, tall) in enumerate(browser.run('return [...document.querySelectorAll("header, section")].map(e => { const b = '
-                                                      'e.getBoundingClientRect(); return [b.top + scrollY, b.height]; });')):
+            for i, (y, tall) in enumerate(
+                browser.run(
+                    'return [...document.querySelectorAll("header, section")].map(e => { const b = '
+                    "e.getBoundingClientRect(); return [b.top + scrollY, b.height]; });"
+                )
+            ):
                 browser.screenshot(shots / f"{width}-{scheme}-{i:02}.png", (0, y, width, min(tall, 12000)))
         wrong += without_script(browser, address)
         wrong += [f"console: {entry['message']}" for entry in browser.log("browser")]

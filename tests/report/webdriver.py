@@ -8,8 +8,18 @@ import tempfile
 import urllib.error
 import urllib.request
 
-ARGUMENTS = ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
-             "--disable-component-update", "--disable-sync", "--hide-scrollbars", "--window-size=1280,900"]
+ARGUMENTS = [
+    "--headless",
+    "--no-sandbox",
+    "--disable-gpu",
+    "--disable-quic",
+    "--no-first-run",
+    "--disable-background-networking",
+    "--disable-component-update",
+    "--disable-sync",
+    "--hide-scrollbars",
+    "--window-size=1280,900",
+]
 FRAME = "element-6066-11e4-a52e-4f735466cecf"  # how the protocol marks a reference to an element
 
 
@@ -24,12 +34,19 @@ class Browser:
         browser, driver = programs()
         self.profile = tempfile.TemporaryDirectory(prefix="profile-")
         # Port 0: the driver takes a free one, and says which.
-        self.driver = subprocess.Popen([driver, "--port=0"], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
-        port = next(line.rsplit(" ", 1)[1].strip(" .\n") for line in self.driver.stdout if "successfully on port" in line)
+        self.driver = subprocess.Popen(
+            [driver, "--port=0"], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True
+        )
+        port = next(
+            line.rsplit(" ", 1)[1].strip(" .\n") for line in self.driver.stdout if "successfully on port" in line
+        )
         self.base = f"http://127.0.0.1:{port}/session"
         options = {"binary": browser, "args": [*ARGUMENTS, f"--user-data-dir={self.profile.name}"]}
-        wanted = {"browserName": "chrome", "goog:chromeOptions": options,
-                  "goog:loggingPrefs": {"browser": "ALL", "performance": "ALL"}}
+        wanted = {
+            "browserName": "chrome",
+            "goog:chromeOptions": options,
+            "goog:loggingPrefs": {"browser": "ALL", "performance": "ALL"},
+        }
         try:
             self.base += "/" + self.call("POST", "", {"capabilities": {"alwaysMatch": wanted}})["sessionId"]
         except Exception:
@@ -66,7 +83,9 @@ class Browser:
 
     def show(self, width, height, scheme, touch=False):
         """A window of this size, in the light or dark scheme."""
-        self.devtools("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=1, mobile=touch)
+        self.devtools(
+            "Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=1, mobile=touch
+        )
         self.devtools("Emulation.setTouchEmulationEnabled", enabled=touch)
         self.devtools("Emulation.setEmulatedMedia", features=[{"name": "prefers-color-scheme", "value": scheme}])
 
@@ -78,14 +97,21 @@ class Browser:
         actions = []
         for key in keys:
             held = key if isinstance(key, tuple) else (key,)
-            actions += [{"type": "keyDown", "value": k} for k in held] + [{"type": "keyUp", "value": k} for k in reversed(held)]
+            actions += [{"type": "keyDown", "value": k} for k in held] + [
+                {"type": "keyUp", "value": k} for k in reversed(held)
+            ]
         self.call("POST", "/actions", {"actions": [{"type": "key", "id": "keys", "actions": actions}]})
 
     def drag(self, start, end, kind="mouse"):
         """From one place of the window to another; kind is mouse or touch."""
         at = lambda place: {"type": "pointerMove", "duration": 50, "x": round(place[0]), "y": round(place[1])}
-        actions = [at(start), {"type": "pointerDown", "button": 0}, at([(a + b) / 2 for a, b in zip(start, end)]), at(end),
-                   {"type": "pointerUp", "button": 0}]
+        actions = [
+            at(start),
+            {"type": "pointerDown", "button": 0},
+            at([(a + b) / 2 for a, b in zip(start, end)]),
+            at(end),
+            {"type": "pointerUp", "button": 0},
+        ]
         pointer = {"type": "pointer", "id": kind, "parameters": {"pointerType": kind}, "actions": actions}
         self.call("POST", "/actions", {"actions": [pointer]})
 

@@ -53,8 +53,12 @@ def _place(text, line, lines, taken):
     width, margin = LETTER * len(text), 4
     for gap in (8, 14, 22, 34, 50):
         for x, y in reversed(line):
-            for left, top in ((x - width - gap, y - TEXT - gap), (x + gap, y + gap), (x - width / 2, y + gap),
-                              (x - width / 2, y - TEXT - gap)):
+            for left, top in (
+                (x - width - gap, y - TEXT - gap),
+                (x + gap, y + gap),
+                (x - width / 2, y + gap),
+                (x - width / 2, y - TEXT - gap),
+            ):
                 box = (left - margin, top - margin, left + width + margin, top + TEXT + margin)
                 inside = LEFT < box[0] and box[2] < RIGHT and TOP < box[1] and box[3] < BOTTOM
                 if inside and not any(_crosses(box, l) for l in lines) and not any(_overlaps(box, t) for t in taken):
@@ -66,13 +70,19 @@ def _place(text, line, lines, taken):
 def _axes(x, y, x_title, y_title):
     parts = []
     for tick in y.ticks():
-        parts.append(f'<path class="grid" d="M{LEFT} {y(tick):.1f}H{RIGHT}"/>'
-                     f'<text x="{LEFT - 7}" y="{y(tick) + 4:.1f}" text-anchor="end">{tick:g}</text>')
+        parts.append(
+            f'<path class="grid" d="M{LEFT} {y(tick):.1f}H{RIGHT}"/>'
+            f'<text x="{LEFT - 7}" y="{y(tick) + 4:.1f}" text-anchor="end">{tick:g}</text>'
+        )
     for tick in x.ticks():
-        parts.append(f'<path class="grid" d="M{x(tick):.1f} {TOP}V{BOTTOM}"/>'
-                     f'<text x="{x(tick):.1f}" y="{BOTTOM + 19}" text-anchor="middle">{tick:g}</text>')
-    parts.append(f'<text class="axis" x="{(LEFT + RIGHT) / 2}" y="{HEIGHT - 6}" text-anchor="middle">{escape(x_title)}'
-                 f'</text><text class="axis" x="4" y="16">{escape(y_title)}</text>')
+        parts.append(
+            f'<path class="grid" d="M{x(tick):.1f} {TOP}V{BOTTOM}"/>'
+            f'<text x="{x(tick):.1f}" y="{BOTTOM + 19}" text-anchor="middle">{tick:g}</text>'
+        )
+    parts.append(
+        f'<text class="axis" x="{(LEFT + RIGHT) / 2}" y="{HEIGHT - 6}" text-anchor="middle">{escape(x_title)}'
+        f'</text><text class="axis" x="4" y="16">{escape(y_title)}</text>'
+    )
     return parts
 
 
@@ -89,7 +99,11 @@ def curves(title, series, limit, x_title, y_title):
         path = "M" + "L".join(f"{a:.1f} {b:.1f}" for a, b in line)
         dots = "".join(f'<circle cx="{x(a):.1f}" cy="{y(b):.1f}" r="3"/>' for a, b in points)
         at = _place(name, line, lines, taken)
-        parts.append(f'<g class="{style}"><path class="curve" d="{path}"/>{dots}'
-                     f'<text class="label" x="{at[0]:.1f}" y="{at[1]:.1f}">{escape(name)}</text></g>')
-    return (f'<svg class="chart" viewBox="0 0 {WIDTH} {HEIGHT}" role="img" aria-label="{escape(title)}" '
-            f'data-plot="{LEFT} {TOP} {RIGHT} {BOTTOM}">{"".join(parts)}</svg>')
+        parts.append(
+            f'<g class="{style}"><path class="curve" d="{path}"/>{dots}'
+            f'<text class="label" x="{at[0]:.1f}" y="{at[1]:.1f}">{escape(name)}</text></g>'
+        )
+    return (
+        f'<svg class="chart" viewBox="0 0 {WIDTH} {HEIGHT}" role="img" aria-label="{escape(title)}" '
+        f'data-plot="{LEFT} {TOP} {RIGHT} {BOTTOM}">{"".join(parts)}</svg>'
+    )

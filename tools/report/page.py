@@ -75,8 +75,10 @@ class Page:
         """A picture that has been made; the caption is markup, and tells what to see."""
         width, height = self.tool.size(path)
         link = path.relative_to(self.out)
-        return (f'<figure{f""" class="{style}" """ if style else ""}><div class="frame"><img src="{link}" alt="{escape(alt)}" '
-                f'width="{width}" height="{height}"></div><figcaption>{caption}</figcaption></figure>')
+        return (
+            f'<figure{f""" class="{style}" """ if style else ""}><div class="frame"><img src="{link}"'
+            f' alt="{escape(alt)}" width="{width}" height="{height}"></div><figcaption>{caption}</figcaption></figure>'
+        )
 
     def row(self, figures, style="", attributes=""):
         self.add(f'<div class="row {style}" {attributes}>', *figures, "</div>")
@@ -93,8 +95,11 @@ class Page:
             cells = [f'<th scope="row" class="text">{row[0]}</th>']
             cells += [f"<td{style(i)}>{c}</td>" for i, c in enumerate(row[1:], 1)]
             lines.append(f'<tr>{"".join(cells)}</tr>')
-        return (f'<div class="scroll" tabindex="0" role="region" aria-label="{escape(caption)}"><table><caption>{escape(caption)}'
-                f'</caption><thead><tr>{head}</tr></thead><tbody>{"".join(lines)}</tbody></table></div>')
+        return (
+            '<div class="scroll" tabindex="0" role="region"'
+            f' aria-label="{escape(caption)}"><table><caption>{escape(caption)}'
+            f'</caption><thead><tr>{head}</tr></thead><tbody>{"".join(lines)}</tbody></table></div>'
+        )
 
     def list_files(self):
         rows = []
@@ -104,9 +109,12 @@ class Page:
 
     def write(self, facts):
         """The template's texts are `facts`; style and script become part of the page, which then is a single document."""
-        parts = {"style": (HERE / "style.css").read_text(), "script": (HERE / "viewer.js").read_text(),
-                 "contents": "".join(f'<li><a href="#{a}">{escape(t)}</a></li>' for a, t in self.contents),
-                 "body": "\n".join([*self.body, "</section>"])}
+        parts = {
+            "style": (HERE / "style.css").read_text(),
+            "script": (HERE / "viewer.js").read_text(),
+            "contents": "".join(f'<li><a href="#{a}">{escape(t)}</a></li>' for a, t in self.contents),
+            "body": "\n".join([*self.body, "</section>"]),
+        }
         template = string.Template((HERE / "page.html").read_text())
         (self.out / "report.html").write_text(template.substitute(parts, **facts))
 

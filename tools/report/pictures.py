@@ -13,12 +13,12 @@ def read_netpbm(path):
     fields, at = [], 2
     while len(fields) < 3:  # no comments: the tool writes none
         end = at + 1
-        while not data[end:end + 1].isspace():
+        while not data[end : end + 1].isspace():
             end += 1
         fields.append(int(data[at:end]))
         at = end
     width, height, largest = fields
-    samples = data[at + 1:]
+    samples = data[at + 1 :]
     if largest > 255:
         samples = array.array("H", samples)
         if sys.byteorder == "little":
@@ -51,7 +51,7 @@ def tile_sums(samples, width, height, table):
         for y in range(ty * TILE, (ty + 1) * TILE):
             start = 3 * width * y
             for tx in range(across):
-                row[tx] += sum(weighed[start + 3 * TILE * tx:start + 3 * TILE * (tx + 1)])
+                row[tx] += sum(weighed[start + 3 * TILE * tx : start + 3 * TILE * (tx + 1)])
         sums.append(row)
     return sums
 
@@ -88,7 +88,7 @@ def worst_window(difference, width, height, detail):
     tx, ty = largest_window(sums, across, down)
     # The window may end beyond the last whole tile, but not beyond the picture.
     x, y = min(tx * TILE, w - width), min(ty * TILE, h - height)
-    inner = [row[tx:tx + across] for row in sums[ty:ty + down]]
+    inner = [row[tx : tx + across] for row in sums[ty : ty + down]]
     dx, dy = largest_window(inner, -(-detail[0] // TILE), -(-detail[1] // TILE))
     return (x, y), (dx * TILE, dy * TILE)
 
@@ -103,10 +103,10 @@ def averaged_by_four(source, target, darker):
     stretched = [round(total * 65535 / (16 * 255 * darker)) for total in range(16 * 255 + 1)]
     out = array.array("H", bytes(2 * 3 * w * h))
     for y in range(h):
-        rows = [samples[stride * (4 * y + i):stride * (4 * y + i + 1)] for i in range(4)]
+        rows = [samples[stride * (4 * y + i) : stride * (4 * y + i + 1)] for i in range(4)]
         for c in range(3):
-            columns = (row[c + 3 * dx:12 * w:12] for row in rows for dx in range(4))
-            out[3 * w * y + c:3 * w * (y + 1):3] = array.array("H", [stretched[t] for t in map(sum, zip(*columns))])
+            columns = (row[c + 3 * dx : 12 * w : 12] for row in rows for dx in range(4))
+            out[3 * w * y + c : 3 * w * (y + 1) : 3] = array.array("H", [stretched[t] for t in map(sum, zip(*columns))])
     write_ppm(target, w, h, out, 65535)
     return w, h
 
@@ -152,6 +152,6 @@ def black_and_white(source, target):
     green = samples[1::3].translate(bytes(49 if v < 128 else 48 for v in range(256)))  # the digits 1 and 0; 1 is black
     rows = bytearray()
     for y in range(height):
-        bits = green[width * y:width * (y + 1)].decode().ljust(-(-width // 8) * 8, "0")
+        bits = green[width * y : width * (y + 1)].decode().ljust(-(-width // 8) * 8, "0")
         rows += int(bits, 2).to_bytes(len(bits) // 8, "big")
     pathlib.Path(target).write_bytes(b"P4\n%d %d\n" % (width, height) + rows)

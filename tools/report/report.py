@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """report.py ZELCODEC IMAGES OUT: carries photographs through the codecs and back, and writes OUT/report.html.
 
-ZELCODEC is the tool, IMAGES a folder of PNG photographs, OUT a folder that is made anew. Nothing but Python's own library is
-needed; programs of other libraries are timed where they are installed.
+ZELCODEC is the tool, IMAGES a folder of PNG photographs, OUT a folder that is made anew. Nothing but Python's own
+library is needed; programs of other libraries are timed where they are installed.
 """
 import argparse
 import datetime
@@ -19,14 +19,25 @@ from page import Page
 from tool import Tool
 
 NAMES = ("dandelion", "canyon", "coffee")
-CARDS = ("Encode JPEG, quality 90, 4:2:0", "Decode JPEG, quality 90, 4:2:0", "Encode JPEG 2000, lossless", "Decode JPEG 2000, lossless")
+CARDS = (
+    "Encode JPEG, quality 90, 4:2:0",
+    "Decode JPEG, quality 90, 4:2:0",
+    "Encode JPEG 2000, lossless",
+    "Decode JPEG 2000, lossless",
+)
 
 
 def cards(ratios):
     """The head's figures: how many times as fast as the peer."""
-    parts = [f'<li><strong>{ratios[t][0]:.2f}&times;</strong><span>the speed of {ratios[t][1]}<br>{t}</span></li>'
-             for t in CARDS if t in ratios]
-    note = '<p class="facts">Whole processes on one thread, <a href="#throughput-beside-other-programs">measured below</a>.</p>'
+    parts = [
+        f"<li><strong>{ratios[t][0]:.2f}&times;</strong><span>the speed of {ratios[t][1]}<br>{t}</span></li>"
+        for t in CARDS
+        if t in ratios
+    ]
+    note = (
+        '<p class="facts">Whole processes on one thread, <a href="#throughput-beside-other-programs">measured'
+        " below</a>.</p>"
+    )
     return f'<ul class="cards">{"".join(parts)}</ul>{note}' if parts else ""
 
 
@@ -48,13 +59,17 @@ def make(tool, images, out, work):
     page.section("Files", "What the sections above show or speak of, to open in other programs.")
     page.list_files()
     version = tool.version()
-    page.write({
-        "program": version,
-        "variant": "AVX2" if "+" in version else "SSE4.1",  # the library's name ends in + where it runs the larger one
-        "machine": speed.machine(),
-        "date": datetime.datetime.now(datetime.timezone.utc).strftime("%d %B %Y, %H:%M UTC"),
-        "cards": cards(ratios),
-    })
+    page.write(
+        {
+            "program": version,
+            "variant": (
+                "AVX2" if "+" in version else "SSE4.1"
+            ),  # the library's name ends in + where it runs the larger one
+            "machine": speed.machine(),
+            "date": datetime.datetime.now(datetime.timezone.utc).strftime("%d %B %Y, %H:%M UTC"),
+            "cards": cards(ratios),
+        }
+    )
 
 
 def main():

@@ -12,9 +12,11 @@ SECONDS = 0.8  # that a program's runs may take together, once it has run three 
 RUNS = 9
 
 # Program that a peer is known by -> (the library's name, how it says its version).
-PEERS = {"cjpeg": ("libjpeg-turbo", ["cjpeg", "-version"], r"version (\S+)"),
-         "opj_compress": ("OpenJPEG", ["opj_compress", "-h"], r"openjp2 library v(\S+?)\.?\s"),
-         "tiffcp": ("libtiff", ["tiffcp", "-h"], r"Version (\S+)")}
+PEERS = {
+    "cjpeg": ("libjpeg-turbo", ["cjpeg", "-version"], r"version (\S+)"),
+    "opj_compress": ("OpenJPEG", ["opj_compress", "-h"], r"openjp2 library v(\S+?)\.?\s"),
+    "tiffcp": ("libtiff", ["tiffcp", "-h"], r"Version (\S+)"),
+}
 PARTNER = {"cjpeg": "djpeg", "opj_compress": "opj_decompress", "tiffcp": "tiffcp"}
 
 
@@ -24,8 +26,9 @@ def machine():
     name = re.search(r"model name\s*: (.*)", cpu)
     system = re.search(r'PRETTY_NAME="?([^"\n]*)', pathlib.Path("/etc/os-release").read_text())
     cores = len(os.sched_getaffinity(0))
-    return f"{name.group(1).strip() if name else 'unknown processor'}, {cores} core{'s' * (cores > 1)}" + \
-        (f", {system.group(1)}" if system else "")
+    return f"{name.group(1).strip() if name else 'unknown processor'}, {cores} core{'s' * (cores > 1)}" + (
+        f", {system.group(1)}" if system else ""
+    )
 
 
 def versions():
@@ -52,23 +55,47 @@ def _tasks(tool, photo, work):
         return [tool.path, command, *words, *one]
 
     def jpeg(title, stem, options, peer_options):
-        yield (f"Encode JPEG, {title}", "cjpeg", ours("encode", ppm, w(f"{stem}.jpg"), "-q", "90", *options),
-               ["cjpeg", "-quality", "90", "-sample", "2x2", *peer_options, "-outfile", w(f"{stem}-peer.jpg"), ppm])
-        yield (f"Decode JPEG, {title}", "cjpeg", ours("decode", w(f"{stem}.jpg"), w(f"{stem}.ppm")),
-               ["djpeg", "-outfile", w(f"{stem}-peer.ppm"), w(f"{stem}.jpg")])
+        yield (
+            f"Encode JPEG, {title}",
+            "cjpeg",
+            ours("encode", ppm, w(f"{stem}.jpg"), "-q", "90", *options),
+            ["cjpeg", "-quality", "90", "-sample", "2x2", *peer_options, "-outfile", w(f"{stem}-peer.jpg"), ppm],
+        )
+        yield (
+            f"Decode JPEG, {title}",
+            "cjpeg",
+            ours("decode", w(f"{stem}.jpg"), w(f"{stem}.ppm")),
+            ["djpeg", "-outfile", w(f"{stem}-peer.ppm"), w(f"{stem}.jpg")],
+        )
 
     def jpeg2000(title, stem, options, peer_options):
-        yield (f"Encode JPEG 2000, {title}", "opj_compress", ours("encode", ppm, w(f"{stem}.jp2"), *options),
-               ["opj_compress", "-i", ppm, "-o", w(f"{stem}-peer.jp2"), *peer_options])
-        yield (f"Decode JPEG 2000, {title}", "opj_compress", ours("decode", w(f"{stem}.jp2"), w(f"{stem}2.ppm")),
-               ["opj_decompress", "-i", w(f"{stem}.jp2"), "-o", w(f"{stem}2-peer.ppm")])
+        yield (
+            f"Encode JPEG 2000, {title}",
+            "opj_compress",
+            ours("encode", ppm, w(f"{stem}.jp2"), *options),
+            ["opj_compress", "-i", ppm, "-o", w(f"{stem}-peer.jp2"), *peer_options],
+        )
+        yield (
+            f"Decode JPEG 2000, {title}",
+            "opj_compress",
+            ours("decode", w(f"{stem}.jp2"), w(f"{stem}2.ppm")),
+            ["opj_decompress", "-i", w(f"{stem}.jp2"), "-o", w(f"{stem}2-peer.ppm")],
+        )
 
     def tiff(title, option, peer_option):
         packed, peer = w(f"{option}.tif"), w(f"{option}-peer.tif")
-        yield (f"Pack TIFF, {title}", "tiffcp", ours("encode", tif, packed, "--compression", option),
-               ["tiffcp", "-c", peer_option, tif, peer])
-        yield (f"Unpack TIFF, {title}", "tiffcp", ours("encode", packed, w("plain.tif"), "--compression", "none"),
-               ["tiffcp", "-c", "none", packed, w("plain-peer.tif")])
+        yield (
+            f"Pack TIFF, {title}",
+            "tiffcp",
+            ours("encode", tif, packed, "--compression", option),
+            ["tiffcp", "-c", peer_option, tif, peer],
+        )
+        yield (
+            f"Unpack TIFF, {title}",
+            "tiffcp",
+            ours("encode", packed, w("plain.tif"), "--compression", "none"),
+            ["tiffcp", "-c", "none", packed, w("plain-peer.tif")],
+        )
 
     yield from jpeg("quality 90, 4:2:0", "baseline", [], [])
     yield from jpeg("progressive", "progressive", ["--progressive"], ["-progressive"])
@@ -107,11 +134,18 @@ def section(page, photo, work, peers):
     """Bars for each task. Gives the ratios of times for the page's head: title -> (ratio, the peer's name)."""
     mega = photo.pixels / 1e6
     absent = [PEERS[p][0] for p, version in peers.items() if not version]
-    page.section("Throughput beside other programs", f"The {photo.name} ({mega:.1f} megapixels) from file to file in a temporary "
-                 "folder: whole processes with their start, reading and writing included, on one thread, "
-                 f"the best of 3 to {RUNS} runs, in turns. Decoders read the file that <code>zelcodec</code> wrote. Longer bars are "
-                 "faster. KB is what the program wrote.")
-    page.facts(*(v for v in peers.values() if v), *(f"{name}: its programs are not installed, and left out" for name in absent))
+    page.section(
+        "Throughput beside other programs",
+        (
+            f"The {photo.name} ({mega:.1f} megapixels) from file to file in a temporary folder: whole processes with"
+            f" their start, reading and writing included, on one thread, the best of 3 to {RUNS} runs, in turns."
+            " Decoders read the file that <code>zelcodec</code> wrote. Longer bars are faster. KB is what the program"
+            " wrote."
+        ),
+    )
+    page.facts(
+        *(v for v in peers.values() if v), *(f"{name}: its programs are not installed, and left out" for name in absent)
+    )
     ratios = {}
     page.add('<div class="bars">')
     for title, peer, own, other in _tasks(page.tool, photo, work):
@@ -120,8 +154,15 @@ def section(page, photo, work, peers):
         names = ["zelcodec", peers[peer]]
         rows = []
         for name, took, command in zip(names, times, commands):
-            rows.append([name, bar(min(times) / took, "own" if name == "zelcodec" else "peer"), f"{1000 * mega / took:.1f}",
-                         f"{took:.1f}", kilobytes(_written(command).stat().st_size)])
+            rows.append(
+                [
+                    name,
+                    bar(min(times) / took, "own" if name == "zelcodec" else "peer"),
+                    f"{1000 * mega / took:.1f}",
+                    f"{took:.1f}",
+                    kilobytes(_written(command).stat().st_size),
+                ]
+            )
         if len(times) == 2:
             ratios[title] = times[1] / times[0], peers[peer]
         page.table(title, ["Program", '<span class="unseen">Bar</span>', "MP/s", "ms", "KB"], rows)

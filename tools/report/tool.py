@@ -16,6 +16,7 @@ def in_parallel(work, items):
 @dataclass
 class Likeness:
     """What compare says of two pictures. PSNR in dB, infinite where they are equal."""
+
     psnr: float
     channels: list
     ssim: float
@@ -59,15 +60,17 @@ class Tool:
         return pathlib.Path(target).stat().st_size, _milliseconds(messages)
 
     def decode_time(self, source, *options):
-        messages = self.run("decode", source, "-", *options, "--time", "--repeat", 3, "--threads", 1,
-                            stdout=subprocess.DEVNULL)[1]
+        messages = self.run(
+            "decode", source, "-", *options, "--time", "--repeat", 3, "--threads", 1, stdout=subprocess.DEVNULL
+        )[1]
         return _milliseconds(messages)
 
     def compare(self, first, second, *options):
         found = json.loads(self.run("compare", first, second, "--json", *options)[0])
         infinite = lambda value: float("inf") if value is None else value  # JSON has no infinity
-        return Likeness(infinite(found["psnr"]), [infinite(v) for v in found["channelPsnr"]], found["ssim"],
-                        found["largest"])
+        return Likeness(
+            infinite(found["psnr"]), [infinite(v) for v in found["channelPsnr"]], found["ssim"], found["largest"]
+        )
 
 
 def _milliseconds(messages):

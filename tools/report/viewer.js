@@ -5,8 +5,8 @@
 class Viewer {
   constructor(root, pairs) {
     this.pairs = pairs;
-    this.cut = 0.5;      // the share of a stage, from its left, that shows the first picture
-    this.shown = null;   // null: wiped; else 0 or 1, the picture that is shown alone
+    this.cut = 0.5;     // the share of a stage, from its left, that shows the first picture
+    this.shown = null;  // null: wiped; else 0 or 1, the picture that is shown alone
     this.timer = 0;
     const [x, y, width, height] = root.dataset.detail.split(" ").map(Number);
     this.centre = [x + width / 2, y + height / 2];  // of the window at 3:1, in pixels of the picture
@@ -21,16 +21,22 @@ class Viewer {
     const select = make("select", {}, this.pairs.map((pair, i) => make("option", {value: i, textContent: pair.name})));
     select.addEventListener("change", () => this.choose(Number(select.value)));
     this.swap = make("button", {type: "button", textContent: "Switch"});
-    this.swap.addEventListener("click", () => { this.stop(); this.flip(); });
+    this.swap.addEventListener("click", () => {
+      this.stop();
+      this.flip();
+    });
     this.flicker = make("button", {type: "button", textContent: "Flicker"});
     this.flicker.addEventListener("click", () => this.timer ? this.wipe(this.cut) : this.start());
     const label = make("label", {}, [make("span", {textContent: root.dataset.title + ":"}), select]);
     this.stages = [1, 3].map(zoom => new Stage(this, zoom, root.dataset.title));
-    root.append(make("div", {className: "controls"}, [label, this.swap, this.flicker]),
-                make("div", {className: "stages"}, this.stages.map(s => s.box)),
-                make("p", {className: "hint", textContent: "Drag the line, or click where it is to be; drag beside it to move a picture " +
-                  "that is larger than its window. Keys: arrows move the line, Home and End put it at a border, space switches between " +
-                  "both pictures, arrows with Shift move the window at 3:1."}));
+    root.append(
+        make("div", {className: "controls"}, [label, this.swap, this.flicker]),
+        make("div", {className: "stages"}, this.stages.map(s => s.box)), make("p", {
+          className: "hint",
+          textContent: "Drag the line, or click where it is to be; drag beside it to move a picture " +
+              "that is larger than its window. Keys: arrows move the line, Home and End put it at a border, space switches between " +
+              "both pictures, arrows with Shift move the window at 3:1."
+        }));
     this.root = root;
   }
 
@@ -81,12 +87,19 @@ class Viewer {
     const step = event.shiftKey ? 8 : 0.02;
     const arrow = {ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1]}[event.key];
     if (event.ctrlKey || event.altKey || event.metaKey) return;
-    if (arrow && event.shiftKey) this.moveTo(this.centre[0] + step * arrow[0], this.centre[1] + step * arrow[1]);
-    else if (arrow && arrow[0]) this.wipe(this.cut + step * arrow[0]);
-    else if (event.key === "Home") this.wipe(0);
-    else if (event.key === "End") this.wipe(1);
-    else if (event.key === " ") { this.stop(); this.flip(); }
-    else return;
+    if (arrow && event.shiftKey)
+      this.moveTo(this.centre[0] + step * arrow[0], this.centre[1] + step * arrow[1]);
+    else if (arrow && arrow[0])
+      this.wipe(this.cut + step * arrow[0]);
+    else if (event.key === "Home")
+      this.wipe(0);
+    else if (event.key === "End")
+      this.wipe(1);
+    else if (event.key === " ") {
+      this.stop();
+      this.flip();
+    } else
+      return;
     event.preventDefault();
   }
 }
@@ -101,8 +114,14 @@ class Stage {
     this.window = make("div", {className: "window"});
     this.stage = make("div", {className: "stage", tabIndex: 0}, [
       make("div", {className: "layer"}, [this.images[1]]), make("div", {className: "layer front"}, [this.images[0]]),
-      make("div", {className: "handle"}), ...this.chips, ...(zoom === 1 ? [this.window] : [])]);
-    const roles = {role: "slider", "aria-label": `${title} at ${zoom}:1, share of the first picture`, "aria-valuemin": 0, "aria-valuemax": 100};
+      make("div", {className: "handle"}), ...this.chips, ...(zoom === 1 ? [this.window] : [])
+    ]);
+    const roles = {
+      role: "slider",
+      "aria-label": `${title} at ${zoom}:1, share of the first picture`,
+      "aria-valuemin": 0,
+      "aria-valuemax": 100
+    };
     Object.entries(roles).forEach(([name, value]) => this.stage.setAttribute(name, value));
     const name = zoom === 1 ? "1:1, with the window of 3:1" : "3:1";
     this.box = make("div", {}, [make("div", {className: "stage-title", textContent: name}), this.stage]);
@@ -116,13 +135,17 @@ class Stage {
       image.alt = pair.names[i];
       [image.width, image.height] = pair.size;
     });
-    this.chips.forEach((chip, i) => { chip.textContent = pair.names[i]; });
+    this.chips.forEach((chip, i) => {
+      chip.textContent = pair.names[i];
+    });
   }
 
   // The part of the picture that the stage shows, in the picture's pixels.
   seen() {
     const size = this.viewer.pair.size;
-    return [Math.min(size[0], this.stage.clientWidth / this.zoom), Math.min(size[1], this.stage.clientHeight / this.zoom)];
+    return [
+      Math.min(size[0], this.stage.clientWidth / this.zoom), Math.min(size[1], this.stage.clientHeight / this.zoom)
+    ];
   }
 
   // Its corner: around the centre of the window, but not beyond the picture.
@@ -134,18 +157,23 @@ class Stage {
   render() {
     const {cut, shown, pair} = this.viewer, [x, y] = this.corner();
     const share = shown === null ? cut : 1 - shown;
-    for (const image of this.images) image.style.transform = `translate(${-x * this.zoom}px, ${-y * this.zoom}px) scale(${this.zoom})`;
+    for (const image of this.images)
+      image.style.transform = `translate(${- x * this.zoom}px, ${- y * this.zoom}px) scale(${this.zoom})`;
     this.stage.style.setProperty("--cut", 100 * share + "%");
     this.stage.setAttribute("aria-valuenow", Math.round(100 * share));
-    this.stage.setAttribute("aria-valuetext", shown === null ? `${pair.names[0]} ${Math.round(100 * share)} %` : pair.names[shown]);
-    this.chips.forEach((chip, i) => { chip.hidden = shown === null ? (i ? cut > 0.8 : cut < 0.2) : shown !== i; });
+    this.stage.setAttribute(
+        "aria-valuetext", shown === null ? `${pair.names[0]} ${Math.round(100 * share)} %` : pair.names[shown]);
+    this.chips.forEach((chip, i) => {
+      chip.hidden = shown === null ? (i ? cut > 0.8 : cut < 0.2) : shown !== i;
+    });
     if (this.zoom > 1) return;
     const detail = this.viewer.stages[1], [left, top] = detail.corner(), [width, height] = detail.seen();
-    Object.assign(this.window.style, {left: left - x + "px", top: top - y + "px", width: width + "px", height: height + "px"});
+    Object.assign(
+        this.window.style, {left: left - x + "px", top: top - y + "px", width: width + "px", height: height + "px"});
   }
 
-  // A pointer near the line takes the line. Beside it, it moves the picture where there is more of it than is seen; a click
-  // that moves nothing brings the line there.
+  // A pointer near the line takes the line. Beside it, it moves the picture where there is more of it than is seen; a
+  // click that moves nothing brings the line there.
   listen() {
     let from = null;
     const cutAt = event => (event.clientX - this.stage.getBoundingClientRect().left) / this.stage.clientWidth;
@@ -168,13 +196,13 @@ class Stage {
       if (from && from.moves && !from.moved) this.viewer.wipe(cutAt(event));
       from = null;
     });
-    this.stage.addEventListener("pointercancel", () => { from = null; });
+    this.stage.addEventListener("pointercancel", () => {
+      from = null;
+    });
   }
 }
 
-function clamp(value, low, high) {
-  return low > high ? (low + high) / 2 : Math.min(high, Math.max(low, value));
-}
+function clamp(value, low, high) { return low > high ? (low + high) / 2 : Math.min(high, Math.max(low, value)); }
 
 function make(name, properties, children = []) {
   const element = Object.assign(document.createElement(name), properties);
@@ -182,11 +210,16 @@ function make(name, properties, children = []) {
   return element;
 }
 
-// The pairs of a viewer: the first two pictures of the rows below it, up to the next viewer, and both formats at equal size.
+// The pairs of a viewer: the first two pictures of the rows below it, up to the next viewer, and both formats at equal
+// size.
 function pairsOf(root) {
   const pairs = [];
-  const add = (name, first, second, names) => pairs.push(
-    {name, names, sources: [first.src, second.src], size: ["width", "height"].map(n => Number(first.getAttribute(n)))});
+  const add = (name, first, second, names) => pairs.push({
+    name,
+    names,
+    sources: [first.src, second.src],
+    size: ["width", "height"].map(n => Number(first.getAttribute(n)))
+  });
   for (let e = root.nextElementSibling; e && !e.classList.contains("viewer"); e = e.nextElementSibling) {
     if (!e.dataset.pair) continue;
     const [original, decoded] = e.querySelectorAll("img");
