@@ -20,7 +20,7 @@ SCREENS = [(390, 844, "light"), (390, 844, "dark"), (1280, 900, "light"), (1280,
 RIGHT, END, SPACE, SHIFT = "\ue014", "\ue010", " ", "\ue008"
 SECTIONS = ("progressive", "lossless|without-loss", "16-bits", "cmyk", "textures", "tiff", "throughput")
 
-# The first viewer's stages as (share of the first picture, what is drawn in front, place of the picture, box in the window).
+# The first viewer's stages: share of the first picture, what is drawn in front, place of the picture, box in the window.
 STAGES = """const viewer = document.querySelector(".viewer:not([hidden])");
 viewer.scrollIntoView({block: "center", behavior: "instant"});
 return [...viewer.querySelectorAll(".stage")].map(s => { const b = s.getBoundingClientRect(); return {

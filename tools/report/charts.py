@@ -87,7 +87,7 @@ def _axes(x, y, x_title, y_title):
 
 
 def curves(title, series, limit, x_title, y_title):
-    """series: [(name, class, [(x, y), ...]), ...], shown for x from 0 to limit, and y in steps of 5 as far as needed."""
+    """series: [(name, class, [(x, y), ...]), ...], shown for x from 0 to limit and as much of y as needed."""
     shown = [(name, style, *within(points, limit)) for name, style, points in series]
     values = [y for *_, line in shown for _, y in line]
     x = Scale(0, limit, 0.5, LEFT, RIGHT)

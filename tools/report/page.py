@@ -108,7 +108,7 @@ class Page:
         self.table("Files made for this page", ["File", "What it is", "Size, KB"], rows, text_columns=2)
 
     def write(self, facts):
-        """The template's texts are `facts`; style and script become part of the page, which then is a single document."""
+        """The template's texts are `facts`; style and script become part of the page, which then is one document."""
         parts = {
             "style": (HERE / "style.css").read_text(),
             "script": (HERE / "viewer.js").read_text(),

@@ -34,7 +34,8 @@ class Viewer {
         make("div", {className: "stages"}, this.stages.map(s => s.box)), make("p", {
           className: "hint",
           textContent: "Drag the line, or click where it is to be; drag beside it to move a picture " +
-              "that is larger than its window. Keys: arrows move the line, Home and End put it at a border, space switches between " +
+              "that is larger than its window. Keys: arrows move the line, Home and End put it at a border, " +
+              "space switches between " +
               "both pictures, arrows with Shift move the window at 3:1."
         }));
     this.root = root;
