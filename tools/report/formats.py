@@ -162,6 +162,12 @@ def section_16_bits(page, photo, work):
             page.figure(shown, f"{photo.title} at {title}, made bright again", f"{title}, &times;&#8239;{darkness}")
         )
     page.row(figures, "three")
+    _deep_table(page, deep, lossy, back, work)
+
+
+def _deep_table(page, deep, lossy, back, work):
+    """Sizes and times of the picture without loss, and as it was shown with loss."""
+    tool = page.tool
     rows, raw = [], deep.stat().st_size
     for title, ending, options in _lossless_kinds():
         if "predictor" in title and not title.endswith(" 4"):
@@ -228,7 +234,19 @@ def section_cmyk(page, photo, work):
                 milliseconds(tool.decode_time(path)),
             ]
         )
-    # RGB of both, as a photograph of its own.
+    page.row(_rgb_figures(page, photo, inks, coded, work), "three")
+    page.table(
+        "Four inks, quality 75 where something is lost",
+        ["Kind", "Size, KB", "Cyan, dB", "Magenta, dB", "Yellow, dB", "Black, dB", "Encode, ms", "Decode, ms"],
+        rows,
+    )
+    page.heading("The inks")
+    page.row(_ink_figures(page, photo, coded, work), "many")
+
+
+def _rgb_figures(page, photo, inks, coded, work):
+    """Original, what came back and the difference, each as RGB."""
+    tool = page.tool
     before, after = work / "inks-before.png", work / "inks-after.png"
     tool.decode(inks, before)
     tool.decode(coded, after)
@@ -255,14 +273,7 @@ def section_cmyk(page, photo, work):
         shown = page.picture(f"{photo.name}-cmyk-{path.stem[5:]}.jpg")
         tool.encode(path, shown, "-q", 70 if path is files[2] else 95)
         figures.append(page.figure(shown, f"{photo.title}, CMYK shown in RGB: {path.stem[5:]}", title))
-    page.row(figures, "three")
-    page.table(
-        "Four inks, quality 75 where something is lost",
-        ["Kind", "Size, KB", "Cyan, dB", "Magenta, dB", "Yellow, dB", "Black, dB", "Encode, ms", "Decode, ms"],
-        rows,
-    )
-    page.heading("The inks")
-    page.row(_ink_figures(page, photo, coded, work), "many")
+    return figures
 
 
 def _ink_figures(page, photo, coded, work):
@@ -350,7 +361,7 @@ def _opacity(page, photo, work):
         )
         rows.append([title, kilobytes(count), *map(decibels, channels)])
     page.heading("Opacity")
-    page.text("DXT1 knows opaque and clear alone, DXT3 has 16 steps, DXT5 interpolates eight in each block.")
+    page.text("DXT1 is written opaque, DXT3 has 16 steps, DXT5 interpolates eight in each block.")
     page.row(figures, "natural")
     page.table("Opacity in textures", ["Format", "Size, KB", "Red, dB", "Green, dB", "Blue, dB", "Opacity, dB"], rows)
 

@@ -192,64 +192,72 @@ def section_equal_size(page, photos, work):
         ),
     )
     for photo in photos:
-
-        def made(quality):
-            name = f"{photo.name}-as-q{quality}.jp2"
-            path = (
-                page.file("files/" + name, f"{photo.title}, JPEG 2000 of the size of JPEG of quality {quality}")
-                if quality == EQUAL_SHOWN
-                else work / name
-            )
-            count = _of_equal_size(page.tool, photo, photo.coded[quality, "420"][1], path)
-            return path, count, page.tool.compare(photo.path, path)
-
-        rows = []
-        for quality, (path, count, wavelets) in zip(EQUAL, in_parallel(made, EQUAL)):
-            _, limit, likeness = photo.coded[quality, "420"]
-            rows.append(
-                [
-                    quality,
-                    kilobytes(limit),
-                    kilobytes(count),
-                    decibels(likeness.psnr),
-                    decibels(wavelets.psnr),
-                    f"{likeness.ssim:.4f}",
-                    f"{wavelets.ssim:.4f}",
-                ]
-            )
-            if quality == EQUAL_SHOWN:
-                shown = path, count, wavelets
         page.heading(photo.title)
-        back, difference = crops(page, photo, shown[0], f"{photo.name}-jp2")
-        difference.unlink()
-        likeness = photo.coded[EQUAL_SHOWN, "420"][2]
-        figures = [
-            page.figure(original_crop(page, photo), f"{photo.title}, original", "Original"),
-            page.figure(
-                page.picture(f"{photo.name}-q{EQUAL_SHOWN}.png"),
-                f"{photo.title}, from JPEG",
-                f"JPEG: {kilobytes(photo.coded[EQUAL_SHOWN, '420'][1])} KB, {decibels(likeness.psnr)} dB",
-            ),
-            page.figure(
-                back,
-                f"{photo.title}, from JPEG 2000 of equal size",
-                f"JPEG 2000: {kilobytes(shown[1])} KB, {decibels(shown[2].psnr)} dB",
-            ),
-        ]
-        page.row(figures, "three", f'data-equal="{photo.title}"')
-        page.table(
-            f"{photo.title}: JPEG 2000 in the size of JPEG",
-            [
-                "JPEG quality",
-                "JPEG, KB",
-                "JPEG 2000, KB",
-                "PSNR of JPEG, dB",
-                "PSNR of JPEG 2000, dB",
-                "SSIM of JPEG",
-                "SSIM of JPEG 2000",
-            ],
-            rows,
+        _equal_sizes(page, photo, work)
+
+
+def _equal_sizes(page, photo, work):
+    def made(quality):
+        name = f"{photo.name}-as-q{quality}.jp2"
+        path = (
+            page.file("files/" + name, f"{photo.title}, JPEG 2000 of the size of JPEG of quality {quality}")
+            if quality == EQUAL_SHOWN
+            else work / name
         )
+        count = _of_equal_size(page.tool, photo, photo.coded[quality, "420"][1], path)
+        return path, count, page.tool.compare(photo.path, path)
+
+    rows = []
+    for quality, (path, count, wavelets) in zip(EQUAL, in_parallel(made, EQUAL)):
+        _, limit, likeness = photo.coded[quality, "420"]
+        rows.append(
+            [
+                quality,
+                kilobytes(limit),
+                kilobytes(count),
+                decibels(likeness.psnr),
+                decibels(wavelets.psnr),
+                f"{likeness.ssim:.4f}",
+                f"{wavelets.ssim:.4f}",
+            ]
+        )
+        if quality == EQUAL_SHOWN:
+            shown = path, count, wavelets
+    _equal_figures(page, photo, *shown)
+    page.table(
+        f"{photo.title}: JPEG 2000 in the size of JPEG",
+        [
+            "JPEG quality",
+            "JPEG, KB",
+            "JPEG 2000, KB",
+            "PSNR of JPEG, dB",
+            "PSNR of JPEG 2000, dB",
+            "SSIM of JPEG",
+            "SSIM of JPEG 2000",
+        ],
+        rows,
+    )
+
+
+def _equal_figures(page, photo, path, count, wavelets):
+    """Original, JPEG, and JPEG 2000 of `count` bytes; the viewer takes the last two from here."""
+    back, difference = crops(page, photo, path, f"{photo.name}-jp2")
+    difference.unlink()
+    likeness = photo.coded[EQUAL_SHOWN, "420"][2]
+    figures = [
+        page.figure(original_crop(page, photo), f"{photo.title}, original", "Original"),
+        page.figure(
+            page.picture(f"{photo.name}-q{EQUAL_SHOWN}.png"),
+            f"{photo.title}, from JPEG",
+            f"JPEG: {kilobytes(photo.coded[EQUAL_SHOWN, '420'][1])} KB, {decibels(likeness.psnr)} dB",
+        ),
+        page.figure(
+            back,
+            f"{photo.title}, from JPEG 2000 of equal size",
+            f"JPEG 2000: {kilobytes(count)} KB, {decibels(wavelets.psnr)} dB",
+        ),
+    ]
+    page.row(figures, "three", f'data-equal="{photo.title}"')
 
 
 def section_curves(page, photos, work):
