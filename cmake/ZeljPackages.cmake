@@ -58,4 +58,6 @@ list(REMOVE_ITEM CPACK_COMPONENTS_ALL Unspecified)
 if(codecs IN_LIST CPACK_COMPONENTS_ALL)
   string(APPEND CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS ", libzelcodecs1 ${same}")
 endif()
+# Byte code of the modules is made when the package is installed, and goes with it.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/packaging/python/postinst;${PROJECT_SOURCE_DIR}/packaging/python/prerm")
 include(CPack)

@@ -32,6 +32,7 @@ header|tiff.h|libtiff-dev|?TIFF beside libtiff
 header|squish.h|libsquish-dev|?textures beside libsquish
 python|PIL|python3-pil|?metadata, textures and arrays beside Pillow
 python|numpy|python3-numpy|?the Python package
+program|mypy|mypy|?the types of the Python package
 program|djpeg|libjpeg-turbo-progs|?options of JPEG beside cjpeg and djpeg
 program|opj_compress|libopenjp2-tools|?options of JPEG 2000 beside its programs
 program|tiffcp|libtiff-tools|?options of TIFF beside tiffcp
@@ -49,7 +50,7 @@ file|/usr/lib/llvm-14/lib/libomp.so|libomp-14-dev|
 program|doxygen|doxygen|
 program|valgrind|valgrind|
 program|groff|groff|
-program|chromium|chromium|
+program|chromedriver|chromium-driver chromium-chromedriver|
 program|lintian|lintian|
 program|dpkg-shlibdeps|dpkg-dev|
 program|file|file|
