@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""document.py BUILD: measures, and writes the tables and pictures of docs/performance.md: half an hour on an idle machine.
+"""document.py BUILD: measures, and writes the tables and pictures of docs/performance.md: twenty minutes on an idle machine.
 
   --kept     take what the last run has left in BUILD/bench/*.txt, and measure only what is missing there
   --short    measure, and print only the rows that are slower than we ask; nothing is written

@@ -113,7 +113,7 @@ void compare(const std::string& row, double units, const std::string& unit, Targ
                                    for (auto _ : state) work();
                                  })
         ->Repetitions(9)
-        ->MinTime(0.1);
+        ->MinTime(0.05);
   }
   rows().push_back(std::move(r));
 }

@@ -16,7 +16,7 @@ template <class PerSize>
 void forAllSizes(PerSize perSize) {
   for (int w = 1; w <= 21; ++w)
     for (int h = 1; h <= 21; ++h) perSize(ZeliSize{w, h});
-  for (const int w : {28, 31, 32, 33, 36, 47, 48, 63, 64, 65, 68, 131})
+  for (const int w : {28, 31, 32, 33, 36, 47, 48, 63, 64, 65, 68, 128, 130, 131})
     for (int h = 3; h <= 9; ++h) perSize(ZeliSize{w, h});
 }
 

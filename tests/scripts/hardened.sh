@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# hardened.sh TOOL LIBRARY CORE ARCHIVE: how the files were linked and compiled. In each that is loaded: addresses resolved
+# hardened.sh TOOL ARCHIVE LIBRARY...: how the files were linked and compiled. In each that is loaded: addresses resolved
 # and sealed at load, no stack that can be executed, guards on the stack; the shared libraries stay loaded. In the archive's
 # objects, which the library is made of too: landing pads for indirect branches, and no need of a stack that can be
 # executed. The binding has no guards: it runs before the guard word is there.
 set -euo pipefail
-tool=$1 libraries=("$2" "$3") archive=$4
+tool=$1 archive=$2 libraries=("${@:3}")
 
 fail() { echo "$1: $2"; exit 1; }
 has() { grep -q "$2" <<<"$1"; }

@@ -78,6 +78,8 @@ def main():
     parser.add_argument("images", type=pathlib.Path)
     parser.add_argument("out", type=pathlib.Path)
     given = parser.parse_args()
+    if given.out.exists() and any(given.out.iterdir()) and not (given.out / "report.html").exists():
+        parser.error(f"{given.out} holds other things than a report, and would be emptied")
     shutil.rmtree(given.out, ignore_errors=True)
     given.out.mkdir(parents=True)
     with tempfile.TemporaryDirectory(prefix="report-") as work:
