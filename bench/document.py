@@ -53,10 +53,13 @@ def rows_of(text):
     return [Row(c) for c in cells if len(c) == 10 and c[0] != "work"]
 
 
-def between(values, digits):
+def between(values, digits=None):
+    """The smallest and the largest, of three digits where nothing is said."""
     values = [v for v in values if v is not None]
     if not values:
         return ""
+    if digits is None:
+        digits = 3 if max(values) < 1 else 2 if max(values) < 10 else 1
     low, high = (f"{f(values):.{digits}f}" for f in (min, max))
     return low if low == high else f"{low} to {high}"
 
@@ -64,12 +67,12 @@ def between(values, digits):
 def table(rows):
     kinds = {}
     for r in rows:
-        if " at quality " not in r.name and r.peer is not None:
+        if " at quality " not in r.name and r.ratio is not None:
             kinds.setdefault(r.kind(), []).append(r)
     out = ["| work | unit | ours, ns | peer, ns | ratio | ratio, SSE4.1 | at least | aim |", "|---" * 8 + "|"]
     for kind, rs in kinds.items():
         asked = [between([r.least or None for r in rs], 2), between([r.aim or None for r in rs], 2)]
-        out.append("| " + " | ".join([kind, rs[0].unit, between([r.avx2 for r in rs], 2), between([r.peer for r in rs], 2),
+        out.append("| " + " | ".join([kind, rs[0].unit, between([r.avx2 for r in rs]), between([r.peer for r in rs]),
                                       "**" + between([r.ratio for r in rs], 2) + "**",
                                       between([r.ratio41 for r in rs], 2)] + asked) + " |")
     return "\n".join(out)
