@@ -3,8 +3,8 @@
  *     jpeg2000_tile <picture.ppm
  *
  * First the reversible path, after which every sample must be what it was; then the irreversible one, with coefficients
- * quantised in steps of a few sizes. What is left between the two halves of each path, coefficients of wavelet bands, is
- * what the tier-1 coder takes. */
+ * quantised in steps of a few sizes. What is left between the two halves of each path, coefficients of wavelet bands,
+ * is what the tier-1 coder takes. */
 #include <math.h>
 
 #include "example.h"
@@ -88,8 +88,8 @@ static void irreversible(Tile* t, int inverse) {
   free(buffer);
 }
 
-/* Quantised with a dead zone (E.1), and back to the middle of the interval; the same step in all bands. Returns how many
- * coefficients are not zero. */
+/* Quantised with a dead zone (E.1), and back to the middle of the interval; the same step in all bands. Returns how
+ * many coefficients are not zero. */
 static size_t quantise(Tile* t, int q) {
   const int32_t step = q << kFraction;
   size_t count = 0;

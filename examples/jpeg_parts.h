@@ -41,7 +41,8 @@ static inline void takeRows(const Picture* p, int row, uint8_t* rgb, int step) {
   }
 }
 
-/* The quantisation tables of T.81 Annex K.1, in zigzag order, which are made for quality 50; the library scales them. */
+/* The quantisation tables of T.81 Annex K.1, in zigzag order, which are made for quality 50; the library scales them.
+ * */
 static inline Blocks transform(const Picture* p, int quality) {
   static const uint8_t kSteps[kTables][64] = {
       {16, 11,  12, 14, 12, 10, 16,  14,  13,  14, 18, 17,  16,  19,  24,  40,  26, 24,  22,  22, 24, 49,

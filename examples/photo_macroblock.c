@@ -2,9 +2,9 @@
  *
  *     photo_macroblock <picture.pgm >decoded.pgm
  *
- * Each macroblock of 16 x 16 samples of grey (of green, in a picture in colour) is transformed, and transformed back: it
- * must be what it was. Then the same with quantised coefficients, and the picture that this leaves is written; its PSNR
- * is told on standard error. */
+ * Each macroblock of 16 x 16 samples of grey (of green, in a picture in colour) is transformed, and transformed back:
+ * it must be what it was. Then the same with quantised coefficients, and the picture that this leaves is written; its
+ * PSNR is told on standard error. */
 #include <math.h>
 
 #include "example.h"

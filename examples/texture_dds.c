@@ -30,7 +30,7 @@ static Texel shade(Texel t) {
   return colour;
 }
 
-/* The library leaves zeros below the 5 or 6 bits of an endpoint, where a graphics card widens them to the full range. */
+/* The library leaves zeros below the 5 or 6 bits of an endpoint, where a card widens them to the full range. */
 static Texel sample(const uint8_t* rgba) {
   const Texel t = {(float)rgba[0] / 248, (float)rgba[1] / 252, (float)rgba[2] / 248, (float)rgba[3] / 255};
   return t;
