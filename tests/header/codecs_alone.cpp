@@ -2,4 +2,4 @@
 #include "zelcodecs.h"
 
 static_assert(ZELC_VERSION_MAJOR == 1, "the SONAME follows from it");
-const char* (*const codecsVersionQuery)() = zelcVersion;
+const char* (*codecsVersionQuery)() = zelcVersion;
