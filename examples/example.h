@@ -54,10 +54,11 @@ static inline Picture readPicture(void) {
   return p;
 }
 
-/* To standard output; 0, or 1 where it cannot be written. */
-static inline int writePicture(const Picture* p) {
+/* To standard output, and released; 0, or 1 where it cannot be written. */
+static inline int writePicture(Picture* p) {
   printf("P%c\n%d %d\n255\n", p->channels == 1 ? '5' : '6', p->width, p->height);
   fwrite(p->samples, 1, samplesOf(p), stdout);
+  free(p->samples);
   return fflush(stdout) != 0 || ferror(stdout);
 }
 
@@ -94,7 +95,7 @@ static inline void putAll(Bytes* b, const void* data, int size) {
   b->size += size;
 }
 
-/* To standard output; 0, or 1 where it cannot be written. */
+/* To standard output, and released; 0, or 1 where it cannot be written. */
 static inline int writeBytes(Bytes* b) {
   fwrite(b->data, 1, (size_t)b->size, stdout);
   free(b->data);
