@@ -1,8 +1,8 @@
 // Encoding band by band.
 //
-// Baseline files are coded as their rows come, MCU by MCU from pixels to bytes. Several threads code rows of MCUs side by
-// side: the DC predictors at the beginning of a row follow from the MCU before it, whose blocks are made once more, and
-// only where its bits begin is not known, so that they are moved into their place when rows are joined. Scripts,
+// Baseline files are coded as their rows come, MCU by MCU from pixels to bytes. Several threads code pieces of a band side
+// by side: the DC predictors at the beginning of a piece follow from the MCU before it, whose blocks are made once more;
+// only where its bits begin is not known, so that they are moved into their place when pieces are joined. Scripts,
 // progressive files and tables made to measure look at all blocks before they code the first, which are stored
 // therefore.
 #include <algorithm>
@@ -95,7 +95,7 @@ class StreamingEncoder : public BlockEncoder {
   // With more pixels the work of one thread takes longer than others take to wake up, a few milliseconds.
   static constexpr int64_t kPixelsByDefault = 1 << 20;
 
-  // MCUs of a row that one thread codes: to its first restart marker, or from there on.
+  // Consecutive MCUs that one thread codes. Restart markers are in the midst of those alone that begin with one.
   struct Piece {
     int from, to;
     bool beginsInterval;
@@ -115,6 +115,7 @@ class StreamingEncoder : public BlockEncoder {
   void writeStart();
   int chooseBandRows() const;
   void codePixels(int from, int to, int firstRow, ScanEncoder* encoder) const;
+  void divide(int from, int to);
   void addPiece(int from, int to);
   void codePiece(Piece* piece, int firstRow) const;
   void predictorsBefore(int mcu, int firstRow, int16_t* predictors) const;
@@ -146,14 +147,12 @@ StreamingEncoder::StreamingEncoder(Sink& sink, const PictureFormat& format, cons
   if (team_.threads() == 1) encoder_ = std::make_unique<ScanEncoder>(scan_, ScanKind::sequential, tables_, &sink_);
 }
 
-// One row of MCUs for one thread. For several so many that a band is worth waking them, some for each.
+// One row of MCUs for one thread. For several so many that a band is worth waking them.
 int StreamingEncoder::chooseBandRows() const {
   if (team_.threads() == 1) return 1;
-  constexpr uint64_t kBandBytes = 2 << 20;  // of pixels
-  constexpr int kRowsOfThread = 4, kMostRows = 256;
+  constexpr uint64_t kBandBytes = 4 << 20;  // of pixels
   const uint64_t row = uint64_t(picture_.rowBytes()) * uint64_t(mcuHeight());
-  const int rows = int(std::min<uint64_t>(kBandBytes / row, kMostRows));
-  return std::min(frame_.mcusHigh, std::max(rows, std::min(kRowsOfThread * team_.threads(), kMostRows)));
+  return int(std::clamp<uint64_t>(kBandBytes / row, 1, uint64_t(frame_.mcusHigh)));
 }
 
 void StreamingEncoder::writeStart() {
@@ -178,13 +177,7 @@ void StreamingEncoder::encodeBand(ConstRows rows) {
   const int wide = frame_.mcusWide, first = nextRow() / mcuHeight(), high = ceilDiv(rows.count, mcuHeight());
   if (encoder_) return codePixels(first * wide, (first + high) * wide, first, encoder_.get());
   std::swap(coding_, coded_);
-  coding_.count = 0;
-  for (int y = first; y < first + high; ++y) {
-    const int from = y * wide, to = from + wide;
-    const int restart = interval_ ? ceilDiv(from, interval_) * interval_ : to;
-    if (restart > from) addPiece(from, std::min(restart, to));
-    if (restart < to) addPiece(restart, to);
-  }
+  divide(first * wide, (first + high) * wide);
   team_.forEach(1 + coding_.count, [&](int i) {
     if (i == 0)
       join();
@@ -208,6 +201,20 @@ void StreamingEncoder::codePixels(int from, int to, int firstRow, ScanEncoder* e
       for (int b = 0; b < blocks_; ++b) encoder->block(at[b], partOf_[b]);
       encoder->endMcu();
     }
+}
+
+// Some pieces for each thread, so that none waits long for the others, but none that is hardly worth its beginning.
+void StreamingEncoder::divide(int from, int to) {
+  constexpr int kOfThread = 4, kLeast = 128;  // MCUs
+  int step = std::max(ceilDiv(to - from, kOfThread * team_.threads()), kLeast);
+  if (interval_ && interval_ < step) step -= step % interval_;
+  coding_.count = 0;
+  while (from < to) {
+    int end = std::min(from + step, to);
+    if (interval_ && from % interval_ != 0) end = std::min(end, ceilDiv(from, interval_) * interval_);
+    addPiece(from, end);
+    from = end;
+  }
 }
 
 void StreamingEncoder::addPiece(int from, int to) {
