@@ -43,6 +43,7 @@ int main() {
   } works[] = {
       {"RGB to YCbCr planes", [&] { zeliRGBToYCbCr_JPEG_8u_C3P3R(image.data(), pitch, planes, width, size); }},
       {"YCbCr planes to RGB", [&] { zeliYCbCrToRGB_JPEG_8u_P3C3R(planes, width, image.data(), pitch, size); }},
+      {"JPEG encode", [&] { encodeJpeg(image, {}); }},
       {"JPEG encode, restart markers", [&] { encodeJpeg(image, intervals); }},
       {"JPEG decode, restart markers", [&] { zelcodecs::decodeJpeg(rows.data(), rows.size()); }},
       {"progressive JPEG encode", [&] { encodeJpeg(image, progressive); }},

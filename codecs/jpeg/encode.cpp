@@ -1,11 +1,11 @@
 // Encoding band by band.
 //
-// Baseline files are coded as their rows come. One thread makes the blocks of an MCU and codes them at once. Several
-// threads code restart intervals side by side in the same way; without restart markers one of them codes the blocks of
-// the band before, while the others make those of the present band. Scripts, progressive files and tables made to
-// measure look at all blocks before they code the first, which are stored therefore.
+// Baseline files are coded as their rows come, MCU by MCU from pixels to bytes. Several threads code pieces of a band side
+// by side: the DC predictors at the beginning of a piece follow from the MCU before it, whose blocks are made once more;
+// only where its bits begin is not known, so that they are moved into their place when pieces are joined. Scripts,
+// progressive files and tables made to measure look at all blocks before they code the first, which are stored
+// therefore.
 #include <algorithm>
-#include <numeric>
 
 #include "common/error.h"
 #include "jpeg/blocks.h"
@@ -32,9 +32,9 @@ Frame frameFor(const PictureFormat& format, const Layout& layout) {
 // What both ways have in common: blocks from bands.
 class BlockEncoder : public Encoder {
  protected:
-  // codedInOrder: as threadsFor() has it.
+  // pixelsByDefault: as threadsFor() has it.
   BlockEncoder(Sink& sink, const PictureFormat& format, const Metadata& metadata, const JpegEncodeOptions& options,
-               bool codedInOrder);
+               int64_t pixelsByDefault);
 
   void open(int bandRows);
   // Makes the blocks of a piece of a row of MCUs, where walk's store has them. Rows count in the picture.
@@ -57,7 +57,7 @@ class BlockEncoder : public Encoder {
 };
 
 BlockEncoder::BlockEncoder(Sink& sink, const PictureFormat& format, const Metadata& metadata,
-                           const JpegEncodeOptions& options, bool codedInOrder)
+                           const JpegEncodeOptions& options, int64_t pixelsByDefault)
     : sink_(sink),
       options_(options),
       metadata_(metadata),
@@ -66,7 +66,7 @@ BlockEncoder::BlockEncoder(Sink& sink, const PictureFormat& format, const Metada
       frame_(frameFor(format, layout_)),
       all_(scanOfAll(frame_)),
       quant_{{kLuminanceQuant, options.quality}, {kChrominanceQuant, options.quality}},
-      team_(threadsFor(format, options.threads, codedInOrder)) {
+      team_(zelcodecs::threadsFor(format, options.threads, pixelsByDefault)) {
   const int64_t interval =
       options.restartInterval ? options.restartInterval : int64_t{options.restartRows} * frame_.mcusWide;
   requireCodable(format.width, format.height, interval);
@@ -92,63 +92,67 @@ class StreamingEncoder : public BlockEncoder {
   StreamingEncoder(Sink& sink, const PictureFormat& format, const Metadata& metadata, const JpegEncodeOptions& options);
 
  private:
-  // What one thread has coded of a band.
-  struct Coded {
+  // With more pixels the work of one thread takes longer than others take to wake up, a few milliseconds.
+  static constexpr int64_t kPixelsByDefault = 1 << 20;
+
+  // Consecutive MCUs that one thread codes. Restart markers are in the midst of those alone that begin with one.
+  struct Piece {
+    int from, to;
+    bool beginsInterval;
     std::vector<uint8_t> bytes;
+    BitTail tail;
     std::unique_ptr<Sink> sink = memorySink(&bytes);
     std::unique_ptr<ScanEncoder> encoder;
+  };
+  // Those of a band; the vector keeps what it had, for the next band.
+  struct Pieces {
+    std::vector<std::unique_ptr<Piece>> all;
+    int count = 0;
   };
 
   void encodeBand(ConstRows rows) override;
   void end() override;
   void writeStart();
-  int chooseBandRows();
+  int chooseBandRows() const;
   void codePixels(int from, int to, int firstRow, ScanEncoder* encoder) const;
-  void codeIntervals(int from, int to, int firstRow);
-  void codeBlocks();
-  void beginMcu(int mcu, ScanEncoder* encoder) const {
-    if (interval_ && mcu > 0 && mcu % interval_ == 0) encoder->restart(mcu / interval_ - 1);
-  }
+  void divide(int from, int to);
+  void addPiece(int from, int to);
+  void codePiece(Piece* piece, int firstRow) const;
+  void predictorsBefore(int mcu, int firstRow, int16_t* predictors) const;
+  void join();
+  bool isRestart(int mcu) const { return interval_ && mcu > 0 && mcu % interval_ == 0; }
 
   EncoderTables tables_[2];
   Scan scan_;
-  int partOf_[kMaxBlocksPerMcu];  // of each block of the MCU
-  int blocks_ = 0;                // in an MCU
-  bool sideBySide_ = false;       // bands are whole restart intervals
-  std::unique_ptr<ScanEncoder> encoder_;
-  std::vector<std::unique_ptr<Coded>> coded_;
-  // Several threads without restart markers: the blocks of two bands, and the rows of MCUs that are not coded yet.
-  std::unique_ptr<BlockRing> ring_;
-  int codeFrom_ = 0, codeTo_ = 0;
+  int partOf_[kMaxBlocksPerMcu];          // of each block of the MCU
+  int blocks_ = 0;                        // in an MCU
+  std::unique_ptr<ScanEncoder> encoder_;  // of one thread
+  // Of several: the pieces of this band and of the one before, which are joined meanwhile.
+  Pieces coding_, coded_;
+  int16_t lastDc_[kMaxComponents] = {};  // behind the band before
+  BitJoiner joiner_;
 };
 
 StreamingEncoder::StreamingEncoder(Sink& sink, const PictureFormat& format, const Metadata& metadata,
                                    const JpegEncodeOptions& options)
-    : BlockEncoder(sink, format, metadata, options, !options.restartInterval && !options.restartRows), scan_(all_) {
+    : BlockEncoder(sink, format, metadata, options, kPixelsByDefault), scan_(all_), joiner_(&sink) {
   const std::vector<int> tableOf = huffmanTables(frame_.components.size(), layout_.adobeTransform);
   for (int i = 0; i < scan_.count; ++i) {
     const Component& c = frame_.components[size_t(i)];
     scan_.parts[i].dcTable = scan_.parts[i].acTable = tableOf[size_t(i)];
     for (int b = 0; b < c.h * c.v; ++b) partOf_[blocks_++] = i;
   }
-  const int bandRows = chooseBandRows();
-  open(bandRows);
-  if (team_.threads() > 1 && !sideBySide_) ring_ = std::make_unique<BlockRing>(frame_, 2 * bandRows);
+  open(chooseBandRows());
   writeStart();
-  encoder_ = std::make_unique<ScanEncoder>(scan_, ScanKind::sequential, tables_, &sink_);
+  if (team_.threads() == 1) encoder_ = std::make_unique<ScanEncoder>(scan_, ScanKind::sequential, tables_, &sink_);
 }
 
-// One row of MCUs for one thread. For several so many that a band is worth waking them, and whole restart intervals
-// where these are not too long.
-int StreamingEncoder::chooseBandRows() {
+// One row of MCUs for one thread. For several so many that a band is worth waking them.
+int StreamingEncoder::chooseBandRows() const {
   if (team_.threads() == 1) return 1;
-  constexpr uint64_t kBandBytes = 384 << 10, kMostBandBytes = 4 << 20;  // of blocks
-  constexpr int kMostRows = 32;
-  const uint64_t row = BlockRing::rowBytes(frame_);
-  const int rows = int(std::clamp<uint64_t>(kBandBytes / row, 1, kMostRows));
-  const int whole = interval_ / std::gcd(interval_, frame_.mcusWide);
-  sideBySide_ = whole > 0 && uint64_t(whole) * row <= kMostBandBytes;
-  return std::min(frame_.mcusHigh, sideBySide_ ? ceilDiv(2 * rows, whole) * whole : rows);
+  constexpr uint64_t kBandBytes = 4 << 20;  // of pixels
+  const uint64_t row = uint64_t(picture_.rowBytes()) * uint64_t(mcuHeight());
+  return int(std::clamp<uint64_t>(kBandBytes / row, 1, uint64_t(frame_.mcusHigh)));
 }
 
 void StreamingEncoder::writeStart() {
@@ -170,20 +174,18 @@ void StreamingEncoder::writeStart() {
 
 void StreamingEncoder::encodeBand(ConstRows rows) {
   maker_->begin(rows, &team_);
-  const int first = nextRow() / mcuHeight(), high = ceilDiv(rows.count, mcuHeight());
-  const int from = first * frame_.mcusWide, to = (first + high) * frame_.mcusWide;
-  if (sideBySide_) return codeIntervals(from, to, first);
-  if (!ring_) return codePixels(from, to, first, encoder_.get());
-  const McuWalk<int16_t> walk(ring_->blocks(), frame_, all_);
-  const int coding = codeFrom_ < codeTo_ ? 1 : 0;
-  team_.forEach(coding + high * piecesOfRow(), [&](int i) {
-    if (i < coding)
-      codeBlocks();
+  const int wide = frame_.mcusWide, first = nextRow() / mcuHeight(), high = ceilDiv(rows.count, mcuHeight());
+  if (encoder_) return codePixels(first * wide, (first + high) * wide, first, encoder_.get());
+  std::swap(coding_, coded_);
+  divide(first * wide, (first + high) * wide);
+  team_.forEach(1 + coding_.count, [&](int i) {
+    if (i == 0)
+      join();
     else
-      makeBlocks(i - coding, first, walk);
+      codePiece(coding_.all[size_t(i) - 1].get(), first);
   });
-  codeFrom_ = first;
-  codeTo_ = first + high;
+  if (coding_.count > 0)
+    std::copy_n(coding_.all[size_t(coding_.count) - 1]->encoder->predictors(), kMaxComponents, lastDc_);
 }
 
 // MCUs from pixels to bytes. The band begins with the given row of MCUs.
@@ -194,47 +196,78 @@ void StreamingEncoder::codePixels(int from, int to, int firstRow, ScanEncoder* e
   const int wide = frame_.mcusWide;
   for (int y = from / wide, x = from % wide; from < to; ++y, x = 0)
     for (; x < wide && from < to; ++x, ++from) {
-      beginMcu(from, encoder);
+      if (isRestart(from)) encoder->restart(from / interval_ - 1);
       maker_->mcu(x, y - firstRow, at);
       for (int b = 0; b < blocks_; ++b) encoder->block(at[b], partOf_[b]);
       encoder->endMcu();
     }
 }
 
-// Each piece begins with its marker, and pieces are joined in their order.
-void StreamingEncoder::codeIntervals(int from, int to, int firstRow) {
-  const Pieces pieces(from, to, interval_);
-  while (int(coded_.size()) < pieces.count()) {
-    coded_.push_back(std::make_unique<Coded>());
-    Coded& c = *coded_.back();
-    c.encoder = std::make_unique<ScanEncoder>(scan_, ScanKind::sequential, tables_, c.sink.get());
-  }
-  team_.forEach(pieces.count(), [&](int i) {
-    ScanEncoder* const encoder = coded_[size_t(i)]->encoder.get();
-    codePixels(pieces.begin(i), pieces.end(i), firstRow, encoder);
-    encoder->finish();
-  });
-  for (int i = 0; i < pieces.count(); ++i) {
-    sink_.write(coded_[size_t(i)]->bytes);
-    coded_[size_t(i)]->bytes.clear();
+// Some pieces for each thread, so that none waits long for the others, but none that is hardly worth its beginning.
+void StreamingEncoder::divide(int from, int to) {
+  constexpr int kOfThread = 4, kLeast = 128;  // MCUs
+  int step = std::max(ceilDiv(to - from, kOfThread * team_.threads()), kLeast);
+  if (interval_ && interval_ < step) step -= step % interval_;
+  coding_.count = 0;
+  while (from < to) {
+    int end = std::min(from + step, to);
+    if (interval_ && from % interval_ != 0) end = std::min(end, ceilDiv(from, interval_) * interval_);
+    addPiece(from, end);
+    from = end;
   }
 }
 
-void StreamingEncoder::codeBlocks() {
-  McuWalk<const int16_t> walk(asConst(ring_->blocks()), frame_, scan_);
-  for (int y = codeFrom_; y < codeTo_; ++y) {
-    walk.moveTo(0, y);
-    for (int x = 0; x < frame_.mcusWide; ++x, walk.next()) {
-      beginMcu(y * frame_.mcusWide + x, encoder_.get());
-      for (int b = 0; b < blocks_; ++b) encoder_->block(walk.blocks()[b], partOf_[b]);
-      encoder_->endMcu();
-    }
+void StreamingEncoder::addPiece(int from, int to) {
+  if (coding_.count == int(coding_.all.size())) {
+    coding_.all.push_back(std::make_unique<Piece>());
+    Piece& p = *coding_.all.back();
+    p.encoder = std::make_unique<ScanEncoder>(scan_, ScanKind::sequential, tables_, p.sink.get());
+  }
+  Piece& p = *coding_.all[size_t(coding_.count++)];
+  p.from = from;
+  p.to = to;
+  p.beginsInterval = from == 0 || isRestart(from);
+  p.bytes.clear();
+}
+
+void StreamingEncoder::codePiece(Piece* piece, int firstRow) const {
+  int16_t predictors[kMaxComponents] = {};
+  if (!piece->beginsInterval) predictorsBefore(piece->from, firstRow, predictors);
+  piece->encoder->beginPiece(predictors);
+  codePixels(piece->from, piece->to, firstRow, piece->encoder.get());
+  piece->tail = piece->encoder->endPiece();
+}
+
+// The DC coefficients of the MCU before, of each component the last block's. In front of the band they are kept.
+void StreamingEncoder::predictorsBefore(int mcu, int firstRow, int16_t* predictors) const {
+  const int wide = frame_.mcusWide, before = mcu - 1;
+  if (before < firstRow * wide) {
+    std::copy_n(lastDc_, kMaxComponents, predictors);
+    return;
+  }
+  alignas(32) Block blocks[kMaxBlocksPerMcu];
+  int16_t* at[kMaxBlocksPerMcu];
+  for (int b = 0; b < blocks_; ++b) at[b] = blocks[b];
+  maker_->mcu(before % wide, before / wide - firstRow, at);
+  for (int b = 0; b < blocks_; ++b) predictors[partOf_[b]] = blocks[b][0];
+}
+
+void StreamingEncoder::join() {
+  for (int i = 0; i < coded_.count; ++i) {
+    const Piece& p = *coded_.all[size_t(i)];
+    if (p.beginsInterval) joiner_.fill();
+    joiner_.append(p.bytes.data(), p.bytes.size(), p.tail);
   }
 }
 
 void StreamingEncoder::end() {
-  if (codeFrom_ < codeTo_) codeBlocks();
-  if (!sideBySide_) encoder_->finish();
+  if (encoder_) {
+    encoder_->finish();
+  } else {
+    std::swap(coding_, coded_);
+    join();
+    joiner_.finish();
+  }
   std::vector<uint8_t> out;
   SegmentWriter(&out).marker(kEOI);
   sink_.write(out);
@@ -245,7 +278,7 @@ void StreamingEncoder::end() {
 class StoringEncoder : public BlockEncoder {
  public:
   StoringEncoder(Sink& sink, const PictureFormat& format, const Metadata& metadata, const JpegEncodeOptions& options)
-      : BlockEncoder(sink, format, metadata, options, false), store_(storeFor(frame_)) {
+      : BlockEncoder(sink, format, metadata, options, 0), store_(storeFor(frame_)) {
     store_.jfif = layout_.adobeTransform < 0;
     store_.adobeTransform = layout_.adobeTransform;
     for (size_t i = 0; i < frame_.components.size(); ++i)

@@ -199,6 +199,17 @@ void ScanEncoder::finish() {
   spill();
 }
 
+void ScanEncoder::beginPiece(const int16_t* predictors) { std::copy_n(predictors, kMaxComponents, lastDc_); }
+
+// Pending bits stand in the state from bit 23 down.
+BitTail ScanEncoder::endPiece() {
+  const int count = state_.bitCount;
+  const BitTail tail = {uint32_t(state_.bits >> (24 - count)) & ((1U << count) - 1), count};
+  require(zeliEncodeHuffmanStateInit_JPEG_8u(&state_));
+  spill();
+  return tail;
+}
+
 // ---- Optimised tables -----------------------------------------------------------------------------------------------
 
 SymbolCounter::SymbolCounter(const Scan& scan, ScanKind kind) : scan_(scan), kind_(kind) {

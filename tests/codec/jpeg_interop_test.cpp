@@ -255,19 +255,21 @@ TEST(JpegInterop, FittedTablesAreThePeersOwn) {
 }
 
 // Restart intervals, scans and rows are divided: intervals that end with rows, with every third row, and with hardly
-// any. The picture is large enough for that.
+// any, shorter and longer than a row. The picture is large enough for that.
 TEST(JpegInterop, ThreadsChangeNothing) {
   for (const JpegProcess process : {JpegProcess::baseline, JpegProcess::progressive, JpegProcess::lossless})
-    for (int kind = 0; kind < 6; ++kind) {
+    for (int kind = 0; kind < 7; ++kind) {
       SCOPED_TRACE("kind " + std::to_string(kind));
       JpegEncodeOptions o;
       o.process = process;
-      o.restartRows = kind % 2 * 2;
-      if (kind > 3 && process != JpegProcess::lossless) o.restartInterval = kind == 4 ? 9 : 100;
+      o.quality = kind == 6 ? 98 : 85;
+      o.restartRows = kind < 6 ? kind % 2 * 2 : 0;
+      if (kind > 3 && process != JpegProcess::lossless) o.restartInterval = kind == 4 ? 9 : kind == 5 ? 100 : 400;
       o.optimiseTables = kind == 2 || kind == 3;
       o.chromaByPlane = kind == 4;
       o.sampling = kind > 1 ? Sampling::s444 : Sampling::s420;
-      const Image image = picture(1201, 330, kind == 5 ? ColourModel::cmyk : ColourModel::rgb);
+      const ColourModel model = kind == 5 ? ColourModel::cmyk : kind == 6 ? ColourModel::grey : ColourModel::rgb;
+      const Image image = picture(1201, 330, model);
       zeltest::expectThreadsChangeNothing(image, encodeJpeg, o, decodeJpeg, 3000);
     }
 }
