@@ -1,9 +1,9 @@
 // Encoding band by band.
 //
-// Baseline files are coded as their rows come, MCU by MCU from pixels to bytes. Several threads code pieces of a band side
-// by side: the DC predictors at the beginning of a piece follow from the MCU before it, whose blocks are made once more;
-// only where its bits begin is not known, so that they are moved into their place when pieces are joined. Scripts,
-// progressive files and tables made to measure look at all blocks before they code the first, which are stored
+// Baseline files are coded as their rows come, MCU by MCU from pixels to bytes. Several threads code pieces of a band
+// side by side: the DC predictors at the beginning of a piece follow from the MCU before it, whose blocks are made once
+// more; only where its bits begin is not known, so that they are moved into their place when pieces are joined.
+// Scripts, progressive files and tables made to measure look at all blocks before they code the first, which are stored
 // therefore.
 #include <algorithm>
 

@@ -1,5 +1,5 @@
-// Each byte is shifted behind the bits that are held. Stuffing follows from the bytes that come of it: it is taken out of
-// what is appended, and put in where a byte of ones is written.
+// Each byte is shifted behind the bits that are held. Stuffing follows from the bytes that come of it: it is taken out
+// of what is appended, and put in where a byte of ones is written.
 #include "jpeg/joiner.h"
 
 #include <cstring>

@@ -59,8 +59,8 @@ struct EncoderTables {
 // Makes the tables of T.81 Annex K with these numbers, from 0 on, and writes them.
 void standardTables(int count, SegmentWriter* segments, EncoderTables* tables);
 
-// Codes the blocks of restart intervals, or of pieces of them, into a buffer in the cache, which goes to the sink whenever
-// it is nearly full.
+// Codes the blocks of restart intervals, or of pieces of them, into a buffer in the cache, which goes to the sink
+// whenever it is nearly full.
 class ScanEncoder {
  public:
   // tables are found by the numbers in scan, and must stay.
@@ -76,8 +76,9 @@ class ScanEncoder {
   // Ends the last interval.
   void finish();
 
-  // A piece of an interval of a sequential scan: begins with the DC predictors that the blocks before have left, one for
-  // each part, and ends with the bits that do not fill a byte. A piece that begins with an interval has predictors of 0.
+  // A piece of an interval of a sequential scan: begins with the DC predictors that the blocks before have left, one
+  // for each part, and ends with the bits that do not fill a byte. A piece that begins with an interval has predictors
+  // of 0.
   void beginPiece(const int16_t* predictors);
   BitTail endPiece();
   const int16_t* predictors() const { return lastDc_; }
