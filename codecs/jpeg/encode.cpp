@@ -92,8 +92,9 @@ class StreamingEncoder : public BlockEncoder {
   StreamingEncoder(Sink& sink, const PictureFormat& format, const Metadata& metadata, const JpegEncodeOptions& options);
 
  private:
-  // With more pixels the work of one thread takes longer than others take to wake up, a few milliseconds.
-  static constexpr int64_t kPixelsByDefault = 1 << 20;
+  // Below, starting others and moving pixels between processors takes back what they save, in a process that does
+  // nothing else.
+  static constexpr int64_t kPixelsByDefault = 1 << 22;
 
   // Consecutive MCUs that one thread codes. Restart markers are in the midst of those alone that begin with one.
   struct Piece {
