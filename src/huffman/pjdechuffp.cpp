@@ -12,10 +12,6 @@
 #include "huffman/block.h"
 #include "huffman/source.h"
 
-#ifdef __BMI2__
-#include <immintrin.h>
-#endif
-
 namespace ZEL_VARIANT {
 namespace {
 
@@ -106,7 +102,7 @@ constexpr int kBitsAtOnce = 32;  // that the fast reader gives in one call
 
 // The number of set bits. The variant without the instruction adds neighbours in ever wider fields.
 ZEL_INLINE int countOf(uint64_t x) {
-#ifdef __POPCNT__
+#if defined(__POPCNT__) || defined(__aarch64__)
   return __builtin_popcountll(x);
 #else
   x -= x >> 1 & 0x5555555555555555;
@@ -118,7 +114,7 @@ ZEL_INLINE int countOf(uint64_t x) {
 // The place of the set bit of x that has n set bits below it, or `otherwise` where x has no more than n.
 ZEL_INLINE int placeOf(uint64_t x, int n, int otherwise) {
 #ifdef __BMI2__
-  x = _pdep_u64(uint64_t(1) << n, x);
+  x = deposited(uint64_t(1) << n, x);
 #else
   for (; n > 0; --n) x &= x - 1;
 #endif
