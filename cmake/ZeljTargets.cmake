@@ -15,7 +15,7 @@ endif()
 # branches, and a table of addresses that is filled and sealed at load. The sanitizers watch the plain copies.
 # Checked copies need an optimiser, and whoever asks for them in his own flags has his own degree.
 if(NOT ZELJ_SANITIZE AND NOT ZELJ_BUILD_FUZZ)
-  set(ZELJ_HARDENING -fstack-protector-strong -fcf-protection)
+  set(ZELJ_HARDENING -fstack-protector-strong ${ZELJ_BRANCH_PROTECTION})
   if(NOT CMAKE_CXX_FLAGS MATCHES "_FORTIFY_SOURCE|-O0|-Og")
     set(optimised $<CONFIG:Release,RelWithDebInfo,MinSizeRel>)
     list(APPEND ZELJ_HARDENING $<${optimised}:-U_FORTIFY_SOURCE> $<${optimised}:-D_FORTIFY_SOURCE=2>)
@@ -49,11 +49,12 @@ function(zelj_link_sanitizers target)
   target_link_options(${target} PRIVATE ${ZELJ_SANITIZE_FLAGS})
 endfunction()
 
-# Warnings, hidden visibility, hardening, sanitizers.
+# Warnings, hidden visibility, hardening, sanitizers; and products are rounded before they are added, also where the processor
+# could do both in one, so that every processor computes the same.
 function(zelj_defaults target)
   set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden
                                              VISIBILITY_INLINES_HIDDEN ON)
-  target_compile_options(${target} PRIVATE ${ZELJ_WARNINGS} ${ZELJ_HARDENING} ${ZELJ_SANITIZE_FLAGS})
+  target_compile_options(${target} PRIVATE -ffp-contract=off ${ZELJ_WARNINGS} ${ZELJ_HARDENING} ${ZELJ_SANITIZE_FLAGS})
   target_link_options(${target} PRIVATE ${ZELJ_LINK_HARDENING})
   zelj_link_sanitizers(${target})
 endfunction()

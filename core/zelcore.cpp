@@ -33,9 +33,8 @@ int ownGetNumThreads(void) {
 }
 
 uint64_t ownGetFeature(uint64_t mask) {
-  __builtin_cpu_init();
   uint64_t features = 0;
-  if (__builtin_cpu_supports("sse4.1")) features |= zelFeatureSse41;
+  if (zelProcessorHasSse41()) features |= zelFeatureSse41;
   if (zelProcessorRunsAvx2Variant()) features |= zelFeatureAvx2;
   return features & mask;
 }

@@ -4,6 +4,7 @@
 
 #include "support/api.h"
 #include "support/core_hooks.h"
+#include "zelfeatures.h"
 
 TEST(Version, RecordOfTheProcessor) {
   const auto check = [](const char* name) {
@@ -16,8 +17,7 @@ TEST(Version, RecordOfTheProcessor) {
     EXPECT_STREQ("Mar 17 2010", v->buildDate);
   };
   if (!zeltest::hooks()) {
-    const bool fast = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") && __builtin_cpu_supports("bmi2");
-    check(fast ? "libzeljy8.so.6.1+" : "libzeljy8.so.6.1");
+    check(zelProcessorRunsAvx2Variant() ? "libzeljy8.so.6.1+" : "libzeljy8.so.6.1");
     return;
   }
   zeltest::hooks()->features = 0x80;

@@ -38,9 +38,10 @@ inline Tables tables(Run& z, bool complete = false) {
 // Some coefficients of up to so many bits (with the sign one more), the others 0.
 inline Pair<int16_t> coefficients(Run& z, size_t n, int bits) {
   const Pair<int16_t> block = z.take<int16_t>(n, false);
-  for (int count = z.below(int(n) + 1); count > 0; --count)
-    block.set(size_t(z.below(int(n))),
-              int16_t(int16_t(z.between(0, 65535) - 32767) >> (16 - std::min(bits, 1 + z.below(16)))));
+  for (int count = z.below(int(n) + 1); count > 0; --count) {
+    const int at = z.below(int(n)), value = z.between(0, 65535) - 32767, kept = std::min(bits, 1 + z.below(16));
+    block.set(size_t(at), int16_t(int16_t(value) >> (16 - kept)));
+  }
   return block;
 }
 

@@ -44,7 +44,8 @@ class Chosen {
   int number_, count_ = 0;
 };
 
-inline int runChosen(const uint8_t* data, size_t size, void each(Run&, Chosen&)) {
+// One for each target, also where several are in one program: each counts its own list.
+static int runChosen(const uint8_t* data, size_t size, void each(Run&, Chosen&)) {
   Run z(data, size);
   static const int count = [&] {
     Chosen none(-1);

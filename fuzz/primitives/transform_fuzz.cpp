@@ -34,8 +34,8 @@ void clip(Run& z) {
   int step;
   const auto dst = region<uint8_t*>(z, 8, 8, &step);
   const auto src = z.take<int16_t>(64);
-  z(&Api::zeliDCT8x8InvLSClip_16s8u_C1R, src, dst, step, int16_t(z.between(-300, 300)), uint8_t(z.byte()),
-    uint8_t(z.byte()));
+  const int dc = z.between(-300, 300), low = z.byte(), high = z.byte();
+  z(&Api::zeliDCT8x8InvLSClip_16s8u_C1R, src, dst, step, int16_t(dc), uint8_t(low), uint8_t(high));
 }
 
 void tables(Run& z) {

@@ -8,6 +8,7 @@
 // is in one file for each instruction set, included in the middle.
 #pragma once
 
+#include <stddef.h>
 #include <stdint.h>
 
 #define ZEL_INLINE [[gnu::always_inline]] inline
@@ -215,8 +216,8 @@ ZEL_INLINE Vec<T, B> operator>(Vec<T, B> a, Vec<T, B> b) {
 //   packI16x128 packU16x128  i32 to 16 bits, saturated: those of a, then those of b
 //   packU8x128 packI8x128    i16 to 8 bits, likewise
 //   unpackLow128 ..High128   a0 b0 a1 b1 ..: the low (high) halves of a and b in turn
-//   permute32x128<kOrder>    32-bit lanes in the order of the four 2-bit fields of kOrder, lowest field first
-//   evenLanes32x128 odd..    lanes of even (odd) index: those of a, then those of b; 32 and 16 bits
+//   permute32x128<kOrder>    32-bit parts in the order of the four 2-bit fields of kOrder, lowest field first
+//   evenLanes32x128 odd..    32-bit parts of even (odd) index: those of a, then those of b; and 16-bit parts
 //
 //   repeat128<V>             the same 16 bytes in each half
 //   toFloat                  i32

@@ -44,9 +44,7 @@ ZEL_INLINE i32x4 abs(i32x4 a) { return {(i32x4::Raw)vabsq_s32((int32x4_t)a.v)}; 
 ZEL_INLINE i32x4 productsLow(i16x8 a, i16x8 b) {
   return {(i32x4::Raw)vmull_s16(vget_low_s16((int16x8_t)a.v), vget_low_s16((int16x8_t)b.v))};
 }
-ZEL_INLINE i32x4 productsHigh(i16x8 a, i16x8 b) {
-  return {(i32x4::Raw)vmull_high_s16((int16x8_t)a.v, (int16x8_t)b.v)};
-}
+ZEL_INLINE i32x4 productsHigh(i16x8 a, i16x8 b) { return {(i32x4::Raw)vmull_high_s16((int16x8_t)a.v, (int16x8_t)b.v)}; }
 
 ZEL_INLINE i16x8 mulHi(i16x8 a, i16x8 b) {
   return {(i16x8::Raw)vuzp2q_s16((int16x8_t)productsLow(a, b).v, (int16x8_t)productsHigh(a, b).v)};
@@ -130,14 +128,14 @@ ZEL_INLINE i8x16 packI8x128(i16x8 a, i16x8 b) {
 }
 
 // name(a, b) for lanes of 8, 16, 32 and 64 bits.
-#define ZEL_PAIR(name, operation)                                                                            \
-  template <class T>                                                                                         \
-  ZEL_INLINE Vec<T, 16> name(Vec<T, 16> a, Vec<T, 16> b) {                                                   \
-    using R = typename Vec<T, 16>::Raw;                                                                      \
-    if constexpr (sizeof(T) == 1) return {(R)operation##q_u8((uint8x16_t)a.v, (uint8x16_t)b.v)};             \
-    if constexpr (sizeof(T) == 2) return {(R)operation##q_u16((uint16x8_t)a.v, (uint16x8_t)b.v)};            \
-    if constexpr (sizeof(T) == 4) return {(R)operation##q_u32((uint32x4_t)a.v, (uint32x4_t)b.v)};            \
-    if constexpr (sizeof(T) == 8) return {(R)operation##q_u64((uint64x2_t)a.v, (uint64x2_t)b.v)};            \
+#define ZEL_PAIR(name, operation)                                                                 \
+  template <class T>                                                                              \
+  ZEL_INLINE Vec<T, 16> name(Vec<T, 16> a, Vec<T, 16> b) {                                        \
+    using R = typename Vec<T, 16>::Raw;                                                           \
+    if constexpr (sizeof(T) == 1) return {(R)operation##q_u8((uint8x16_t)a.v, (uint8x16_t)b.v)};  \
+    if constexpr (sizeof(T) == 2) return {(R)operation##q_u16((uint16x8_t)a.v, (uint16x8_t)b.v)}; \
+    if constexpr (sizeof(T) == 4) return {(R)operation##q_u32((uint32x4_t)a.v, (uint32x4_t)b.v)}; \
+    if constexpr (sizeof(T) == 8) return {(R)operation##q_u64((uint64x2_t)a.v, (uint64x2_t)b.v)}; \
   }
 ZEL_PAIR(unpackLow128, vzip1)
 ZEL_PAIR(unpackHigh128, vzip2)
@@ -146,19 +144,19 @@ ZEL_PAIR(oddLanes, vuzp2)
 #undef ZEL_PAIR
 template <class T>
 ZEL_INLINE Vec<T, 16> evenLanes32x128(Vec<T, 16> a, Vec<T, 16> b) {
-  return evenLanes(a, b);
+  return as<Vec<T, 16>>(evenLanes(as<u32x4>(a), as<u32x4>(b)));
 }
 template <class T>
 ZEL_INLINE Vec<T, 16> oddLanes32x128(Vec<T, 16> a, Vec<T, 16> b) {
-  return oddLanes(a, b);
+  return as<Vec<T, 16>>(oddLanes(as<u32x4>(a), as<u32x4>(b)));
 }
 template <class T>
 ZEL_INLINE Vec<T, 16> evenLanes16x128(Vec<T, 16> a, Vec<T, 16> b) {
-  return evenLanes(a, b);
+  return as<Vec<T, 16>>(evenLanes(as<u16x8>(a), as<u16x8>(b)));
 }
 template <class T>
 ZEL_INLINE Vec<T, 16> oddLanes16x128(Vec<T, 16> a, Vec<T, 16> b) {
-  return oddLanes(a, b);
+  return as<Vec<T, 16>>(oddLanes(as<u16x8>(a), as<u16x8>(b)));
 }
 
 template <int kOrder, class T>
@@ -199,12 +197,8 @@ ZEL_INLINE f32x4 toFloat(i32x4 a) { return {(f32x4::Raw)vcvtq_f32_s32((int32x4_t
 ZEL_INLINE i32x4 whereItFits(f32x4 a, i32x4 converted) {
   return select(i32x4{(i32x4::Raw)(a.v < splat<f32x4>(2147483648.0f).v)}, converted, splat<i32x4>(INT32_MIN));
 }
-ZEL_INLINE i32x4 roundToInt(f32x4 a) {
-  return whereItFits(a, {(i32x4::Raw)vcvtnq_s32_f32((float32x4_t)a.v)});
-}
-ZEL_INLINE i32x4 truncToInt(f32x4 a) {
-  return whereItFits(a, {(i32x4::Raw)vcvtq_s32_f32((float32x4_t)a.v)});
-}
+ZEL_INLINE i32x4 roundToInt(f32x4 a) { return whereItFits(a, {(i32x4::Raw)vcvtnq_s32_f32((float32x4_t)a.v)}); }
+ZEL_INLINE i32x4 truncToInt(f32x4 a) { return whereItFits(a, {(i32x4::Raw)vcvtq_s32_f32((float32x4_t)a.v)}); }
 
 }  // namespace
 }  // namespace ZEL_VARIANT

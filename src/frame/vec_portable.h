@@ -55,9 +55,8 @@ ZEL_INLINE i16x8 mulHiRound(i16x8 a, i16x8 b) {
   return eachLane<i16x8>([&](int i) { return (a.v[i] * b.v[i] + (1 << 14)) >> 15; });
 }
 ZEL_INLINE i32x4 maddPairs(i16x8 a, i16x8 b) {
-  return eachLane<i32x4>([&](int i) {
-    return uint32_t(a.v[2 * i] * b.v[2 * i]) + uint32_t(a.v[2 * i + 1] * b.v[2 * i + 1]);
-  });
+  return eachLane<i32x4>(
+      [&](int i) { return uint32_t(a.v[2 * i] * b.v[2 * i]) + uint32_t(a.v[2 * i + 1] * b.v[2 * i + 1]); });
 }
 ZEL_INLINE i16x8 maddBytes(u8x16 a, i8x16 b) {
   return eachLane<i16x8>(
@@ -130,19 +129,19 @@ ZEL_INLINE Vec<T, 16> everySecond(Vec<T, 16> a, Vec<T, 16> b) {
 }
 template <class T>
 ZEL_INLINE Vec<T, 16> evenLanes32x128(Vec<T, 16> a, Vec<T, 16> b) {
-  return everySecond<0>(a, b);
+  return as<Vec<T, 16>>(everySecond<0>(as<u32x4>(a), as<u32x4>(b)));
 }
 template <class T>
 ZEL_INLINE Vec<T, 16> oddLanes32x128(Vec<T, 16> a, Vec<T, 16> b) {
-  return everySecond<1>(a, b);
+  return as<Vec<T, 16>>(everySecond<1>(as<u32x4>(a), as<u32x4>(b)));
 }
 template <class T>
 ZEL_INLINE Vec<T, 16> evenLanes16x128(Vec<T, 16> a, Vec<T, 16> b) {
-  return everySecond<0>(a, b);
+  return as<Vec<T, 16>>(everySecond<0>(as<u16x8>(a), as<u16x8>(b)));
 }
 template <class T>
 ZEL_INLINE Vec<T, 16> oddLanes16x128(Vec<T, 16> a, Vec<T, 16> b) {
-  return everySecond<1>(a, b);
+  return as<Vec<T, 16>>(everySecond<1>(as<u16x8>(a), as<u16x8>(b)));
 }
 template <int kOrder, class T>
 ZEL_INLINE Vec<T, 16> permute32x128(Vec<T, 16> a) {

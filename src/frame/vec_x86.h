@@ -211,7 +211,6 @@ ZEL_INLINE Vec<T, B> oddLanes32x128(Vec<T, B> a, Vec<T, B> b) {
 }
 #undef ZEL_SHUFFLE_PAIR
 
-
 // The 16-bit lanes of even index, then those of odd index; what the two functions after it take their halves from.
 template <class T, int B>
 ZEL_INLINE Vec<int64_t, B> evenThenOdd16(Vec<T, B> a) {

@@ -239,7 +239,7 @@ ZEL_INLINE void liftPass(T* x, int begin, int end, [[maybe_unused]] int insideBe
     for (int k = begin; k < end; k += Vec<T>::N) store(x + k, step(k));
   } else {
     const int from = insideBegin > begin ? insideBegin : begin, to = insideEnd < end ? insideEnd : end;
-    T front[Ends::kFront], back[Ends::kBack];
+    T front[Ends::kFront] = {}, back[Ends::kBack];
     for (int k = begin; k < from; ++k) front[k - begin] = endStep(Ends(), k);
     for (int k = to; k < end; ++k) back[k - to] = endStep(Ends(), k);
     for (int k = from; k < to; k += Vec<T>::N) store(x + k, step(k));

@@ -10,7 +10,7 @@ defined() {
   for object in "$@"; do
     module=$(echo "$object" | sed -E 's|.*/([^/]+/[^/]+)\.cpp\.o$|\1|')
     echo "$module -"
-    nm -C --defined-only "$object" | sed -nE "s/^[0-9a-f]+ T [a-z0-9_]+::(zel[ij]\w+)\(.*/\1/p" | sed "s|^|$module |"
+    nm -C --defined-only "$object" | sed -nE "s/^[0-9a-f]+ T ([a-z0-9_]+::)?(zel[ij]\w+)(\(.*)?$/\2/p" | sed "s|^|$module |"
   done | sort -u
 }
 indexed() {

@@ -1,32 +1,28 @@
-#include "zelfeatures.h"
 #include "support/api.h"
+#include "zelfeatures.h"
 
-namespace sse41 {
-#define ZEL_EXPORT(name) decltype(::name) name;
-#include "exports.inc"
-#undef ZEL_EXPORT
-}  // namespace sse41
-namespace avx2 {
-#define ZEL_EXPORT(name) decltype(::name) name;
-#include "exports.inc"
-#undef ZEL_EXPORT
-}  // namespace avx2
+#ifdef ZEL_SOLE_VARIANT
+#include "support/api_of_variant.inc"
+#define TEXT_OF(name) #name
+#define NAME_OF(macro) TEXT_OF(macro)
+#else
+#define ZEL_VARIANT sse41
+#include "support/api_of_variant.inc"
+#undef ZEL_VARIANT
+#define ZEL_VARIANT avx2
+#include "support/api_of_variant.inc"
+#undef ZEL_VARIANT
+#endif
 
 namespace zeltest {
 
 const std::vector<Variant>& variants() {
-#define ZEL_EXPORT(name) &sse41::name,
-  static const Api sse41Api = {
-#include "exports.inc"
-  };
-#undef ZEL_EXPORT
-#define ZEL_EXPORT(name) &avx2::name,
-  static const Api avx2Api = {
-#include "exports.inc"
-  };
-#undef ZEL_EXPORT
-  static const std::vector<Variant> all = {{"sse41", __builtin_cpu_supports("sse4.1") != 0, sse41Api},
-                                           {"avx2", zelProcessorRunsAvx2Variant(), avx2Api}};
+#ifdef ZEL_SOLE_VARIANT
+  static const std::vector<Variant> all = {{NAME_OF(ZEL_VARIANT), true, ZEL_VARIANT::api}};
+#else
+  static const std::vector<Variant> all = {{"sse41", zelProcessorHasSse41(), sse41::api},
+                                           {"avx2", zelProcessorRunsAvx2Variant(), avx2::api}};
+#endif
   return all;
 }
 
