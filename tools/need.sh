@@ -2,7 +2,7 @@
 # need.sh [--all] WORK...: makes sure that what a piece of work needs is there: programs, headers and modules, however they
 # came here. As root, where apt-get is, the packages of what is missing are installed. Otherwise what is missing is named, and
 # where it is something that the work cannot do without (with --all: anything), the script fails. WORK is one or more of build,
-# tests, ci.
+# tests, ci, arm64.
 set -euo pipefail
 all=0
 [ "${1-}" = --all ] && { all=1; shift; }
@@ -58,6 +58,11 @@ program|debootstrap|debootstrap|
 header|benchmark/benchmark.h|libbenchmark-dev|
 header|turbojpeg.h|libturbojpeg0-dev|
 file|/usr/src/googletest/googletest|googletest|
+END
+    arm64) cat <<'END' ;;
+program|aarch64-linux-gnu-g++|g++-aarch64-linux-gnu|
+program|qemu-aarch64|qemu-user|
+program|dpkg-deb|dpkg|
 END
     *) echo "need.sh: there is no work called $1" >&2; exit 1 ;;
   esac
