@@ -16,9 +16,15 @@ set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/packaging/complete.cmake)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ
                                                 WORLD_EXECUTE)
 set(CPACK_ZELJ_PACKAGING ${PROJECT_SOURCE_DIR}/packaging)
+set(CPACK_ZELJ_STRIP ${CMAKE_STRIP})
 
 # What a package is linked with becomes its dependencies. Packages of one build belong together.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+if(CMAKE_CROSSCOMPILING AND CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+  # What finds dependencies knows the packages of this machine alone: those of a cross build name none of other projects.
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE arm64)
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS OFF)
+endif()
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR} ${PROJECT_BINARY_DIR}/codecs)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY "=")
@@ -28,7 +34,7 @@ set(same "(= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 function(zelj_package component name section depends title)
   set(lines "image-codec primitives - ${title}"
             "Inner functions of JPEG, JPEG 2000, HD Photo, texture and TIFF codecs as"
-            "plain C functions over memory of the caller, for SSE4.1 and AVX2." "." ${ARGN})
+            "plain C functions over memory of the caller, with vector instructions." "." ${ARGN})
   list(JOIN lines "\n" description)
   string(TOUPPER ${component} upper)
   set(CPACK_DEBIAN_${upper}_DESCRIPTION "${description}" PARENT_SCOPE)

@@ -16,7 +16,7 @@ extern "C" {
 
 /* Feature bits of ownGetFeature. */
 enum {
-  zelFeatureSse41 = 0x40, /* SSE4.1: what the library needs */
+  zelFeatureSse41 = 0x40, /* SSE4.1: what the library needs on x86-64 */
   zelFeatureAvx2 = 0x80   /* AVX2, BMI1 and BMI2: the library runs its AVX2 variant */
 };
 

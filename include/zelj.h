@@ -1,5 +1,5 @@
 /** @file zelj.h
- * Image-codec primitives for x86-64: the public interface of libzeljy8.so.6.1
+ * Image-codec primitives: the public interface of libzeljy8.so.6.1
  *
  * Plain C functions over caller-owned memory. C99 and C++.
  *
