@@ -94,31 +94,62 @@ ZEL_INLINE BlockRows samplesOf(const Part& even, const Part& odd) {
 
 // ---- Forward --------------------------------------------------------------------------------------------------------
 
-// Samples come in without fraction bits, and the frequencies F0 to F7 leave with 3. A high half of a product is rounded
-// down; where the result has its lowest bit set (one_corr), that bias is halved.
-ZEL_INLINE BlockRows forwardColumns(const BlockRows& x) {
-  const i16x8 one = load<i16x8>(kDct.one_corr);
+// The columns folded in the middle: differences of mirrored samples, and sums and differences of mirrored sums. All
+// have 3 fraction bits, the middle differences 4.
+struct FoldedColumns {
+  i16x8 sum03, sum12, difference03, difference12;
+  i16x8 d0, d1, d2, d3;
+};
+
+ZEL_INLINE FoldedColumns foldedColumns(const BlockRows& x) {
   i16x8 s[4], d[4];
 #pragma GCC unroll 4
   for (int n = 0; n < 4; ++n) {
     s[n] = addSat(x.row[n], x.row[7 - n]);
     d[n] = subSat(x.row[n], x.row[7 - n]);
   }
+  const i16x8 s1 = s[1] << 3, s2 = s[2] << 3;
+  return {addSat(s[0], s[3]) << 3,
+          addSat(s1, s2),
+          subSat(s[0], s[3]) << 3,
+          subSat(s1, s2),
+          d[0] << 3,
+          d[1] << 4,
+          d[2] << 4,
+          d[3] << 3};
+}
+
+// The same of bytes, not centred, that come as rows n and 7 - n by turns. Nothing saturates.
+ZEL_INLINE FoldedColumns foldedColumns(const u8x16 (&mirrored)[4]) {
+  const auto times = [&](int n, const int8_t(&c)[16]) { return maddBytes(mirrored[n], load<i8x16>(c)); };
+  const i16x8 s0 = times(0, kDct.sum3), s1 = times(1, kDct.sum3), s2 = times(2, kDct.sum3), s3 = times(3, kDct.sum3);
+  return {s0 + s3,
+          s1 + s2,
+          s0 - s3,
+          s1 - s2,
+          times(0, kDct.difference3),
+          times(1, kDct.difference4),
+          times(2, kDct.difference4),
+          times(3, kDct.difference3)};
+}
+
+// The frequencies F0 to F7, with 3 fraction bits. A high half of a product is rounded down; where the result has its
+// lowest bit set (one_corr), that bias is halved.
+ZEL_INLINE BlockRows forwardColumns(const FoldedColumns& x) {
+  const i16x8 one = load<i16x8>(kDct.one_corr);
   BlockRows F;
 
-  const i16x8 sum03 = addSat(s[0], s[3]) << 3, difference03 = subSat(s[0], s[3]) << 3;
-  const i16x8 sum12 = addSat(s[1] << 3, s[2] << 3), difference12 = subSat(s[1] << 3, s[2] << 3);
-  F.row[0] = addSat(sum03, sum12);
-  F.row[4] = subSat(sum03, sum12);
-  const Turned t2 = turned2(difference03, difference12);
+  F.row[0] = addSat(x.sum03, x.sum12);
+  F.row[4] = subSat(x.sum03, x.sum12);
+  const Turned t2 = turned2(x.difference03, x.difference12);
   F.row[2] = t2.x | one;
   F.row[6] = t2.y | one;
 
   // cos(pi/4) of the middle pair; a factor of 2^15 on 4 fraction bits leaves 3.
-  const i16x8 x4 = times(addSat(d[1] << 4, d[2] << 4), kDct.ocos_4_16) | one;
-  const i16x8 y4 = times(subSat(d[1] << 4, d[2] << 4), kDct.ocos_4_16);
-  const i16x8 sum3 = addSat(d[3] << 3, y4), difference3 = subSat(d[3] << 3, y4);
-  const i16x8 sum0 = addSat(d[0] << 3, x4), difference0 = subSat(d[0] << 3, x4);
+  const i16x8 x4 = times(addSat(x.d1, x.d2), kDct.ocos_4_16) | one;
+  const i16x8 y4 = times(subSat(x.d1, x.d2), kDct.ocos_4_16);
+  const i16x8 sum3 = addSat(x.d3, y4), difference3 = subSat(x.d3, y4);
+  const i16x8 sum0 = addSat(x.d0, x4), difference0 = subSat(x.d0, x4);
   const Turned t1 = turned1(sum0, sum3);
   F.row[1] = t1.x | one;
   F.row[7] = t1.y;

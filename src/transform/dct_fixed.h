@@ -24,20 +24,36 @@ struct alignas(16) DctConstants {
   int16_t cos_4_16[8];   // (cos(pi/4) - 1) * 2^16
   int16_t one_corr[8];   // 1
   int16_t level[8];      // 128
+  int16_t levelOf8[8];   // of the sum of a column, with 3 fraction bits
+  // Factors of two bytes, which give their sum or their difference with 3 or with 4 fraction bits.
+  int8_t sum3[16], difference3[16], difference4[16];
 };
 [[gnu::visibility("hidden")]] extern const DctConstants kDct;
 
 // Constants of the row pass and of quantisation, in the width of the build. Orders are byte indices for shuffle128.
 struct alignas(32) DctRowConstants {
-  uint8_t reverse[32];       // eight samples mirrored
-  int32_t round_frw_row[8];  // 2^19: half of what the shift by 20 takes away
-  uint16_t tieBias[16];      // 2^14 - 2
+  uint8_t reverseFours[32];  // samples 3 2 1 0 7 6 5 4
+  int16_t eight[16];         // half of what a shift by 4 takes away
+  int16_t sixteenth[16];     // 2^11, for mulHiRound
+  int16_t tie[16];           // 2^14
   uint8_t pairs[32];         // coefficients 02 46 13 57
   uint8_t mirrorPairs[32];   // samples 0 1 4 5 7 6 3 2 put right
   uint8_t oddThenDc[32];     // coefficients 13 57 0- --
   uint8_t everyFourth[32];   // bytes 0 4 8 12
 };
 [[gnu::visibility("hidden")]] extern const DctRowConstants kDctRow;
+
+// How the rows of a block lie in vectors: kRows rows (1 or 2) in each of kVectors, in order.
+constexpr int kRows = i16v::N / 8;
+constexpr int kVectors = 8 / kRows;
+
+// Row-pass weights of two vectors of rows, a and b, for each of the frequency pairs 0 4, 2 6, 1 5 and 3 7: first for
+// the sums (or differences) of mirrored samples in order, 01 23, then for the exchanged ones, 23 01. Of a sum's four
+// 32-bit lanes in 16 bytes two belong to a and two to b.
+struct alignas(kVecBytes) PairWeights {
+  int16_t at[kVectors / 2][4][2][i16v::N];
+};
+[[gnu::visibility("hidden")]] extern const PairWeights kDctForward;
 
 namespace {
 
@@ -56,10 +72,6 @@ constexpr int16_t weight(int row, int k, int j) {
 static_assert(weight(0, 0, 3) == 16384 && weight(4, 1, 1) == 19266 && weight(0, 7, 3) == -22725);
 static_assert(weight(1, 1, 0) == 31521 && weight(7, 0, 0) == 22725 && weight(2, 1, 3) == 5906 &&
               weight(5, 1, 2) == 15137);
-
-// How the rows of a block lie in vectors: kRows rows (1 or 2) in each of kVectors, in order.
-constexpr int kRows = i16v::N / 8;
-constexpr int kVectors = 8 / kRows;
 
 // N vectors of 16-bit weights for each vector of rows.
 template <int N>

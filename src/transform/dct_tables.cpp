@@ -20,6 +20,12 @@ constexpr DctConstants columnConstants() {
   fill(c.cos_4_16, toInt16((cosSixteenth(4) - 1) * kOne16));
   fill(c.one_corr, 1);
   fill(c.level, 128);
+  fill(c.levelOf8, 8 * 128 << 3);
+  fill(c.sum3, 1 << 3);
+  for (int i = 0; i < 16; ++i) {
+    c.difference3[i] = int8_t(i % 2 ? -(1 << 3) : 1 << 3);
+    c.difference4[i] = int8_t(i % 2 ? -(1 << 4) : 1 << 4);
+  }
   return c;
 }
 
@@ -33,9 +39,10 @@ constexpr void setOrder(uint8_t (&order)[32], const int (&lanes)[8]) {
 
 constexpr DctRowConstants rowConstants() {
   DctRowConstants c{};
-  setOrder(c.reverse, {7, 6, 5, 4, 3, 2, 1, 0});
-  fill(c.round_frw_row, 1 << 19);
-  fill(c.tieBias, (1 << 14) - 2);
+  setOrder(c.reverseFours, {3, 2, 1, 0, 7, 6, 5, 4});
+  fill(c.eight, 8);
+  fill(c.sixteenth, (1 << 15) / 16);
+  fill(c.tie, 1 << 14);
   setOrder(c.pairs, {0, 2, 4, 6, 1, 3, 5, 7});
   setOrder(c.mirrorPairs, {0, 1, 5, 4, 2, 3, 7, 6});
   setOrder(c.oddThenDc, {1, 3, 5, 7, 0, -1, -1, -1});
@@ -43,8 +50,25 @@ constexpr DctRowConstants rowConstants() {
   return c;
 }
 
+constexpr PairWeights forwardWeights() {
+  PairWeights t{};
+  constexpr int frequencies[4][2] = {{0, 4}, {2, 6}, {1, 5}, {3, 7}};
+  for (int pair = 0; pair < kVectors / 2; ++pair)
+    for (int lane = 0; lane < i32v::N; ++lane) {
+      const int vector = 2 * pair + lane % 4 / 2, row = vector * kRows + lane / 4;
+      for (int f = 0; f < 4; ++f)
+        for (int i = 0; i < 2; ++i) {
+          const int k = frequencies[f][lane % 2], j = 2 * (lane % 2) + i;
+          t.at[pair][f][0][2 * lane + i] = weight(row, k, j);
+          t.at[pair][f][1][2 * lane + i] = weight(row, k, j ^ 2);
+        }
+    }
+  return t;
+}
+
 }  // namespace
 
+constexpr PairWeights kDctForward = forwardWeights();
 constexpr DctConstants kDct = columnConstants();
 constexpr DctRowConstants kDctRow = rowConstants();
 
