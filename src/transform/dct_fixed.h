@@ -21,7 +21,6 @@ struct alignas(16) DctConstants {
   int16_t tg_2_16[8];    // tan(2 pi/16) * 2^16
   int16_t tg_3_16[8];    // (tan(3 pi/16) - 1) * 2^16
   int16_t ocos_4_16[8];  // cos(pi/4) * 2^15
-  int16_t cos_4_16[8];   // (cos(pi/4) - 1) * 2^16
   int16_t one_corr[8];   // 1
   int16_t level[8];      // 128
   int16_t levelOf8[8];   // of the sum of a column, with 3 fraction bits
@@ -30,8 +29,10 @@ struct alignas(16) DctConstants {
 };
 [[gnu::visibility("hidden")]] extern const DctConstants kDct;
 
-// Constants of the row pass and of quantisation, in the width of the build. Orders are byte indices for shuffle128.
+// Constants that are used in the width of the build. Orders are byte indices for shuffle128.
 struct alignas(32) DctRowConstants {
+  int16_t cos_4_16[16];      // (cos(pi/4) - 1) * 2^16
+  uint8_t topBits[32];       // 128
   uint8_t reverseFours[32];  // samples 3 2 1 0 7 6 5 4
   int16_t eight[16];         // half of what a shift by 4 takes away
   int16_t sixteenth[16];     // 2^11, for mulHiRound
@@ -55,6 +56,21 @@ struct alignas(kVecBytes) PairWeights {
 };
 [[gnu::visibility("hidden")]] extern const PairWeights kDctForward;
 
+// N vectors of 16-bit weights for each vector of rows.
+template <int N>
+struct alignas(kVecBytes) RowWeights {
+  int16_t at[kVectors][N][i16v::N];
+};
+// One 32-bit constant a row, in all lanes of that row.
+struct alignas(kVecBytes) RowLanes {
+  int32_t at[kVectors][i32v::N];
+};
+
+// Weights and rounders of the inverse row pass; those of the corner are for rows in which only frequencies 0 to 3 count.
+[[gnu::visibility("hidden")]] extern const RowWeights<4> kDctInverse;
+[[gnu::visibility("hidden")]] extern const RowWeights<2> kDctInverseCorner;
+[[gnu::visibility("hidden")]] extern const RowLanes kDctInverseRound;
+
 namespace {
 
 // S of a row, and the scale of frequency k: 2^14 * S * sqrt(2) * C(k), C(0) = 1 / sqrt(2).
@@ -73,15 +89,9 @@ static_assert(weight(0, 0, 3) == 16384 && weight(4, 1, 1) == 19266 && weight(0, 
 static_assert(weight(1, 1, 0) == 31521 && weight(7, 0, 0) == 22725 && weight(2, 1, 3) == 5906 &&
               weight(5, 1, 2) == 15137);
 
-// N vectors of 16-bit weights for each vector of rows.
-template <int N>
-struct alignas(kVecBytes) RowWeights {
-  int16_t at[kVectors][N][i16v::N];
-};
-// One 32-bit constant a row, in all lanes of that row.
-struct alignas(kVecBytes) RowLanes {
-  int32_t at[kVectors][i32v::N];
-};
+// Rounders of the row pass. Row 0's adds 32 to every sum, which makes the final shift by 6 round to nearest; the others
+// correct a small bias.
+constexpr int32_t kDctRounders[8] = {32 << 11, 2901, 2260, 1704, 1024, 455, 512, 373};
 
 struct BlockRows {
   i16x8 row[8];
@@ -102,7 +112,9 @@ ZEL_INLINE BlockVectors toVectors(const BlockRows& b) {
   return v;
 }
 
-ZEL_INLINE i16x8 rowOf(const i16v* v, int r) {
+// The 16 bytes at index r of consecutive vectors.
+template <class V>
+ZEL_INLINE auto rowOf(const V* v, int r) {
 #ifdef __AVX2__
   return r % 2 == 0 ? lowHalf(v[r / 2]) : highHalf(v[r / 2]);
 #else

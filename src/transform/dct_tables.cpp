@@ -17,7 +17,6 @@ constexpr DctConstants columnConstants() {
   fill(c.tg_2_16, toInt16(tanSixteenth(2) * kOne16));
   fill(c.tg_3_16, toInt16((tanSixteenth(3) - 1) * kOne16));
   fill(c.ocos_4_16, toInt16(cosSixteenth(4) * kOne16 / 2));
-  fill(c.cos_4_16, toInt16((cosSixteenth(4) - 1) * kOne16));
   fill(c.one_corr, 1);
   fill(c.level, 128);
   fill(c.levelOf8, 8 * 128 << 3);
@@ -39,6 +38,8 @@ constexpr void setOrder(uint8_t (&order)[32], const int (&lanes)[8]) {
 
 constexpr DctRowConstants rowConstants() {
   DctRowConstants c{};
+  fill(c.cos_4_16, toInt16((cosSixteenth(4) - 1) * kOne16));
+  fill(c.topBits, 128);
   setOrder(c.reverseFours, {3, 2, 1, 0, 7, 6, 5, 4});
   fill(c.eight, 8);
   fill(c.sixteenth, (1 << 15) / 16);
@@ -66,13 +67,56 @@ constexpr PairWeights forwardWeights() {
   return t;
 }
 
+constexpr RowLanes inverseRounders() {
+  RowLanes t{};
+  for (int row = 0; row < 8; ++row)
+    for (int i = 0; i < 4; ++i) t.at[row / kRows][row % kRows * 4 + i] = kDctRounders[row];
+  return t;
+}
+
+// Row-pass weights. Coefficients are taken in the pairs 02 46 13 57; with a the sums over even and b those over odd
+// frequencies, multiply-adds of that vector and of 46 02 57 13 give a0 a1 b0 b1 and a2 a3 b2 b3.
+constexpr RowWeights<4> inverseWeights() {
+  RowWeights<4> t{};
+  for (int row = 0; row < 8; ++row)
+    for (int lane = 0; lane < 4; ++lane)
+      for (int pair = 0; pair < 2; ++pair) {
+        const int odd = lane / 2, n = lane % 2;
+        const int k = odd + 4 * n + 2 * pair;  // lane 1 of each half holds the second pair, and gives sample 1
+        const int at = row % kRows * 8 + 2 * lane + pair;
+        int16_t(&w)[4][i16v::N] = t.at[row / kRows];
+        w[0][at] = weight(row, k, n);
+        w[1][at] = weight(row, k ^ 4, n);
+        w[2][at] = weight(row, k, n + 2);
+        w[3][at] = weight(row, k ^ 4, n + 2);
+      }
+  return t;
+}
+
+// The same for rows in which only frequencies 0 to 3 count: the vector is 02 02 13 13.
+constexpr RowWeights<2> inverseCornerWeights() {
+  RowWeights<2> t{};
+  for (int row = 0; row < 8; ++row)
+    for (int lane = 0; lane < 4; ++lane)
+      for (int pair = 0; pair < 2; ++pair) {
+        const int k = lane / 2 + 2 * pair, n = lane % 2;
+        const int at = row % kRows * 8 + 2 * lane + pair;
+        t.at[row / kRows][0][at] = weight(row, k, n);
+        t.at[row / kRows][1][at] = weight(row, k, n + 2);
+      }
+  return t;
+}
+
 }  // namespace
 
 constexpr PairWeights kDctForward = forwardWeights();
+constexpr RowWeights<4> kDctInverse = inverseWeights();
+constexpr RowWeights<2> kDctInverseCorner = inverseCornerWeights();
+constexpr RowLanes kDctInverseRound = inverseRounders();
 constexpr DctConstants kDct = columnConstants();
 constexpr DctRowConstants kDctRow = rowConstants();
 
 static_assert(kDct.tg_1_16[0] == 13036 && kDct.tg_2_16[0] == 27146 && kDct.tg_3_16[0] == -21746);
-static_assert(kDct.ocos_4_16[0] == 23170 && kDct.cos_4_16[0] == -19195);
+static_assert(kDct.ocos_4_16[0] == 23170 && kDctRow.cos_4_16[0] == -19195);
 
 }  // namespace ZEL_VARIANT

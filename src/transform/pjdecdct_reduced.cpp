@@ -19,8 +19,9 @@ ZEL_INLINE i16v dequantised(const int16_t* src, const uint16_t* table, int i, co
 
 // Twice those of the full size, as the shift is by 12 here and was by 11. Row 0's adds 16 to each of its sums, which
 // the column pass doubles to 32 (half of what the shift by 6 takes away), and a quarter.
-constexpr int32_t kRounders4[8] = {(16 << 12) + 1024, 2 * kRounders[1], 2 * kRounders[2], 2 * kRounders[3], 0,
-                                   2 * kRounders[5],  2 * kRounders[6], 2 * kRounders[7]};
+constexpr int32_t kRounders4[8] = {
+    (16 << 12) + 1024,   2 * kDctRounders[1], 2 * kDctRounders[2], 2 * kDctRounders[3], 0,
+    2 * kDctRounders[5], 2 * kDctRounders[6], 2 * kDctRounders[7]};
 
 constexpr int16_t weight4(int row, int k, int n) {
   return k == 4 || row == 4 ? int16_t(0)
@@ -106,7 +107,12 @@ ZEL_INLINE void dct_quant_inv8x8To4x4_ls(const int16_t* src, uint8_t* dst, int d
   const i16x8 twiceR0 = addSat(R0, R0), sum = addSat(t2.y, t2.x);
   const i16x8 even01 = addSat(sum, twiceR0), even23 = subSat(twiceR0, sum);
   const Part odd = oddPart(oddSums(upper.rows13, upperRow(upper.rows13), lower.rows13, upperRow(lower.rows13)));
-  const i16x8 odd01 = addSat(odd.of[1], odd.of[0]), odd23 = addSat(odd.of[2], odd.of[3]);
+#ifdef __AVX2__
+  const i16v odd0123 = addSat(odd.of[0], odd.of[1]);
+  const i16x8 odd01 = lowHalf(odd0123), odd23 = highHalf(odd0123);
+#else
+  const i16x8 odd01 = addSat(odd.of[0], odd.of[2]), odd23 = addSat(odd.of[1], odd.of[3]);
+#endif
 
   using Halves = Vec<int64_t, 16>;
   const auto twoRows = [](i16x8 first, i16x8 second) {
@@ -122,8 +128,8 @@ ZEL_INLINE void dct_quant_inv8x8To4x4_ls(const int16_t* src, uint8_t* dst, int d
 // ---- 2x2 ------------------------------------------------------------------------------------------------------------
 
 // As above; the column pass takes row 0 four times and shifts by 7, and three eighths are added.
-constexpr int32_t kRounders2[8] = {(16 << 12) + 1536, 2 * kRounders[1], 0, 2 * kRounders[3], 0, 2 * kRounders[5], 0,
-                                   2 * kRounders[7]};
+constexpr int32_t kRounders2[8] = {
+    (16 << 12) + 1536, 2 * kDctRounders[1], 0, 2 * kDctRounders[3], 0, 2 * kDctRounders[5], 0, 2 * kDctRounders[7]};
 
 constexpr int16_t weight2(int row, int k) {
   if (k == 2 || k == 4 || k == 6) return 0;
