@@ -467,8 +467,7 @@ ZEL_INLINE void storeLow8(P* p, Vec<T, 16> a) {
 
 template <class P, class T>
 ZEL_INLINE void storeHigh8(P* p, Vec<T, 16> a) {
-  const int64_t high = Vec<int64_t, 16>{(Vec<int64_t, 16>::Raw)a.v}.v[1];
-  __builtin_memcpy(p, &high, sizeof high);
+  _mm_storeh_pi(reinterpret_cast<__m64*>(p), (__m128)a.v);
 }
 
 // Lanes moved up by kBytes within 16 bytes, zeros below.

@@ -99,6 +99,7 @@ ZEL_INLINE BlockSamples dct_8x8_inv_2x2_16s(Quantised src) { return inverseColum
 // 8x8 samples to bytes: of two vectors at a time, as toBytes packs them in each 128-bit half.
 template <class ToBytes>
 ZEL_INLINE void storeBlock(const BlockSamples& b, uint8_t* dst, int dstStep, ToBytes toBytes) {
+  uint8_t* lowerRows = rowAt(dst, dstStep, 4);
 #pragma GCC unroll 2
   for (int i = 0; i < 4 / kRows; i += 2) {
     const u8v upper = toBytes(b.n[i], b.n[i + 1]), lower = toBytes(b.mirrored[i], b.mirrored[i + 1]);
@@ -107,8 +108,8 @@ ZEL_INLINE void storeBlock(const BlockSamples& b, uint8_t* dst, int dstStep, ToB
       const int low = kSampleOrder[i * kRows + k], high = kSampleOrder[(i + 1) * kRows + k];
       storeLow8(rowAt(dst, dstStep, low), rowOf(&upper, k));
       storeHigh8(rowAt(dst, dstStep, high), rowOf(&upper, k));
-      storeLow8(rowAt(dst, dstStep, 7 - low), rowOf(&lower, k));
-      storeHigh8(rowAt(dst, dstStep, 7 - high), rowOf(&lower, k));
+      storeLow8(rowAt(lowerRows, dstStep, 3 - low), rowOf(&lower, k));
+      storeHigh8(rowAt(lowerRows, dstStep, 3 - high), rowOf(&lower, k));
     }
   }
 }
