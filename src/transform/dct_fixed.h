@@ -22,7 +22,6 @@ struct alignas(16) DctConstants {
   int16_t tg_3_16[8];    // (tan(3 pi/16) - 1) * 2^16
   int16_t ocos_4_16[8];  // cos(pi/4) * 2^15
   int16_t one_corr[8];   // 1
-  int16_t level[8];      // 128
   int16_t levelOf8[8];   // of the sum of a column, with 3 fraction bits
   // Factors of two bytes, which give their sum or their difference with 3 or with 4 fraction bits.
   int8_t sum3[16], difference3[16], difference4[16];
@@ -66,10 +65,21 @@ struct alignas(kVecBytes) RowLanes {
   int32_t at[kVectors][i32v::N];
 };
 
-// Weights and rounders of the inverse row pass; those of the corner are for rows in which only frequencies 0 to 3 count.
+// Weights and rounders of the inverse row pass; those of the corner are for rows in which only frequencies 0 to 3
+// count.
 [[gnu::visibility("hidden")]] extern const RowWeights<4> kDctInverse;
 [[gnu::visibility("hidden")]] extern const RowWeights<2> kDctInverseCorner;
 [[gnu::visibility("hidden")]] extern const RowLanes kDctInverseRound;
+
+// Weights and rounders of the row passes to four and to two samples.
+struct ReducedTables {
+  RowWeights<2> to4;
+  RowWeights<1> to2;
+  alignas(
+      kVecBytes) int32_t round4[2][4 / kRows][i32v::N];  // of the upper and of the lower four rows, as twoRows4 orders
+  alignas(32) int32_t round2[8];                         // rows 0 - - - 1 3 5 7
+};
+[[gnu::visibility("hidden")]] extern const ReducedTables kDctReduced;
 
 namespace {
 
@@ -88,10 +98,6 @@ constexpr int16_t weight(int row, int k, int j) {
 static_assert(weight(0, 0, 3) == 16384 && weight(4, 1, 1) == 19266 && weight(0, 7, 3) == -22725);
 static_assert(weight(1, 1, 0) == 31521 && weight(7, 0, 0) == 22725 && weight(2, 1, 3) == 5906 &&
               weight(5, 1, 2) == 15137);
-
-// Rounders of the row pass. Row 0's adds 32 to every sum, which makes the final shift by 6 round to nearest; the others
-// correct a small bias.
-constexpr int32_t kDctRounders[8] = {32 << 11, 2901, 2260, 1704, 1024, 455, 512, 373};
 
 struct BlockRows {
   i16x8 row[8];

@@ -114,6 +114,13 @@ ZEL_INLINE void storeBlock(const BlockSamples& b, uint8_t* dst, int dstStep, ToB
   }
 }
 
+// Level 128, and clamped to 0..255: clamped to -128..127, and then the top bit turned over.
+template <int B>
+ZEL_INLINE Vec<uint8_t, B> levelled(Vec<int16_t, B> a, Vec<int16_t, B> b) {
+  using Bytes = Vec<uint8_t, B>;
+  return as<Bytes>(packI8x128(a, b)) ^ load<Bytes>(kDctRow.topBits);
+}
+
 // An exported inverse with samples as destination: its checks, then the kernel.
 template <void (*kKernel)(const int16_t*, uint8_t*, int, const uint16_t*)>
 ZEL_INLINE ZelStatus inverseToSamples(const int16_t* pSrc, uint8_t* pDst, int dstStep, const uint16_t* pQuantInvTable) {

@@ -13,9 +13,8 @@ ZEL_INLINE void storeSigned(const BlockSamples& b, int16_t* dst) {
   }
 }
 
-// Level 128, and clamped to 0..255: clamped to -128..127, and then the top bit turned over.
-ZEL_INLINE void storeShifted(const BlockSamples& b, uint8_t* dst, int dstStep) {
-  storeBlock(b, dst, dstStep, [](i16v x, i16v y) { return as<u8v>(packI8x128(x, y)) ^ load<u8v>(kDctRow.topBits); });
+ZEL_INLINE void storeLevelled(const BlockSamples& b, uint8_t* dst, int dstStep) {
+  storeBlock(b, dst, dstStep, [](i16v x, i16v y) { return levelled(x, y); });
 }
 
 ZEL_INLINE BlockSamples inverseOf(const int16_t* src, const uint16_t* table) {
@@ -26,15 +25,15 @@ ZEL_INLINE BlockSamples inverseOf(const int16_t* src, const uint16_t* table) {
 void dctQuantInv(const int16_t* src, int16_t* dst, const uint16_t* table) { storeSigned(inverseOf(src, table), dst); }
 
 ZEL_INLINE void dctQuantInvLS(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
-  storeShifted(inverseOf(src, table), dst, dstStep);
+  storeLevelled(inverseOf(src, table), dst, dstStep);
 }
 
 ZEL_INLINE void dct_quant_inv8x8_4x4_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
-  storeShifted(dct_8x8_inv_4x4_16s(Quantised{src, table}), dst, dstStep);
+  storeLevelled(dct_8x8_inv_4x4_16s(Quantised{src, table}), dst, dstStep);
 }
 
 ZEL_INLINE void dct_quant_inv8x8_2x2_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
-  storeShifted(dct_8x8_inv_2x2_16s(Quantised{src, table}), dst, dstStep);
+  storeLevelled(dct_8x8_inv_2x2_16s(Quantised{src, table}), dst, dstStep);
 }
 
 // (DC * q0 >> 3) + 128, reduced to a signed 16-bit value and then clamped: it truncates where the full inverse rounds.
