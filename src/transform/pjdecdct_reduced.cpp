@@ -54,17 +54,12 @@ ZEL_INLINE void storeRow4(uint8_t* dst, int dstStep, int row, int32_t four) {
   __builtin_memcpy(rowAt(dst, dstStep, row), &four, sizeof four);
 }
 
-ZEL_INLINE void dct_quant_inv8x8To4x4_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
-  const FourRows upper = fourRows4(src, table, 0, kDctReduced.round4[0]);
-  FourRows lower = {zero<i16x8>(), zero<i16x8>()};  // what the row pass gives for rows of zeros
-  if (!lowerHalfIsZero(src)) lower = fourRows4(src, table, 4, kDctReduced.round4[1]);
-  const i16x8 R0 = upper.rows02, R2 = upperRow(upper.rows02), R6 = upperRow(lower.rows02);
-
+// The column pass of rows 0 and 2, which stand in rows02 and of which row 2 is turned with row 6, and of the odd rows.
+ZEL_INLINE void finish4x4(i16x8 rows02, Turned t2, OddSums sums, uint8_t* dst, int dstStep) {
   // Sums of samples 0 and 1, and of 2 and 3, of the even part (R4 has no weight) and of the odd one.
-  const Turned t2 = turned2(R2, R6);
-  const i16x8 twiceR0 = addSat(R0, R0), sum = addSat(t2.y, t2.x);
+  const i16x8 twiceR0 = addSat(rows02, rows02), sum = addSat(t2.y, t2.x);
   const i16x8 even01 = addSat(sum, twiceR0), even23 = subSat(twiceR0, sum);
-  const Part odd = oddPart(oddSums(upper.rows13, upperRow(upper.rows13), lower.rows13, upperRow(lower.rows13)));
+  const Part odd = oddPart(sums);
 #ifdef __AVX2__
   const i16v odd0123 = addSat(odd.of[0], odd.of[1]);
   const i16x8 odd01 = lowHalf(odd0123), odd23 = highHalf(odd0123);
@@ -80,6 +75,15 @@ ZEL_INLINE void dct_quant_inv8x8To4x4_ls(const int16_t* src, uint8_t* dst, int d
                                        twoRows(subSat(even23, odd23), subSat(even01, odd01))));
 #pragma GCC unroll 4
   for (int row = 0; row < 4; ++row) storeRow4(dst, dstStep, row, out.v[row]);
+}
+
+ZEL_INLINE void dct_quant_inv8x8To4x4_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
+  const FourRows upper = fourRows4(src, table, 0, kDctReduced.round4[0]);
+  const i16x8 R1 = upper.rows13, R2 = upperRow(upper.rows02), R3 = upperRow(upper.rows13);
+  if (lowerHalfIsZero(src)) return finish4x4(upper.rows02, {R2, timesTan2(R2)}, oddSums(R1, R3), dst, dstStep);
+  const FourRows lower = fourRows4(src, table, 4, kDctReduced.round4[1]);
+  finish4x4(upper.rows02, turned2(R2, upperRow(lower.rows02)), oddSums(R1, R3, lower.rows13, upperRow(lower.rows13)),
+            dst, dstStep);
 }
 
 // ---- 2x2 ------------------------------------------------------------------------------------------------------------
