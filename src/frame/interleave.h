@@ -11,6 +11,8 @@ namespace ZEL_VARIANT {
 // that sees the values builds them in registers at the start of each call, which costs small blocks dearly.
 struct alignas(kVecBytes) InterleaveTables {
   uint8_t widen[3][kVecBytes];       // a channel of 8 pixels to 16-bit lanes
+  uint8_t outer[2][kVecBytes];       // the first and the last channel of pixels 0 2 4 6 and of 1 3 5 7, by turns
+  uint8_t middle[2][kVecBytes];      // their middle channel, twice each
   uint8_t spread[3][kVecBytes];      // a channel of 16 pixels to its places in all three vectors
   uint8_t everyThird[2][kVecBytes];  // masks: bytes 0 3 6 .. and 1 4 7 ..
 };
@@ -81,6 +83,25 @@ template <int kChannel, class V>
 ZEL_INLINE Vec<int16_t, int(sizeof(V))> channelOf3(Rgb24<V> p) {
   const V all = blend16x128<kLanesFromLast[kChannel]>(p.first, p.last);
   return as<Vec<int16_t, int(sizeof(V))>>(shuffle128(all, loadAligned<V>(kInterleave.widen[kChannel])));
+}
+
+// The same in pairs of 16-bit lanes, as a pairwise product takes them: pixels 0 2 4 6 at index 0, 1 3 5 7 at index 1.
+template <class V>
+struct PixelPairs {
+  V outer[2];   // the first and the last channel
+  V middle[2];  // the middle one twice
+};
+constexpr int kPairsFromLast[2] = {0x64, 0xD9};
+
+template <class V>
+ZEL_INLINE PixelPairs<Vec<int16_t, int(sizeof(V))>> pairsOf3(Rgb24<V> p) {
+  using Lanes = Vec<int16_t, int(sizeof(V))>;
+  const V even = blend16x128<kPairsFromLast[0]>(p.first, p.last);
+  const V odd = blend16x128<kPairsFromLast[1]>(p.first, p.last);
+  return {{as<Lanes>(shuffle128(even, loadAligned<V>(kInterleave.outer[0]))),
+           as<Lanes>(shuffle128(odd, loadAligned<V>(kInterleave.outer[1])))},
+          {as<Lanes>(shuffle128(even, loadAligned<V>(kInterleave.middle[0]))),
+           as<Lanes>(shuffle128(odd, loadAligned<V>(kInterleave.middle[1])))}};
 }
 
 // 16 samples of each channel to 48 bytes in memory order.
