@@ -37,9 +37,13 @@ constexpr InterleaveTables interleaveTables() {
         t.widen[c][half + 2 * i] = placeOf(3 * i + c, kLanesFromLast[c]);
         t.widen[c][half + 2 * i + 1] = kZeroByte;
       }
-      for (int i = 0; i < 16; ++i) t.spread[c][half + (3 * i + c) % 16] = uint8_t(i);
-      for (int i = c; i < 16 && c < 2; i += 3) t.everyThird[c][half + i] = 0xFF;
     }
+  for (int i = 0; i < 3 * kVecBytes; ++i) {
+    const int vector = i / kVecBytes, at = i % kVecBytes, byte = 16 * vector + at % 16;
+    const int pixel = byte / 3, channel = byte % 3;
+    t.two[vector][at] = channel < 2 ? uint8_t((2 * pixel + channel) % 16) : kZeroByte;
+    t.third[vector][at] = channel < 2 ? kZeroByte : uint8_t(pixel);
+  }
   return t;
 }
 
