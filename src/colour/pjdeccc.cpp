@@ -24,16 +24,45 @@ struct InterleavedForm {
   static constexpr int kGreenSign = 1;
 };
 
-// Not yet clamped; with bytes as input no sum leaves 16 bits.
+// Chroma in vectors: 2 c - 256, centred and with one fraction bit.
+template <class V>
+ZEL_INLINE V centredTwice(V c) {
+  return (c - splat<V>(kCentre)) << 1;
+}
+
+// mulHiRound gives (factor * x + 8192) >> 14 for x = 2 c - 256: what a component takes from one chroma plane, but for
+// the rounding. Of the 256 values of c, those for which the smaller rounding gives 1 less.
+struct Misses {
+  int count, twice;  // how many, and 2 c - 256 of the last one
+};
+constexpr Misses missesOf(int factor, int rounding) {
+  Misses m{};
+  for (int c = -kCentre; c < kCentre; ++c) {
+    const int nearest = (factor * c + (1 << (kFractionBits - 1))) >> kFractionBits;
+    const int wanted = (factor * c + rounding) >> kFractionBits;
+    if (wanted != nearest) m = {wanted == nearest - 1 ? m.count + 1 : kCentre, 2 * c};
+  }
+  return m;
+}
+
+// What a component takes from chroma a; b stands beside it in the sums of green, which the compiler has anyway.
+template <int kFactor, int kRounding, class V>
+ZEL_INLINE V partOf(V a, V b, bool aFirst) {
+  constexpr Misses kMisses = missesOf(kFactor, kRounding);
+  if constexpr (kMisses.count == 1)
+    return mulHiRound(a, splat<V>(int16_t(kFactor))) + (a == splat<V>(int16_t(kMisses.twice)));
+  return aFirst ? weigh<kFractionBits>(a, b, kFactor / 2, 0, kRounding)
+                : weigh<kFractionBits>(b, a, 0, kFactor / 2, kRounding);
+}
+
+// Not yet clamped; with bytes as input no sum leaves 16 bits. cb and cr are centredTwice.
 template <class Form, class V>
 ZEL_INLINE Rgb<V> toRgb(V y, V cb, V cr) {
-  constexpr int kCbToGreen = kGreenOfCb * Form::kGreenSign;
-  constexpr int kCrToGreen = kGreenOfCr * Form::kGreenSign;
-  const V red = weigh<kFractionBits>(cb, cr, 0, kRedOfCr, -kCentre * kRedOfCr + Form::kRedRounding);
-  const V green =
-      weigh<kFractionBits>(cb, cr, kCbToGreen, kCrToGreen, -kCentre * (kCbToGreen + kCrToGreen) + Form::kGreenRounding);
-  const V blue = weigh<kFractionBits>(cb, cr, kBlueOfCb, 0, -kCentre * kBlueOfCb + Form::kBlueRounding);
-  return {y + red, Form::kGreenSign < 0 ? y - green : y + green, y + blue};
+  constexpr int kCbToGreen = kGreenOfCb * Form::kGreenSign, kCrToGreen = kGreenOfCr * Form::kGreenSign;
+  static_assert(kCbToGreen % 2 == 0 && kCrToGreen % 2 == 0 && kRedOfCr % 2 == 0 && kBlueOfCb % 2 == 0);
+  const V green = weigh<kFractionBits>(cb, cr, kCbToGreen / 2, kCrToGreen / 2, Form::kGreenRounding);
+  return {y + partOf<kRedOfCr, Form::kRedRounding>(cr, cb, false), Form::kGreenSign < 0 ? y - green : y + green,
+          y + partOf<kBlueOfCb, Form::kBlueRounding>(cb, cr, true)};
 }
 
 Rgb<uint8_t> toRgbByTables(int y, int cb, int cr) {
@@ -169,10 +198,12 @@ struct ToCmykChannels {
 template <class Target>
 ZEL_INLINE void decodeBytes(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, const Target& to, int i) {
   const u8v ys = load<u8v>(y + i), cbs = load<u8v>(cb + i), crs = load<u8v>(cr + i), none = zero<u8v>();
-  const auto low = [none](u8v a) { return as<i16v>(unpackLow128(a, none)); };
-  const auto high = [none](u8v a) { return as<i16v>(unpackHigh128(a, none)); };
-  const Rgb<i16v> a = toRgb<typename Target::Form>(low(ys), low(cbs), low(crs));
-  const Rgb<i16v> b = toRgb<typename Target::Form>(high(ys), high(cbs), high(crs));
+  const auto twice = [](u8v c) { return maddBytes(c, as<i8v>(splat<u16v>(0xFE02))); };  // 2 and -2
+  const u8v centre = splat<u8v>(kCentre);
+  const Rgb<i16v> a = toRgb<typename Target::Form>(as<i16v>(unpackLow128(ys, none)), twice(unpackLow128(cbs, centre)),
+                                                   twice(unpackLow128(crs, centre)));
+  const Rgb<i16v> b = toRgb<typename Target::Form>(as<i16v>(unpackHigh128(ys, none)), twice(unpackHigh128(cbs, centre)),
+                                                   twice(unpackHigh128(crs, centre)));
   to.put(i, Rgb<u8v>{packU8x128(a.r, b.r), packU8x128(a.g, b.g), packU8x128(a.b, b.b)});
 }
 
@@ -184,8 +215,8 @@ void decodeRow(const uint8_t* y, const uint8_t* cb, const uint8_t* cr, Target to
   i += inSteps<4>(width - i, [&](auto step, int at) {
     using S = decltype(step);
     at += i;
-    to.template put<S>(
-        at, toRgb<typename Target::Form>(loadSamples<S>(y + at), loadSamples<S>(cb + at), loadSamples<S>(cr + at)));
+    to.template put<S>(at, toRgb<typename Target::Form>(loadSamples<S>(y + at), centredTwice(loadSamples<S>(cb + at)),
+                                                        centredTwice(loadSamples<S>(cr + at))));
   });
   for (; i < width; ++i) to.put(i, toRgbByTables(y[i], cb[i], cr[i]));
 }

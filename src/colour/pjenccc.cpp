@@ -38,28 +38,39 @@ constexpr int kLumaRounding15 = 16266;
 constexpr int kCbRounding15 = 16384;
 constexpr int kCrRounding15 = 16400;
 
-template <class V>
-ZEL_INLINE V luma15(const Rgb<V>& c) {
-  static_assert(sumOf(kForward15.y) == (1 << 15) + 1, "green once more, and the rounding beside it");
-  const V rg = c.r - c.g, bg = c.b - c.g, one = splat<V>(1);
-  const V differences = pairFactors<V>(kForward15.y.r, kForward15.y.b);
-  const V green = pairFactors<V>(1, kLumaRounding15);
-  const auto low = maddPairs(unpackLow128(rg, bg), differences) + maddPairs(unpackLow128(c.g, one), green);
-  const auto high = maddPairs(unpackHigh128(rg, bg), differences) + maddPairs(unpackHigh128(c.g, one), green);
-  return packI16x128(low >> 15, high >> 15) + c.g;
+// Of pixels as pairs. The sums of even and of odd pixels have their integers brought side by side.
+template <bool kRedFirst, class V>
+ZEL_INLINE V outerFactors(int red, int blue) {
+  return kRedFirst ? pairFactors<V>(red, blue) : pairFactors<V>(blue, red);
+}
+
+template <bool kRedFirst, class V>
+ZEL_INLINE V luma15(const PixelPairs<V>& p) {
+  constexpr Weights w = kForward15.y;  // doubled below: with 16 fraction bits, integers are the high halves
+  const auto twice = [&](int i) {
+    return maddPairs(p.outer[i], outerFactors<kRedFirst, V>(2 * w.r, 2 * w.b)) +
+           maddPairs(p.middle[i], pairFactors<V>(w.g, w.g)) + splat<WideOf<V>>(2 * kLumaRounding15);
+  };
+  using Unsigned = Vec<uint32_t, int(sizeof(V))>;
+  return blend16x128<0xAA>(as<V>(as<Unsigned>(twice(0)) >> 16), as<V>(twice(1)));
 }
 uint8_t luma15(Rgb<int> c) {
   constexpr Weights w = kForward15.y;
   return uint8_t((w.r * c.r + w.g * c.g + w.b * c.b + kLumaRounding15) >> 15);
 }
 
-template <class V>
-ZEL_INLINE Ycc<V> matrix15(const Rgb<V>& c) {
+template <bool kRedFirst, class V>
+ZEL_INLINE Ycc<V> matrix15(const PixelPairs<V>& p) {
   constexpr ForwardMatrix m = kForward15;
   static_assert(sumOf(m.cb) == 0 && sumOf(m.cr) == 0);
-  const V rg = c.r - c.g, bg = c.b - c.g;
-  return {luma15(c), weigh<15>(rg, bg, m.cb.r, m.cb.b, (kCentre << 15) + kCbRounding15),
-          weigh<15>(rg, bg, m.cr.r, m.cr.b, (kCentre << 15) + kCrRounding15)};
+  const V even = p.outer[0] - p.middle[0], odd = p.outer[1] - p.middle[1];
+  const auto chroma = [&](Weights w, int rounding) {
+    const V factors = outerFactors<kRedFirst, V>(w.r, w.b);
+    const WideOf<V> add = splat<WideOf<V>>((kCentre << 15) + rounding);
+    return blend16x128<0xAA>(as<V>((maddPairs(even, factors) + add) >> 15),
+                             as<V>((maddPairs(odd, factors) + add) << 1));
+  };
+  return {luma15<kRedFirst>(p), chroma(m.cb, kCbRounding15), chroma(m.cr, kCrRounding15)};
 }
 
 // The planar form: luma in 16 bits, and chroma from the rounded luma, as Cb = (B - Y) * 0.5 / (1 - 0.114) + 128 and
@@ -113,18 +124,15 @@ struct FromCmyPlanes {
   Rgb<int> get(int i) const { return {255 - c[i], 255 - m[i], 255 - y[i]}; }
 };
 
-// Interleaved bytes; pixels come in eights, in one half of a vector each.
+// Interleaved bytes; pixels come in eights, in one half of a vector each: from i on, and 16 behind.
 template <bool kRedFirst>
 struct FromChannels {
   const uint8_t* src;
-  template <class S>
-  ZEL_INLINE Rgb<typename S::V> get(int i) const {
-    static_assert(S::kCount >= 8);
-    using Bytes = Vec<uint8_t, int(sizeof(typename S::V))>;
+  template <class V>
+  ZEL_INLINE PixelPairs<V> pairs(int i) const {
+    using Bytes = Vec<uint8_t, int(sizeof(V))>;
     const uint8_t* p = src + 3 * int64_t(i);
-    const Rgb24<Bytes> pixels = loadRgb24<Bytes>(p, p + 24);
-    const auto first = channelOf3<0>(pixels), last = channelOf3<2>(pixels);
-    return {kRedFirst ? first : last, channelOf3<1>(pixels), kRedFirst ? last : first};
+    return pairsOf3(loadRgb24<Bytes>(p, p + 3 * 16));
   }
   Rgb<int> get(int i) const {
     const uint8_t* p = src + 3 * int64_t(i);
@@ -207,26 +215,40 @@ void planarRow(Source from, YccRow to, int width) {
   for (; i < width; ++i) to.put(i, byTables(from.get(i)));
 }
 
-// Interleaved sources: whole eights in vectors, by the 15-bit form or the matrix; the rest by the 14-bit matrix.
-template <bool k15Bit, class Source>
+// Interleaved sources: whole eights in vectors, by the matrix of 15 or of 14 bits; the rest by that of 14 bits.
+template <class Source>
 void interleavedRow(Source from, YccRow to, int width) {
   int i = inSteps<8>(width, [&](auto step, int at) {
     using S = decltype(step);
-    const auto c = from.template get<S>(at);
-    if constexpr (k15Bit)
-      to.put<S>(at, matrix15(c));
-    else
-      to.put<S>(at, matrix14(c));
+    to.put<S>(at, matrix14(from.template get<S>(at)));
   });
   for (; i < width; ++i) to.put(i, matrix14(from.get(i)));
 }
 
 template <bool kRedFirst>
+void channelsRow(FromChannels<kRedFirst> from, YccRow to, int width) {
+  const int whole = width - width % u8v::N;
+  int i = 0;
+  for (; i < whole; i += u8v::N) {
+    const auto a = matrix15<kRedFirst>(from.template pairs<i16v>(i));
+    const auto b = matrix15<kRedFirst>(from.template pairs<i16v>(i + 8));
+    store(to.y + i, packU8x128(a.y, b.y));
+    store(to.cb + i, packU8x128(a.cb, b.cb));
+    store(to.cr + i, packU8x128(a.cr, b.cr));
+  }
+  for (; width - i >= 8; i += 8) to.put<Step<i16x8, 8>>(i, matrix15<kRedFirst>(from.template pairs<i16x8>(i)));
+  for (; i < width; ++i) to.put(i, matrix14(from.get(i)));
+}
+
+template <bool kRedFirst>
 void lumaRow(FromChannels<kRedFirst> from, uint8_t* y, int width) {
-  int i = inSteps<8>(width, [&](auto step, int at) {
-    using S = decltype(step);
-    storeSamples<S>(y + at, luma15(from.template get<S>(at)));
-  });
+  const int whole = width - width % u8v::N;
+  int i = 0;
+  for (; i < whole; i += u8v::N) {
+    const i16v a = luma15<kRedFirst>(from.template pairs<i16v>(i));
+    store(y + i, packU8x128(a, luma15<kRedFirst>(from.template pairs<i16v>(i + 8))));
+  }
+  for (; width - i >= 8; i += 8) storeNarrow(y + i, luma15<kRedFirst>(from.template pairs<i16x8>(i)));
   for (; i < width; ++i) y[i] = luma15(from.get(i));
 }
 
@@ -258,7 +280,7 @@ template <bool kRedFirst>
 ZelStatus fromChannels(const uint8_t* pSrc, int srcStep, uint8_t* const* pDst, int dstStep, ZeliSize roiSize) {
   if (const ZelStatus s = checkColours<0, 3>(pSrc, srcStep, pDst, dstStep, roiSize)) return s;
   forEachRow(roiSize, [=](int r) {
-    interleavedRow<true>(FromChannels<kRedFirst>{rowAt(pSrc, srcStep, r)}, yccRowAt(pDst, dstStep, r), roiSize.width);
+    channelsRow(FromChannels<kRedFirst>{rowAt(pSrc, srcStep, r)}, yccRowAt(pDst, dstStep, r), roiSize.width);
   });
   return zelStsNoErr;
 }
@@ -268,8 +290,8 @@ template <bool kRedFirst, int kGreenBits>
 ZelStatus fromPacked(const uint16_t* pSrc, int srcStep, uint8_t* const* pDst, int dstStep, ZeliSize roiSize) {
   if (const ZelStatus s = checkColours<0, 3>(pSrc, srcStep, pDst, dstStep, roiSize)) return s;
   for (int r = 0; r < roiSize.height; ++r)
-    interleavedRow<false>(FromPacked<kRedFirst, kGreenBits>{rowAt(pSrc, srcStep, r)}, yccRowAt(pDst, dstStep, r),
-                          roiSize.width);
+    interleavedRow(FromPacked<kRedFirst, kGreenBits>{rowAt(pSrc, srcStep, r)}, yccRowAt(pDst, dstStep, r),
+                   roiSize.width);
   return zelStsNoErr;
 }
 
@@ -340,7 +362,7 @@ ZelStatus zeliCMYKToYCCK_JPEG_8u_C4P4R(const uint8_t* pSrc, int srcStep, uint8_t
   if (const ZelStatus s = checkColours<0, 4>(pSrc, srcStep, pDst, dstStep, roiSize)) return s;
   forEachRow(roiSize, [=](int r) {
     const uint8_t* row = rowAt(pSrc, srcStep, r);
-    interleavedRow<false>(FromCmykChannels{row}, yccRowAt(pDst, dstStep, r), roiSize.width);
+    interleavedRow(FromCmykChannels{row}, yccRowAt(pDst, dstStep, r), roiSize.width);
     copyKey(row, rowAt(pDst[3], dstStep, r), roiSize.width);
   });
   return zelStsNoErr;

@@ -10,9 +10,11 @@ namespace ZEL_VARIANT {
 // Constants as wide as a vector. They are defined apart, so that kernels use them as operands in memory: a compiler
 // that sees the values builds them in registers at the start of each call, which costs small blocks dearly.
 struct alignas(kVecBytes) InterleaveTables {
-  uint8_t widen[3][kVecBytes];       // a channel of 8 pixels to 16-bit lanes
-  uint8_t spread[3][kVecBytes];      // a channel of 16 pixels to its places in all three vectors
-  uint8_t everyThird[2][kVecBytes];  // masks: bytes 0 3 6 .. and 1 4 7 ..
+  uint8_t widen[3][kVecBytes];   // a channel of 8 pixels to 16-bit lanes
+  uint8_t outer[2][kVecBytes];   // the first and the last channel of pixels 0 2 4 6 and of 1 3 5 7, by turns
+  uint8_t middle[2][kVecBytes];  // their middle channel, twice each
+  // Two channels of pixels, by turns, and the third one to their places in each of three vectors.
+  uint8_t two[3][kVecBytes], third[3][kVecBytes];
 };
 [[gnu::visibility("hidden")]] extern const InterleaveTables kInterleave;
 
@@ -83,19 +85,35 @@ ZEL_INLINE Vec<int16_t, int(sizeof(V))> channelOf3(Rgb24<V> p) {
   return as<Vec<int16_t, int(sizeof(V))>>(shuffle128(all, loadAligned<V>(kInterleave.widen[kChannel])));
 }
 
-// 16 samples of each channel to 48 bytes in memory order.
-// Byte p of the 48 interleaved ones belongs to channel p % 3, sample p / 3. The three vectors want a channel's samples
-// at positions that never coincide, so one shuffle prepares a channel for all of them, and masks of period 3 pick.
+// The same in pairs of 16-bit lanes, as a pairwise product takes them: pixels 0 2 4 6 at index 0, 1 3 5 7 at index 1.
+template <class V>
+struct PixelPairs {
+  V outer[2];   // the first and the last channel
+  V middle[2];  // the middle one twice
+};
+constexpr int kPairsFromLast[2] = {0x64, 0xD9};
+
+template <class V>
+ZEL_INLINE PixelPairs<Vec<int16_t, int(sizeof(V))>> pairsOf3(Rgb24<V> p) {
+  using Lanes = Vec<int16_t, int(sizeof(V))>;
+  const V even = blend16x128<kPairsFromLast[0]>(p.first, p.last);
+  const V odd = blend16x128<kPairsFromLast[1]>(p.first, p.last);
+  return {{as<Lanes>(shuffle128(even, loadAligned<V>(kInterleave.outer[0]))),
+           as<Lanes>(shuffle128(odd, loadAligned<V>(kInterleave.outer[1])))},
+          {as<Lanes>(shuffle128(even, loadAligned<V>(kInterleave.middle[0]))),
+           as<Lanes>(shuffle128(odd, loadAligned<V>(kInterleave.middle[1])))}};
+}
+
+// 16 samples of each channel to 48 bytes in memory order: of the first two channels by turns, the first vector of the
+// result wants pixels 0 to 5, the second 5 to 10, the third 10 to 15.
 template <class V>
 ZEL_INLINE void interleave3(V a, V b, V c, V (&out)[3]) {
-  const V m0 = loadAligned<V>(kInterleave.everyThird[0]);
-  const V m1 = loadAligned<V>(kInterleave.everyThird[1]);
-  a = shuffle128(a, loadAligned<V>(kInterleave.spread[0]));
-  b = shuffle128(b, loadAligned<V>(kInterleave.spread[1]));
-  c = shuffle128(c, loadAligned<V>(kInterleave.spread[2]));
-  out[0] = select(m0, a, select(m1, b, c));  // a b c a ... a
-  out[1] = select(m0, b, select(m1, c, a));  // b c a b ... b
-  out[2] = select(m0, c, select(m1, a, b));  // c a b c ... c
+  const V low = unpackLow128(a, b), high = unpackHigh128(a, b);
+  const V two[3] = {low, blend16x128<0xF0>(high, low), high};
+#pragma GCC unroll 3
+  for (int i = 0; i < 3; ++i)
+    out[i] =
+        shuffle128(two[i], loadAligned<V>(kInterleave.two[i])) | shuffle128(c, loadAligned<V>(kInterleave.third[i]));
 }
 
 // ---- Two and four channels ------------------------------------------------------------------------------------------

@@ -224,6 +224,7 @@ ZEL_INLINE Vec<T, B> operator>(Vec<T, B> a, Vec<T, B> b) {
 //   roundToInt truncToInt    to i32, ties to even or cut off; what does not fit, and what is no number, becomes INT32_MIN
 //
 //   loadLow8 storeLow8       eight bytes in memory and in the low half; zeros above
+//   storeHigh8               the eight bytes of the high half
 //   widenedLow               the low half, u8 to i16 and i16 to i32
 //   movedUp<kBytes>          bytes moved up, zeros below
 //   storePastCache           to a multiple of 16 bytes, not kept in the cache where that can be said; fenceStores() after
@@ -284,12 +285,6 @@ ZEL_INLINE void storeInterleaved(P* p, Vec<T, B> even, Vec<T, B> odd) {
 #endif
   store(p, low);
   store(p + kLanes, high);
-}
-
-template <class P, class T>
-ZEL_INLINE void storeHigh8(P* p, Vec<T, 16> a) {
-  const int64_t high = as<Vec<int64_t, 16>>(a).v[1];
-  __builtin_memcpy(p, &high, sizeof high);
 }
 
 // V::N samples widened: 8u to 16 bits, 16s to 32 bits.

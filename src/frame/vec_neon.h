@@ -182,6 +182,10 @@ ZEL_INLINE void storeLow8(P* p, Vec<T, 16> a) {
   vst1_u8(reinterpret_cast<uint8_t*>(p), vget_low_u8((uint8x16_t)a.v));
 }
 template <class P, class T>
+ZEL_INLINE void storeHigh8(P* p, Vec<T, 16> a) {
+  vst1_u8(reinterpret_cast<uint8_t*>(p), vget_high_u8((uint8x16_t)a.v));
+}
+template <class P, class T>
 ZEL_INLINE void storePastCache(P* p, Vec<T, 16> a) {
   store(p, a);
 }

@@ -168,6 +168,11 @@ ZEL_INLINE void storeLow8(P* p, Vec<T, 16> a) {
   __builtin_memcpy(p, &low, sizeof low);
 }
 template <class P, class T>
+ZEL_INLINE void storeHigh8(P* p, Vec<T, 16> a) {
+  const uint64_t high = as<Vec<uint64_t, 16>>(a).v[1];
+  __builtin_memcpy(p, &high, sizeof high);
+}
+template <class P, class T>
 ZEL_INLINE void storePastCache(P* p, Vec<T, 16> a) {
   store(p, a);
 }

@@ -254,6 +254,10 @@ template <class P, class T>
 ZEL_INLINE void storeLow8(P* p, Vec<T, 16> a) {
   _mm_storel_epi64(reinterpret_cast<__m128i_u*>(p), (__m128i)a.v);
 }
+template <class P, class T>
+ZEL_INLINE void storeHigh8(P* p, Vec<T, 16> a) {
+  _mm_storeh_pi(reinterpret_cast<__m64*>(p), (__m128)a.v);
+}
 template <int kBytes, class T>
 ZEL_INLINE Vec<T, 16> movedUp(Vec<T, 16> a) {
   return {(typename Vec<T, 16>::Raw)_mm_slli_si128((__m128i)a.v, kBytes)};

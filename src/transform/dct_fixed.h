@@ -21,23 +21,65 @@ struct alignas(16) DctConstants {
   int16_t tg_2_16[8];    // tan(2 pi/16) * 2^16
   int16_t tg_3_16[8];    // (tan(3 pi/16) - 1) * 2^16
   int16_t ocos_4_16[8];  // cos(pi/4) * 2^15
-  int16_t cos_4_16[8];   // (cos(pi/4) - 1) * 2^16
   int16_t one_corr[8];   // 1
-  int16_t level[8];      // 128
+  int16_t levelOf8[8];   // of the sum of a column, with 3 fraction bits
+  // Factors of two bytes, which give their sum or their difference with 3 or with 4 fraction bits.
+  int8_t sum3[16], difference3[16], difference4[16];
 };
 [[gnu::visibility("hidden")]] extern const DctConstants kDct;
 
-// Constants of the row pass and of quantisation, in the width of the build. Orders are byte indices for shuffle128.
+// Constants that are used in the width of the build. Orders are byte indices for shuffle128.
 struct alignas(32) DctRowConstants {
-  uint8_t reverse[32];       // eight samples mirrored
-  int32_t round_frw_row[8];  // 2^19: half of what the shift by 20 takes away
-  uint16_t tieBias[16];      // 2^14 - 2
+  int16_t cos_4_16[16];      // (cos(pi/4) - 1) * 2^16
+  uint8_t topBits[32];       // 128
+  uint8_t reverseFours[32];  // samples 3 2 1 0 7 6 5 4
+  int16_t eight[16];         // half of what a shift by 4 takes away
+  int16_t sixteenth[16];     // 2^11, for mulHiRound
+  int16_t tie[16];           // 2^14
   uint8_t pairs[32];         // coefficients 02 46 13 57
   uint8_t mirrorPairs[32];   // samples 0 1 4 5 7 6 3 2 put right
   uint8_t oddThenDc[32];     // coefficients 13 57 0- --
   uint8_t everyFourth[32];   // bytes 0 4 8 12
 };
 [[gnu::visibility("hidden")]] extern const DctRowConstants kDctRow;
+
+// How the rows of a block lie in vectors: kRows rows (1 or 2) in each of kVectors, in order.
+constexpr int kRows = i16v::N / 8;
+constexpr int kVectors = 8 / kRows;
+
+// Row-pass weights of two vectors of rows, a and b, for each of the frequency pairs 0 4, 2 6, 1 5 and 3 7: first for
+// the sums (or differences) of mirrored samples in order, 01 23, then for the exchanged ones, 23 01. Of a sum's four
+// 32-bit lanes in 16 bytes two belong to a and two to b.
+struct alignas(kVecBytes) PairWeights {
+  int16_t at[kVectors / 2][4][2][i16v::N];
+};
+[[gnu::visibility("hidden")]] extern const PairWeights kDctForward;
+
+// N vectors of 16-bit weights for each vector of rows.
+template <int N>
+struct alignas(kVecBytes) RowWeights {
+  int16_t at[kVectors][N][i16v::N];
+};
+// One 32-bit constant a row, in all lanes of that row.
+struct alignas(kVecBytes) RowLanes {
+  int32_t at[kVectors][i32v::N];
+};
+
+// Weights and rounders of the inverse row pass; those of the corner are for rows in which only frequencies 0 to 3
+// count.
+[[gnu::visibility("hidden")]] extern const RowWeights<4> kDctInverse;
+[[gnu::visibility("hidden")]] extern const RowWeights<2> kDctInverseCorner;
+[[gnu::visibility("hidden")]] extern const RowLanes kDctInverseRound;
+
+// Weights and rounders of the row passes to four and to two samples.
+struct ReducedTables {
+  RowWeights<2> to4;
+  RowWeights<1> to2;
+  alignas(
+      kVecBytes) int32_t round4[2][4 / kRows][i32v::N];  // of the upper and of the lower four rows, as twoRows4 orders
+  alignas(32) int32_t round2[8];                         // rows 0 - - - 1 3 5 7
+};
+[[gnu::visibility("hidden")]] extern const ReducedTables kDctReduced;
 
 namespace {
 
@@ -56,20 +98,6 @@ constexpr int16_t weight(int row, int k, int j) {
 static_assert(weight(0, 0, 3) == 16384 && weight(4, 1, 1) == 19266 && weight(0, 7, 3) == -22725);
 static_assert(weight(1, 1, 0) == 31521 && weight(7, 0, 0) == 22725 && weight(2, 1, 3) == 5906 &&
               weight(5, 1, 2) == 15137);
-
-// How the rows of a block lie in vectors: kRows rows (1 or 2) in each of kVectors, in order.
-constexpr int kRows = i16v::N / 8;
-constexpr int kVectors = 8 / kRows;
-
-// N vectors of 16-bit weights for each vector of rows.
-template <int N>
-struct alignas(kVecBytes) RowWeights {
-  int16_t at[kVectors][N][i16v::N];
-};
-// One 32-bit constant a row, in all lanes of that row.
-struct alignas(kVecBytes) RowLanes {
-  int32_t at[kVectors][i32v::N];
-};
 
 struct BlockRows {
   i16x8 row[8];
@@ -90,7 +118,9 @@ ZEL_INLINE BlockVectors toVectors(const BlockRows& b) {
   return v;
 }
 
-ZEL_INLINE i16x8 rowOf(const i16v* v, int r) {
+// The 16 bytes at index r of consecutive vectors.
+template <class V>
+ZEL_INLINE auto rowOf(const V* v, int r) {
 #ifdef __AVX2__
   return r % 2 == 0 ? lowHalf(v[r / 2]) : highHalf(v[r / 2]);
 #else

@@ -5,12 +5,17 @@
 namespace ZEL_VARIANT {
 namespace {
 
+struct Clip {
+  uint8_t lower, upper;
+};
+
 // Block plus level (wrapping), clamped to 0..255, then raised to the lower and lowered to the upper bound, in this
 // order.
-void own_8x8_LSClip_16s8u(BlockRows block, uint8_t* dst, int dstStep, int16_t level, Clip clip) {
-#pragma GCC unroll 8
-  for (i16x8& row : block.row) row = row + splat<i16x8>(level);
-  storeBlock(block, dst, dstStep, clip);
+void own_8x8_LSClip_16s8u(const BlockSamples& block, uint8_t* dst, int dstStep, int16_t level, Clip clip) {
+  storeBlock(block, dst, dstStep, [=](i16v x, i16v y) {
+    const u8v bytes = packU8x128(x + splat<i16v>(level), y + splat<i16v>(level));
+    return min(max(bytes, splat<u8v>(clip.lower)), splat<u8v>(clip.upper));
+  });
 }
 
 }  // namespace

@@ -5,21 +5,19 @@
 namespace ZEL_VARIANT {
 namespace {
 
-constexpr Clip kFullRange = {0, 255};
-
-void storeSigned(const BlockRows& samples, int16_t* dst) {
-#pragma GCC unroll 8
-  for (int r = 0; r < 8; ++r) store(dst + 8 * r, samples.row[r]);
+ZEL_INLINE void storeSigned(const BlockSamples& b, int16_t* dst) {
+#pragma GCC unroll 4
+  for (int i = 0; i < 4; ++i) {
+    store(dst + 8 * kSampleOrder[i], rowOf(b.n, i));
+    store(dst + 8 * (7 - kSampleOrder[i]), rowOf(b.mirrored, i));
+  }
 }
 
-// Level 128. Samples after the shift by 6 lie in -512..511, so that neither addition meets its wrap or saturation.
-ZEL_INLINE BlockRows shifted(BlockRows b) {
-#pragma GCC unroll 8
-  for (i16x8& row : b.row) row = row + load<i16x8>(kDct.level);
-  return b;
+ZEL_INLINE void storeLevelled(const BlockSamples& b, uint8_t* dst, int dstStep) {
+  storeBlock(b, dst, dstStep, [](i16v x, i16v y) { return levelled(x, y); });
 }
 
-ZEL_INLINE BlockRows inverseOf(const int16_t* src, const uint16_t* table) {
+ZEL_INLINE BlockSamples inverseOf(const int16_t* src, const uint16_t* table) {
   const Quantised block = {src, table};
   return lowerHalfIsZero(src) ? inverseOfUpperHalf(block) : dct_8x8_inv_16s(block);
 }
@@ -27,15 +25,15 @@ ZEL_INLINE BlockRows inverseOf(const int16_t* src, const uint16_t* table) {
 void dctQuantInv(const int16_t* src, int16_t* dst, const uint16_t* table) { storeSigned(inverseOf(src, table), dst); }
 
 ZEL_INLINE void dctQuantInvLS(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
-  storeBlock(shifted(inverseOf(src, table)), dst, dstStep, kFullRange);
+  storeLevelled(inverseOf(src, table), dst, dstStep);
 }
 
 ZEL_INLINE void dct_quant_inv8x8_4x4_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
-  storeBlock(shifted(dct_8x8_inv_4x4_16s(Quantised{src, table})), dst, dstStep, kFullRange);
+  storeLevelled(dct_8x8_inv_4x4_16s(Quantised{src, table}), dst, dstStep);
 }
 
 ZEL_INLINE void dct_quant_inv8x8_2x2_ls(const int16_t* src, uint8_t* dst, int dstStep, const uint16_t* table) {
-  storeBlock(shifted(dct_8x8_inv_2x2_16s(Quantised{src, table})), dst, dstStep, kFullRange);
+  storeLevelled(dct_8x8_inv_2x2_16s(Quantised{src, table}), dst, dstStep);
 }
 
 // (DC * q0 >> 3) + 128, reduced to a signed 16-bit value and then clamped: it truncates where the full inverse rounds.

@@ -6,67 +6,95 @@
 namespace ZEL_VARIANT {
 namespace {
 
-// Row-pass weights. With s and d the sums and differences of mirrored samples, a row's vector is s0 s1 d0 d1 s2 s3 d2
-// d3, and the same with its halves exchanged; four multiply-adds give F0..F3 and F4..F7 in order.
-constexpr RowWeights<4> forwardWeights() {
-  RowWeights<4> t{};
-  for (int row = 0; row < 8; ++row)
-    for (int lane = 0; lane < 4; ++lane)
-      for (int pair = 0; pair < 2; ++pair) {
-        const int j = 2 * (lane / 2) + pair;  // lanes 0 and 1 hold samples 0 and 1, lanes 2 and 3 samples 2 and 3
-        const int at = row % kRows * 8 + 2 * lane + pair;
-        int16_t(&w)[4][i16v::N] = t.at[row / kRows];
-        w[0][at] = weight(row, lane, j);
-        w[1][at] = weight(row, lane, j ^ 2);
-        w[2][at] = weight(row, lane + 4, j);
-        w[3][at] = weight(row, lane + 4, j ^ 2);
-      }
-  return t;
-}
-constexpr RowWeights<4> kForward = forwardWeights();
+// The row pass of two vectors of rows: F_k = (sum of weights times s or d + 2^19) >> 20. The sum's high 16 bits are
+// enough for that: those of even and of odd frequencies stand side by side, and are rounded and shifted together.
+//
+// Columns of bytes stay so small that s can be folded once more (the weights of even frequencies are symmetric, too)
+// and that the rounding cannot overflow.
+template <bool kOfBytes>
+ZEL_INLINE void forwardRows(i16v& a, i16v& b, const int16_t (&w)[4][2][i16v::N]) {
+  using Halves = Vec<int64_t>;
+  const i16v first = as<i16v>(unpackLow128(as<Halves>(a), as<Halves>(b)));
+  const i16v last = shuffleBytes(as<i16v>(unpackHigh128(as<Halves>(a), as<Halves>(b))), kDctRow.reverseFours);
+  const i16v s = addSat(first, last), d = subSat(first, last);
 
-// kRows rows: F_k = (sum of weights times s or d + 2^19) >> 20, saturated.
-ZEL_INLINE i16v forwardRows(i16v x, const int16_t (&w)[4][i16v::N]) {
-  const i16v mirrored = shuffleBytes(x, kDctRow.reverse);
-  const i32v sum = as<i32v>(addSat(x, mirrored)), difference = as<i32v>(subSat(x, mirrored));
-  const i16v v = as<i16v>(unpackLow128(sum, difference));  // s0s1 d0d1 s2s3 d2d3
-  const i16v u = permute32x128<0x4E>(v);                   // s2s3 d2d3 s0s1 d0d1
-  const i32v round = load<i32v>(kDctRow.round_frw_row);
-  const i32v low = maddPairs(v, load<i16v>(w[0])) + maddPairs(u, load<i16v>(w[1])) + round;
-  const i32v high = maddPairs(v, load<i16v>(w[2])) + maddPairs(u, load<i16v>(w[3])) + round;
-  return packI16x128(low >> 20, high >> 20);
+  const auto sums = [&](i16v v, i16v exchanged, int f) {
+    return maddPairs(v, load<i16v>(w[f][0])) + maddPairs(exchanged, load<i16v>(w[f][1]));
+  };
+  i32v of04, of26;
+  if constexpr (kOfBytes) {
+    const i16v reversed = shuffleBytes(s, kDctRow.reverseFours);
+    of04 = maddPairs(s + reversed, load<i16v>(w[0][0]));
+    of26 = maddPairs(s - reversed, load<i16v>(w[1][0]));
+  } else {
+    const i16v exchanged = permute32x128<0xB1>(s);
+    of04 = sums(s, exchanged, 0);
+    of26 = sums(s, exchanged, 1);
+  }
+  const i16v exchanged = permute32x128<0xB1>(d);
+  const i32v of15 = sums(d, exchanged, 2), of37 = sums(d, exchanged, 3);
+
+  const auto rounded = [](i32v even, i32v odd) {
+    const i16v high = blend16x128<0xAA>(as<i16v>(as<u32v>(even) >> 16), as<i16v>(odd));
+    return as<i32v>(kOfBytes ? mulHiRound(high, load<i16v>(kDctRow.sixteenth))
+                             : (high + load<i16v>(kDctRow.eight)) >> 4);
+  };
+  const i32v of0145 = rounded(of04, of15), of2367 = rounded(of26, of37);
+  a = as<i16v>(unpackLow128(of0145, of2367));
+  b = as<i16v>(unpackHigh128(of0145, of2367));
 }
 
-// y * R / 32768 rounded to nearest, halves to even, saturated. With p = y * R = hi * 2^16 + lo and odd the parity of
-// floor(p / 2^15), which is the top bit of lo: the result is 2 hi + ((lo + 16383 + odd) >> 15).
+// y * R / 32768 rounded to nearest, halves to even, saturated. mulHiRound rounds halves up: where it should have
+// rounded down, the low half of the product is 2^14. It takes R as signed, too: a reciprocal of 32768 or more counts
+// 65536 less than it is, so that 2 y are missing.
+template <bool kLarge>
 ZEL_INLINE i16v scale15(i16v y, i16v reciprocal) {
-  const i16v hi = mulHi(y, reciprocal) + (y & (reciprocal >> 15));  // a reciprocal of 32768 and above is not negative
-  const u16v lo = as<u16v>(y * reciprocal);
-  const u16v bias = load<u16v>(kDctRow.tieBias) + (lo >> 15);
-  const i16v carry = as<i16v>(average(lo, bias) >> 14);
-  return addSat(hi, addSat(hi, carry));
+  const i16v q = mulHiRound(y, reciprocal) + (y * reciprocal == load<i16v>(kDctRow.tie));
+  if constexpr (!kLarge) return q;
+  const i16v missing = y & (reciprocal >> 15);
+  return addSat(addSat(q, missing), missing);
 }
-
-// Samples, centred on zero, to quantised coefficients.
-ZEL_INLINE void transformAndQuantise(const BlockRows& samples, int16_t* dst, const uint16_t* table) {
-  const BlockVectors columns = toVectors(forwardColumns(samples));
+template <bool kLarge>
+ZEL_INLINE void quantise(const BlockVectors& y, int16_t* dst, const uint16_t* table) {
 #pragma GCC unroll 8
   for (int i = 0; i < kVectors; ++i)
-    store(dst + i * i16v::N, scale15(forwardRows(columns.at[i], kForward.at[i]), load<i16v>(table + i * i16v::N)));
+    store(dst + i * i16v::N, scale15<kLarge>(y.at[i], load<i16v>(table + i * i16v::N)));
 }
 
-void dctQuantFwd(const int16_t* src, int16_t* dst, const uint16_t* table) {
+// Whether a reciprocal is 32768 or more, as that of a step of 1 is.
+ZEL_INLINE bool hasLarge(const uint16_t* table) {
+  u16v any = load<u16v>(table);
+#pragma GCC unroll 8
+  for (int i = 1; i < kVectors; ++i) any = any | load<u16v>(table + i * u16v::N);
+  return (byteMask(any) & 0xAAAAAAAA) != 0;
+}
+
+// Columns of frequencies to quantised coefficients.
+template <bool kOfBytes>
+ZEL_INLINE void finish(const BlockRows& columns, int16_t* dst, const uint16_t* table) {
+  BlockVectors v = toVectors(columns);
+#pragma GCC unroll 4
+  for (int i = 0; i < kVectors; i += 2) forwardRows<kOfBytes>(v.at[i], v.at[i + 1], kDctForward.at[i / 2]);
+  if (hasLarge(table)) return quantise<true>(v, dst, table);
+  quantise<false>(v, dst, table);
+}
+
+ZEL_INLINE void dctQuantFwd(const int16_t* src, int16_t* dst, const uint16_t* table) {
   BlockRows samples;
 #pragma GCC unroll 8
   for (int r = 0; r < 8; ++r) samples.row[r] = load<i16x8>(src + 8 * r);
-  transformAndQuantise(samples, dst, table);
+  finish<false>(forwardColumns(foldedColumns(samples)), dst, table);
 }
 
-void dctQuantFwdLS(const uint8_t* src, int srcStep, int16_t* dst, const uint16_t* table) {
-  BlockRows samples;
-#pragma GCC unroll 8
-  for (int r = 0; r < 8; ++r) samples.row[r] = loadWiden<i16x8>(rowAt(src, srcStep, r)) - load<i16x8>(kDct.level);
-  transformAndQuantise(samples, dst, table);
+ZEL_INLINE void dctQuantFwdLS(const uint8_t* src, int srcStep, int16_t* dst, const uint16_t* table) {
+  const uint8_t* lower = rowAt(src, srcStep, 4);
+  u8x16 mirrored[4];
+#pragma GCC unroll 4
+  for (int r = 0; r < 4; ++r)
+    mirrored[r] = unpackLow128(loadLow8(rowAt(src, srcStep, r)), loadLow8(rowAt(lower, srcStep, 3 - r)));
+  BlockRows columns = forwardColumns(foldedColumns(mirrored));
+  columns.row[0] = columns.row[0] - load<i16x8>(kDct.levelOf8);
+  finish<true>(columns, dst, table);
 }
 
 }  // namespace
