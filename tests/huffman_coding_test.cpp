@@ -121,7 +121,8 @@ TEST(Huffman, Damage) {
     if (!brief) EXPECT_GT(statuses[s], 20) << s;
 }
 
-// Rows of one table that are long enough to be decoded by twos, whole, damaged and cut off.
+// Rows of one table that are long enough for the coders of several differences at once: into too little room, with
+// symbols that have no code or the longest, read back, damaged and cut off.
 TEST(Huffman, LongRows) {
   Random r(8);
   for (int trial = 0; trial < 4 * rounds(60) && !HasFailure(); ++trial) {
@@ -134,6 +135,8 @@ TEST(Huffman, LongRows) {
         const int range = 1 << (r.below(30) ? r.below(usual) : widest);
         c = int16_t(r.below(2000) ? r.between(1 - range, range - 1) : -32768);
       }
+    for (const HuffmanTable& some : {randomHuffmanTable(r, 1 + r.below(17)), onesHuffmanTable()})
+      codeScan(with(scan, some, some), calls, 1 + r.below(9000));
     const HuffmanTable table = randomHuffmanTable(r, 17);
     scan = with(scan, table, table);
     Bytes bytes = codeScan(scan, calls, 40000).bytes;

@@ -44,6 +44,9 @@ class BitWriter {
   }
   ZEL_INLINE ZelStatus code(const uint32_t* entry) { return code(entry, {0, 0}); }
 
+  // Several codes and their extra bits at once: n bits, 0 to 63; value is below 2^n.
+  ZEL_INLINE void gathered(uint64_t value, uint64_t n) { add(value, n); }
+
   // n bits without a code, 1 to 16 of them; value is below 2^n.
   ZEL_INLINE ZelStatus bits(uint32_t value, int n) {
     if constexpr (kPath == Path::careful) return put(value, n);
@@ -90,7 +93,7 @@ class BitWriter {
   uint8_t* next() const { return next_; }
 
  private:
-  // n bits (0 to 32) below the pending ones. Up to 63 stay pending. Where they would be 64 or more, the first 64 are
+  // n bits (0 to 63) below the pending ones. Up to 63 stay pending. Where they would be 64 or more, the first 64 are
   // written, and the `over` last ones of the value stay.
   ZEL_INLINE void add(uint64_t value, uint64_t n) {
     const uint64_t count = uint64_t(count_) + n;
