@@ -29,11 +29,10 @@ ZEL_INLINE ZelStatus codeDifference(Writer& writer, int difference, const ZeliEn
 // differences of a photograph are so small.
 struct SmallDifferences {
   static constexpr int kGroup = 3;  // differences that are written at once
-  static constexpr int kMaxLength = 63 / kGroup;
-  static constexpr uint8_t kNone = 64;  // more than any group has
+  static constexpr int kNone = 64;  // more bits than are written at once
 
   uint32_t bits[256];    // by the difference + 128
-  uint8_t lengths[256];  // kNone where there is no code, or one that is too long for a group
+  uint8_t lengths[256];  // kNone where there is no code
 };
 
 [[gnu::noinline]] void makeSmallDifferences(const ZeliEncodeHuffmanSpec& table, SmallDifferences* small) {
@@ -42,11 +41,12 @@ struct SmallDifferences {
     const uint32_t entry = table.codes[extra.size], length = (entry >> 16) + uint32_t(extra.size);
     small->bits[i] = (entry & 0xFFFF) << extra.size | uint32_t(extra.bits);
     small->lengths[i] =
-        uint8_t(entry >> 16 == 0 || length > SmallDifferences::kMaxLength ? SmallDifferences::kNone : length);
+        uint8_t(entry >> 16 == 0 || length > SmallDifferences::kNone ? SmallDifferences::kNone : length);
   }
 }
 
-// Up to kGroup differences to a writer with room for them. False, with nothing written, where one of them is not small.
+// Up to kGroup differences to a writer with room for them. False, with nothing written, where one of them is not small or
+// all together are too long.
 template <int kCount>
 ZEL_INLINE bool codeSmall(BitWriter<Path::fast>& writer, const int (&differences)[kCount],
                           const SmallDifferences& small) {
@@ -58,7 +58,7 @@ ZEL_INLINE bool codeSmall(BitWriter<Path::fast>& writer, const int (&differences
 #pragma GCC unroll 3
   for (int i = 0; i < kCount; ++i) {
     const uint64_t one = small.lengths[differences[i] + 128];
-    bits = bits << (one & 63) | small.bits[differences[i] + 128];
+    bits = bits << (one % SmallDifferences::kNone) | small.bits[differences[i] + 128];
     length += one;
   }
   if (__builtin_expect(length >= SmallDifferences::kNone, 0)) return false;
