@@ -2,8 +2,8 @@
 // rows are long enough to pay for it.
 //
 // Most differences of a photograph are small, and a code with its extra bits takes four to seven bits. One look-up by
-// ten bits gives a whole difference then, often two, and how many bits they take. The chain from one look-up to the next
-// is that of a single symbol, but it is gone through less often, and nothing remains to be computed of a value.
+// ten bits gives a whole difference then, often two, and how many bits they take. The chain from one look-up to the
+// next is that of a single symbol, but it is gone through less often, and nothing remains to be computed of a value.
 #pragma once
 
 #include "huffman/bit_reader.h"

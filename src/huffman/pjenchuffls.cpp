@@ -45,8 +45,8 @@ struct SmallDifferences {
   }
 }
 
-// Up to kGroup differences to a writer with room for them. False, with nothing written, where one of them is not small or
-// all together are too long.
+// Up to kGroup differences to a writer with room for them. False, with nothing written, where one of them is not small
+// or all together are too long.
 template <int kCount>
 ZEL_INLINE bool codeSmall(BitWriter<Path::fast>& writer, const int (&differences)[kCount],
                           const SmallDifferences& small) {

@@ -7,8 +7,8 @@
 // alone, and bytes beyond the end of the segment, which read as 0xFF, add nothing to C.
 //
 // The registers are 64 bits wide. The upper 16 of the code register are Chigh of T.800, which is compared with A, whose
-// 16 bits stand there, too; below them stand bits that have been read ahead, up to 48 of them, so that bytes are fetched
-// once in several decisions.
+// 16 bits stand there, too; below them stand bits that have been read ahead, up to 48 of them, so that bytes are
+// fetched once in several decisions.
 #pragma once
 
 #include "jpeg2000/mq.h"

@@ -43,8 +43,8 @@ class MqEncoder {
       const MqContext s = *context;
       const uint32_t qe = qeOf(s), lps = (s ^ decision) & 1;
       const uint32_t upper = e.a_ - qe;
-      // The MPS takes the upper sub-interval, unless that is the smaller one: then the two are exchanged. All ones where
-      // the lower one is taken.
+      // The MPS takes the upper sub-interval, unless that is the smaller one: then the two are exchanged. All ones
+      // where the lower one is taken.
       const uint32_t lower = uint32_t(int32_t(e.a_ - 2 * qe) >> 31) ^ (0 - lps);
       e.c_ += qe & ~lower;
       // How far to renormalise. The upper one is above 0x8000 - 0x5601, so two steps at most; for Qe it is known.
