@@ -121,6 +121,34 @@ TEST(Huffman, Damage) {
     if (!brief) EXPECT_GT(statuses[s], 20) << s;
 }
 
+// Rows of one table that are long enough for the coders of several differences at once: into too little room, with
+// symbols that have no code or the longest, read back, damaged and cut off.
+TEST(Huffman, LongRows) {
+  Random r(8);
+  for (int trial = 0; trial < 4 * rounds(60) && !HasFailure(); ++trial) {
+    HuffmanScan scan = {kRow};
+    scan.rows = 1 + trial % 4;
+    Calls calls(2, Coefficients(size_t(scan.rows * (2000 / scan.rows + r.below(400)))));
+    const int usual = 1 + r.below(6), widest = r.below(16);
+    for (Coefficients& row : calls)
+      for (int16_t& c : row) {
+        const int range = 1 << (r.below(30) ? r.below(usual) : widest);
+        c = int16_t(r.below(2000) ? r.between(1 - range, range - 1) : -32768);
+      }
+    for (const HuffmanTable& some : {randomHuffmanTable(r, 1 + r.below(17)), onesHuffmanTable()})
+      codeScan(with(scan, some, some), calls, 1 + r.below(9000));
+    const HuffmanTable table = randomHuffmanTable(r, 17);
+    scan = with(scan, table, table);
+    Bytes bytes = codeScan(scan, calls, 40000).bytes;
+    Calls back(2, Coefficients(calls[0].size()));
+    ASSERT_EQ(zelStsNoErr, decodeScan(scan, bytes, &back));
+    EXPECT_EQ(calls, back);
+    if (r.below(2)) bytes[size_t(r.below(int(bytes.size())))] = r.below(2) ? 0xFF : uint8_t(r.next());
+    if (r.below(2)) bytes.resize(bytes.size() / 2 + size_t(r.below(int(bytes.size() / 2))));
+    decodeScan(scan, joined(bytes, Bytes(size_t(r.below(3) * 3000))), &back);
+  }
+}
+
 // The most bits that a call can take, and a full buffer of correction bits before it, at every room about the limits of
 // the fast paths.
 TEST(Huffman, TheFullestCallsInEveryRoom) {

@@ -119,10 +119,11 @@ class LosslessScan : public ScanDecoder {
   }
   // Values beyond the precision come from damaged data only.
   template <class Sample>
-  void store(const Target& t, Sample* to) const {
-    const int width = std::min(t.width, t.plane->width), mask = (1 << precision_) - 1;
+  void store(const Target& t, Sample* __restrict to) const {
+    const int width = std::min(t.width, t.plane->width), shift = shift_;
+    const auto mask = uint16_t((1 << precision_) - 1);
     const auto* from = reinterpret_cast<const uint16_t*>(t.row.data());
-    for (int x = 0; x < width; ++x) to[x] = static_cast<Sample>((from[x] << shift_) & mask);
+    for (int x = 0; x < width; ++x) to[x] = static_cast<Sample>(uint16_t(from[x] << shift) & mask);
   }
 
   const int count_, mcusWide_, predictor_, precision_, shift_;

@@ -118,6 +118,12 @@ class BitReader {
     return zelStsNoErr;
   }
 
+  // For several look-ups behind one refill: the next n bits, 1 to 32; the bits moved on by the low six bits of n; and
+  // how many they have been moved in all since, which the count has still to learn.
+  ZEL_INLINE uint32_t peek(int n) const { return uint32_t(bits_ >> (64 - n)); }
+  ZEL_INLINE void moveOn(uint32_t n) { bits_ <<= n & 63; }
+  ZEL_INLINE void account(uint32_t n) { count_ -= n; }
+
   // What was asked for when a marker had left too few bits.
   enum Missing { kNothing, kCode, kValue };
   Missing missing() const { return missing_; }

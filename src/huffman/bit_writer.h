@@ -44,6 +44,9 @@ class BitWriter {
   }
   ZEL_INLINE ZelStatus code(const uint32_t* entry) { return code(entry, {0, 0}); }
 
+  // Several codes and their extra bits at once: n bits, 0 to 63; value is below 2^n.
+  ZEL_INLINE void gathered(uint64_t value, uint64_t n) { add(value, n); }
+
   // n bits without a code, 1 to 16 of them; value is below 2^n.
   ZEL_INLINE ZelStatus bits(uint32_t value, int n) {
     if constexpr (kPath == Path::careful) return put(value, n);
@@ -85,12 +88,46 @@ class BitWriter {
     count_ &= 7;
   }
 
+  // A code and its extra bits where the pending bits leave room for them. From one drain() to the next up to 56 bits.
+  ZEL_INLINE ZelStatus append(const uint32_t* entry, ExtraBits extra) {
+    if constexpr (kPath == Path::careful) {
+      return code(entry, extra);
+    } else {
+      uint16_t code, length;
+      __builtin_memcpy(&code, entry, 2);
+      __builtin_memcpy(&length, reinterpret_cast<const uint8_t*>(entry) + 2, 2);
+      if (kPath == Path::fast && __builtin_expect(length == 0, 0)) return zelStsJPEGHuffTableErr;
+      const uint64_t n = length + extra.size;
+      bits_ = bits_ << n | (uint64_t(code) << extra.size | extra.bits);
+      count_ += int64_t(n);
+      return zelStsNoErr;
+    }
+  }
+
+  // Whole bytes of what has been appended, as they are: stuff() puts the zeros behind 0xFF in once for all. No branch:
+  // when a word is full cannot be foreseen.
+  ZEL_INLINE void drain() {
+    if constexpr (kPath != Path::careful) {
+      const uint64_t top = bits_ << 1 << (63 - count_);
+      ones_ |= bytesOf0xFF(top);
+      storeBytes(next_, top);
+      next_ += count_ >> 3;
+      count_ &= 7;
+    }
+  }
+
+  // The last drain() of those that began at `start`.
+  ZEL_INLINE void stuff(uint8_t* start) {
+    drain();
+    if (__builtin_expect((ones_ & (kEveryByte << 7)) != 0, 0)) next_ = stuffed(start, next_);
+  }
+
   uint64_t pending() const { return bits_ & lowBits(count()); }
   int count() const { return int(count_); }
   uint8_t* next() const { return next_; }
 
  private:
-  // n bits (0 to 32) below the pending ones. Up to 63 stay pending. Where they would be 64 or more, the first 64 are
+  // n bits (0 to 63) below the pending ones. Up to 63 stay pending. Where they would be 64 or more, the first 64 are
   // written, and the `over` last ones of the value stay.
   ZEL_INLINE void add(uint64_t value, uint64_t n) {
     const uint64_t count = uint64_t(count_) + n;
@@ -121,7 +158,21 @@ class BitWriter {
     return next;
   }
 
+  // 0x00 after each 0xFF of the bytes from start to end, which move up, and with them the partial byte behind them.
+  [[gnu::noinline]] static uint8_t* stuffed(uint8_t* start, uint8_t* end) {
+    int64_t more = 0;
+    for (const uint8_t* p = start; p < end; ++p) more += *p == 0xFF;
+    uint8_t* const newEnd = end + more;
+    *newEnd = *end;
+    for (uint8_t* p = end; more > 0;) {
+      if (*--p == 0xFF) p[more--] = 0;
+      p[more] = *p;
+    }
+    return newEnd;
+  }
+
   uint64_t bits_;
+  uint64_t ones_ = 0;     // which bytes of a word have been 0xFF, in their top bits
   int64_t count_;         // 64 bits like what it is added to: no conversions in the loop
   uint8_t *next_, *end_;  // only the careful path looks at the end
 };

@@ -21,7 +21,8 @@ constexpr uint64_t kEveryByte = 0x0101010101010101;
 
 // A byte of x is 0xFF where it is zero in ~x: the borrow of subtracting 1 then reaches its top bit. False alarms are
 // impossible for the word as a whole.
-inline bool has0xFF(uint64_t x) { return ((~x - kEveryByte) & x & (kEveryByte << 7)) != 0; }
+inline uint64_t bytesOf0xFF(uint64_t x) { return (~x - kEveryByte) & x; }  // in the top bits of bytes
+inline bool has0xFF(uint64_t x) { return (bytesOf0xFF(x) & (kEveryByte << 7)) != 0; }
 
 // The first byte of the stream is the most significant.
 inline uint64_t loadBytes(const uint8_t* p) {

@@ -15,32 +15,61 @@ constexpr int kMaxBlockBits = kMaxCodeLength + 16 + 63 * (kMaxCodeLength + kMaxE
 constexpr int kMaxBlockBytes = roomFor(kMaxPendingBits + kMaxBlockBits);
 
 // One block to any writer (F.1.2.1 and F.1.2.2). The coefficients of a zigzag walk are the set bits of a mask; runs are
-// the gaps between them. A coefficient that its byte shows saturated is read again in full.
+// the gaps between them.
+template <class Writer>
+class BlockWalk {
+ public:
+  ZEL_INLINE BlockWalk(Writer& writer, const int16_t* src, const ZeliEncodeHuffmanSpec& ac)
+      : writer_(writer), src_(src), ac_(ac), left_(zigzagBytes(src, bytes_) & ~uint64_t(1)) {}
+
+  bool done() const { return left_ == 0; }
+  int64_t last() const { return last_; }
+
+  // The next coefficient and the run before it. Drained writers have room for two. A coefficient that its byte shows
+  // saturated is read again in full.
+  ZEL_INLINE ZelStatus next() {
+    const int64_t k = __builtin_ctzll(left_);
+    left_ &= left_ - 1;
+    int64_t step = k - last_;
+    last_ = k;
+    for (; __builtin_expect(step > 16, 0); step -= 16) {
+      if (const ZelStatus s = writer_.append(ac_.codes + kZeroRun, {0, 0})) return s;
+      writer_.drain();
+    }
+    const SmallExtraBits small = kSmallExtraBits.at[bytes_[k]];
+    ExtraBits extra{small.bits, small.size};
+    if (__builtin_expect(small.size == 0, 0)) {
+      extra = extraBits(src_[kNatural.at[k]]);
+      if (extra.size > kMaxExtraBits) return zelStsJPEGHuffTableErr;  // -32768 has no symbol
+      writer_.drain();
+    }
+    const uint32_t* codes = ac_.codes + 16 * step;  // of a run of `step` zeros, by category
+    return writer_.append(codes - 16 + extra.size, extra);
+  }
+
+ private:
+  Writer& writer_;
+  const int16_t* const src_;
+  const ZeliEncodeHuffmanSpec& ac_;
+  uint8_t bytes_[64];
+  uint64_t left_;
+  int64_t last_ = 0;
+};
+
 template <class Writer>
 ZEL_INLINE ZelStatus encodeBlock(Writer& writer, const int16_t* src, int lastDC, const ZeliEncodeHuffmanSpec& dc,
                                  const ZeliEncodeHuffmanSpec& ac) {
-  uint8_t bytes[64];
-  uint64_t left = zigzagBytes(src, bytes) & ~uint64_t(1);
+  BlockWalk<Writer> walk(writer, src, ac);
   const ExtraBits difference = extraBits(src[0] - lastDC);
-  if (const ZelStatus s = writer.code(dc.codes + difference.size, difference)) return s;
-
-  int64_t last = 0;
-  for (; left != 0; left &= left - 1) {
-    const int64_t k = __builtin_ctzll(left);
-    int64_t step = k - last;
-    last = k;
-    for (; __builtin_expect(step > 16, 0); step -= 16)
-      if (const ZelStatus s = writer.code(ac.codes + kZeroRun)) return s;
-    const SmallExtraBits small = kSmallExtraBits.at[bytes[k]];
-    ExtraBits extra{small.bits, small.size};
-    if (__builtin_expect(small.size == 0, 0)) {
-      extra = extraBits(src[kNatural.at[k]]);
-      if (extra.size > kMaxExtraBits) return zelStsJPEGHuffTableErr;  // -32768 has no symbol
-    }
-    const uint32_t* codes = ac.codes + 16 * step;  // of a run of `step` zeros, by category
-    if (const ZelStatus s = writer.code(codes - 16 + extra.size, extra)) return s;
+  if (const ZelStatus s = writer.append(dc.codes + difference.size, difference)) return s;
+  writer.drain();
+  while (!walk.done()) {
+    if (const ZelStatus s = walk.next()) return s;
+    if (walk.done()) break;
+    if (const ZelStatus s = walk.next()) return s;
+    writer.drain();
   }
-  return last == 63 ? zelStsNoErr : writer.code(ac.codes + kEndOfBlock);
+  return walk.last() == 63 ? zelStsNoErr : writer.append(ac.codes + kEndOfBlock, {0, 0});
 }
 
 // False where a symbol has no code: nothing that the caller sees has changed then but bytes after the position, which
@@ -49,7 +78,7 @@ ZEL_INLINE bool encodeFast(const int16_t* src, int lastDC, const ZeliEncodeHuffm
                            const ZeliEncodeHuffmanSpec& ac, const Destination& to) {
   auto writer = writerTo<Path::fast>(to);
   if (encodeBlock(writer, src, lastDC, dc, ac) != zelStsNoErr) return false;
-  writer.writeWholeBytes();
+  writer.stuff(to.dst + *to.pos);
   save(writer, to);
   return true;
 }
@@ -82,7 +111,7 @@ void encodeDirect(const int16_t* src, uint8_t* dst, int* bitPos, int16_t* lastDC
   const uint64_t pending = count == 0 ? 0 : *next >> (8 - count);
   BitWriter<Path::unbounded> writer(next, nullptr, pending, count);
   encodeBlock(writer, src, *lastDC, dc, ac);
-  writer.writeWholeBytes();
+  writer.stuff(next);
   *lastDC = src[0];
   *bitPos = int(writer.next() - dst) * 8 + writer.count();
 }

@@ -6,8 +6,9 @@
 // the upper end, the complement of the code string. So the more probable symbol has the lower part, which leaves C
 // alone, and bytes beyond the end of the segment, which read as 0xFF, add nothing to C.
 //
-// The register is 64 bits wide. Its upper 16 are Chigh of T.800, which is compared with A; below them stand bits that
-// have been read ahead, up to 48 of them, so that bytes are fetched once in several decisions.
+// The registers are 64 bits wide. The upper 16 of the code register are Chigh of T.800, which is compared with A, whose
+// 16 bits stand there, too; below them stand bits that have been read ahead, up to 48 of them, so that bytes are
+// fetched once in several decisions.
 #pragma once
 
 #include "jpeg2000/mq.h"
@@ -38,17 +39,15 @@ class MqDecoder {
   // foreseen, and the two ways differ in a few operations. Masks choose between them.
   ZEL_INLINE uint32_t decode(MqContext* contexts, uint32_t context) {
     const MqContext s = contexts[context];
-    const uint32_t qe = qeOf(s), rest = a_ - qe;
-    // All ones where C lies in the upper part, [rest, A), and zero where it lies below.
-    const int32_t into = int32_t(uint32_t(code_ >> kCodeShift) - a_) + int32_t(qe);
-    const uint32_t upper = ~uint32_t(into >> 31);
-    const uint32_t lps = (upper & 1) ^ uint32_t(rest < qe);  // exchanged: the larger part is always that of the MPS
-    code_ -= uint64_t(rest & upper) << kCodeShift;
+    const uint64_t qe = uint64_t(qeOf(s)) << kCodeShift, rest = a_ - qe;
+    // All ones where C lies in the lower part, [0, rest), and zero where in the upper one: the borrow of a comparison.
+    const uint64_t lower = 0 - uint64_t(code_ < rest);
+    const uint32_t lps = uint32_t(lower & 1) ^ uint32_t(rest >= qe);  // exchanged: the larger part is always the MPS's
+    code_ -= rest & ~lower;
     // How far to renormalise. The lower part is above 0x8000 - 0x5601, so two steps at most; for Qe it is known.
-    const int lowerShift = (rest < 0x8000) + (rest < 0x4000), upperShift = shiftOf(s);
-    const int n = lowerShift ^ ((lowerShift ^ upperShift) & int(upper));
-    const uint32_t lower = rest << lowerShift;
-    a_ = lower ^ ((lower ^ qe << upperShift) & upper);
+    const uint32_t lowerShift = uint32_t(__builtin_clzll(rest)), upperShift = uint32_t(shiftOf(s));
+    const int n = int((lowerShift & uint32_t(lower)) | (upperShift & ~uint32_t(lower)));
+    a_ = (rest << lowerShift & lower) | (qe << upperShift & ~lower);
     const MqContext next = nextOf(s, lps);
     contexts[context] = n ? next : s;  // states change in renormalisations only
     shift(n);
@@ -57,8 +56,8 @@ class MqDecoder {
   // The same for a context that is nearly always right: its MPS without renormalisation is one branch, and foreseen.
   ZEL_INLINE uint32_t decodeSkewed(MqContext* contexts, uint32_t context) {
     const MqContext s = contexts[context];
-    const uint32_t rest = a_ - qeOf(s);
-    if (__builtin_expect(rest < 0x8000 || rest <= uint32_t(code_ >> kCodeShift), 0)) return decode(contexts, context);
+    const uint64_t rest = a_ - (uint64_t(qeOf(s)) << kCodeShift);
+    if (__builtin_expect(int64_t(rest) >= 0 || rest <= code_, 0)) return decode(contexts, context);
     a_ = rest;
     return s & 1;
   }
@@ -105,7 +104,7 @@ class MqDecoder {
       if (!marker) return true;
       if (count == 1) return false;
     }
-    const uint32_t a = a_ - (0x8000u >> (count - 1));
+    const uint32_t a = uint32_t(a_ >> kCodeShift) - (0x8000u >> (count - 1));
     return a > uint32_t(code_ >> kCodeShift);
   }
 
@@ -165,7 +164,7 @@ class MqDecoder {
 
   uint64_t code_ = 0;
   int32_t ahead_ = 0;  // bits below the upper 16 that have been read
-  uint32_t a_ = 0x8000;
+  uint64_t a_ = uint64_t(1) << 63;
   Segment segment_ = {nullptr, 0};
   int32_t position_ = 0;  // of the last byte read
   int64_t read_ = 0;      // bits read in all, but for the first byte

@@ -38,17 +38,18 @@ class MqEncoder {
   uint8_t* encode(const uint8_t* log, int64_t n, MqContext* contexts, uint8_t* out) {
     MqEncoder e = *this;
     for (const uint8_t* const end = log + n; log != end; ++log) {
-      MqContext* const context = contexts + (*log >> 1);
+      const uint32_t decision = *log;
+      MqContext* const context = contexts + decision / 2;
       const MqContext s = *context;
-      const uint32_t qe = qeOf(s), lps = (s ^ *log) & 1;
-      e.a_ -= qe;
-      // The MPS takes the upper sub-interval, unless that is the smaller one: then the two are exchanged.
-      const uint32_t lower = 0 - (lps ^ uint32_t(e.a_ < qe));
+      const uint32_t qe = qeOf(s), lps = (s ^ decision) & 1;
+      const uint32_t upper = e.a_ - qe;
+      // The MPS takes the upper sub-interval, unless that is the smaller one: then the two are exchanged. All ones
+      // where the lower one is taken.
+      const uint32_t lower = uint32_t(int32_t(e.a_ - 2 * qe) >> 31) ^ (0 - lps);
       e.c_ += qe & ~lower;
       // How far to renormalise. The upper one is above 0x8000 - 0x5601, so two steps at most; for Qe it is known.
-      const int upperShift = (e.a_ < 0x8000) + (e.a_ < 0x4000), lowerShift = shiftOf(s);
-      e.a_ <<= upperShift;
-      e.a_ ^= (e.a_ ^ qe << lowerShift) & lower;
+      const int upperShift = __builtin_clz(upper) ^ 16, lowerShift = shiftOf(s);
+      e.a_ = (upper << upperShift & ~lower) | (qe << lowerShift & lower);
       int shift = upperShift ^ ((upperShift ^ lowerShift) & int(lower));
       const MqContext next = nextOf(s, lps);
       *context = shift ? next : s;  // states change in renormalisations only
