@@ -104,9 +104,10 @@ void storeScans(Scans* scans, const JpegDecodeOptions& options, Team* team, cons
     const auto decoder = storedScan(scans->reader(), scans->current(), options.keepGoing, scans->warnings(), blocks);
     const int step = decoder->hasIntervals() ? decoder->rows() : 16;
     for (int row = step; row < decoder->rows() + step; row += step) {
-      const int pieces = decoder->plan(row, team->threads() > 1);
-      team->forEach(pieces, [&](int i) { decoder->work(i); });
-      decoder->join();
+      while (const int pieces = decoder->plan(row, team->threads())) {
+        team->forEach(pieces, [&](int i) { decoder->work(i); });
+        decoder->join();
+      }
       // How far the work is shows in the file's bytes.
       if (progress) progress(double(decoder->offset()) / double(scans->reader().size()));
     }
