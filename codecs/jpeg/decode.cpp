@@ -1,8 +1,8 @@
 // Decoding band by band.
 //
 // A step brings a group of MCU rows further: their blocks are decoded, transformed into planes, and the planes become
-// rows of the picture. Interpolation looks at the rows of the next group, so pictures are a step behind the planes: step
-// n makes the planes of group n and the pictures of group n - 1, several threads both side by side. What comes in
+// rows of the picture. Interpolation looks at the rows of the next group, so pictures are a step behind the planes:
+// step n makes the planes of group n and the pictures of group n - 1, several threads both side by side. What comes in
 // several scans is stored first: blocks of DCT processes, whole planes of lossless ones.
 #include <algorithm>
 #include <numeric>

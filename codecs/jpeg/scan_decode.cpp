@@ -269,11 +269,11 @@ class BlockScan : public ScanDecoder {
 
   ZelStatus decodeSequential(int part, int16_t* block) {
     return zeliDecodeHuffman8x8_JPEG_1u16s_C1(source_.data, source_.length, &source_.position, block, &lastDc_[part],
-                                              &source_.marker, dc_[part], ac_[part], &source_.state);
+                                              &source_.marker, dc_[part].get(), ac_[part].get(), &source_.state);
   }
 
   int mcusWide_;
-  const ZeliDecodeHuffmanSpec *dc_[kMaxComponents], *ac_[kMaxComponents];
+  HuffmanTableInForce dc_[kMaxComponents], ac_[kMaxComponents];
   int16_t lastDc_[kMaxComponents] = {};
   int decoded_ = 0;  // good blocks of an MCU that is damaged further on
 };
@@ -285,8 +285,8 @@ class SequentialScan : public BlockScan {
     for (int i = 0; i < scan.count; ++i) {
       const Component& c = reader.frame().components[size_t(scan.parts[i].component)];
       for (int b = scan.interleaved() ? c.h * c.v : 1; b > 0; --b) code_.partOf[code_.blocks++] = i;
-      code_.dc[i] = dc_[i];
-      code_.ac[i] = ac_[i];
+      code_.dc[i] = dc_[i].get();
+      code_.ac[i] = ac_[i].get();
     }
   }
 
@@ -390,7 +390,7 @@ class StoredScan : public BlockScan {
     if (ss == 0 && scan_.ah == 0)
       return forEachBlock(unit, end, [&](int part, int16_t* block) {
         return zeliDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(s.data, s.length, &s.position, block, &lastDc_[part],
-                                                          &s.marker, al, dc_[part], &s.state);
+                                                          &s.marker, al, dc_[part].get(), &s.state);
       });
     if (ss == 0)
       return forEachBlock(unit, end, [&](int, int16_t* block) {
@@ -400,11 +400,11 @@ class StoredScan : public BlockScan {
     if (scan_.ah == 0)
       return forEachBlock(unit, end, [&](int part, int16_t* block) {
         return zeliDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(s.data, s.length, &s.position, block, &s.marker, ss, se, al,
-                                                          ac_[part], &s.state);
+                                                          ac_[part].get(), &s.state);
       });
     return forEachBlock(unit, end, [&](int part, int16_t* block) {
       return zeliDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(s.data, s.length, &s.position, block, &s.marker, ss, se, al,
-                                                         ac_[part], &s.state);
+                                                         ac_[part].get(), &s.state);
     });
   }
 

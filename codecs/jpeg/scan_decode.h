@@ -34,8 +34,8 @@ class ScanDecoder {
   // their markers are in order.
   void choose(int fromRow, int toRow);
 
-  // Decodes on to a row, in rounds of pieces that may be done side by side: as long as plan() gives any, work() for each
-  // of them, then join(). Rounds of a single piece for a single thread.
+  // Decodes on to a row, in rounds of pieces that may be done side by side: as long as plan() gives any, work() for
+  // each of them, then join(). Rounds of a single piece for a single thread.
   virtual int plan(int row, int threads);
   virtual void work(int piece);
   virtual void join();
