@@ -69,7 +69,7 @@ class JpegDecoder : public Decoder {
 
   static constexpr int kPieceMcus = 64, kPieceRows = 8;
   // What the blocks or samples of a group take: enough for a step to be worth several threads.
-  static constexpr uint64_t kGroupBytes = 128 << 10, kMostGroupBytes = 1 << 20;
+  static constexpr uint64_t kGroupBytes = 192 << 10, kMostGroupBytes = 1 << 20;
   static constexpr int kMostRows = 32;
 
   const JpegDecodeOptions options_;
