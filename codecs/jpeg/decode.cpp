@@ -38,6 +38,19 @@ PictureOptions pictureOptions(const Reader& reader, const JpegDecodeOptions& opt
   return p;
 }
 
+// Below so many pixels, starting other threads and the memory that they work in take back what they save, in a process
+// that does nothing else.
+int decodingThreads(const Reader& reader, const PictureFormat& format, int threads) {
+  constexpr int64_t kPixelsByDefault = 3 << 20, kStoredPixelsByDefault = 1 << 20;
+  const bool intervals = reader.restartInterval() > 0;
+  const int process = reader.frame().process;
+  if (process == kSOF3) return jpeg::threadsFor(format, threads, !intervals);
+  return zelcodecs::threadsFor(format, threads,
+                               intervals          ? 0
+                               : process == kSOF2 ? kStoredPixelsByDefault
+                                                  : kPixelsByDefault);
+}
+
 class JpegDecoder : public Decoder {
  public:
   JpegDecoder(Source& source, const JpegDecodeOptions& options);
@@ -69,7 +82,7 @@ class JpegDecoder : public Decoder {
 
   static constexpr int kPieceMcus = 64, kPieceRows = 8;
   // What the blocks or samples of a group take: enough for a step to be worth several threads.
-  static constexpr uint64_t kGroupBytes = 192 << 10, kMostGroupBytes = 1 << 20;
+  static constexpr uint64_t kGroupBytes = 96 << 10, kMostGroupBytes = 1 << 20;
   static constexpr int kMostRows = 32;
 
   const JpegDecodeOptions options_;
@@ -104,7 +117,7 @@ JpegDecoder::JpegDecoder(Source& source, const JpegDecodeOptions& options)
       mcuColumns_((mcus_.interleaved() ? scans_.frame().hMax : 1) * scans_.frame().dataUnit() /
                   options.scaleDenominator),
       rows_(mcus_.mcusHigh(scans_.frame())),
-      team_(threadsFor(picture_.format, options.threads, scans_.reader().restartInterval() == 0)),
+      team_(decodingThreads(scans_.reader(), picture_.format, options.threads)),
       way_(chooseWay()),
       group_(chooseGroupRows(way_)) {
   metadata_ = scans_.reader().metadata(scans_.warnings());

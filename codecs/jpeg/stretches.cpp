@@ -9,7 +9,7 @@ namespace {
 
 // Blocks in a stretch: many times what it takes to meet, yet few enough to be handed on in the cache. There is room for
 // more than its bytes make us expect.
-constexpr int kStretchBlocks = 1536, kRoom = 3;
+constexpr int kStretchBlocks = 768, kRoom = 3;
 constexpr int kLeastBytes = 256;
 // The states between its first MCUs that are kept for the one before to meet.
 constexpr int kMeetings = 64;
