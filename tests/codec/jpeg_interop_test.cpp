@@ -291,12 +291,15 @@ TEST(JpegInterop, ThreadsSeeTheSameDamage) {
   add("22 21 12", 60, JCS_YCbCr, "");
   add("21", 80, JCS_YCbCr, "0; 1, 2");
   add("11", 80, JCS_RGB, "");
+  add("22", 80, JCS_YCbCr, "0,1,2: 0-0,0,1; 0: 1-63,0,1; 1: 1-63,0,0; 2: 1-63,0,0; 0: 1-63,1,0; 0,1,2: 0-0,1,0");
   std::mt19937 r(5);
   for (const Bytes& file : files)
     for (int i = 0; i < 24; ++i) {
       SCOPED_TRACE(std::to_string(&file - files.data()) + ", damage " + std::to_string(i));
       Bytes damaged = file;
-      const size_t at = 700 + r() % (file.size() - 702);
+      const JpegInfo::Scan scan = readJpegInfo(file.data(), file.size()).scans[0];
+      const size_t at = i == 0 ? scan.offset + scan.bytes : 700 + r() % (file.size() - 702);
+      if (i == 0) damaged.insert(damaged.begin() + long(at), 9, 0x55);
       if (i % 4 == 1) damaged[at] ^= uint8_t(1U << r() % 8);
       if (i % 4 == 2) damaged.resize(at);
       if (i % 4 == 3) damaged.insert(damaged.begin() + long(at), {0xFF, uint8_t(0xC0 + r() % 32)});
