@@ -299,7 +299,7 @@ TEST(JpegInterop, ThreadsSeeTheSameDamage) {
       Bytes damaged = file;
       const JpegInfo::Scan scan = readJpegInfo(file.data(), file.size()).scans[0];
       const size_t at = i == 0 ? scan.offset + scan.bytes : 700 + r() % (file.size() - 702);
-      if (i == 0) damaged.insert(damaged.begin() + long(at), 9, 0x55);
+      if (i == 0) damaged.insert(damaged.begin() + long(at), {0xFF, 0xD3});
       if (i % 4 == 1) damaged[at] ^= uint8_t(1U << r() % 8);
       if (i % 4 == 2) damaged.resize(at);
       if (i % 4 == 3) damaged.insert(damaged.begin() + long(at), {0xFF, uint8_t(0xC0 + r() % 32)});
