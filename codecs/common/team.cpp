@@ -1,4 +1,5 @@
-// Threads wait on a condition for pieces, and take them from a counter under one mutex.
+// Threads wait for pieces, first awake, as the next ones often come at once, then on a condition; and take them from a
+// counter.
 #include "common/team.h"
 
 #ifdef _OPENMP
@@ -7,6 +8,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <exception>
 #include <mutex>
@@ -18,24 +21,34 @@
 
 namespace zelcodecs {
 
-// All but the threads themselves is guarded by the mutex; pieces are large enough for that.
+// Guarded by the mutex, but for the threads themselves and what is atomic. Who helps may read what the pieces are: it
+// changes when nobody does.
 struct Team::Shared {
   std::mutex mutex;
   std::condition_variable work, done;
   std::vector<std::thread> workers;
+  bool waitsAwake = false;
 
   Call call = nullptr;
   const void* argument = nullptr;
-  int count = 0, next = 0, running = 0;
+  int count = 0;
+  std::atomic<int> next{0}, helping{0};
+  std::atomic<unsigned> runs{0};  // begun so far
+  std::atomic<bool> failing{false};
   int failed = 0;  // the piece that failure comes from
   std::exception_ptr failure;
   bool ending = false;
 
   const pid_t process = getpid();  // the one that has the workers
 
+  bool hasPieces() const { return next < count && !failing; }
   // Takes pieces while there are any.
   void help(std::unique_lock<std::mutex>& lock);
+  void takePieces();
   void worker();
+  // Waits a little for what another thread is about to do, without the mutex.
+  template <class Condition>
+  void waitAwake(std::unique_lock<std::mutex>& lock, const Condition& isMet) const;
 };
 
 namespace {
@@ -53,35 +66,52 @@ int usualThreads() {
 
 }  // namespace
 
+// Sleeping and waking take longer than what mostly lies between two runs.
+template <class Condition>
+void Team::Shared::waitAwake(std::unique_lock<std::mutex>& lock, const Condition& isMet) const {
+  constexpr std::chrono::microseconds kLongest(50);
+  if (!waitsAwake || isMet()) return;
+  lock.unlock();
+  const auto end = std::chrono::steady_clock::now() + kLongest;
+  while (!isMet() && std::chrono::steady_clock::now() < end) {
+  }
+  lock.lock();
+}
+
 void Team::Shared::help(std::unique_lock<std::mutex>& lock) {
+  ++helping;
+  lock.unlock();
   const void* const before = currentTeam;
   currentTeam = this;
-  while (next < count && !failure) {
-    const int i = next++;
-    ++running;
-    lock.unlock();
-    std::exception_ptr thrown;
+  takePieces();
+  currentTeam = before;
+  lock.lock();
+  if (--helping == 0) done.notify_all();
+}
+
+void Team::Shared::takePieces() {
+  for (int i; !failing && (i = next++) < count;) {
     try {
       call(argument, i);
     } catch (...) {
-      thrown = std::current_exception();
+      std::exception_ptr thrown = std::current_exception();
       writtenByOthers(&thrown, sizeof thrown);
-    }
-    lock.lock();
-    --running;
-    if (thrown && (!failure || i < failed)) {
-      failure = thrown;
-      failed = i;
+      const std::lock_guard<std::mutex> lock(mutex);
+      if (!failing || i < failed) {
+        failure = thrown;
+        failed = i;
+      }
+      failing = true;
     }
   }
-  currentTeam = before;
-  if (running == 0) done.notify_all();
 }
 
 void Team::Shared::worker() {
   std::unique_lock<std::mutex> lock(mutex);
   for (;;) {
-    work.wait(lock, [this] { return ending || (next < count && !failure); });
+    const unsigned seen = runs;
+    if (!hasPieces() && !ending) waitAwake(lock, [&] { return runs != seen; });
+    work.wait(lock, [this] { return ending || hasPieces(); });
     if (ending) return;
     help(lock);
   }
@@ -101,13 +131,18 @@ Team::~Team() {
   {
     const std::lock_guard<std::mutex> lock(shared_->mutex);
     shared_->ending = true;
+    ++shared_->runs;
   }
   shared_->work.notify_all();
   for (std::thread& t : shared_->workers) t.join();
 }
 
 void Team::start(int workers) {
-  if (!shared_) shared_ = std::make_unique<Shared>();
+  if (!shared_) {
+    shared_ = std::make_unique<Shared>();
+    // Where threads outnumber processors, who waits awake is in the way of who works.
+    shared_->waitsAwake = threads_ <= int(std::thread::hardware_concurrency());
+  }
   try {
     while (int(shared_->workers.size()) < workers) {
       shared_->workers.reserve(shared_->workers.size() + 1);
@@ -132,10 +167,13 @@ void Team::run(int count, Call call, const void* work) {
   s.argument = work;
   s.next = 0;
   s.count = count;
+  ++s.runs;
   s.work.notify_all();
   s.help(lock);
-  s.done.wait(lock, [&] { return s.running == 0; });
-  s.count = s.next = 0;
+  s.waitAwake(lock, [&] { return s.helping == 0; });
+  s.done.wait(lock, [&] { return s.helping == 0; });
+  s.count = 0;
+  s.failing = false;
   std::exception_ptr failure;
   std::swap(failure, s.failure);
   if (failure) {

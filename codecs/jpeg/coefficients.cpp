@@ -50,23 +50,11 @@ ConstBlocks blocksOf(const JpegCoefficients& coefficients) {
   return blocks;
 }
 
-uint64_t BlockRing::rowBytes(const Frame& frame) {
+uint64_t storedBytes(const Frame& frame) {
   uint64_t blocks = 0;
-  for (const Component& c : frame.components) blocks += uint64_t(c.storedWide) * uint64_t(c.v);
+  for (const Component& c : frame.components) blocks += uint64_t(c.storedWide) * uint64_t(c.storedHigh);
   return blocks * sizeof(Block);
 }
-
-BlockRing::BlockRing(const Frame& frame, int mcuRows)
-    : values_(new int16_t[size_t(rowBytes(frame)) / sizeof(int16_t) * size_t(mcuRows)]) {
-  int16_t* at = values_.get();
-  for (size_t i = 0; i < frame.components.size(); ++i) {
-    const Component& c = frame.components[i];
-    blocks_.component[i] = {at, c.storedWide, c.v * mcuRows};
-    at += 64 * size_t(c.storedWide) * size_t(c.v * mcuRows);
-  }
-}
-
-uint64_t storedBytes(const Frame& frame) { return BlockRing::rowBytes(frame) * uint64_t(frame.mcusHigh); }
 
 JpegCoefficients storeFor(const Frame& frame) {
   JpegCoefficients store;

@@ -9,13 +9,13 @@
 
 namespace zelcodecs::jpeg {
 
-// The blocks of a component: of all its block rows, or of some that take turns.
+// All blocks of a component.
 template <class Value>
 struct BlockPlaneOf {
   Value* values = nullptr;
   int wide = 0, high = 0;  // in blocks
 
-  Value* block(int x, int y) const { return values + 64 * (size_t(y % high) * size_t(wide) + size_t(x)); }
+  Value* block(int x, int y) const { return values + 64 * (size_t(y) * size_t(wide) + size_t(x)); }
 };
 
 template <class Value>
@@ -25,30 +25,8 @@ struct BlocksOf {
 using Blocks = BlocksOf<int16_t>;
 using ConstBlocks = BlocksOf<const int16_t>;
 
-inline ConstBlocks asConst(const Blocks& blocks) {
-  ConstBlocks same;
-  for (int i = 0; i < kMaxComponents; ++i) {
-    const BlockPlaneOf<int16_t>& c = blocks.component[i];
-    same.component[i] = {c.values, c.wide, c.high};
-  }
-  return same;
-}
-
 Blocks blocksOf(JpegCoefficients* coefficients);
 ConstBlocks blocksOf(const JpegCoefficients& coefficients);
-
-// Blocks of some rows of MCUs, which take turns: of the rows that one step of the work has made and the next one uses.
-class BlockRing {
- public:
-  BlockRing(const Frame& frame, int mcuRows);
-  const Blocks& blocks() const { return blocks_; }
-  // Of one row of MCUs.
-  static uint64_t rowBytes(const Frame& frame);
-
- private:
-  std::unique_ptr<int16_t[]> values_;
-  Blocks blocks_;
-};
 
 // Stands on an MCU of a scan: its blocks in the order in which they are coded (T.81 A.2.3), those of a component in
 // rows from left to right, the components one after the other.

@@ -1,15 +1,9 @@
 // Decoding band by band.
 //
 // A step brings a group of MCU rows further: their blocks are decoded, transformed into planes, and the planes become
-// rows of the picture. Interpolation looks at the rows of the next group, so pictures are a step behind the planes.
-// Where threads share the work, entropy decoding, which goes in order, is a step ahead of the transforms:
-//
-//   step n, one thread:       blocks and transforms of group n, then pictures of group n - 1
-//   step n, several threads:  blocks of group n, transforms of group n - 1 and pictures of group n - 2, side by side
-//
-// Files with restart markers that groups can end at go the first way with several threads as well, their intervals side
-// by side, and beside them the pictures. What comes in several scans is stored first: blocks of DCT processes, whole
-// planes of lossless ones.
+// rows of the picture. Interpolation looks at the rows of the next group, so pictures are a step behind the planes:
+// step n makes the planes of group n and the pictures of group n - 1, several threads both side by side. What comes in
+// several scans is stored first: blocks of DCT processes, whole planes of lossless ones.
 #include <algorithm>
 #include <numeric>
 #include <utility>
@@ -44,6 +38,19 @@ PictureOptions pictureOptions(const Reader& reader, const JpegDecodeOptions& opt
   return p;
 }
 
+// Below so many pixels, starting other threads and the memory that they work in take back what they save, in a process
+// that does nothing else.
+int decodingThreads(const Reader& reader, const PictureFormat& format, int threads) {
+  constexpr int64_t kPixelsByDefault = 3 << 20, kStoredPixelsByDefault = 1 << 20;
+  const bool intervals = reader.restartInterval() > 0;
+  const int process = reader.frame().process;
+  if (process == kSOF3) return jpeg::threadsFor(format, threads, !intervals);
+  return zelcodecs::threadsFor(format, threads,
+                               intervals          ? 0
+                               : process == kSOF2 ? kStoredPixelsByDefault
+                                                  : kPixelsByDefault);
+}
+
 class JpegDecoder : public Decoder {
  public:
   JpegDecoder(Source& source, const JpegDecodeOptions& options);
@@ -51,8 +58,7 @@ class JpegDecoder : public Decoder {
  private:
   // Where a step finds what it transforms.
   enum class Way {
-    straight,  // blocks are transformed as they are decoded, or a lossless scan makes samples of its own
-    grouped,   // in a ring of blocks
+    straight,  // the scan hands blocks out as it decodes them, or a lossless one makes samples of its own
     stored,    // in the blocks of the whole picture
     planes     // nowhere: the whole planes are there
   };
@@ -76,7 +82,7 @@ class JpegDecoder : public Decoder {
 
   static constexpr int kPieceMcus = 64, kPieceRows = 8;
   // What the blocks or samples of a group take: enough for a step to be worth several threads.
-  static constexpr uint64_t kGroupBytes = 384 << 10, kMostGroupBytes = 1 << 20;
+  static constexpr uint64_t kGroupBytes = 96 << 10, kMostGroupBytes = 1 << 20;
   static constexpr int kMostRows = 32;
 
   const JpegDecodeOptions options_;
@@ -97,9 +103,8 @@ class JpegDecoder : public Decoder {
   std::unique_ptr<Planes> planes_;
   std::unique_ptr<Transforms> transforms_;
   std::unique_ptr<ScanDecoder> scan_;  // none where all is stored, or nothing can be decoded
-  std::unique_ptr<BlockRing> ring_;
   JpegCoefficients store_;
-  ConstBlocks blocks_;  // of ring_ or store_
+  ConstBlocks blocks_;  // of store_
 };
 
 JpegDecoder::JpegDecoder(Source& source, const JpegDecodeOptions& options)
@@ -112,7 +117,7 @@ JpegDecoder::JpegDecoder(Source& source, const JpegDecodeOptions& options)
       mcuColumns_((mcus_.interleaved() ? scans_.frame().hMax : 1) * scans_.frame().dataUnit() /
                   options.scaleDenominator),
       rows_(mcus_.mcusHigh(scans_.frame())),
-      team_(threadsFor(picture_.format, options.threads, scans_.reader().restartInterval() == 0)),
+      team_(decodingThreads(scans_.reader(), picture_.format, options.threads)),
       way_(chooseWay()),
       group_(chooseGroupRows(way_)) {
   metadata_ = scans_.reader().metadata(scans_.warnings());
@@ -122,7 +127,7 @@ JpegDecoder::JpegDecoder(Source& source, const JpegDecodeOptions& options)
   // Interpolation looks one row beyond those that are wanted.
   wantedFrom_ = std::max(0, wanted().y / mcuRows_ - 1);
   wantedTo_ = std::min(rows_, ceilDiv(wanted().y + wanted().height, mcuRows_) + 1);
-  lag_ = way_ == Way::grouped ? 2 : way_ == Way::planes ? 0 : 1;
+  lag_ = way_ == Way::planes ? 0 : 1;
   // What several threads hold besides does not count, so that the limit does not depend on them.
   constexpr int kRowsOfOneThread = 3;
   uint64_t bytes = Planes::rowBytes(scans_.frame(), picture_.format.bytesPerSample()) *
@@ -135,8 +140,7 @@ JpegDecoder::Way JpegDecoder::chooseWay() const {
   const Frame& frame = scans_.frame();
   const bool oneScan = scans_.current().count == int(frame.components.size());
   if (frame.process == kSOF3) return oneScan ? Way::straight : Way::planes;
-  if (frame.process == kSOF2 || !oneScan) return Way::stored;
-  return team_.threads() == 1 || (intervalRows() && !options_.keepGoing) ? Way::straight : Way::grouped;
+  return frame.process == kSOF2 || !oneScan ? Way::stored : Way::straight;
 }
 
 // After how many rows of MCUs a restart interval ends with the row, again and again; 0 where that is too many to be
@@ -150,8 +154,9 @@ int JpegDecoder::intervalRows() const {
 // One row for one thread. For several so many that a step is worth waking them, in some hundred kilobytes.
 int JpegDecoder::chooseGroupRows(Way way) const {
   if (team_.threads() == 1 || way == Way::planes) return 1;
-  const uint64_t row = way == Way::straight ? Planes::rowBytes(scans_.frame(), 1) : BlockRing::rowBytes(scans_.frame());
-  const int rows = int(std::clamp<uint64_t>(kGroupBytes / row, 1, kMostRows)), whole = intervalRows();
+  const uint64_t row = Planes::rowBytes(scans_.frame(), 1);
+  const int rows = int(std::clamp<uint64_t>(kGroupBytes * uint64_t(team_.threads()) / row, 1, kMostRows)),
+            whole = intervalRows();
   return std::min(rows_, way == Way::straight && whole ? ceilDiv(rows, whole) * whole : rows);
 }
 
@@ -190,15 +195,10 @@ void JpegDecoder::beginScan() {
     scan_ = losslessScan(scans_.reader(), scans_.current(), keepGoing, scans_.warnings(), planes_.get());
   } else {
     beginBlocks();
-    if (way_ == Way::grouped) {
-      ring_ = std::make_unique<BlockRing>(scans_.frame(), 2 * group_);
-      blocks_ = asConst(ring_->blocks());
-      scan_ = storedScan(scans_.reader(), scans_.current(), keepGoing, scans_.warnings(), ring_->blocks());
-    } else {
-      scan_ = sequentialScan(scans_.reader(), scans_.current(), keepGoing, scans_.warnings(), transforms_.get());
-    }
+    scan_ = sequentialScan(scans_.reader(), scans_.current(), keepGoing, scans_.warnings(), transforms_.get(),
+                           team_.threads());
   }
-  scan_->skipTo(wantedFrom_);
+  scan_->choose(wantedFrom_, wantedTo_);
 }
 
 // Lossless scans that each bring some of the planes.
@@ -209,9 +209,10 @@ void JpegDecoder::storeSamples() {
       scans_.admit();
       const auto scan =
           losslessScan(scans_.reader(), scans_.current(), options_.keepGoing, scans_.warnings(), planes_.get());
-      const int pieces = scan->plan(scan->rows(), team_.threads() > 1);
-      team_.forEach(pieces, [&](int i) { scan->work(i); });
-      scan->join();
+      while (const int pieces = scan->plan(scan->rows(), team_.threads())) {
+        team_.forEach(pieces, [&](int i) { scan->work(i); });
+        scan->join();
+      }
       end = scan->end();
       report(0.5 * double(end) / double(scans_.reader().size()));
     } while (scans_.next(end));
@@ -230,26 +231,26 @@ void JpegDecoder::advance(Rows to) {
 }
 
 void JpegDecoder::step(Rows to) {
-  const int blocks = scan_ ? scan_->plan(std::min((step_ + 1) * group_, wantedTo_), team_.threads() > 1) : 0;
-  const int transformed = way_ == Way::grouped ? step_ - 1 : step_;  // this group, by pieces of rows of MCUs
-  const bool inPieces = scan_ ? way_ == Way::grouped : way_ == Way::stored;
-  const int transforms = inPieces && transformed >= 0 ? group_ * piecesOfRow() : 0;
   // The last row may need what is being made, and comes alone.
   const Rows ready = to.part(0, std::max(0, to.count - 1));
-  const int pictures = ceilDiv(ready.count, kPieceRows);
-  team_.forEach(blocks + transforms + pictures, [&](int i) {
-    if (i < blocks)
-      scan_->work(i);
-    else if (i < blocks + transforms)
-      transform(i - blocks, transformed);
-    else
-      convert(i - blocks - transforms, ready);
-  });
-  if (blocks) {
+  int pictures = ceilDiv(ready.count, kPieceRows), transforms = way_ == Way::stored ? group_ * piecesOfRow() : 0;
+  for (;;) {
+    const int blocks = scan_ ? scan_->plan(std::min((step_ + 1) * group_, wantedTo_), team_.threads()) : 0;
+    if (blocks + transforms + pictures == 0) break;
+    team_.forEach(blocks + transforms + pictures, [&](int i) {
+      if (i < blocks)
+        scan_->work(i);
+      else if (i < blocks + transforms)
+        transform(i - blocks, step_);
+      else
+        convert(i - blocks - transforms, ready);
+    });
+    transforms = pictures = 0;
+    if (!blocks) break;
     scan_->join();
     source_.release(scan_->offset());
-    if ((step_ + 1) * group_ >= rows_ && wantedTo_ == rows_) endScan();
   }
+  if (scan_ && (step_ + 1) * group_ >= rows_ && wantedTo_ == rows_ && step_ * group_ < rows_) endScan();
   if (to.count > 0) planes_->convert(nextRow() + to.count - 1, to.part(to.count - 1, 1));
   ++step_;
 }

@@ -34,7 +34,7 @@ class LosslessScan : public ScanDecoder {
       const Scan::Part& part = scan.parts[i];
       const Component& c = reader.frame().components[size_t(part.component)];
       Target& t = targets_[i];
-      table_[i] = reader.dcTable(part.dcTable);
+      table_[i] = reader.dcTable(part.dcTable).get();
       if (!table_[i]) throw Error(ErrorKind::damaged, "a scan uses a Huffman table that is not there", scan.begin);
       t.plane = &planes->plane(part.component);
       t.h = scan.interleaved() ? c.h : 1;

@@ -222,7 +222,7 @@ void Reader::readHuffmanTables(const uint8_t* p, size_t length, size_t offset) {
       if ((room = 2 * room - n) < 0) damaged("a Huffman table with too many short codes", at);
     std::memcpy(t.values, p, size_t(count));
     p += count;
-    auto table = std::make_unique<ZeliDecodeHuffmanSpec>();
+    auto table = std::make_shared<ZeliDecodeHuffmanSpec>();
     if (zeliDecodeHuffmanSpecInit_JPEG_8u(t.bits, t.values, table.get()) != zelStsNoErr)
       damaged("an invalid Huffman table", at);
     (kind ? ac_ : dc_)[number] = std::move(table);

@@ -18,6 +18,8 @@ struct QuantTable {
   uint16_t inverse[64] = {};  // natural order
 };
 
+using HuffmanTableInForce = std::shared_ptr<const ZeliDecodeHuffmanSpec>;
+
 class Reader {
  public:
   // With skipJunk, bytes between segments that belong to none are passed over with a warning.
@@ -36,9 +38,9 @@ class Reader {
 
   const Frame& frame() const { return frame_; }
   const QuantTable& quantTable(int i) const { return quant_[i]; }
-  // Null where the file has not defined it.
-  const ZeliDecodeHuffmanSpec* dcTable(int i) const { return dc_[i].get(); }
-  const ZeliDecodeHuffmanSpec* acTable(int i) const { return ac_[i].get(); }
+  // Null where the file has not defined it. Who holds a table keeps it when the file defines another of its number.
+  const HuffmanTableInForce& dcTable(int i) const { return dc_[i]; }
+  const HuffmanTableInForce& acTable(int i) const { return ac_[i]; }
   int restartInterval() const { return restartInterval_; }
   bool jfif() const { return jfif_; }
   int adobeTransform() const { return adobeTransform_; }  // -1: no Adobe marker
@@ -63,7 +65,7 @@ class Reader {
   int scans_ = 0;
   Frame frame_;
   QuantTable quant_[4];
-  std::unique_ptr<ZeliDecodeHuffmanSpec> dc_[4], ac_[4];
+  HuffmanTableInForce dc_[4], ac_[4];
   int restartInterval_ = 0;
   bool jfif_ = false;
   int adobeTransform_ = -1;

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "jpeg/stretches.h"
+
 namespace zelcodecs::jpeg {
 namespace {
 
@@ -26,10 +28,11 @@ const char* describe(ZelStatus status, int marker) {
 
 ScanDecoder::ScanDecoder(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings, int units,
                          int rowUnits, int unitMcus)
-    : base_(scan.begin),
+    : units_(units),
+      wantedEnd_(units),
+      base_(scan.begin),
       keepGoing_(keepGoing),
       warnings_(warnings),
-      units_(units),
       rowUnits_(rowUnits),
       unitMcus_(unitMcus) {
   source_.data = reader.data() + scan.begin;
@@ -77,8 +80,9 @@ int ScanDecoder::intervalEnd(int unit, int from) const {
   return -1;
 }
 
-void ScanDecoder::skipTo(int row) {
-  for (int end; int64_t{unit_} + interval_ <= int64_t{row} * rowUnits_; startAt(unit_ + interval_, end)) {
+void ScanDecoder::choose(int fromRow, int toRow) {
+  wantedEnd_ = int(std::min(int64_t{toRow} * rowUnits_, int64_t{units_}));
+  for (int end; int64_t{unit_} + interval_ <= int64_t{fromRow} * rowUnits_; startAt(unit_ + interval_, end)) {
     end = unit_ + interval_ < units_ ? intervalEnd(unit_, source_.position) : -1;
     if (end < 0) return;
   }
@@ -86,11 +90,13 @@ void ScanDecoder::skipTo(int row) {
 
 // ---- In pieces
 
-int ScanDecoder::plan(int row, bool sideBySide) {
-  target_ = int(std::min(int64_t{row} * rowUnits_, int64_t{units_}));
+void ScanDecoder::setTarget(int row) { target_ = int(std::min(int64_t{row} * rowUnits_, int64_t{units_})); }
+
+int ScanDecoder::plan(int row, int threads) {
+  setTarget(row);
   plan_.intervals.clear();
   if (unit_ >= target_) return 0;
-  if (!sideBySide || keepGoing_ || !findIntervals()) return 1;
+  if (threads == 1 || keepGoing_ || !findIntervals()) return 1;
   // Pieces that are worth a thread's while.
   constexpr int kLeastMcus = 128;
   plan_.perPiece = ceilDiv(kLeastMcus, interval_ * unitMcus_);
@@ -263,11 +269,11 @@ class BlockScan : public ScanDecoder {
 
   ZelStatus decodeSequential(int part, int16_t* block) {
     return zeliDecodeHuffman8x8_JPEG_1u16s_C1(source_.data, source_.length, &source_.position, block, &lastDc_[part],
-                                              &source_.marker, dc_[part], ac_[part], &source_.state);
+                                              &source_.marker, dc_[part].get(), ac_[part].get(), &source_.state);
   }
 
   int mcusWide_;
-  const ZeliDecodeHuffmanSpec *dc_[kMaxComponents], *ac_[kMaxComponents];
+  HuffmanTableInForce dc_[kMaxComponents], ac_[kMaxComponents];
   int16_t lastDc_[kMaxComponents] = {};
   int decoded_ = 0;  // good blocks of an MCU that is damaged further on
 };
@@ -278,17 +284,22 @@ class SequentialScan : public BlockScan {
       : BlockScan(reader, scan, keepGoing, warnings), sink_(sink) {
     for (int i = 0; i < scan.count; ++i) {
       const Component& c = reader.frame().components[size_t(scan.parts[i].component)];
-      for (int b = scan.interleaved() ? c.h * c.v : 1; b > 0; --b) partOf_[planned_++] = i;
+      for (int b = scan.interleaved() ? c.h * c.v : 1; b > 0; --b) code_.partOf[code_.blocks++] = i;
+      code_.dc[i] = dc_[i].get();
+      code_.ac[i] = ac_[i].get();
     }
   }
+
+ protected:
+  McuCode code_;
 
  private:
   std::unique_ptr<ScanDecoder> clone() const override { return std::make_unique<SequentialScan>(*this); }
   ZelStatus decodeUnits(int* unit, int end) override {
     const int y = *unit / mcusWide_;
     for (int x = *unit % mcusWide_; *unit < end; ++*unit, ++x) {
-      for (decoded_ = 0; decoded_ < planned_; ++decoded_) {
-        const ZelStatus status = decodeSequential(partOf_[decoded_], blocks_[decoded_]);
+      for (decoded_ = 0; decoded_ < code_.blocks; ++decoded_) {
+        const ZelStatus status = decodeSequential(code_.partOf[decoded_], blocks_[decoded_]);
         if (status != zelStsNoErr) return status;
         last_[decoded_] = int8_t(source_.state.lastPosition);
       }
@@ -298,22 +309,66 @@ class SequentialScan : public BlockScan {
     return zelStsNoErr;
   }
   void loseUnit(int unit) override {
-    std::memset(blocks_[decoded_], 0, sizeof(Block) * size_t(planned_ - decoded_));
-    std::fill(last_ + decoded_, last_ + planned_, int8_t{0});
+    std::memset(blocks_[decoded_], 0, sizeof(Block) * size_t(code_.blocks - decoded_));
+    std::fill(last_ + decoded_, last_ + code_.blocks, int8_t{0});
     decoded_ = 0;
     deliver(unit % mcusWide_, unit / mcusWide_);
   }
   void deliver(int x, int y) const {
     const int16_t* blocks[kMaxBlocksPerMcu];
-    for (int b = 0; b < planned_; ++b) blocks[b] = blocks_[b];
+    for (int b = 0; b < code_.blocks; ++b) blocks[b] = blocks_[b];
     sink_->mcu(x, y, blocks, last_);
   }
 
   const McuSink* sink_;
-  int partOf_[kMaxBlocksPerMcu];  // of each block of the MCU
-  int planned_ = 0;
   int8_t last_[kMaxBlocksPerMcu];  // coefficients of the blocks that are not zero
   alignas(32) Block blocks_[kMaxBlocksPerMcu];
+};
+
+// The same by several threads where there are no restart markers: MCUs are decoded ahead in stretches, and delivered in
+// later rounds.
+class StretchedScan : public SequentialScan {
+ public:
+  StretchedScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings, const McuSink* sink)
+      : SequentialScan(reader, scan, keepGoing, warnings, sink), stretches_(code_, sink, mcusWide_) {}
+
+ private:
+  int plan(int row, int) override {
+    const int before = target_;
+    setTarget(row);
+    if (target_ > before) ahead_ = target_ - before;
+    if (delivered_ >= target_) return 0;
+    const bool stuck = !goesOn() || unit_ == stuckAt_;
+    inOrder_ = stuck && unit_ < target_;
+    // Up to the next target, and a little more, as nobody knows exactly how many MCUs are in so many bytes.
+    const int spare = ahead_ / 4, aim = std::min(target_ + ahead_ + spare, wantedEnd_);
+    const int wanted = stuck ? 0 : std::clamp(aim - unit_, 0, ahead_ + spare);
+    decodesAhead_ = wanted > 0;
+    delivered_ = inOrder_ ? target_ : std::min(target_, unit_);
+    McuState state = {source_, {}};
+    std::copy_n(lastDc_, kMaxComponents, state.lastDc);
+    return int(inOrder_) + stretches_.plan(std::min(target_, unit_), unit_, state, wanted, units_ - unit_);
+  }
+  void work(int piece) override {
+    if (inOrder_ && piece == 0)
+      workInOrder();
+    else
+      stretches_.work(piece - int(inOrder_));
+  }
+  void join() override {
+    const Stretches::Outcome next = stretches_.join();
+    if (!decodesAhead_) return;
+    unit_ += next.mcus;
+    source_ = next.state.source;
+    std::copy_n(next.state.lastDc, kMaxComponents, lastDc_);
+    if (next.ended || next.mcus == 0) stuckAt_ = unit_;
+  }
+
+  Stretches stretches_;
+  int delivered_ = 0;                            // units before this one, when the round is done
+  int ahead_ = 0;                                // units from one target to the next
+  int stuckAt_ = -1;                             // the unit that stretches have ended at
+  bool inOrder_ = false, decodesAhead_ = false;  // in the present round
 };
 
 class StoredScan : public BlockScan {
@@ -335,7 +390,7 @@ class StoredScan : public BlockScan {
     if (ss == 0 && scan_.ah == 0)
       return forEachBlock(unit, end, [&](int part, int16_t* block) {
         return zeliDecodeHuffman8x8_DCFirst_JPEG_1u16s_C1(s.data, s.length, &s.position, block, &lastDc_[part],
-                                                          &s.marker, al, dc_[part], &s.state);
+                                                          &s.marker, al, dc_[part].get(), &s.state);
       });
     if (ss == 0)
       return forEachBlock(unit, end, [&](int, int16_t* block) {
@@ -345,11 +400,11 @@ class StoredScan : public BlockScan {
     if (scan_.ah == 0)
       return forEachBlock(unit, end, [&](int part, int16_t* block) {
         return zeliDecodeHuffman8x8_ACFirst_JPEG_1u16s_C1(s.data, s.length, &s.position, block, &s.marker, ss, se, al,
-                                                          ac_[part], &s.state);
+                                                          ac_[part].get(), &s.state);
       });
     return forEachBlock(unit, end, [&](int part, int16_t* block) {
       return zeliDecodeHuffman8x8_ACRefine_JPEG_1u16s_C1(s.data, s.length, &s.position, block, &s.marker, ss, se, al,
-                                                         ac_[part], &s.state);
+                                                         ac_[part].get(), &s.state);
     });
   }
 
@@ -381,7 +436,9 @@ class StoredScan : public BlockScan {
 }  // namespace
 
 std::unique_ptr<ScanDecoder> sequentialScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings,
-                                            const McuSink* sink) {
+                                            const McuSink* sink, int threads) {
+  if (threads > 1 && reader.restartInterval() == 0)
+    return std::make_unique<StretchedScan>(reader, scan, keepGoing, warnings, sink);
   return std::make_unique<SequentialScan>(reader, scan, keepGoing, warnings, sink);
 }
 

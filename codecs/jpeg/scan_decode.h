@@ -30,14 +30,15 @@ class ScanDecoder {
   int rows() const { return units_ / rowUnits_; }
   bool hasIntervals() const { return interval_ < units_; }
 
-  // At the start of the scan: passes over the intervals that end before a row, as far as their markers are in order.
-  void skipTo(int row);
+  // At the start of the scan: only these rows are wanted. Passes over the intervals that end before them, as far as
+  // their markers are in order.
+  void choose(int fromRow, int toRow);
 
-  // Decodes on to a row, in pieces that may be done side by side: plan(), work() for each piece, then join(). A single
-  // piece, the intervals one after the other, unless sideBySide allows more.
-  int plan(int row, bool sideBySide);
-  void work(int piece);
-  void join();
+  // Decodes on to a row, in rounds of pieces that may be done side by side: as long as plan() gives any, work() for
+  // each of them, then join(). Rounds of a single piece for a single thread.
+  virtual int plan(int row, int threads);
+  virtual void work(int piece);
+  virtual void join();
 
   // After the last row: the position behind the scan's data.
   size_t end();
@@ -57,7 +58,17 @@ class ScanDecoder {
   // The unit whose decoding has failed, or that was not tried.
   virtual void loseUnit(int unit) = 0;
 
+  // In order up to the target of the present plan.
+  void setTarget(int row);
+  void workInOrder();
+  // Whether the next unit may be decoded straight away: it lies in an interval that is not lost.
+  bool goesOn() const { return unit_ < intervalEnd_ && unit_ >= lostEnd_ && !source_.marker; }
+
   EntropySource source_;
+  int units_;
+  int unit_ = 0;    // the next one
+  int target_ = 0;  // where the present plan ends
+  int wantedEnd_;   // units from here on are not wanted
 
  private:
   struct Failure {
@@ -80,7 +91,6 @@ class ScanDecoder {
   };
   bool findIntervals();
   int intervalEnd(int unit, int from) const;
-  void workInOrder();
   void workOn(Interval* interval);
   void beginInterval();
   bool decode(int from, int to, Failure* failure);
@@ -92,16 +102,14 @@ class ScanDecoder {
   size_t base_;  // of the data, in the file
   bool keepGoing_;
   Warnings* warnings_;
-  int units_, rowUnits_, unitMcus_;
+  int rowUnits_, unitMcus_;
   int interval_;         // in units; all of them without restart markers
-  int unit_ = 0;         // the next one
   int intervalEnd_ = 0;  // of the interval that unit_ is in, or that ends before it
   int lostEnd_ = 0;      // units before this one are lost
-  int target_ = 0;       // where the present plan ends
   Plan plan_;            // empty where the intervals are decoded in order
 };
 
-// Receives MCUs as they are decoded. Threads may call it at once for MCUs of different intervals.
+// Receives MCUs as they are decoded. Threads may call it at once for different MCUs.
 class McuSink {
  public:
   virtual ~McuSink() = default;
@@ -110,9 +118,9 @@ class McuSink {
 };
 
 // A sequential scan: sink gets every MCU once, those that are lost with zeros from the damaged block on. Throws where
-// the scan names tables that the file has not defined.
+// the scan names tables that the file has not defined. threads: how many will share the work.
 std::unique_ptr<ScanDecoder> sequentialScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings,
-                                            const McuSink* sink);
+                                            const McuSink* sink, int threads);
 
 // A sequential or progressive scan into stored blocks. What a progressive scan loses stays as the scans before left it.
 std::unique_ptr<ScanDecoder> storedScan(const Reader& reader, const Scan& scan, bool keepGoing, Warnings* warnings,

@@ -172,6 +172,24 @@ std::vector<Scan> scansFor(const JpegCoefficients& in, const Frame& frame, const
   return scansOf(script, frame, options.progressive, tableOf);
 }
 
+// The scans in an order in which threads that code them side by side end nearly together: by the number of coefficients
+// in them. Refinements look at those of the scans before again, and come before scans of the same number.
+std::vector<size_t> longestFirst(const std::vector<Scan>& scans, const Frame& frame) {
+  std::vector<int64_t> work;
+  std::vector<size_t> order;
+  for (const Scan& s : scans) {
+    int64_t blocks = 0;
+    for (int i = 0; i < s.count; ++i) {
+      const Component& c = frame.components[size_t(s.parts[i].component)];
+      blocks += int64_t{c.blocksWide} * c.blocksHigh;
+    }
+    work.push_back(2 * blocks * (s.se - s.ss + 1) + (s.ah != 0));
+    order.push_back(order.size());
+  }
+  std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) { return work[a] > work[b]; });
+  return order;
+}
+
 }  // namespace
 
 namespace jpeg {
@@ -212,10 +230,12 @@ void writeStored(const JpegCoefficients& in, const JpegWriteOptions& options, co
     }
   } else {
     std::vector<std::vector<uint8_t>> coded(scans.size());
+    const std::vector<size_t> order = longestFirst(scans, frame);
     std::atomic<int> done{0};
     const auto caller = std::this_thread::get_id();
     team->forEach(int(scans.size()), [&](int i) {
-      write(scans[size_t(i)], memorySink(&coded[size_t(i)]).get());
+      const size_t scan = order[size_t(i)];
+      write(scans[scan], memorySink(&coded[scan]).get());
       const int n = ++done;
       if (progress && std::this_thread::get_id() == caller) progress(double(n) / double(scans.size()));
     });

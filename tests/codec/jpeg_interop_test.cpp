@@ -274,6 +274,57 @@ TEST(JpegInterop, ThreadsChangeNothing) {
     }
 }
 
+// Threads begin in the midst of the data, and meet: all the same they see what one thread sees, of whole files and of
+// damaged ones, up to the damage and behind it. Where all components have the same tables, most never meet.
+TEST(JpegInterop, ThreadsSeeTheSameDamage) {
+  std::vector<Bytes> files = {peer::write(picture(640, 500, ColourModel::grey), {})};
+  const auto add = [&](const char* factors, int quality, J_COLOR_SPACE coding, const char* script) {
+    peer::WriteOptions o;
+    o.factors = factors;
+    o.quality = quality;
+    o.coding = coding;
+    o.script = parseScanScript(script);
+    files.push_back(peer::write(picture(640, 500, ColourModel::rgb), o));
+  };
+  add("11", 98, JCS_YCbCr, "");
+  add("22", 80, JCS_YCbCr, "");
+  add("22 21 12", 60, JCS_YCbCr, "");
+  add("21", 80, JCS_YCbCr, "0; 1, 2");
+  add("11", 80, JCS_RGB, "");
+  add("22", 80, JCS_YCbCr, "0,1,2: 0-0,0,1; 0: 1-63,0,1; 1: 1-63,0,0; 2: 1-63,0,0; 0: 1-63,1,0; 0,1,2: 0-0,1,0");
+  std::mt19937 r(5);
+  for (const Bytes& file : files)
+    for (int i = 0; i < 24; ++i) {
+      SCOPED_TRACE(std::to_string(&file - files.data()) + ", damage " + std::to_string(i));
+      Bytes damaged = file;
+      const JpegInfo::Scan scan = readJpegInfo(file.data(), file.size()).scans[0];
+      const size_t at = i == 0 ? scan.offset + scan.bytes : 700 + r() % (file.size() - 702);
+      if (i == 0) damaged.insert(damaged.begin() + long(at), {0xFF, 0xD3});
+      if (i % 4 == 1) damaged[at] ^= uint8_t(1U << r() % 8);
+      if (i % 4 == 2) damaged.resize(at);
+      if (i % 4 == 3) damaged.insert(damaged.begin() + long(at), {0xFF, uint8_t(0xC0 + r() % 32)});
+      std::vector<std::string> first;
+      for (const int threads : {1, 2, 3, 16}) {
+        std::vector<std::string> seen;
+        for (const bool keepGoing : {false, true}) {
+          JpegDecodeOptions d;
+          d.threads = threads;
+          d.keepGoing = keepGoing;
+          d.warnings = &seen;
+          if (i > 20) d.region = {100, 200, 300, 150};
+          try {
+            const Image image = decodeJpeg(damaged.data(), damaged.size(), d);
+            seen.emplace_back(image.data(), image.data() + image.sizeBytes());
+          } catch (const Error& e) {
+            seen.emplace_back(e.what());
+          }
+        }
+        if (threads == 1) first = seen;
+        ASSERT_TRUE(seen == first) << threads << " threads";
+      }
+    }
+}
+
 // Coefficients written back in other orders are the same coefficients.
 TEST(JpegInterop, CoefficientsSurviveRewriting) {
   const JpegCoefficients c = coefficients(encodeJpeg(picture(77, 50, ColourModel::rgb)));
