@@ -39,7 +39,7 @@ ZEL_INLINE V repeat128(Vec<T, 16> a) {
   if constexpr (sizeof(V) == 16) return V{(typename V::Raw)a.v};
 }
 
-// ---- Lane-wise -----------------------------------------------------------------------------------------------------------
+// ---- Lane-wise ------------------------------------------------------------------------------------------------------
 // ZEL_BINARY defines name(a, b) for one lane type at 16 bytes, and at 32 where the build has them.
 
 #ifdef ZEL_VEC32
@@ -101,7 +101,8 @@ ZEL_INLINE Vec<int16_t, B> maddBytes(Vec<uint8_t, B> a, Vec<int8_t, B> b) {
   if constexpr (B == 16) return {(Vec<int16_t, 16>::Raw)_mm_maddubs_epi16((__m128i)a.v, (__m128i)b.v)};
 }
 
-// Without VEX instructions GCC 12 stops at an operand that it takes from unaligned memory, so both go through registers.
+// Without VEX instructions GCC 12 stops at an operand that it takes from unaligned memory, so both go through
+// registers.
 template <int B>
 ZEL_INLINE Vec<int16_t, B> mulHiRound(Vec<int16_t, B> a, Vec<int16_t, B> b) {
 #ifdef ZEL_VEC32
