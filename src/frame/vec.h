@@ -227,8 +227,8 @@ ZEL_INLINE Vec<T, B> operator>(Vec<T, B> a, Vec<T, B> b) {
 //   storeHigh8               the eight bytes of the high half
 //   widenedLow               the low half, u8 to i16 and i16 to i32
 //   movedUp<kBytes>          bytes moved up, zeros below
-//   storePastCache           to a multiple of 16 bytes, not kept in the cache where that can be said; fenceStores() after
-//                            the last of such stores
+//   storePastCache           to a multiple of 16 bytes, not kept in the cache where that can be said
+//   fenceStores              after the last of such stores
 
 #if defined(ZEL_PORTABLE)
 #include "frame/vec_portable.h"

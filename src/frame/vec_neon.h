@@ -86,7 +86,8 @@ ZEL_INLINE Vec<T, 16> blend16x128(Vec<T, 16> a, Vec<T, 16> b) {
   return select(as<Vec<T, 16>>(mask), b, a);
 }
 
-// Each byte's top bit becomes a bit of its own weight; three additions of neighbours bring together those of eight bytes.
+// Each byte's top bit becomes a bit of its own weight; three additions of neighbours bring together those of eight
+// bytes.
 template <class T>
 ZEL_INLINE uint32_t byteMask(Vec<T, 16> a) {
   const u8x16 weight = {{1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128}};

@@ -1,5 +1,5 @@
-// For processors without a file of their own: vectors of 16 bytes whose operations are written lane by lane. What each of
-// them does is told in vec.h; a compiler that has vectors for the processor finds many of them again.
+// For processors without a file of their own: vectors of 16 bytes whose operations are written lane by lane. What each
+// of them does is told in vec.h; a compiler that has vectors for the processor finds many of them again.
 #pragma once
 
 #include "frame/vec.h"

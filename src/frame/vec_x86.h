@@ -1,4 +1,5 @@
-// The instruction set of the x86-64 variants: SSE4.1 at 16 bytes, and AVX2 at 32. What each operation does is told in vec.h.
+// The instruction set of the x86-64 variants: SSE4.1 at 16 bytes, and AVX2 at 32. What each operation does is told in
+// vec.h.
 //
 // The AVX2 forms of pack, unpack and byte shuffle work inside each 128-bit half, as "128" in their names says.
 #pragma once
