@@ -221,7 +221,7 @@ ZEL_INLINE Vec<T, B> operator>(Vec<T, B> a, Vec<T, B> b) {
 //
 //   repeat128<V>             the same 16 bytes in each half
 //   toFloat                  i32
-//   roundToInt truncToInt    to i32, ties to even or cut off; what does not fit, and what is no number, becomes INT32_MIN
+//   roundToInt truncToInt    to i32, ties to even or cut off; INT32_MIN where it does not fit or is no number
 //
 //   loadLow8 storeLow8       eight bytes in memory and in the low half; zeros above
 //   storeHigh8               the eight bytes of the high half
