@@ -2,7 +2,8 @@
 #pragma once
 
 /* Whether the processor has every feature that the flags of the avx2 variant enable; none has that is not
- * an x86-64, and a portable build has no such variant. Always inlined: resolvers run before anything that they could call. */
+ * an x86-64, and a portable build has no such variant. Always inlined: resolvers run before anything that they could
+ * call. */
 __attribute__((always_inline)) static inline bool zelProcessorRunsAvx2Variant() {
 #if defined(__x86_64__) && !defined(ZEL_PORTABLE)
   __builtin_cpu_init();

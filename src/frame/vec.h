@@ -1,8 +1,8 @@
 // Value types over one vector register, and the operations that the kernels use.
 //
 // Vec<T> is as wide as the build: 32 bytes in the avx2 variant, 16 in all others; Vec<T, 16> has 16 bytes in each.
-// Arithmetic wraps in every lane type, so that a lane overflow is defined. Operations keep element order, but those with
-// "128" in their names, which work inside each 128-bit half.
+// Arithmetic wraps in every lane type, so that a lane overflow is defined. Operations keep element order, but those
+// with "128" in their names, which work inside each 128-bit half.
 //
 // Here is what the compiler's vectors say for any processor, and what is put together from that. What takes intrinsics
 // is in one file for each instruction set, included in the middle.
@@ -194,8 +194,8 @@ ZEL_INLINE Vec<T, B> operator>(Vec<T, B> a, Vec<T, B> b) {
 }  // namespace ZEL_VARIANT
 
 // ---- Operations that the compiler's vectors cannot express ----------------------------------------------------------
-// The file of the instruction set gives these, at 16 bytes, and those of the first four groups at 32 where the build has
-// them. Results are the same in each, to the bit, for every input.
+// The file of the instruction set gives these, at 16 bytes, and those of the first four groups at 32 where the build
+// has them. Results are the same in each, to the bit, for every input.
 //
 //   addSat subSat            8 and 16 bits, saturated
 //   min max                  u8 i16 i32
