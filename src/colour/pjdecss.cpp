@@ -87,7 +87,7 @@ ZEL_INLINE Vec<uint8_t, B> outputsOfHalf(Source src, int64_t k) {
 template <int B, class Source>
 ZEL_INLINE void storeOutputs(Source src, int64_t k, uint8_t* dst) {
   const Vec<uint8_t, B> low = outputsOfHalf<false, B>(src, k), high = outputsOfHalf<true, B>(src, k);
-#ifdef __AVX2__
+#ifdef ZEL_VEC32
   if constexpr (B == 32) {
     store(dst, lowHalf(low));
     store(dst + 16, lowHalf(high));

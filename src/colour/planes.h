@@ -115,7 +115,7 @@ ZEL_INLINE void storeSamples(uint8_t* p, typename S::V a) {
 
 // Lanes saturated to bytes, in the low bytes of a 16-byte vector.
 ZEL_INLINE u8x16 bytesOf(Vec<int16_t, 16> a) { return packU8x128(a, a); }
-#ifdef __AVX2__
+#ifdef ZEL_VEC32
 ZEL_INLINE u8x16 bytesOf(Vec<int16_t, 32> a) { return packU8(a); }
 #endif
 

@@ -34,7 +34,7 @@ ZEL_INLINE V shuffleBy(V a, const ShuffleBytes& index) {
 // 16 bytes at low, and in the 32-byte form 16 more at high for the upper half.
 template <class V, class P>
 ZEL_INLINE V loadHalves(const P* low, [[maybe_unused]] const P* high) {
-#ifdef __AVX2__
+#ifdef ZEL_VEC32
   if constexpr (sizeof(V) == 32)
     return join(load<Vec<typename V::Lane, 16>>(low), load<Vec<typename V::Lane, 16>>(high));
 #endif
@@ -43,7 +43,7 @@ ZEL_INLINE V loadHalves(const P* low, [[maybe_unused]] const P* high) {
 
 template <int kHalf, class T, int B>
 ZEL_INLINE Vec<T, 16> halfOf(Vec<T, B> a) {
-#ifdef __AVX2__
+#ifdef ZEL_VEC32
   if constexpr (B == 32 && kHalf == 0) return lowHalf(a);
   if constexpr (B == 32 && kHalf == 1) return highHalf(a);
 #endif

@@ -132,7 +132,7 @@ ZEL_INLINE Blocks loadBlocks(const Corners& p, int64_t step) {
   for (int r = 0; r < kSide; ++r) {
 #pragma GCC unroll 4
     for (int k = 0; k < 4; ++k)
-#ifdef __AVX2__
+#ifdef ZEL_VEC32
       b.x[r][k] = join(load<i32x4>(p.at[k] + r * step), load<i32x4>(p.at[k + 4] + r * step));
 #else
       b.x[r][k] = load<i32x4>(p.at[k] + r * step);
@@ -148,7 +148,7 @@ ZEL_INLINE void storeBlocks(Blocks& b, const Corners& p, int64_t step) {
     transpose(b.x[r]);
 #pragma GCC unroll 4
     for (int k = 0; k < 4; ++k) {
-#ifdef __AVX2__
+#ifdef ZEL_VEC32
       store(p.at[k] + r * step, lowHalf(b.x[r][k]));
       store(p.at[k + 4] + r * step, highHalf(b.x[r][k]));
 #else

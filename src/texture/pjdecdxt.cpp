@@ -92,7 +92,7 @@ ZEL_INLINE void makePalettes(u16v ends, u8v (&palette)[kVectors]) {
 }
 
 // Four pixels of row r in each half. indices: the index word of the half's block in every lane.
-#ifdef __AVX2__
+#ifdef ZEL_VEC32
 ZEL_INLINE u8v pixelRow(u8v palette, u32v indices, int r) {
   return as<u8v>(pick32x128(as<u32v>(palette), shiftRight(indices, load<u32v>(kC.indexShift[r]))));
 }
@@ -148,7 +148,7 @@ struct Dxt1 {
   u32v indices;
   ZEL_INLINE explicit Dxt1(const uint8_t* src) {
     u32v a = load<u32v>(src), b = load<u32v>(src + kVecBytes);
-#ifdef __AVX2__
+#ifdef ZEL_VEC32
     a = inOrder(a), b = inOrder(b);  // B0 B2 | B1 B3
 #endif
     ends = as<u16v>(evenLanes32x128(a, b));

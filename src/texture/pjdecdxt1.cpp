@@ -33,7 +33,7 @@ ZEL_INLINE Endpoints endpointsOf(u8v block, const Bc7Mode& mode) {
     const u16v component = ((window * loadAligned<u16v>(mode.align + at)) & loadAligned<u16v>(mode.field + at)) | p;
     part[i] = as<i16v>((component | mulHi(component, loadAligned<u16v>(mode.repeat + at))) >> 8);
   }
-#ifdef __AVX2__
+#ifdef ZEL_VEC32
   const u8v bytes = packU8x128(part[0], part[1]);  // R B | G A
   return {repeat128<u8v>(lowHalf(bytes)), repeat128<u8v>(highHalf(bytes))};
 #else
@@ -87,7 +87,7 @@ ZEL_INLINE Pixels pixelsOf(const Endpoints& ends, const uint8_t* order, const We
 }
 
 ZEL_INLINE void storePixels(const Pixels& p, uint8_t* dst, uint32_t step) {
-#ifdef __AVX2__
+#ifdef ZEL_VEC32
   store(dst, lowHalf(p.low[0]));
   store(rowAt(dst, step, 1), lowHalf(p.high[0]));
   store(rowAt(dst, step, 2), highHalf(p.low[0]));

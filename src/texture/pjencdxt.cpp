@@ -78,7 +78,7 @@ ZEL_INLINE u8v loadPixels(const uint8_t* p) {
     return load<u8v>(p);
   } else {
     static const uint8_t kFromTriples[16] = {0, 1, 2, 0x80, 3, 4, 5, 0x80, 6, 7, 8, 0x80, 9, 10, 11, 0x80};
-#ifdef __AVX2__
+#ifdef ZEL_VEC32
     const u8v triples = join(load<u8x16>(p), load<u8x16>(p + kSide * kBytes));
 #else
     const u8v triples = load<u8v>(p);
@@ -365,7 +365,7 @@ ZEL_INLINE void storeBlocks(const Part (&part)[1], uint8_t* dst) {
   u8v blocks[8];
   putTogether(part[0], blocks);
   for (int i = 0; i < 8; ++i) {
-#ifdef __AVX2__
+#ifdef ZEL_VEC32
     blocks[i] = inOrder(blocks[i]);
 #endif
     store(dst + i * kVecBytes, blocks[i]);

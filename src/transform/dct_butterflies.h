@@ -47,7 +47,7 @@ struct Part {
 constexpr int kSampleOrder[4] = {0, 3, 1, 2};
 
 ZEL_INLINE Part partOf(i16x8 n0, i16x8 n1, i16x8 n2, i16x8 n3) {
-#ifdef __AVX2__
+#ifdef ZEL_VEC32
   return {{join(n0, n3), join(n1, n2)}};
 #else
   return {{n0, n3, n1, n2}};

@@ -108,7 +108,7 @@ struct BlockVectors {
 
 ZEL_INLINE BlockVectors toVectors(const BlockRows& b) {
   BlockVectors v;
-#ifdef __AVX2__
+#ifdef ZEL_VEC32
 #pragma GCC unroll 4
   for (int i = 0; i < 4; ++i) v.at[i] = join(b.row[2 * i], b.row[2 * i + 1]);
 #else
@@ -121,7 +121,7 @@ ZEL_INLINE BlockVectors toVectors(const BlockRows& b) {
 // The 16 bytes at index r of consecutive vectors.
 template <class V>
 ZEL_INLINE auto rowOf(const V* v, int r) {
-#ifdef __AVX2__
+#ifdef ZEL_VEC32
   return r % 2 == 0 ? lowHalf(v[r / 2]) : highHalf(v[r / 2]);
 #else
   return v[r];

@@ -87,7 +87,7 @@ constexpr double kCos6 = cosSixteenth(6);
 // A row as integers, saturated to 16 bits. toInt rounds or truncates.
 template <class ToInt>
 ZEL_INLINE i16x8 narrowed(FloatRow x, ToInt toInt) {
-#ifdef __AVX2__
+#ifdef ZEL_VEC32
   const i32v row = toInt(x.part[0]);
   return packI16(lowHalf(row), highHalf(row));
 #else

@@ -38,7 +38,7 @@ struct FourRows {
 };
 ZEL_INLINE FourRows fourRows4(const int16_t* src, const uint16_t* table, int first,
                               const int32_t (&round)[4 / kRows][i32v::N]) {
-#ifdef __AVX2__
+#ifdef ZEL_VEC32
   const i16v all = twoRows4(rowSums4(src, table, first / 2), rowSums4(src, table, first / 2 + 1), round[0]);
   return {lowHalf(all), highHalf(all)};
 #else
@@ -60,7 +60,7 @@ ZEL_INLINE void finish4x4(i16x8 rows02, Turned t2, OddSums sums, uint8_t* dst, i
   const i16x8 twiceR0 = addSat(rows02, rows02), sum = addSat(t2.y, t2.x);
   const i16x8 even01 = addSat(sum, twiceR0), even23 = subSat(twiceR0, sum);
   const Part odd = oddPart(sums);
-#ifdef __AVX2__
+#ifdef ZEL_VEC32
   const i16v odd0123 = addSat(odd.of[0], odd.of[1]);
   const i16x8 odd01 = lowHalf(odd0123), odd23 = highHalf(odd0123);
 #else
@@ -105,7 +105,7 @@ struct OddAndDcRows {
   i16x8 odd, dc;
 };
 ZEL_INLINE OddAndDcRows allRows2(const int16_t* src, const uint16_t* table) {
-#ifdef __AVX2__
+#ifdef ZEL_VEC32
   // Even rows in the low half, odd rows in the high one; of the even rows only row 0 is used.
   const i16v all = fourRows2(rowSums2(src, table, 0), rowSums2(src, table, 1), rowSums2(src, table, 2),
                              rowSums2(src, table, 3), kDctReduced.round2);
