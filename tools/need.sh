@@ -36,7 +36,7 @@ program|mypy|mypy|?the types of the Python package
 program|djpeg|libjpeg-turbo-progs|?options of JPEG beside cjpeg and djpeg
 program|opj_compress|libopenjp2-tools|?options of JPEG 2000 beside its programs
 program|tiffcp|libtiff-tools|?options of TIFF beside tiffcp
-program|convert|imagemagick|?options beside ImageMagick
+version|convert ImageMagick|imagemagick|?options beside ImageMagick
 program|qemu-x86_64|qemu-user|?a processor without AVX2
 program|abidiff|abigail-tools|?the binary interface beside its description
 END
@@ -71,6 +71,8 @@ END
 present() {
   case $1 in
     program) command -v "$2" >/dev/null ;;
+    # A program whose name others have too: one of that name must call itself so.
+    version) type -aP "${2% *}" | while read -r program; do "$program" -version 2>/dev/null || true; done | grep -q "${2#* }" ;;
     # Without a compiler nobody can tell; it is missing itself then.
     header) ! command -v c++ >/dev/null || echo "#include <$2>" | c++ -std=c++17 -E -x c++ - >/dev/null 2>&1 || {
       [ "$2" = jpeglib.h ] && printf '#include <stdio.h>\n#include <jpeglib.h>\n' | c++ -E -x c++ - >/dev/null 2>&1; } ;;
@@ -118,7 +120,7 @@ fi
 
 needed=0
 while IFS='|' read -r kind what packages why; do
-  case $kind in file) kind="" ;; python) kind="Python module " ;; module) kind="library " ;; *) kind+=" " ;; esac
+  case $kind in file) kind="" ;; version) kind="program " ;; python) kind="Python module " ;; module) kind="library " ;; *) kind+=" " ;; esac
   name="$kind$what (package ${packages// / or })"
   if [[ $why == \?* ]] && [ $all = 0 ]; then
     echo "absent: $name; left out: ${why#\?}" >&2

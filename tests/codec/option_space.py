@@ -11,7 +11,20 @@ import tempfile
 
 zelcodec, images = (os.path.abspath(p) for p in sys.argv[1:])
 failures, tried = [], 0
-absent = [p for p in "cjpeg djpeg opj_compress opj_decompress tiffcp convert".split() if not shutil.which(p)]
+
+
+def imagemagick_convert():
+    """ImageMagick's program; others are called "convert" too, and may stand before it in the path."""
+    for folder in os.get_exec_path():
+        if program := shutil.which("convert", path=folder):
+            if "ImageMagick" in subprocess.run([program, "-version"], capture_output=True, text=True).stdout:
+                return program
+    return None
+
+
+convert = imagemagick_convert()
+absent = [p for p in "cjpeg djpeg opj_compress opj_decompress tiffcp".split() if not shutil.which(p)]
+absent += [] if convert else ["ImageMagick's convert"]
 if absent:
     print("not here:", *absent)
     sys.exit(77)
@@ -118,32 +131,32 @@ def tiff():
         for compression, layout, order in itertools.product(compressions, layouts, ("-B", "-L -8", "-f lsb2msb")):
             make = f"tiffcp -c {compression} {layout} {order} in.tif a.tif"
             attempt(f"{picture} {make}", 0, 0, make, f"cp {picture} theirs.pnm", f"{zelcodec} decode a.tif ours.pnm")
-    run("convert in.ppm -dither None -monochrome -depth 1 bits.tif")
-    run("convert bits.tif -depth 8 bits.pgm")
+    run(f"{convert} in.ppm -dither None -monochrome -depth 1 bits.tif")
+    run(f"{convert} bits.tif -depth 8 bits.pgm")
     for compression, order in itertools.product(("none", "packbits", "lzw", "zip"), ("", "-f lsb2msb", "-B")):
         make = f"tiffcp -c {compression} {order} bits.tif a.tif"
         attempt(f"1 bit {make}", 0, 0, make, "cp bits.pgm theirs.pnm", f"{zelcodec} decode --depth 8 a.tif ours.pnm")
     for compression, layout in itertools.product(("none", "packbits", "lzw", "deflate"), ("", "--tile 16 32", "--bigtiff")):
         make = f"{zelcodec} encode in.ppm a.tif --compression {compression} {layout}"
-        attempt(make, 0, 0, make, "convert a.tif -depth 8 theirs.ppm", "mv theirs.ppm theirs.pnm",
+        attempt(make, 0, 0, make, f"{convert} a.tif -depth 8 theirs.ppm", "mv theirs.ppm theirs.pnm",
                 f"{zelcodec} decode a.tif ours.pnm")
 
 
 def imagemagick():
     for depth, kind, interlace in itertools.product((8, 16), ("Grayscale", "TrueColor", "Palette"), ("None", "PNG")):
-        make = f"convert in.ppm -type {kind} -depth {depth} -interlace {interlace} a.png"
+        make = f"{convert} in.ppm -type {kind} -depth {depth} -interlace {interlace} a.png"
         depth = 8 if kind == "Palette" else depth
-        plain = f"convert a.png -depth {depth} theirs." + ("pgm" if kind == "Grayscale" else "ppm")
+        plain = f"{convert} a.png -depth {depth} theirs." + ("pgm" if kind == "Grayscale" else "ppm")
         attempt(make, 0, 0, make, plain, "mv " + plain.split()[-1] + " theirs.pnm",
                 f"{zelcodec} decode --depth {depth} a.png ours.pnm")
     for kind, ending in itertools.product(("-sampling-factor 4:2:0", "-sampling-factor 4:4:4", "-interlace JPEG"),
                                           ("jpg", "tif")):
         if ending == "tif":
-            make = f"convert in.ppm {kind} -compress jpeg a.tif"
-            attempt(make, 6, 0.7, make, "convert a.tif -depth 8 theirs.ppm", "mv theirs.ppm theirs.pnm",
+            make = f"{convert} in.ppm {kind} -compress jpeg a.tif"
+            attempt(make, 6, 0.7, make, f"{convert} a.tif -depth 8 theirs.ppm", "mv theirs.ppm theirs.pnm",
                     f"{zelcodec} decode a.tif ours.pnm")
         else:
-            make = f"convert in.ppm {kind} -quality 88 a.jpg"
+            make = f"{convert} in.ppm {kind} -quality 88 a.jpg"
             attempt(make, *close, make, "djpeg -pnm -nosmooth -outfile theirs.pnm a.jpg",
                     f"{zelcodec} decode --fast a.jpg ours.pnm")
 
