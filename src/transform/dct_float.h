@@ -52,14 +52,34 @@ ZEL_INLINE FloatRow splatFloats(float x) {
   return r;
 }
 
-// Rows become columns, through memory: the transform itself dominates.
+// Four rows become four columns, in each 128-bit half.
+ZEL_INLINE void transposeFours(f32v& a, f32v& b, f32v& c, f32v& d) {
+  const f32v ac = unpackLow128(a, c), bd = unpackLow128(b, d);
+  const f32v acHigh = unpackHigh128(a, c), bdHigh = unpackHigh128(b, d);
+  a = unpackLow128(ac, bd);
+  b = unpackHigh128(ac, bd);
+  c = unpackLow128(acHigh, bdHigh);
+  d = unpackHigh128(acHigh, bdHigh);
+}
+
+// Rows become columns.
 ZEL_INLINE FloatBlock transposed(const FloatBlock& b) {
-  alignas(32) float in[64], out[64];
-  __builtin_memcpy(in, &b, sizeof in);
-  for (int r = 0; r < 8; ++r)
-    for (int c = 0; c < 8; ++c) out[8 * c + r] = in[8 * r + c];
   FloatBlock t;
-  __builtin_memcpy(&t, out, sizeof out);
+#pragma GCC unroll 2
+  for (int right = 0; right < 2; ++right) {  // the left four columns, and the right ones
+    FloatRow* const row = t.row + 4 * right;
+#pragma GCC unroll 4
+    for (int i = 0; i < 4; ++i) {
+#ifdef ZEL_VEC32
+      const f32v upper = b.row[i].part[0], lower = b.row[i + 4].part[0];
+      row[i].part[0] = right ? highHalves(upper, lower) : lowHalves(upper, lower);
+#else
+      row[i] = {{b.row[i].part[right], b.row[i + 4].part[right]}};
+#endif
+    }
+    for (int i = 0; i < kFloatParts; ++i)
+      transposeFours(row[0].part[i], row[1].part[i], row[2].part[i], row[3].part[i]);
+  }
   return t;
 }
 

@@ -26,6 +26,7 @@ ZEL_INLINE FloatBlock inverseFloatColumns(const FloatBlock& F) {
 }
 
 ZEL_INLINE FloatBlock dct_8x8_inv_32f(FloatBlock b) {
+#pragma GCC unroll 8
   for (int r = 0; r < 8; ++r) b.row[r] = b.row[r] * loadFloats(tab_norm_inv.at + 8 * r);
   return transposed(inverseFloatColumns(transposed(inverseFloatColumns(b))));
 }
@@ -38,8 +39,10 @@ ZEL_INLINE i16x8 samples(FloatRow x) {
 
 void dct_qnt_inv_8x8_ls(const int16_t* src, uint16_t* dst, int dstStep, const float* table) {
   FloatBlock b;
+#pragma GCC unroll 8
   for (int r = 0; r < 8; ++r) b.row[r] = loadAsFloats(src + 8 * r) * loadFloats(table + 8 * r);
   b = dct_8x8_inv_32f(b);
+#pragma GCC unroll 8
   for (int r = 0; r < 8; ++r) store(rowAt(dst, dstStep, r), samples(b.row[r] + splatFloats(fLS)));
 }
 

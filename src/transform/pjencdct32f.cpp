@@ -27,6 +27,7 @@ ZEL_INLINE FloatBlock forwardFloatColumns(const FloatBlock& x) {
 
 ZEL_INLINE FloatBlock dct_8x8_fwd_32f(const FloatBlock& samples) {
   FloatBlock b = transposed(forwardFloatColumns(transposed(forwardFloatColumns(samples))));
+#pragma GCC unroll 8
   for (int r = 0; r < 8; ++r) b.row[r] = b.row[r] * loadFloats(tab_norm_frw.at + 8 * r);
   return b;
 }
@@ -38,8 +39,10 @@ ZEL_INLINE i16x8 rounded(FloatRow x) {
 
 void dct_qnt_fwd_8x8_ls(const uint16_t* src, int srcStep, int16_t* dst, const float* table) {
   FloatBlock b;
+#pragma GCC unroll 8
   for (int r = 0; r < 8; ++r) b.row[r] = loadAsFloats(rowAt(src, srcStep, r)) - splatFloats(fLS);
   b = dct_8x8_fwd_32f(b);
+#pragma GCC unroll 8
   for (int r = 0; r < 8; ++r) store(dst + 8 * r, rounded(b.row[r] * loadFloats(table + 8 * r)));
 }
 
