@@ -112,8 +112,8 @@ class Arguments {
 };
 
 // A call with arguments of these types. A number that a call changes, such as a position, begins at 0 each time (and so
-// does the first of samples of that type); samples that it changes in place are renewed at every eighth call, before they
-// have become too large or too small to be those of a picture.
+// does the first of samples of that type); samples that it changes in place are renewed at every eighth call, before
+// they have become too large or too small to be those of a picture.
 template <class... P>
 std::function<void()> callOf(const char* name, ZelStatus (*f)(P...), const Numbers& numbers) {
   auto data = std::make_shared<Data>();

@@ -1,5 +1,5 @@
-// A typical call of every exported function, on data of a few kilobytes: what it costs is measured, or counted, for each,
-// so that none is slow unnoticed.
+// A typical call of every exported function, on data of a few kilobytes: what it costs is measured, or counted, for
+// each, so that none is slow unnoticed.
 #pragma once
 
 #include <functional>

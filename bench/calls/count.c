@@ -1,5 +1,5 @@
-// A plugin of QEMU's user mode (its interface of version 1, of which this declares what it uses, is part of every QEMU since
-// 4.2): prints the instructions that were run between each write to file 1000 and the next one.
+// A plugin of QEMU's user mode: prints the instructions that were run between each write to file 1000 and the next. Of
+// the plugin interface (version 1), whose header is not in every distribution, this declares what it uses.
 #include <inttypes.h>
 #include <stdint.h>
 #include <stdio.h>

@@ -1,6 +1,6 @@
-// zelj_calls VARIANT: makes one call of every exported function, after one that has prepared it, and prints the function's
-// name, its work and the unit. A write to a file that is not there stands before and behind the call: what runs the program
-// and counts its instructions can tell by these.
+// zelj_calls VARIANT: makes one call of every exported function, after one that has prepared it, and prints the
+// function's name, its work and the unit. A write to a file that is not there stands before and behind the call: what
+// runs the program and counts its instructions can tell by these.
 #include <unistd.h>
 
 #include <cstdio>

@@ -9,8 +9,8 @@ namespace {
 constexpr int kSide = 64, kRoom = 1 << 16;
 constexpr ZeliSize kBlock = {kSide, kSide};
 
-// A code block as the wavelet leaves one of a photograph: most coefficients small, some large along an edge. It is coded in
-// one segment.
+// A code block as the wavelet leaves one of a photograph: most coefficients small, some large along an edge. It is
+// coded in one segment.
 struct Tier1 {
   const zeltest::Api& z;
   int32_t samples[kSide * kSide], decoded[kSide * kSide];

@@ -25,11 +25,10 @@ struct alignas(kVecBytes) McuTables {
   // by the logarithm of the pixels in a sample.
   Words toY, toCb, toCr;
   Dwords toYAdd, toChromaAdd[3], cmykToChromaAdd;
-  Bytes evenMinusOdd, oddMinusEven, evenPlusOdd;  // signs of neighbours
-  Bytes rgbGreenTwice[2], bgrGreenTwice[2];       // r g b g of pixels 0-3 in the first, and 4-7 in the last 16 bytes
-  Bytes cmykGreenTwice;                           // c m y m of four pixels
-  Bytes oddOfFour;                                // bytes 1 5 9 13, then 3 7 11 15, widened
-  Bytes chroma[2];  // Cb of 8 pixels, then Cr: the part in the first and in the last 16 bytes
+  Bytes rgbGreenTwice[2], bgrGreenTwice[2];  // r g b g of pixels 0-3 in the first, and 4-7 in the last 16 bytes
+  Bytes cmykGreenTwice;                      // c m y m of four pixels
+  Bytes oddOfFour;                           // bytes 1 5 9 13, then 3 7 11 15, widened
+  Bytes chroma[2];                           // Cb of 8 pixels, then Cr: the part in the first and in the last 16 bytes
   Words lowByte, field5, field6;
 
   // Decoder: the factors of the rests that remain beside whole chroma samples, and what green adds before the shift.

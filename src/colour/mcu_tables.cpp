@@ -19,10 +19,10 @@ constexpr void fillPairs(T (&lanes)[N], int even, int odd) {
   for (int i = 0; i < N; ++i) lanes[i] = T(i % 2 ? odd : even);
 }
 
-// Bytes r g b g of four pixels of the given size, the first at byte `start`.
-constexpr void greenTwice(McuTables::Bytes& t, int start, int pixelBytes, int red, int blue) {
+// Bytes r g b g of four pixels of the given size, the first at byte `start`; or g r g b.
+constexpr void greenTwice(McuTables::Bytes& t, int start, int pixelBytes, int red, int blue, bool greenFirst = false) {
   for (int i = 0; i < kVecBytes; ++i) {
-    const int channel = i % 2 ? 1 : i % 4 ? blue : red;
+    const int channel = i % 2 == int(!greenFirst) ? 1 : i / 2 % 2 ? blue : red;
     t[i] = uint8_t(start + i % 16 / 4 * pixelBytes + channel);
   }
 }
@@ -34,14 +34,11 @@ constexpr void fillEncoder(McuTables& t) {
   fill(t.toYAdd, kHalf - kCentre * kOne);
   for (int log = 0; log < 3; ++log) fill(t.toChromaAdd[log], kHalf << log);
   fill(t.cmykToChromaAdd, kCmykChromaRounding);
-  fillPairs(t.evenMinusOdd, 1, -1);
-  fillPairs(t.oddMinusEven, -1, 1);
-  fill(t.evenPlusOdd, 1);
   for (int i = 0; i < 2; ++i) {  // pixel 4 is byte 12, and 4 of the last 16
     greenTwice(t.rgbGreenTwice[i], 4 * i, 3, 0, 2);
     greenTwice(t.bgrGreenTwice[i], 4 * i, 3, 2, 0);
   }
-  greenTwice(t.cmykGreenTwice, 0, 4, 0, 2);
+  greenTwice(t.cmykGreenTwice, 0, 4, 0, 2, true);
   for (int i = 0; i < kVecBytes; ++i) {
     const int lane = i % 16;
     t.oddOfFour[i] = lane % 2 ? kZeroByte : uint8_t(lane / 2 % 4 * 4 + (lane < 8 ? 1 : 3));

@@ -41,18 +41,18 @@ constexpr int kCrRounding15 = 16400;
 // Of pixels as pairs. The sums of even and of odd pixels have their integers brought side by side.
 template <bool kRedFirst, class V>
 ZEL_INLINE V outerFactors(int red, int blue) {
-  return kRedFirst ? pairFactors<V>(red, blue) : pairFactors<V>(blue, red);
+  return kRedFirst ? pairFactors<int(sizeof(V))>(red, blue) : pairFactors<int(sizeof(V))>(blue, red);
 }
 
 template <bool kRedFirst, class V>
 ZEL_INLINE V luma15(const PixelPairs<V>& p) {
   constexpr Weights w = kForward15.y;  // doubled below: with 16 fraction bits, integers are the high halves
   const auto twice = [&](int i) {
-    return maddPairs(p.outer[i], outerFactors<kRedFirst, V>(2 * w.r, 2 * w.b)) +
-           maddPairs(p.middle[i], pairFactors<V>(w.g, w.g)) + splat<WideOf<V>>(2 * kLumaRounding15);
+    return maddPairs(p.outer[i], outerFactors<kRedFirst, V>(2 * w.r, 2 * w.b), p.middle[i],
+                     pairFactors<int(sizeof(V))>(w.g, w.g)) +
+           splat<WideOf<V>>(2 * kLumaRounding15);
   };
-  using Unsigned = Vec<uint32_t, int(sizeof(V))>;
-  return blend16x128<0xAA>(as<V>(as<Unsigned>(twice(0)) >> 16), as<V>(twice(1)));
+  return bitsInTurn<16>(twice(0), twice(1));
 }
 uint8_t luma15(Rgb<int> c) {
   constexpr Weights w = kForward15.y;
@@ -67,8 +67,7 @@ ZEL_INLINE Ycc<V> matrix15(const PixelPairs<V>& p) {
   const auto chroma = [&](Weights w, int rounding) {
     const V factors = outerFactors<kRedFirst, V>(w.r, w.b);
     const WideOf<V> add = splat<WideOf<V>>((kCentre << 15) + rounding);
-    return blend16x128<0xAA>(as<V>((maddPairs(even, factors) + add) >> 15),
-                             as<V>((maddPairs(odd, factors) + add) << 1));
+    return bitsInTurn<15>(maddPairs(even, factors) + add, maddPairs(odd, factors) + add);
   };
   return {luma15<kRedFirst>(p), chroma(m.cb, kCbRounding15), chroma(m.cr, kCrRounding15)};
 }
@@ -97,10 +96,17 @@ Ycc<uint8_t> byTables(Rgb<int> c) {
           uint8_t((t[5][c.r] + t[6][c.g] + t[7][c.b]) >> 16)};
 }
 
-// 0.299 R + 0.587 G + 0.114 B in single precision, products and sums rounded in this order; four pixels.
-ZEL_INLINE i32x4 lumaFloat(i32x4 r, i32x4 g, i32x4 b) {
-  const f32x4::Raw rg = toFloat(r).v * 0.299f + toFloat(g).v * 0.587f;
-  return roundToInt(f32x4{rg + toFloat(b).v * 0.114f});
+// 0.299 R + 0.587 G + 0.114 B in single precision, products and sums rounded in this order.
+template <class V>
+ZEL_INLINE V lumaFloat(const Rgb<V>& c) {
+  using Floats = Vec<float, int(sizeof(V))>;
+  const auto luma = [](WideOf<V> r, WideOf<V> g, WideOf<V> b) {
+    const typename Floats::Raw rg = toFloat(r).v * 0.299f + toFloat(g).v * 0.587f;
+    return roundToInt(Floats{rg + toFloat(b).v * 0.114f});
+  };
+  const auto low = [](V x) { return as<WideOf<V>>(unpackLow128(x, zero<V>())); };
+  const auto high = [](V x) { return as<WideOf<V>>(unpackHigh128(x, zero<V>())); };
+  return packI16x128(luma(low(c.r), low(c.g), low(c.b)), luma(high(c.r), high(c.g), high(c.b)));
 }
 
 // ---- Sources: a vector part and a single pixel each -----------------------------------------------------------------
@@ -253,15 +259,11 @@ void lumaRow(FromChannels<kRedFirst> from, uint8_t* y, int width) {
 }
 
 void lumaRowOfPlanes(FromPlanes from, uint8_t* y, int width) {
-  const int whole = width - width % 4;
-  int i = 0;
-  for (; i < whole; i += 4) {
-    const Rgb<i16x8> c = from.get<Step<i16x8, 4>>(i);
-    const auto wide = [](i16x8 x) { return as<i32x4>(unpackLow128(x, zero<i16x8>())); };
-    const i32x4 luma = lumaFloat(wide(c.r), wide(c.g), wide(c.b));
-    store4(y + i, bytesOf(packI16(luma, luma)));
-  }
-  for (; i < width; ++i) y[i] = lumaByTables(from.get(i));
+  const int whole = inSteps<4>(width, [=](auto step, int i) {
+    using S = decltype(step);
+    storeSamples<S>(y + i, lumaFloat(from.get<S>(i)));
+  });
+  for (int i = whole; i < width; ++i) y[i] = lumaByTables(from.get(i));
 }
 
 void copyRow(const uint8_t* src, uint8_t* dst, int n) {

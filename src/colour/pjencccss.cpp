@@ -12,10 +12,9 @@
 namespace ZEL_VARIANT {
 namespace {
 
-// (factors . differences + rounding) >> shift in 32-bit lanes
-template <int kShift>
+// factors . differences + rounding in 32-bit lanes
 ZEL_INLINE i32v weigh(i16v differences, const McuTables::Words& factors, const McuTables::Dwords& rounding) {
-  return (maddPairs(differences, loadAligned<i16v>(factors)) + loadAligned<i32v>(rounding)) >> kShift;
+  return maddPairs(differences, loadAligned<i16v>(factors)) + loadAligned<i32v>(rounding);
 }
 
 // ---- Readers of pixels: what a group of them gives to each component ------------------------------------------------
@@ -37,15 +36,14 @@ struct ColourReader {
   using Chroma = Differences;
 
   ZEL_INLINE static i16v lumaOf(Differences d, i16v green) {
-    return packI16x128(weigh<kFractionBits>(d.low, kMcu.toY, kMcu.toYAdd),
-                       weigh<kFractionBits>(d.high, kMcu.toY, kMcu.toYAdd)) +
+    return packI16x128<kFractionBits>(weigh(d.low, kMcu.toY, kMcu.toYAdd), weigh(d.high, kMcu.toY, kMcu.toYAdd)) +
            green;
   }
 
   template <int kShift>
   ZEL_INLINE static void write(i16v low, i16v high, const McuTables::Dwords& rounding, int16_t* cb, int16_t* cr) {
-    store(cb, packI16x128(weigh<kShift>(low, kMcu.toCb, rounding), weigh<kShift>(high, kMcu.toCb, rounding)));
-    store(cr, packI16x128(weigh<kShift>(low, kMcu.toCr, rounding), weigh<kShift>(high, kMcu.toCr, rounding)));
+    store(cb, packI16x128<kShift>(weigh(low, kMcu.toCb, rounding), weigh(high, kMcu.toCb, rounding)));
+    store(cr, packI16x128<kShift>(weigh(low, kMcu.toCr, rounding), weigh(high, kMcu.toCr, rounding)));
   }
   ZEL_INLINE static void writeFull(Differences d, int16_t* cb, int16_t* cr) {
     write<kFractionBits>(d.low, d.high, kMcu.toChromaAdd[0], cb, cr);
@@ -63,9 +61,10 @@ struct ColourReader {
   }
 };
 
-// Differences of the bytes r g b g of four pixels, or of their complements.
-ZEL_INLINE i16v differences(u8v pixels, const McuTables::Bytes& greenTwice, const McuTables::Bytes& signs) {
-  return maddBytes(shuffle128(pixels, loadAligned<u8v>(greenTwice)), loadAligned<i8v>(signs));
+// Red less green and blue less green of four pixels; or, of their complements, green less those.
+ZEL_INLINE i16v differences(u8v pixels, const McuTables::Bytes& greenTwice) {
+  constexpr uint16_t kPlusMinus = 0xFF01;  // 1 for the first of two bytes, -1 for the second
+  return maddBytes(shuffle128(pixels, loadAligned<u8v>(greenTwice)), as<i8v>(splat<u16v>(kPlusMinus)));
 }
 
 // Interleaved bytes.
@@ -78,8 +77,7 @@ struct RgbReader : ColourReader {
   ZEL_INLINE static Group<Differences> read(const uint8_t* p, const uint8_t* q) {
     const Rgb24<u8v> pixels = loadRgb24<u8v>(p, q);
     const McuTables::Bytes(&order)[2] = kRedFirst ? kMcu.rgbGreenTwice : kMcu.bgrGreenTwice;
-    const Differences d = {differences(pixels.first, order[0], kMcu.evenMinusOdd),
-                           differences(pixels.last, order[1], kMcu.evenMinusOdd)};
+    const Differences d = {differences(pixels.first, order[0]), differences(pixels.last, order[1])};
     return {lumaOf(d, channelOf3<1>(pixels)), zero<i16v>(), d};
   }
 };
@@ -92,8 +90,7 @@ struct CmykReader : ColourReader {
 
   ZEL_INLINE static Group<Differences> read(const uint8_t* p, const uint8_t* q) {
     const u8v low = loadHalves<u8v>(p, q), high = loadHalves<u8v>(p + 16, q + 16);
-    const Differences d = {differences(low, kMcu.cmykGreenTwice, kMcu.oddMinusEven),
-                           differences(high, kMcu.cmykGreenTwice, kMcu.oddMinusEven)};
+    const Differences d = {differences(low, kMcu.cmykGreenTwice), differences(high, kMcu.cmykGreenTwice)};
     const i16v mkLow = as<i16v>(shuffle128(low, loadAligned<u8v>(kMcu.oddOfFour)));
     const i16v mkHigh = as<i16v>(shuffle128(high, loadAligned<u8v>(kMcu.oddOfFour)));
     const i16v green = loadAligned<i16v>(kMcu.lowByte) - unpackLow64x128(mkLow, mkHigh);
@@ -144,7 +141,7 @@ struct YccReader {
   ZEL_INLINE static i16v sumOf(Rgb24<u8v> pixels) {
     const u8v chroma = shuffle128(pixels.first, loadAligned<u8v>(kMcu.chroma[0])) |
                        shuffle128(pixels.last, loadAligned<u8v>(kMcu.chroma[1]));
-    return maddBytes(chroma, loadAligned<i8v>(kMcu.evenPlusOdd));
+    return maddBytes(chroma, splat<i8v>(1));
   }
   ZEL_INLINE static i16v sumOf(Rgb24<u8v> p, Rgb24<u8v> q) { return sumOf(p) + sumOf(q); }
 

@@ -27,7 +27,7 @@ ZEL_INLINE Vec<int16_t, B> pairSums(const uint8_t* p) {
 template <bool kTwoRows>
 void downRow(const uint8_t* upper, const uint8_t* lower, uint8_t* dst, int n, Bias bias) {
   constexpr int kShift = kTwoRows ? 2 : 1;
-  const auto sums = [&](auto lanes, int64_t i) {
+  const auto sums = [&](auto lanes, int64_t i) __attribute__((always_inline)) {
     using V = decltype(lanes);
     V s = pairSums<sizeof(V)>(upper + 2 * i);
     if constexpr (kTwoRows) s = s + pairSums<sizeof(V)>(lower + 2 * i);

@@ -43,19 +43,12 @@ struct Ycc {
 template <class V>
 using WideOf = Vec<int32_t, int(sizeof(V))>;
 
-// One factor for the lanes of even and one for those of odd index.
-template <class V>
-ZEL_INLINE V pairFactors(int even, int odd) {
-  return as<V>(splat<WideOf<V>>(int32_t(uint32_t(uint16_t(even)) | uint32_t(odd) << 16)));
-}
-
 // (a * fa + b * fb + offset) >> kShift
 template <int kShift, class V>
 ZEL_INLINE V weigh(V a, V b, int fa, int fb, int offset) {
-  const V factors = pairFactors<V>(fa, fb);
+  const auto sums = weighted128(a, fa, b, fb);
   const WideOf<V> add = splat<WideOf<V>>(offset);
-  return packI16x128((maddPairs(unpackLow128(a, b), factors) + add) >> kShift,
-                     (maddPairs(unpackHigh128(a, b), factors) + add) >> kShift);
+  return packI16x128<kShift>(sums.low + add, sums.high + add);
 }
 
 constexpr uint8_t clampToByte(int x) { return uint8_t(x < 0 ? 0 : x > 255 ? 255 : x); }

@@ -202,6 +202,7 @@ ZEL_INLINE Vec<T, B> operator>(Vec<T, B> a, Vec<T, B> b) {
 //   average                  u8 u16: (a + b + 1) >> 1, no overflow
 //   mulHi                    i16 u16: the high half of the 32-bit product
 //   mulHiRound               i16: (a * b + 2^14) >> 15, wrapped
+//   mulHiRoundInRange        the same where not both are -32768
 //   maddPairs                i16 to i32: a[2i] * b[2i] + a[2i + 1] * b[2i + 1], wrapped
 //   maddBytes                u8 and i8 to i16: the same, saturated
 //   mulEven                  i32 to i64: a[2i] * b[2i]
@@ -212,7 +213,7 @@ ZEL_INLINE Vec<T, B> operator>(Vec<T, B> a, Vec<T, B> b) {
 //   isZero                   whether all bits are
 //
 //   addNeighbours            i32: a0+a1 a2+a3 b0+b1 b2+b3
-//   shuffle128(a, b)         u8: a[b & 15], or 0 where bit 7 of b is set
+//   shuffle128(a, b)         u8: a[b] for a b below 16, 0 for one of 128 or more; no b is between
 //   packI16x128 packU16x128  i32 to 16 bits, saturated: those of a, then those of b
 //   packU8x128 packI8x128    i16 to 8 bits, likewise
 //   unpackLow128 ..High128   a0 b0 a1 b1 ..: the low (high) halves of a and b in turn
@@ -242,6 +243,53 @@ ZEL_INLINE Vec<T, B> operator>(Vec<T, B> a, Vec<T, B> b) {
 
 namespace ZEL_VARIANT {
 namespace {
+
+// ---- Combinations of these that some instruction set has an instruction for -----------------------------------------
+// What they give is told by the forms here, those of all instruction sets that do not define ZEL_OWN_COMBINATIONS.
+
+// One factor for the lanes of even and one for those of odd index.
+template <int B>
+ZEL_INLINE Vec<int16_t, B> pairFactors(int even, int odd) {
+  return as<Vec<int16_t, B>>(splat<Vec<int32_t, B>>(int32_t(uint32_t(uint16_t(even)) | uint32_t(odd) << 16)));
+}
+
+// 32-bit results of the 16-bit lanes in the low half (of each 128 bits), and in the high half.
+template <int B>
+struct Wide {
+  Vec<int32_t, B> low, high;
+};
+
+#ifndef ZEL_OWN_COMBINATIONS
+template <int B>
+ZEL_INLINE Vec<int16_t, B> mulHiRoundInRange(Vec<int16_t, B> a, Vec<int16_t, B> b) {
+  return mulHiRound(a, b);
+}
+
+template <int B>
+ZEL_INLINE Vec<int32_t, B> maddPairs(Vec<int16_t, B> a, Vec<int16_t, B> b, Vec<int16_t, B> c, Vec<int16_t, B> d) {
+  return maddPairs(a, b) + maddPairs(c, d);
+}
+
+// a * fa + b * fb of every lane
+template <int B>
+ZEL_INLINE Wide<B> weighted128(Vec<int16_t, B> a, int fa, Vec<int16_t, B> b, int fb) {
+  const Vec<int16_t, B> factors = pairFactors<B>(fa, fb);
+  return {maddPairs(unpackLow128(a, b), factors), maddPairs(unpackHigh128(a, b), factors)};
+}
+
+// Shifted right by kShift, 1 to 16, then packed.
+template <int kShift, int B>
+ZEL_INLINE Vec<int16_t, B> packI16x128(Vec<int32_t, B> a, Vec<int32_t, B> b) {
+  return packI16x128(a >> kShift, b >> kShift);
+}
+
+// Bits kFrom to kFrom + 15 of the lanes of a and b in turn.
+template <int kFrom, int B>
+ZEL_INLINE Vec<int16_t, B> bitsInTurn(Vec<int32_t, B> a, Vec<int32_t, B> b) {
+  using Lanes = Vec<int16_t, B>;
+  return blend16x128<0xAA>(as<Lanes>(as<Vec<uint32_t, B>>(a) >> kFrom), as<Lanes>(b << (16 - kFrom)));
+}
+#endif
 
 // ---- Width changes that keep element order --------------------------------------------------------------------------
 

@@ -46,7 +46,18 @@ ZEL_INLINE i32x4 productsLow(i16x8 a, i16x8 b) {
 }
 ZEL_INLINE i32x4 productsHigh(i16x8 a, i16x8 b) { return {(i32x4::Raw)vmull_high_s16((int16x8_t)a.v, (int16x8_t)b.v)}; }
 
+// Whether the compiler knows that no bit of a mask is set.
+template <class T>
+ZEL_INLINE bool knownZero(Vec<T, 16> mask) {
+  const auto halves = as<Vec<uint64_t, 16>>(mask).v;
+  const uint64_t any = halves[0] | halves[1];
+  return __builtin_constant_p(any) && any == 0;
+}
+
+// Two instructions where the doubled product cannot saturate.
 ZEL_INLINE i16x8 mulHi(i16x8 a, i16x8 b) {
+  if (knownZero(b == splat<i16x8>(INT16_MIN)))
+    return i16x8{(i16x8::Raw)vqdmulhq_s16((int16x8_t)a.v, (int16x8_t)b.v)} >> 1;
   return {(i16x8::Raw)vuzp2q_s16((int16x8_t)productsLow(a, b).v, (int16x8_t)productsHigh(a, b).v)};
 }
 ZEL_INLINE u16x8 mulHi(u16x8 a, u16x8 b) {
@@ -56,18 +67,28 @@ ZEL_INLINE u16x8 mulHi(u16x8 a, u16x8 b) {
 }
 
 // The instruction saturates -32768 times -32768 to 32767; the product wraps to -32768 here, all bits of the other.
+ZEL_INLINE i16x8 mulHiRoundInRange(i16x8 a, i16x8 b) {
+  return {(i16x8::Raw)vqrdmulhq_s16((int16x8_t)a.v, (int16x8_t)b.v)};
+}
 ZEL_INLINE i16x8 mulHiRound(i16x8 a, i16x8 b) {
   const i16x8 smallest = splat<i16x8>(INT16_MIN);
-  return i16x8{(i16x8::Raw)vqrdmulhq_s16((int16x8_t)a.v, (int16x8_t)b.v)} ^ ((a == smallest) & (b == smallest));
+  return mulHiRoundInRange(a, b) ^ ((a == smallest) & (b == smallest));
 }
 
 ZEL_INLINE i32x4 maddPairs(i16x8 a, i16x8 b) { return addNeighbours(productsLow(a, b), productsHigh(a, b)); }
 
-// A product of a byte and a signed byte has 16 bits; their sum saturates.
+// A product of a byte and a signed byte has 16 bits; their sum saturates. It cannot leave 16 bits where the factors are
+// constants from -64 to 63.
 ZEL_INLINE i16x8 maddBytes(u8x16 a, i8x16 b) {
+  if (knownZero(b ^ splat<i8x16>(1))) return {(i16x8::Raw)vpaddlq_u8((uint8x16_t)a.v)};
+  if (knownZero(b & splat<i8x16>(-64))) {  // from 0 to 63: products without a sign
+    const uint8x16_t x = (uint8x16_t)a.v, y = (uint8x16_t)b.v;
+    return {(i16x8::Raw)vpaddq_u16(vmull_u8(vget_low_u8(x), vget_low_u8(y)), vmull_high_u8(x, y))};
+  }
   const i16x8 even = as<i16x8>(as<u16x8>(a) & splat<u16x8>(0xFF)) * (as<i16x8>(as<u16x8>(b) << 8) >> 8);
   const i16x8 odd = as<i16x8>(as<u16x8>(a) >> 8) * (as<i16x8>(b) >> 8);
-  return addSat(even, odd);
+  const bool fits = knownZero((as<u8x16>(b) + splat<u8x16>(64)) & splat<u8x16>(0x80));
+  return fits ? even + odd : addSat(even, odd);
 }
 
 ZEL_INLINE Vec<int64_t, 16> mulEven(i32x4 a, i32x4 b) {
@@ -110,9 +131,8 @@ ZEL_INLINE V repeat128(Vec<T, 16> a) {
   return as<V>(a);
 }
 
-// The instruction gives 0 for every index above 15; bits 4 to 6 are taken off, so that bit 7 alone does.
 ZEL_INLINE u8x16 shuffle128(u8x16 a, u8x16 index) {
-  return {(u8x16::Raw)vqtbl1q_u8((uint8x16_t)a.v, (uint8x16_t)(index & splat<u8x16>(0x8F)).v)};
+  return {(u8x16::Raw)vqtbl1q_u8((uint8x16_t)a.v, (uint8x16_t)index.v)};
 }
 
 ZEL_INLINE i16x8 packI16x128(i32x4 a, i32x4 b) {
@@ -204,6 +224,35 @@ ZEL_INLINE i32x4 whereItFits(f32x4 a, i32x4 converted) {
 }
 ZEL_INLINE i32x4 roundToInt(f32x4 a) { return whereItFits(a, {(i32x4::Raw)vcvtnq_s32_f32((float32x4_t)a.v)}); }
 ZEL_INLINE i32x4 truncToInt(f32x4 a) { return whereItFits(a, {(i32x4::Raw)vcvtq_s32_f32((float32x4_t)a.v)}); }
+
+// ---- Combinations ---------------------------------------------------------------------------------------------------
+
+#define ZEL_OWN_COMBINATIONS
+template <int B>
+struct Wide;
+
+// Products are added to products of the same lanes; only the sums are added to their neighbours.
+ZEL_INLINE i32x4 maddPairs(i16x8 a, i16x8 b, i16x8 c, i16x8 d) {
+  return addNeighbours(productsLow(a, b) + productsLow(c, d), productsHigh(a, b) + productsHigh(c, d));
+}
+
+// No lanes need to be brought side by side.
+template <int B>
+ZEL_INLINE Wide<B> weighted128(Vec<int16_t, B> a, int fa, Vec<int16_t, B> b, int fb) {
+  const i16x8 x = splat<i16x8>(int16_t(fa)), y = splat<i16x8>(int16_t(fb));
+  return {productsLow(a, x) + productsLow(b, y), productsHigh(a, x) + productsHigh(b, y)};
+}
+
+template <int kShift>
+ZEL_INLINE i16x8 packI16x128(i32x4 a, i32x4 b) {
+  if constexpr (kShift == 16) return oddLanes(as<i16x8>(a), as<i16x8>(b));  // they fit
+  return {(i16x8::Raw)vqshrn_high_n_s32(vqshrn_n_s32((int32x4_t)a.v, kShift), (int32x4_t)b.v, kShift)};
+}
+
+template <int kFrom>
+ZEL_INLINE i16x8 bitsInTurn(i32x4 a, i32x4 b) {
+  return {(i16x8::Raw)vtrn2q_s16((int16x8_t)(a << (16 - kFrom)).v, (int16x8_t)(b << (16 - kFrom)).v)};
+}
 
 }  // namespace
 }  // namespace ZEL_VARIANT

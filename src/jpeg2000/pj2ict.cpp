@@ -72,28 +72,19 @@ struct Inverse32 {
 // The lanes a[i] * weightA + b[i] * weightB + c[i] * weightC + offset, in 32 bits; in the order of 128-bit unpacks,
 // which the packs undo. Weights and offset up to 2^14 + 2^14 in all: no sum reaches 2^31.
 template <int B>
-struct Sums {
-  Vec<int32_t, B> low, high;
-};
-template <int B>
-ZEL_INLINE Vec<int16_t, B> weightPair(int first, int second) {
-  return as<Vec<int16_t, B>>(splat<Vec<int32_t, B>>((first & 0xFFFF) | second * 0x10000));
-}
-template <int B>
-ZEL_INLINE Sums<B> weightedSums(Vec<int16_t, B> a, Vec<int16_t, B> b, Vec<int16_t, B> c, int weightA, int weightB,
+ZEL_INLINE Wide<B> weightedSums(Vec<int16_t, B> a, Vec<int16_t, B> b, Vec<int16_t, B> c, int weightA, int weightB,
                                 int weightC, int offset) {
-  const Vec<int16_t, B> one = splat<Vec<int16_t, B>>(1);
-  const Vec<int16_t, B> ab = weightPair<B>(weightA, weightB), c1 = weightPair<B>(weightC, offset);
-  return {maddPairs(unpackLow128(a, b), ab) + maddPairs(unpackLow128(c, one), c1),
-          maddPairs(unpackHigh128(a, b), ab) + maddPairs(unpackHigh128(c, one), c1)};
+  const Wide<B> ab = weighted128(a, weightA, b, weightB);
+  const Wide<B> rest = weighted128(c, weightC, splat<Vec<int16_t, B>>(1), offset);
+  return {ab.low + rest.low, ab.high + rest.high};
 }
 template <int B>
-ZEL_INLINE Vec<int16_t, B> saturated(Sums<B> s) {
-  return packI16x128(s.low >> kShift, s.high >> kShift);
+ZEL_INLINE Vec<int16_t, B> saturated(Wide<B> s) {
+  return packI16x128<kShift>(s.low, s.high);
 }
 template <int B>
-ZEL_INLINE Vec<int16_t, B> cut(Sums<B> s) {  // bits 14 to 29 of the sums: their low 16 bits after the shift
-  return packI16x128(s.low << 2 >> 16, s.high << 2 >> 16);
+ZEL_INLINE Vec<int16_t, B> cut(Wide<B> s) {  // bits 14 to 29 of the sums: their low 16 bits after the shift
+  return packI16x128<16>(s.low << 2, s.high << 2);
 }
 
 // (weight x + 8192) >> 14, for weights below 2^14.

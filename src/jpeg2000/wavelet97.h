@@ -102,10 +102,9 @@ struct Q14 {
   // The low 16 bits of ((a + b) weight + 2^13) >> 14: bits 14 to 29 of sums that fit 32 bits.
   ZEL_INLINE static R product(int weight, R a, R b) {
     using Wide = Vec<int32_t, B>;
-    const R weights = splat<R>(int16_t(weight));
     const Wide half = splat<Wide>(1 << 13);
-    return packI16x128((maddPairs(unpackLow128(a, b), weights) + half) << 2 >> 16,
-                       (maddPairs(unpackHigh128(a, b), weights) + half) << 2 >> 16);
+    const auto sums = weighted128(a, weight, b, weight);
+    return packI16x128<16>((sums.low + half) << 2, (sums.high + half) << 2);
   }
   // (x weight + 2^13) >> 14, of a weight below 2^14 and of one between it and 2^15.
   ZEL_INLINE static R fraction(int weight, R x) { return mulHiRound(x, splat<R>(int16_t(2 * weight))); }

@@ -9,6 +9,8 @@ constexpr ZelStatus samplesOk(int n) { return n >= 1 ? zelStsNoErr : zelStsStepE
 
 void joinRow(const uint8_t* high, const uint8_t* low, uint16_t* dst, int n) {
   int i = 0;
+  for (; i + u8v::N <= n; i += u8v::N)
+    storeInterleaved(reinterpret_cast<uint8_t*>(dst + i), load<u8v>(low + i), load<u8v>(high + i));
   for (; i + u16v::N <= n; i += u16v::N)
     store(dst + i, as<u16v>(loadWiden<i16v>(high + i) << 8 | loadWiden<i16v>(low + i)));
   for (; i < n; ++i) storeOne(dst + i, uint16_t(high[i] << 8 | low[i]));

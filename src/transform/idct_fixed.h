@@ -15,14 +15,14 @@ ZEL_INLINE i16v rowSamples(i32v left, i32v right, i32v round) {
   using Pairs = Vec<int64_t>;
   const i32v a = as<i32v>(unpackLow128(as<Pairs>(left), as<Pairs>(right))) + round;
   const i32v b = as<i32v>(unpackHigh128(as<Pairs>(left), as<Pairs>(right)));
-  return packI16x128((a + b) >> 11, permute32x128<0x1B>((a - b) >> 11));
+  return packI16x128<11>(a + b, permute32x128<0x1B>(a - b));
 }
 
 ZEL_INLINE i16v inverseRows(i16v x, const int16_t (&w)[4][i16v::N], i32v round) {
   const i16v v = shuffleBytes(x, kDctRow.pairs);  // 02 46 13 57
   const i16v u = permute32x128<0xB1>(v);          // 46 02 57 13
-  return rowSamples(maddPairs(v, load<i16v>(w[0])) + maddPairs(u, load<i16v>(w[1])),
-                    maddPairs(v, load<i16v>(w[2])) + maddPairs(u, load<i16v>(w[3])), round);
+  return rowSamples(maddPairs(v, load<i16v>(w[0]), u, load<i16v>(w[1])),
+                    maddPairs(v, load<i16v>(w[2]), u, load<i16v>(w[3])), round);
 }
 
 // kCorner (2 or 4): the first kCorner frequencies count, the others are not looked at.

@@ -21,7 +21,7 @@ ZEL_INLINE i16v dequantised(const int16_t* src, const uint16_t* table, int i, co
 ZEL_INLINE i32v rowSums4(const int16_t* src, const uint16_t* table, int i) {
   const i16v v = dequantised(src, table, i, kDctRow.pairs);
   const i16v u = permute32x128<0xB1>(v);
-  return maddPairs(v, load<i16v>(kDctReduced.to4.at[i][0])) + maddPairs(u, load<i16v>(kDctReduced.to4.at[i][1]));
+  return maddPairs(v, load<i16v>(kDctReduced.to4.at[i][0]), u, load<i16v>(kDctReduced.to4.at[i][1]));
 }
 
 // Outputs 0..3 of the rows of x, then of y: output n is even + odd, its mirror 3 - n is even - odd.
@@ -29,7 +29,7 @@ ZEL_INLINE i16v twoRows4(i32v x, i32v y, const int32_t (&round)[i32v::N]) {
   using Halves = Vec<int64_t>;
   const i32v even = as<i32v>(unpackLow128(as<Halves>(x), as<Halves>(y))) + load<i32v>(round);
   const i32v odd = as<i32v>(unpackHigh128(as<Halves>(x), as<Halves>(y)));
-  return shuffleBytes(packI16x128((even + odd) >> 12, (even - odd) >> 12), kDctRow.mirrorPairs);
+  return shuffleBytes(packI16x128<12>(even + odd, even - odd), kDctRow.mirrorPairs);
 }
 
 // Rows 0 and 2, and rows 1 and 3, of four: each in a half of a vector.
@@ -97,7 +97,7 @@ ZEL_INLINE i32v rowSums2(const int16_t* src, const uint16_t* table, int i) {
 ZEL_INLINE i16v fourRows2(i32v a, i32v b, i32v c, i32v d, const int32_t* round) {
   const i32v ab = addNeighbours(a, b), cd = addNeighbours(c, d);  // odd even of a, of b; of c, of d
   const i32v odd = evenLanes32x128(ab, cd), even = oddLanes32x128(ab, cd) + load<i32v>(round);
-  return packI16x128((even + odd) >> 12, (even - odd) >> 12);
+  return packI16x128<12>(even + odd, even - odd);
 }
 
 // The left outputs of rows 1 3 5 7, then their right ones; and of row 0 in the first lane of each half.

@@ -19,7 +19,7 @@ ZEL_INLINE void forwardRows(i16v& a, i16v& b, const int16_t (&w)[4][2][i16v::N])
   const i16v s = addSat(first, last), d = subSat(first, last);
 
   const auto sums = [&](i16v v, i16v exchanged, int f) {
-    return maddPairs(v, load<i16v>(w[f][0])) + maddPairs(exchanged, load<i16v>(w[f][1]));
+    return maddPairs(v, load<i16v>(w[f][0]), exchanged, load<i16v>(w[f][1]));
   };
   i32v of04, of26;
   if constexpr (kOfBytes) {
@@ -35,8 +35,8 @@ ZEL_INLINE void forwardRows(i16v& a, i16v& b, const int16_t (&w)[4][2][i16v::N])
   const i32v of15 = sums(d, exchanged, 2), of37 = sums(d, exchanged, 3);
 
   const auto rounded = [](i32v even, i32v odd) {
-    const i16v high = blend16x128<0xAA>(as<i16v>(as<u32v>(even) >> 16), as<i16v>(odd));
-    return as<i32v>(kOfBytes ? mulHiRound(high, load<i16v>(kDctRow.sixteenth))
+    const i16v high = bitsInTurn<16>(even, odd);
+    return as<i32v>(kOfBytes ? mulHiRoundInRange(high, load<i16v>(kDctRow.sixteenth))
                              : (high + load<i16v>(kDctRow.eight)) >> 4);
   };
   const i32v of0145 = rounded(of04, of15), of2367 = rounded(of26, of37);
@@ -49,7 +49,8 @@ ZEL_INLINE void forwardRows(i16v& a, i16v& b, const int16_t (&w)[4][2][i16v::N])
 // 65536 less than it is, so that 2 y are missing.
 template <bool kLarge>
 ZEL_INLINE i16v scale15(i16v y, i16v reciprocal) {
-  const i16v q = mulHiRound(y, reciprocal) + (y * reciprocal == load<i16v>(kDctRow.tie));
+  const i16v product = kLarge ? mulHiRound(y, reciprocal) : mulHiRoundInRange(y, reciprocal);
+  const i16v q = product + (y * reciprocal == load<i16v>(kDctRow.tie));
   if constexpr (!kLarge) return q;
   const i16v missing = y & (reciprocal >> 15);
   return addSat(addSat(q, missing), missing);
