@@ -61,32 +61,49 @@ constexpr int kMaxSize = 32;               // of a code before lengths are limit
 constexpr int64_t kMaxCount = 1000000000;  // larger counts, of a symbol or a tree, are never merged
 constexpr int kNone = -1;
 
-// The symbol with the smallest nonzero count, the last of them; `except` is passed over.
-int leastFrequent(const int64_t* counts, int except) {
-  int least = kNone;
-  int64_t smallest = kMaxCount;
-  for (int i = 0; i < kSymbols; ++i)
-    if (counts[i] != 0 && counts[i] <= smallest && i != except) {
-      smallest = counts[i];
-      least = i;
+// The trees that may still be merged, as a heap: in[k] is before in[2 k + 1] and in[2 k + 2]. A tree's key is its
+// count, then how far its symbol is from the last one: of equal counts the last symbol comes first.
+struct Trees {
+  int64_t in[kSymbols];
+  int n = 0;
+
+  void add(int64_t count, int symbol) {
+    if (count == 0 || count > kMaxCount) return;
+    const int64_t key = count * 512 + (kSymbols - 1 - symbol);
+    int at = n++;
+    for (; at > 0 && in[(at - 1) / 2] > key; at = (at - 1) / 2) in[at] = in[(at - 1) / 2];
+    in[at] = key;
+  }
+  // The symbol of the first tree, which is taken off; kNone if there is none.
+  int take() {
+    if (n == 0) return kNone;
+    const int symbol = kSymbols - 1 - int(in[0] & 511);
+    const int64_t key = in[--n];
+    int at = 0;
+    for (int child; (child = 2 * at + 1) < n; at = child) {
+      if (child + 1 < n && in[child + 1] < in[child]) ++child;
+      if (in[child] >= key) break;
+      in[at] = in[child];
     }
-  return least;
-}
+    in[at] = key;
+    return symbol;
+  }
+};
 
 // Figure K.1: merge the two rarest trees until one is left. A tree is a chain of its symbols.
 void codeSizes(int64_t* counts, int* sizes) {
   int next[kSymbols];
+  Trees trees;
   for (int i = 0; i < kSymbols; ++i) {
     sizes[i] = 0;
     next[i] = kNone;
+    trees.add(counts[i], i);
   }
   for (;;) {
-    int i = leastFrequent(counts, kNone);
-    if (i == kNone) return;
-    int j = leastFrequent(counts, i);
+    int i = trees.take(), j = trees.take();
     if (j == kNone) return;
     counts[i] += counts[j];
-    counts[j] = 0;
+    trees.add(counts[i], i);
     for (++sizes[i]; next[i] != kNone; ++sizes[i]) i = next[i];
     next[i] = j;
     for (++sizes[j]; next[j] != kNone; ++sizes[j]) j = next[j];
@@ -121,15 +138,17 @@ ZelStatus describeOptimal(const int32_t* statistics, uint8_t* listBits, uint8_t*
     if (size > kMaxSize) return zelStsJPEGHuffTableErr;
     if (size > 0) ++bits[size];
   }
+  int place[kMaxSize + 1] = {};  // in the list, of the first symbol of a size; the reserved one is not in it
+  for (int size = 1; size < kMaxSize; ++size)
+    place[size + 1] = place[size] + bits[size] - int(size == sizes[kSymbols - 1]);
   limitLengths(bits);
   int longest = kMaxCodeLength;
   while (longest > 0 && bits[longest] == 0) --longest;
   if (longest > 0) --bits[longest];  // the reserved code
 
   for (int i = 0; i < kMaxCodeLength; ++i) listBits[i] = uint8_t(bits[i + 1]);
-  for (int size = 1; size <= kMaxSize; ++size)  // Figure K.4
-    for (int symbol = 0; symbol < kSymbols - 1; ++symbol)
-      if (sizes[symbol] == size) *listVals++ = uint8_t(symbol);
+  for (int symbol = 0; symbol < kSymbols - 1; ++symbol)  // Figure K.4
+    if (sizes[symbol] > 0) listVals[place[sizes[symbol]]++] = uint8_t(symbol);
   return zelStsNoErr;
 }
 
