@@ -54,7 +54,8 @@ class RatioReporter : public benchmark::BenchmarkReporter {
             row.secondsPerUnit[contender].push_back(run.cpu_accumulated_time / double(run.iterations) / row.units);
     }
   }
-  // One line for each row, ready for the documentation. What memcpy takes is shown as our share of its speed.
+  // One line for each row, ready for the documentation. What memcpy takes is shown as our share of its speed; a row may
+  // have no peer.
   void Finalize() override {
     std::printf(
         "| work | unit | avx2 ns | sse41 ns | peer ns | avx2 ratio | sse41 ratio | at least | aim | of memcpy |\n");
@@ -69,7 +70,9 @@ class RatioReporter : public benchmark::BenchmarkReporter {
         if (v > 0) return std::printf(" %.*f |", digits, v);
         return std::printf(" |");
       };
-      const double peer = time(row.contenders.back()), avx2 = time("avx2"), sse41 = time("sse41");
+      const std::string& last = row.contenders.back();
+      const bool alone = last == "avx2" || last == "sse41" || last == "memcpy";
+      const double peer = alone ? 0 : time(last), avx2 = time("avx2"), sse41 = time("sse41");
       std::printf("| %s | %s |", row.name.c_str(), row.unit.c_str());
       for (const double t : {avx2, sse41, peer}) cell(t, 3);
       cell(avx2 > 0 ? peer / avx2 : 0, 2);
@@ -103,7 +106,7 @@ void countInstructions(const std::string& filter) {
 }  // namespace
 
 void compare(const std::string& row, double units, const std::string& unit, Target target,
-             std::vector<Contender> contenders) {
+             std::vector<Contender> contenders, Effort effort) {
   Row r{row, unit, units, target, {}, {}, {}};
   for (Contender& c : contenders) {
     r.contenders.push_back(c.name);
@@ -112,8 +115,8 @@ void compare(const std::string& row, double units, const std::string& unit, Targ
                                  [work = c.work](benchmark::State& state) {
                                    for (auto _ : state) work();
                                  })
-        ->Repetitions(9)
-        ->MinTime(0.05);
+        ->Repetitions(effort.repetitions)
+        ->MinTime(effort.seconds);
   }
   rows().push_back(std::move(r));
 }

@@ -32,9 +32,14 @@ struct Target {
   double aim;
 };
 
+struct Effort {
+  int repetitions = 9;
+  double seconds = 0.05;  // each, at least
+};
+
 // units: how many unit (blocks, pixels) one call of the work handles; times are printed per unit.
 void compare(const std::string& row, double units, const std::string& unit, Target target,
-             std::vector<Contender> contenders);
+             std::vector<Contender> contenders, Effort effort = {});
 
 // One contender for each variant that this processor runs.
 template <class MakeWork>

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <numeric>
-#include <queue>
 
 #include "support/checks.h"
 #include "support/core_hooks.h"
@@ -146,8 +145,35 @@ TEST_F(Checks, HuffmanTables) {
          z.zeliDecodeHuffmanStateInitAlloc_JPEG_8u, z.zeliEncodeHuffmanStateInitAlloc_JPEG_8u);
 }
 
-// The coded size is the least possible (the sum of all merges of the two rarest) where no code needs limiting; always a
-// prefix code of every counted symbol that leaves the code of ones free.
+// T.81, Figure K.1, with the reserved symbol 256: of equal counts the last symbol is taken.
+std::vector<int> codeSizes(const std::vector<int32_t>& counts) {
+  std::vector<int64_t> freq(counts.begin(), counts.end());
+  freq.push_back(1);
+  std::vector<int> sizes(257), tree(257);
+  for (int i = 0; i < 257; ++i) tree[size_t(i)] = i;
+  const auto least = [&](int except) {
+    int found = -1;
+    for (int i = 0; i < 257; ++i) {
+      const int64_t f = freq[size_t(i)];
+      if (f != 0 && f <= 1000000000 && i != except && (found < 0 || f <= freq[size_t(found)])) found = i;
+    }
+    return found;
+  };
+  for (;;) {
+    const int i = least(-1), j = least(i);
+    if (j < 0) return sizes;
+    freq[size_t(i)] += freq[size_t(j)];
+    freq[size_t(j)] = 0;
+    for (size_t k = 0; k < 257; ++k) {
+      if (tree[k] != i && tree[k] != j) continue;
+      tree[k] = i;
+      ++sizes[k];
+    }
+  }
+}
+
+// The symbols by the sizes of Figure K.1, which are those of their codes where none needs limiting; always a prefix code
+// of every counted symbol that leaves the code of ones free.
 TEST(HuffmanTables, OptimalDescriptions) {
   Random r(2);
   for (int trial = 0; trial < 400; ++trial) {
@@ -160,25 +186,15 @@ TEST(HuffmanTables, OptimalDescriptions) {
     if (zel().zeliEncodeHuffmanRawTableInit_JPEG_8u(counts.data(), bits.data(), values.data()) != 0) continue;
     ZeliEncodeHuffmanSpec spec;
     ASSERT_EQ(zelStsNoErr, zel().zeliEncodeHuffmanSpecInit_JPEG_8u(bits.data(), values.data(), &spec));
-    int64_t size = 1, least = 0, longest = 0, total = 1;
-    std::priority_queue<int64_t, std::vector<int64_t>, std::greater<int64_t>> trees;
-    trees.push(1);
-    for (size_t i = 0; i < 256; ++i) {
-      ASSERT_EQ(counts[i] != 0, spec.codes[i] != 0);
-      size += int64_t(counts[i]) * (spec.codes[i] >> 16);
-      longest = std::max<int64_t>(longest, spec.codes[i] >> 16);
-      total += counts[i];
-      if (counts[i]) trees.push(counts[i]);
-    }
-    while (trees.size() > 1) {
-      int64_t both = trees.top();
-      trees.pop();
-      both += trees.top();
-      trees.pop();
-      trees.push(both);
-      least += both;
-    }
-    if (longest < 16 && total < 1000000000) ASSERT_EQ(least, size + longest - 1) << "the reserved symbol has count 1";
+    for (size_t i = 0; i < 256; ++i) ASSERT_EQ(counts[i] != 0, spec.codes[i] != 0);
+    const std::vector<int> sizes = codeSizes(counts);
+    std::vector<uint8_t> listed;
+    for (int size = 1; size <= 32; ++size)
+      for (size_t i = 0; i < 256; ++i)
+        if (sizes[i] == size) listed.push_back(uint8_t(i));
+    ASSERT_EQ(listed, values.copy());
+    if (*std::max_element(sizes.begin(), sizes.end()) > 16) continue;
+    for (size_t i = 0; i < 256; ++i) ASSERT_EQ(sizes[i], int(spec.codes[i] >> 16));
   }
 }
 

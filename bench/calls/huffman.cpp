@@ -54,14 +54,18 @@ class Coders : public List {
         status = encode(piece(i % pieces), stream->bytes, &stream->length, &predictor, &state, i == pieces);
       return status;
     });
-    add(decoder, unit, pieces, [=, h = h] {
+    std::vector<int16_t> before(size_t(pieces) * 64);
+    if (known != 0)
+      for (int i = 0; i < pieces * 64; ++i) before[size_t(i)] = int16_t(h->blocks[i / 64][i % 64] / known * known);
+    add(decoder, unit, pieces, [=, h = h, decoded = before]() mutable {
+      if (known != 0) decoded = before;
       ZeliDecodeHuffmanState state = {};
       int16_t predictor = 0;
       int position = 0, marker = 0;
       ZelStatus status = zelStsNoErr;
       for (int i = 0; i < pieces && !status; ++i) {
-        for (int k = 0; known && k < 64; ++k) h->decoded[k] = int16_t(piece(i)[k] / known * known);
-        status = decode(stream->bytes, stream->length, &position, h->decoded, &predictor, &marker, &state);
+        int16_t* const to = known != 0 ? &decoded[size_t(i) * 64] : h->decoded;
+        status = decode(stream->bytes, stream->length, &position, to, &predictor, &marker, &state);
       }
       return status;
     });
