@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
-"""document.py BUILD: measures, and writes the tables and pictures of docs/performance.md: twenty minutes on an idle machine.
+"""document.py BUILD: measures, and writes the tables and pictures of docs/performance.md and docs/functions.md: ten minutes
+on an idle machine.
 
   --kept     take what the last run has left in BUILD/bench/*.txt, and measure only what is missing there
   --short    measure, and print only the rows that are slower than we ask; nothing is written
   --only RE  rows of zelj_bench whose name matches
+  --arm64 BUILD  a build for ARM64: the instructions of functions there, beside those here
 
 What stands between a line "<!-- NAME -->" and the next "<!-- end -->" is replaced; the rest of the page is written by hand.
 """
@@ -18,6 +20,7 @@ import textwrap
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 PAGE = os.path.join(HERE, "..", "docs", "performance.md")
+FUNCTIONS = os.path.join(HERE, "..", "docs", "functions.md")
 FIGURES = os.path.join(HERE, "..", "docs", "figures")
 IMAGES = os.path.join(HERE, "..", "images")
 
@@ -75,6 +78,23 @@ def table(rows):
         out.append("| " + " | ".join([kind, rs[0].unit, between([r.avx2 for r in rs]), between([r.peer for r in rs]),
                                       "**" + between([r.ratio for r in rs], 2) + "**",
                                       between([r.ratio41 for r in rs], 2)] + asked) + " |")
+    return "\n".join(out)
+
+
+def functions_table(rows, counted):
+    """The calls of functions; counted is the table of calls/beside.py, or nothing."""
+    instructions = {}
+    for line in counted.splitlines():
+        cells = [c.strip() for c in line[1:-1].split("|")]
+        if len(cells) == 5 and cells[0].startswith("`"):
+            instructions[cells[0].strip("`")] = cells[2:]
+    out = ["| function | unit | AVX2, ns | SSE4.1, ns | of memcpy | SSE4.1 | NEON | NEON / SSE4.1 |", "|---" * 8 + "|"]
+    for r in rows:
+        if r.name.startswith("call of "):
+            name = r.name[len("call of "):]
+            share = "" if r.copy is None else f"{r.copy:.2f}"
+            out.append("| " + " | ".join([f"`{name}`", r.unit, between([r.avx2]), between([r.sse41]), share,
+                                          *instructions.get(name, ["", "", ""])]) + " |")
     return "\n".join(out)
 
 
@@ -171,7 +191,7 @@ def by_rate(zelcodec):
 def machine(zelcodec):
     cpu = next(line.split(":")[1].strip() for line in open("/proc/cpuinfo") if line.startswith("model name"))
     version = subprocess.run([zelcodec, "--version"], stdout=subprocess.PIPE, text=True, check=True).stdout.strip()
-    packages = "libturbojpeg0-dev libopenjp2-7-dev libsquish-dev libtiff-dev libavcodec-dev".split()
+    packages = "libturbojpeg0-dev libopenjp2-7-dev libsquish-dev libtiff-dev libavcodec-dev libyuv-dev".split()
     told = subprocess.run(["dpkg-query", "-W", "-f=${Package} ${Version}, "] + packages, stdout=subprocess.PIPE,
                           text=True).stdout
     return textwrap.fill(f"Measured on {datetime.date.today().isoformat()}: {cpu}, {os.cpu_count()} virtual cores, "
@@ -191,6 +211,7 @@ def main():
     parser.add_argument("--kept", action="store_true")
     parser.add_argument("--short", action="store_true")
     parser.add_argument("--only", default=".")
+    parser.add_argument("--arm64", metavar="BUILD")
     options = parser.parse_args()
     at = os.path.abspath(os.path.join(options.build, "bench"))
     zelcodec = os.path.abspath(os.path.join(options.build, "tools", "zelcodec", "zelcodec"))
@@ -208,6 +229,14 @@ def main():
     page = replace(page, "processes", output(processes, options.kept, os.path.join(at, "processes.txt")))
     threads = [os.path.join(at, "zelj_bench_threads")]
     page = replace(page, "threads", output(threads, options.kept, os.path.join(at, "threads.txt")))
+    counted = ""
+    if options.arm64:
+        beside = [os.path.join(HERE, "calls", "beside.py"), options.build, options.arm64]
+        counted = output(beside, options.kept, os.path.join(at, "beside.txt"))
+    with open(FUNCTIONS) as f:
+        functions = replace(f.read(), "functions", functions_table(rows, counted))
+    with open(FUNCTIONS, "w") as f:
+        f.write(functions)
     os.makedirs(FIGURES, exist_ok=True)
     for name, svg in (("quality", by_quality(rows)), ("rate", by_rate(zelcodec))):
         if svg:

@@ -87,6 +87,28 @@ void dxtRows(const char* name, int flag, decltype(Api::zeliTextureDecodeBlockToR
   bench::compare(std::string(name) + " encode", e->pixels(), "pixel", encoding, encoders);
 }
 
+#ifdef ZELJ_BENCH_ETCPAK
+}  // namespace
+// Of etcpak's ProcessDxtc.hpp: blocks row by row, of a picture whose width is in pixels.
+void CompressBc1(const uint32_t* src, uint64_t* dst, uint32_t blocks, size_t width);
+void CompressBc3(const uint32_t* src, uint64_t* dst, uint32_t blocks, size_t width);
+namespace {
+
+void etcpakRow(const char* name, decltype(Api::zeliTextureEncodeBlockFromRGBA_DXT1_8u_C4C1R) Api::*encode,
+               decltype(&CompressBc1) theirs, bench::Target target) {
+  auto w = photograph();
+  auto contenders = bench::ours([&](const Api& api) -> bench::Work {
+    return [w, f = api.*encode] { f(w->rgba.data(), w->step(), w->size(), w->blocks.data()); };
+  });
+  contenders.push_back({"etcpak", [w, theirs] {
+                          theirs(reinterpret_cast<const uint32_t*>(w->rgba.data()),
+                                 reinterpret_cast<uint64_t*>(w->blocks.data()), uint32_t(w->width * w->height / 16),
+                                 size_t(w->width));
+                        }});
+  bench::compare(std::string(name) + " encode beside etcpak", w->pixels(), "pixel", target, contenders);
+}
+#endif
+
 // No open peer decodes BC7 on its own in a Debian package: beside memcpy alone, as the peer.
 void bc7Row(const char* name, std::vector<int> modes, bench::Target target) {
   auto w = photograph();
@@ -112,7 +134,7 @@ void ycocgRow() {
       f(w->ycocg.data(), uint32_t(3 * w->width), w->size(), w->blocks.data());
     };
   });
-  contenders.push_back(copying(w));
+  contenders.push_back({"copy", copying(w).work});
   bench::compare("YCoCg DXT5 encode", w->pixels(), "pixel", {0, 0}, contenders);
 }
 
@@ -186,6 +208,10 @@ bench::Suite suite([] {
           &Api::zeliTextureEncodeBlockFromRGBA_DXT3_8u_C4C1R, {0, 0}, {0, 0});
   dxtRows("DXT5", squish::kDxt5, &Api::zeliTextureDecodeBlockToRGBA_DXT5_8u_C1C4R,
           &Api::zeliTextureEncodeBlockFromRGBA_DXT5_8u_C4C1R, {7.5, 15}, {30, 60});
+#ifdef ZELJ_BENCH_ETCPAK
+  etcpakRow("DXT1", &Api::zeliTextureEncodeBlockFromRGBA_DXT1_8u_C4C1R, CompressBc1, {1.0, 1.3});
+  etcpakRow("DXT5", &Api::zeliTextureEncodeBlockFromRGBA_DXT5_8u_C4C1R, CompressBc3, {1.2, 1.8});
+#endif
   ycocgRow();
   bc7Row("all modes", {0, 1, 2, 3, 4, 5, 6, 7}, {0.035, 0.07});
   bc7Row("modes 1 and 6", {1, 6}, {0.07, 0.15});

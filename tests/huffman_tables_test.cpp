@@ -32,6 +32,33 @@ Record filledWith(int byte) {
   return record;
 }
 
+// T.81, Figure K.1, with the reserved symbol 256: of equal counts the last symbol is taken.
+std::vector<int> codeSizes(const std::vector<int32_t>& counts) {
+  std::vector<int64_t> freq(counts.begin(), counts.end());
+  freq.push_back(1);
+  std::vector<int> sizes(257), tree(257);
+  for (int i = 0; i < 257; ++i) tree[size_t(i)] = i;
+  const auto least = [&](int except) {
+    int found = -1;
+    for (int i = 0; i < 257; ++i) {
+      const int64_t f = freq[size_t(i)];
+      if (f != 0 && f <= 1000000000 && i != except && (found < 0 || f <= freq[size_t(found)])) found = i;
+    }
+    return found;
+  };
+  for (;;) {
+    const int i = least(-1), j = least(i);
+    if (j < 0) return sizes;
+    freq[size_t(i)] += freq[size_t(j)];
+    freq[size_t(j)] = 0;
+    for (size_t k = 0; k < 257; ++k) {
+      if (tree[k] != i && tree[k] != j) continue;
+      tree[k] = i;
+      ++sizes[k];
+    }
+  }
+}
+
 }  // namespace
 
 // Every record field from the description, code by code; both records, or their errors.
@@ -145,35 +172,8 @@ TEST_F(Checks, HuffmanTables) {
          z.zeliDecodeHuffmanStateInitAlloc_JPEG_8u, z.zeliEncodeHuffmanStateInitAlloc_JPEG_8u);
 }
 
-// T.81, Figure K.1, with the reserved symbol 256: of equal counts the last symbol is taken.
-std::vector<int> codeSizes(const std::vector<int32_t>& counts) {
-  std::vector<int64_t> freq(counts.begin(), counts.end());
-  freq.push_back(1);
-  std::vector<int> sizes(257), tree(257);
-  for (int i = 0; i < 257; ++i) tree[size_t(i)] = i;
-  const auto least = [&](int except) {
-    int found = -1;
-    for (int i = 0; i < 257; ++i) {
-      const int64_t f = freq[size_t(i)];
-      if (f != 0 && f <= 1000000000 && i != except && (found < 0 || f <= freq[size_t(found)])) found = i;
-    }
-    return found;
-  };
-  for (;;) {
-    const int i = least(-1), j = least(i);
-    if (j < 0) return sizes;
-    freq[size_t(i)] += freq[size_t(j)];
-    freq[size_t(j)] = 0;
-    for (size_t k = 0; k < 257; ++k) {
-      if (tree[k] != i && tree[k] != j) continue;
-      tree[k] = i;
-      ++sizes[k];
-    }
-  }
-}
-
-// The symbols by the sizes of Figure K.1, which are those of their codes where none needs limiting; always a prefix code
-// of every counted symbol that leaves the code of ones free.
+// The symbols by the sizes of Figure K.1, which are those of their codes where none needs limiting; always a prefix
+// code of every counted symbol that leaves the code of ones free.
 TEST(HuffmanTables, OptimalDescriptions) {
   Random r(2);
   for (int trial = 0; trial < 400; ++trial) {

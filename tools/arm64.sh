@@ -54,9 +54,12 @@ suite=(--gtest_brief=1 --brief)
 
 # The x86-64 build tells what both must agree in.
 [ -e build/CMakeCache.txt ] || cmake -S . -B build -G Ninja >/dev/null
-cmake --build build --target zelj_digest zelcodec >/dev/null
+cmake --build build --target zelj_digest zelj_calls zelcodec >/dev/null
 expected=$(build/tests/digest/zelj_digest sse41 fuzz/corpus)
 found=$("${emulator[@]}" "$build/tests/digest/zelj_digest" neon fuzz/corpus)
 printf 'x86-64: %s\nARM64:  %s\n' "$expected" "$found"
 [ "$found" = "$expected" ] || { echo "the results differ"; exit 1; }
 tests/scripts/same_files.sh "$PWD/build/tools/zelcodec/zelcodec" "${emulator[@]}" "$build/tools/zelcodec/zelcodec"
+
+echo "instructions of functions that take more than 1.2 times those of sse41:"
+bench/calls/beside.py build "$build" --above 1.2
