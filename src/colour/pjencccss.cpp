@@ -52,7 +52,8 @@ struct ColourReader {
   ZEL_INLINE static Differences sumOf(Differences d) { return d; }
   ZEL_INLINE static Differences sumOf(Differences d, Differences e) { return {d.low + e.low, d.high + e.high}; }
   ZEL_INLINE static i16v pairSums(Differences d) {
-    return evenLanes32x128(d.low, d.high) + oddLanes32x128(d.low, d.high);
+    const i32v low = as<i32v>(d.low), high = as<i32v>(d.high);
+    return as<i16v>(evenLanes128(low, high)) + as<i16v>(oddLanes128(low, high));
   }
 
   template <int kLog>

@@ -218,7 +218,7 @@ ZEL_INLINE Vec<T, B> operator>(Vec<T, B> a, Vec<T, B> b) {
 //   packU8x128 packI8x128    i16 to 8 bits, likewise
 //   unpackLow128 ..High128   a0 b0 a1 b1 ..: the low (high) halves of a and b in turn
 //   permute32x128<kOrder>    32-bit parts in the order of the four 2-bit fields of kOrder, lowest field first
-//   evenLanes32x128 odd..    32-bit parts of even (odd) index: those of a, then those of b; and 16-bit parts
+//   evenLanes128 oddLanes128 16 or 32 bits: the lanes of even (odd) index of a, then those of b
 //
 //   repeat128<V>             the same 16 bytes in each half
 //   toFloat                  i32
@@ -310,11 +310,7 @@ struct EvenOdd {
 };
 template <class T, int B>
 ZEL_INLINE EvenOdd<Vec<T, B>> deinterleave(Vec<T, B> a, Vec<T, B> b) {
-  EvenOdd<Vec<T, B>> r;
-  if constexpr (sizeof(T) == 4)
-    r = {evenLanes32x128(a, b), oddLanes32x128(a, b)};
-  else
-    r = {evenLanes16x128(a, b), oddLanes16x128(a, b)};
+  EvenOdd<Vec<T, B>> r = {evenLanes128(a, b), oddLanes128(a, b)};
 #ifdef ZEL_VEC32
   if constexpr (B == 32) r = {inOrder(r.even), inOrder(r.odd)};
 #endif

@@ -160,26 +160,9 @@ ZEL_INLINE i8x16 packI8x128(i16x8 a, i16x8 b) {
   }
 ZEL_PAIR(unpackLow128, vzip1)
 ZEL_PAIR(unpackHigh128, vzip2)
-ZEL_PAIR(evenLanes, vuzp1)
-ZEL_PAIR(oddLanes, vuzp2)
+ZEL_PAIR(evenLanes128, vuzp1)
+ZEL_PAIR(oddLanes128, vuzp2)
 #undef ZEL_PAIR
-template <class T>
-ZEL_INLINE Vec<T, 16> evenLanes32x128(Vec<T, 16> a, Vec<T, 16> b) {
-  return as<Vec<T, 16>>(evenLanes(as<u32x4>(a), as<u32x4>(b)));
-}
-template <class T>
-ZEL_INLINE Vec<T, 16> oddLanes32x128(Vec<T, 16> a, Vec<T, 16> b) {
-  return as<Vec<T, 16>>(oddLanes(as<u32x4>(a), as<u32x4>(b)));
-}
-template <class T>
-ZEL_INLINE Vec<T, 16> evenLanes16x128(Vec<T, 16> a, Vec<T, 16> b) {
-  return as<Vec<T, 16>>(evenLanes(as<u16x8>(a), as<u16x8>(b)));
-}
-template <class T>
-ZEL_INLINE Vec<T, 16> oddLanes16x128(Vec<T, 16> a, Vec<T, 16> b) {
-  return as<Vec<T, 16>>(oddLanes(as<u16x8>(a), as<u16x8>(b)));
-}
-
 template <int kOrder, class T>
 ZEL_INLINE Vec<T, 16> permute32x128(Vec<T, 16> a) {
   const u32x4::Raw v = as<u32x4>(a).v;
@@ -245,7 +228,7 @@ ZEL_INLINE Wide<B> weighted128(Vec<int16_t, B> a, int fa, Vec<int16_t, B> b, int
 
 template <int kShift>
 ZEL_INLINE i16x8 packI16x128(i32x4 a, i32x4 b) {
-  if constexpr (kShift == 16) return oddLanes(as<i16x8>(a), as<i16x8>(b));  // they fit
+  if constexpr (kShift == 16) return oddLanes128(as<i16x8>(a), as<i16x8>(b));  // they fit
   return {(i16x8::Raw)vqshrn_high_n_s32(vqshrn_n_s32((int32x4_t)a.v, kShift), (int32x4_t)b.v, kShift)};
 }
 

@@ -128,20 +128,12 @@ ZEL_INLINE Vec<T, 16> everySecond(Vec<T, 16> a, Vec<T, 16> b) {
   return eachLane<Vec<T, 16>>([&](int i) { return i < kHalf ? a.v[2 * i + kFirst] : b.v[2 * (i - kHalf) + kFirst]; });
 }
 template <class T>
-ZEL_INLINE Vec<T, 16> evenLanes32x128(Vec<T, 16> a, Vec<T, 16> b) {
-  return as<Vec<T, 16>>(everySecond<0>(as<u32x4>(a), as<u32x4>(b)));
+ZEL_INLINE Vec<T, 16> evenLanes128(Vec<T, 16> a, Vec<T, 16> b) {
+  return everySecond<0>(a, b);
 }
 template <class T>
-ZEL_INLINE Vec<T, 16> oddLanes32x128(Vec<T, 16> a, Vec<T, 16> b) {
-  return as<Vec<T, 16>>(everySecond<1>(as<u32x4>(a), as<u32x4>(b)));
-}
-template <class T>
-ZEL_INLINE Vec<T, 16> evenLanes16x128(Vec<T, 16> a, Vec<T, 16> b) {
-  return as<Vec<T, 16>>(everySecond<0>(as<u16x8>(a), as<u16x8>(b)));
-}
-template <class T>
-ZEL_INLINE Vec<T, 16> oddLanes16x128(Vec<T, 16> a, Vec<T, 16> b) {
-  return as<Vec<T, 16>>(everySecond<1>(as<u16x8>(a), as<u16x8>(b)));
+ZEL_INLINE Vec<T, 16> oddLanes128(Vec<T, 16> a, Vec<T, 16> b) {
+  return everySecond<1>(a, b);
 }
 template <int kOrder, class T>
 ZEL_INLINE Vec<T, 16> permute32x128(Vec<T, 16> a) {

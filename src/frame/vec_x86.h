@@ -195,24 +195,6 @@ ZEL_INLINE Vec<uint32_t, 32> shiftRight(Vec<uint32_t, 32> a, Vec<uint32_t, 32> n
 }
 #endif
 
-#ifdef ZEL_VEC32
-#define ZEL_SHUFFLE_PAIR(a, b, order) \
-  if constexpr (B == 32) return {(typename Vec<T, B>::Raw)_mm256_shuffle_ps((__m256)a.v, (__m256)b.v, order)};
-#else
-#define ZEL_SHUFFLE_PAIR(a, b, order)
-#endif
-template <class T, int B>
-ZEL_INLINE Vec<T, B> evenLanes32x128(Vec<T, B> a, Vec<T, B> b) {
-  ZEL_SHUFFLE_PAIR(a, b, 0x88)
-  if constexpr (B == 16) return {(typename Vec<T, B>::Raw)_mm_shuffle_ps((__m128)a.v, (__m128)b.v, 0x88)};
-}
-template <class T, int B>
-ZEL_INLINE Vec<T, B> oddLanes32x128(Vec<T, B> a, Vec<T, B> b) {
-  ZEL_SHUFFLE_PAIR(a, b, 0xDD)
-  if constexpr (B == 16) return {(typename Vec<T, B>::Raw)_mm_shuffle_ps((__m128)a.v, (__m128)b.v, 0xDD)};
-}
-#undef ZEL_SHUFFLE_PAIR
-
 // The 16-bit lanes of even index, then those of odd index; what the two functions after it take their halves from.
 template <class T, int B>
 ZEL_INLINE Vec<int64_t, B> evenThenOdd16(Vec<T, B> a) {
@@ -220,14 +202,26 @@ ZEL_INLINE Vec<int64_t, B> evenThenOdd16(Vec<T, B> a) {
   constexpr int64_t kEven = 0x0D0C090805040100, kOdd = 0x0F0E0B0A07060302;
   return as<Vec<int64_t, B>>(shuffle128(as<Bytes>(a), repeat128<Bytes>(Vec<int64_t, 16>{{kEven, kOdd}})));
 }
+
+#ifdef ZEL_VEC32
+#define ZEL_SHUFFLE_PAIR(a, b, order) \
+  if constexpr (B == 32) return {(typename Vec<T, B>::Raw)_mm256_shuffle_ps((__m256)a.v, (__m256)b.v, order)};
+#else
+#define ZEL_SHUFFLE_PAIR(a, b, order)
+#endif
 template <class T, int B>
-ZEL_INLINE Vec<T, B> evenLanes16x128(Vec<T, B> a, Vec<T, B> b) {
-  return as<Vec<T, B>>(unpackLow128(evenThenOdd16(a), evenThenOdd16(b)));
+ZEL_INLINE Vec<T, B> evenLanes128(Vec<T, B> a, Vec<T, B> b) {
+  if constexpr (sizeof(T) == 2) return as<Vec<T, B>>(unpackLow128(evenThenOdd16(a), evenThenOdd16(b)));
+  ZEL_SHUFFLE_PAIR(a, b, 0x88)
+  if constexpr (B == 16) return {(typename Vec<T, B>::Raw)_mm_shuffle_ps((__m128)a.v, (__m128)b.v, 0x88)};
 }
 template <class T, int B>
-ZEL_INLINE Vec<T, B> oddLanes16x128(Vec<T, B> a, Vec<T, B> b) {
-  return as<Vec<T, B>>(unpackHigh128(evenThenOdd16(a), evenThenOdd16(b)));
+ZEL_INLINE Vec<T, B> oddLanes128(Vec<T, B> a, Vec<T, B> b) {
+  if constexpr (sizeof(T) == 2) return as<Vec<T, B>>(unpackHigh128(evenThenOdd16(a), evenThenOdd16(b)));
+  ZEL_SHUFFLE_PAIR(a, b, 0xDD)
+  if constexpr (B == 16) return {(typename Vec<T, B>::Raw)_mm_shuffle_ps((__m128)a.v, (__m128)b.v, 0xDD)};
 }
+#undef ZEL_SHUFFLE_PAIR
 
 // ---- Order across the halves of 32 bytes ----------------------------------------------------------------------------
 

@@ -151,8 +151,8 @@ struct Dxt1 {
 #ifdef ZEL_VEC32
     a = inOrder(a), b = inOrder(b);  // B0 B2 | B1 B3
 #endif
-    ends = as<u16v>(evenLanes32x128(a, b));
-    indices = oddLanes32x128(a, b);
+    ends = as<u16v>(evenLanes128(a, b));
+    indices = oddLanes128(a, b);
   }
   ZEL_INLINE void palettes(u8v (&p)[kVectors]) const { makePalettes<true, true>(ends, p); }
   ZEL_INLINE u8v alphas(int) const { return zero<u8v>(); }

@@ -96,7 +96,7 @@ ZEL_INLINE i32v rowSums2(const int16_t* src, const uint16_t* table, int i) {
 // From the partial sums of four rows their left outputs, then their right ones: even + odd and even - odd.
 ZEL_INLINE i16v fourRows2(i32v a, i32v b, i32v c, i32v d, const int32_t* round) {
   const i32v ab = addNeighbours(a, b), cd = addNeighbours(c, d);  // odd even of a, of b; of c, of d
-  const i32v odd = evenLanes32x128(ab, cd), even = oddLanes32x128(ab, cd) + load<i32v>(round);
+  const i32v odd = evenLanes128(ab, cd), even = oddLanes128(ab, cd) + load<i32v>(round);
   return packI16x128<12>(even + odd, even - odd);
 }
 
