@@ -44,47 +44,36 @@ static ZeliRect rectOf(const Tile* t, int level) {
   return r;
 }
 
-/* ---- Reversible: exact in integers ------------------------------------------------------------------------------ */
+/* A path's functions: colours of the planes, then wavelets of each, and back. */
+typedef struct {
+  ZelStatus (*bufferSize)(const ZeliRect*, int*);
+  ZelStatus (*colours[2])(int32_t* const*, int, ZeliSize); /* forward, inverse */
+  ZelStatus (*wavelet[2])(int32_t*, int, const ZeliRect*, uint8_t*);
+} Path;
 
-static void reversible(Tile* t, int inverse) {
+/* Exact in integers. */
+static const Path kReversible = {zeliWTGetBufSize_B53_JPEG2K_32s_C1IR,
+                                 {zeliRCTFwd_JPEG2K_32s_P3IR, zeliRCTInv_JPEG2K_32s_P3IR},
+                                 {zeliWTFwd_B53_JPEG2K_32s_C1IR, zeliWTInv_B53_JPEG2K_32s_C1IR}};
+/* In fixed point: samples with some bits below the binary point. */
+static const Path kIrreversible = {zeliWTGetBufSize_D97_JPEG2K_32s_C1IR,
+                                   {zeliICTFwd_JPEG2K_32s_P3IR, zeliICTInv_JPEG2K_32s_P3IR},
+                                   {zeliWTFwd_D97_JPEG2K_32s_C1IR, zeliWTInv_D97_JPEG2K_32s_C1IR}};
+
+static void transform(Tile* t, const Path* path, int inverse) {
   const ZeliSize size = {t->width, t->height};
   const int step = 4 * t->width;
   const ZeliRect whole = rectOf(t, 0);
   int bytes;
-  require(zeliWTGetBufSize_B53_JPEG2K_32s_C1IR(&whole, &bytes)); /* the first level needs the most */
+  require(path->bufferSize(&whole, &bytes)); /* the first level needs the most */
   uint8_t* const buffer = allocate((size_t)bytes + 1);
-  if (!inverse) require(zeliRCTFwd_JPEG2K_32s_P3IR(t->planes, step, size));
+  if (!inverse) require(path->colours[0](t->planes, step, size));
   for (int c = 0; c < kComponents; ++c)
     for (int i = 0; i < kLevels; ++i) {
       const ZeliRect rect = rectOf(t, inverse ? kLevels - 1 - i : i);
-      if (inverse)
-        require(zeliWTInv_B53_JPEG2K_32s_C1IR(t->planes[c], step, &rect, buffer));
-      else
-        require(zeliWTFwd_B53_JPEG2K_32s_C1IR(t->planes[c], step, &rect, buffer));
+      require(path->wavelet[inverse](t->planes[c], step, &rect, buffer));
     }
-  if (inverse) require(zeliRCTInv_JPEG2K_32s_P3IR(t->planes, step, size));
-  free(buffer);
-}
-
-/* ---- Irreversible: fixed point, samples with some bits below the binary point ----------------------------------- */
-
-static void irreversible(Tile* t, int inverse) {
-  const ZeliSize size = {t->width, t->height};
-  const int step = 4 * t->width;
-  const ZeliRect whole = rectOf(t, 0);
-  int bytes;
-  require(zeliWTGetBufSize_D97_JPEG2K_32s_C1IR(&whole, &bytes));
-  uint8_t* const buffer = allocate((size_t)bytes + 1);
-  if (!inverse) require(zeliICTFwd_JPEG2K_32s_P3IR(t->planes, step, size));
-  for (int c = 0; c < kComponents; ++c)
-    for (int i = 0; i < kLevels; ++i) {
-      const ZeliRect rect = rectOf(t, inverse ? kLevels - 1 - i : i);
-      if (inverse)
-        require(zeliWTInv_D97_JPEG2K_32s_C1IR(t->planes[c], step, &rect, buffer));
-      else
-        require(zeliWTFwd_D97_JPEG2K_32s_C1IR(t->planes[c], step, &rect, buffer));
-    }
-  if (inverse) require(zeliICTInv_JPEG2K_32s_P3IR(t->planes, step, size));
+  if (inverse) require(path->colours[1](t->planes, step, size));
   free(buffer);
 }
 
@@ -119,8 +108,8 @@ int main(void) {
   if (p.channels != kComponents) fail("a picture in colour is needed");
 
   Tile original = makeTile(&p, 0), tile = makeTile(&p, 0);
-  reversible(&tile, 0);
-  reversible(&tile, 1);
+  transform(&tile, &kReversible, 0);
+  transform(&tile, &kReversible, 1);
   for (int c = 0; c < kComponents; ++c)
     if (memcmp(tile.planes[c], original.planes[c], areaOf(&tile) * sizeof(int32_t))) fail("a sample has changed");
   printf("reversible: every sample as it was\n");
@@ -130,9 +119,9 @@ int main(void) {
   original = makeTile(&p, kFraction);
   for (int i = 0; i < 3; ++i) {
     tile = makeTile(&p, kFraction);
-    irreversible(&tile, 0);
+    transform(&tile, &kIrreversible, 0);
     const double share = (double)quantise(&tile, kSteps[i]) / (double)(kComponents * areaOf(&tile));
-    irreversible(&tile, 1);
+    transform(&tile, &kIrreversible, 1);
     printf("irreversible, steps of %2d: %4.1f %% of the coefficients left, PSNR %.2f dB\n", kSteps[i], 100 * share,
            psnr(&original, &tile));
     freeTile(&tile);
