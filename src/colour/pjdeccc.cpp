@@ -231,33 +231,38 @@ ZEL_INLINE void decodeRowFrom(const uint8_t* const* src, int srcStep, int r, int
 
 // (c * factor) >> 9, as the high half of the product with c << 7, which just fits 16 bits. Chroma is not centred here;
 // the constants below take the centre off afterwards.
-ZEL_INLINE i16x8 product(i16x8 c, int factor) { return mulHi(c << 7, splat<i16x8>(int16_t(factor))); }
+template <class V>
+ZEL_INLINE V product(V c, int factor) {
+  return mulHi(c << 7, splat<V>(int16_t(factor)));
+}
 
-ZEL_INLINE void decode422Step(const uint8_t* src, uint8_t* dst) {
+template <class V>
+ZEL_INLINE Rgb<V> pixelsOf422(const uint8_t* src) {
+  using Bytes = Vec<uint8_t, int(sizeof(V))>;
   constexpr int kShift = kFractionBits - 9;
   constexpr int16_t kRedCentre = kCentre * kRedOfCr >> kFractionBits;                      // 179
   constexpr int16_t kGreenCentre = -kCentre * (kGreenOfCb + kGreenOfCr) >> kFractionBits;  // 135
   constexpr int16_t kBlueCentre = kCentre * kBlueOfCb >> kFractionBits;                    // 226
   static_assert(kRedCentre == 179 && kGreenCentre == 135 && kBlueCentre == 226);
-  const u8x16 in = load<u8x16>(src);  // y0 cb y1 cr ...
+  const Bytes in = load<Bytes>(src);  // y0 cb y1 cr ...
   const u8x16 cbOrder = {{1, 128, 1, 128, 5, 128, 5, 128, 9, 128, 9, 128, 13, 128, 13, 128}};
   const u8x16 crOrder = {{3, 128, 3, 128, 7, 128, 7, 128, 11, 128, 11, 128, 15, 128, 15, 128}};
-  const i16x8 y = as<i16x8>(in) & splat<i16x8>(0xFF);
-  const i16x8 cb = as<i16x8>(shuffle128(in, cbOrder)), cr = as<i16x8>(shuffle128(in, crOrder));
-  const i16x8 green = addSat(product(cb, kGreenOfCb), product(cr, kGreenOfCr)) >> kShift;
-  const Rgb<i16x8> c = {y + (product(cr, kRedOfCr) >> kShift) - splat<i16x8>(kRedCentre),
-                        y + green + splat<i16x8>(kGreenCentre),
-                        y + (product(cb, kBlueOfCb) >> kShift) - splat<i16x8>(kBlueCentre)};
-  ToChannels<true>{dst}.put<Step<i16x8, 8>>(0, c);
+  const V y = as<V>(in) & splat<V>(0xFF);
+  const V cb = as<V>(shuffle128(in, repeat128<Bytes>(cbOrder)));
+  const V cr = as<V>(shuffle128(in, repeat128<Bytes>(crOrder)));
+  const V green = addSat(product(cb, kGreenOfCb), product(cr, kGreenOfCr)) >> kShift;
+  return {y + (product(cr, kRedOfCr) >> kShift) - splat<V>(kRedCentre), y + green + splat<V>(kGreenCentre),
+          y + (product(cb, kBlueOfCb) >> kShift) - splat<V>(kBlueCentre)};
 }
 
 // Pixels come in pairs that share their chroma. The last pixel of an odd width has no Cr of its own, and takes that of
 // the pair before it.
 void decode422Row(const uint8_t* src, uint8_t* dst, int width) {
-  const int whole = width - width % 8;
-  int i = 0;
-  for (; i < whole; i += 8) decode422Step(src + 2 * int64_t(i), dst + 3 * int64_t(i));
   const ToChannels<true> to = {dst};
+  int i = inSteps<8>(width, [=](auto step, int at) {
+    using S = decltype(step);
+    to.template put<S>(at, pixelsOf422<typename S::V>(src + 2 * int64_t(at)));
+  });
   int cr = i > 0 ? src[2 * int64_t(i) - 1] : 128;
   for (; i < width; ++i) {
     const uint8_t* pair = src + 4 * int64_t(i / 2);
