@@ -1,5 +1,5 @@
-// Colour conversion and resampling of planes beside libjpeg-turbo's SIMD kernels, and beside memcpy of as many bytes as
-// are written. Colours: planes of a photograph (memory-bound) and of a strip that stays in the cache.
+// Colour conversion and resampling of planes beside libjpeg-turbo's SIMD kernels and libyuv's, and beside memcpy of as
+// many bytes as are written. Colours: planes of a photograph (memory-bound) and of a strip that stays in the cache.
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
