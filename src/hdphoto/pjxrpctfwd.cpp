@@ -6,7 +6,8 @@ namespace ZEL_VARIANT {
 namespace {
 
 struct Forward {
-  ZEL_INLINE void operator()(Blocks& b) const {
+  template <class V>
+  ZEL_INLINE void operator()(Blocks<V>& b) const {
     foldCentre(b);
     hadamard<true>(b.x[0][0], b.x[0][1], b.x[1][0], b.x[1][1]);
     rotateOdd(b.x[0][2], b.x[0][3], b.x[1][2], b.x[1][3]);
@@ -21,13 +22,13 @@ ZelStatus zeliPCTFwd_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step, ZeliSize roiS
   return transformPlane(pSrcDst, step, roiSize, Forward());
 }
 ZelStatus zeliPCTFwd16x16_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step) {
-  return transformFixed(pSrcDst, step, {16, 16}, Forward());
+  return transformFixed<i32v>(pSrcDst, step, {16, 16}, Forward());
 }
 ZelStatus zeliPCTFwd8x16_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step) {
-  return transformFixed(pSrcDst, step, {8, 16}, Forward());
+  return transformFixed<i32v>(pSrcDst, step, {8, 16}, Forward());
 }
 ZelStatus zeliPCTFwd8x8_HDP_32s_C1IR(int32_t* pSrcDst, uint32_t step) {
-  return transformFixed(pSrcDst, step, {8, 8}, Forward());
+  return transformFixed<i32x4>(pSrcDst, step, {8, 8}, Forward());
 }
 
 }  // namespace ZEL_VARIANT
