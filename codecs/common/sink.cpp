@@ -18,6 +18,7 @@ namespace {
 class MemorySink : public Sink {
  public:
   explicit MemorySink(std::vector<uint8_t>* out) : out_(out), begin_(out->size()) {}
+  void expect(uint64_t size) override { out_->reserve(begin_ + size); }
   void write(const uint8_t* data, size_t size) override { out_->insert(out_->end(), data, data + size); }
   uint64_t position() const override { return out_->size() - begin_; }
   bool canPatch() const override { return true; }

@@ -12,6 +12,8 @@ class Sink {
  public:
   virtual ~Sink() = default;
 
+  // So many bytes are going to be written, where that is known: memory for them may be taken at once.
+  virtual void expect(uint64_t) {}
   virtual void write(const uint8_t* data, size_t size) = 0;
   void write(const std::vector<uint8_t>& bytes) { write(bytes.data(), bytes.size()); }
   // Bytes written so far.

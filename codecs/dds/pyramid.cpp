@@ -40,26 +40,30 @@ Level::Level(int width, int height, int channels, int below, size_t blockBytes, 
 }
 
 void Level::take(ConstRows rows) {
+  if (!below_ && held_.empty() && (rows.count % 4 == 0 || end_ + rows.count == height_)) {  // nothing waits for them
+    code(rows);
+    first_ = coded_ = end_ += rows.count;
+    return;
+  }
   const size_t at = held_.size();
   held_.resize(at + rowBytes_ * size_t(rows.count));
   for (int y = 0; y < rows.count; ++y) std::memcpy(&held_[at + rowBytes_ * size_t(y)], rows.row(y), rowBytes_);
   end_ += rows.count;
-  codeWhatIsThere();
+  const int ready = end_ == height_ ? end_ - coded_ : (end_ - coded_) / 4 * 4;
+  if (ready > 0) code({row(coded_), rowBytes_, ready});
+  coded_ += ready;
   if (below_) halveWhatIsThere();
   dropWhatIsDone();
 }
 
-void Level::codeWhatIsThere() {
-  const int rows = end_ == height_ ? end_ - coded_ : (end_ - coded_) / 4 * 4;
-  if (rows == 0) return;
+void Level::code(ConstRows rows) {
   const size_t blockRow = blocksOver(width_) * blockBytes_, at = blocks_.size();
-  blocks_.resize(at + blockRow * blocksOver(rows));
+  blocks_.resize(at + blockRow * blocksOver(rows.count));
   const int perPiece = int(std::clamp<size_t>(kPieceBytes / rowBytes_ / 4 * 4, 4, 4096));
-  team_.forEach((rows - 1) / perPiece + 1, [&](int i) {
-    const int y = i * perPiece, n = std::min(perPiece, rows - y);
-    code_({row(coded_ + y), rowBytes_, n}, width_, &blocks_[at + blockRow * size_t(y / 4)]);
+  team_.forEach((rows.count - 1) / perPiece + 1, [&](int i) {
+    const int y = i * perPiece, n = std::min(perPiece, rows.count - y);
+    code_({rows.row(y), rows.step, n}, width_, &blocks_[at + blockRow * size_t(y / 4)]);
   });
-  coded_ += rows;
 }
 
 // Row y of the level below covers rows 2 y and 2 y + 1, of odd heights also 2 y + 2.

@@ -12,7 +12,7 @@
 
 namespace zelcodecs::dds {
 
-// Codes rows of blocks: to, of count pixel rows of a level of that width (a multiple of four of them, but at the end).
+// Codes rows of blocks: to, of rows of pixels of a level of that width (a multiple of four of them, but at the end).
 using CodeRows = std::function<void(ConstRows rows, int width, uint8_t* to)>;
 
 // One level. It takes its rows from top to bottom, codes them, and gives the level below the means of them: each pixel
@@ -28,7 +28,7 @@ class Level {
   Level* below() const { return below_.get(); }
 
  private:
-  void codeWhatIsThere();
+  void code(ConstRows rows);
   void halveWhatIsThere();
   void dropWhatIsDone();
   void halveRow(int y, uint8_t* to) const;

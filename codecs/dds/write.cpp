@@ -40,6 +40,19 @@ Coder coderFor(TextureFormat format) {
 
 // Grey is repeated, a missing opacity full.
 void toChannels(const uint8_t* from, int fromChannels, int width, uint8_t* to, int toChannels) {
+  if (fromChannels == toChannels) {
+    std::memcpy(to, from, size_t(width) * size_t(toChannels));
+    return;
+  }
+  if (fromChannels == 3) {  // to RGBA; all but the last pixel by words
+    for (int x = 0; x + 1 < width; ++x, from += 3, to += 4) {
+      uint32_t p;
+      std::memcpy(&p, from, 4);
+      p |= 0xFF000000;
+      std::memcpy(to, &p, 4);
+    }
+    width = 1;
+  }
   const int colours = fromChannels < 3 ? 1 : 3;
   for (int x = 0; x < width; ++x, from += fromChannels, to += toChannels) {
     for (int c = 0; c < 3; ++c) to[c] = from[colours == 1 ? 0 : c];
@@ -48,13 +61,13 @@ void toChannels(const uint8_t* from, int fromChannels, int width, uint8_t* to, i
 }
 
 // Luma, orange and green chroma, these two around 128.
-void toYCoCg(const uint8_t* p, int width, uint8_t* to) {
+void toYCoCg(uint8_t* p, int width) {
   const auto chroma = [](int v) { return uint8_t(std::min(255, (v + 2) / 4)); };
-  for (int x = 0; x < width; ++x, p += 3, to += 3) {
+  for (int x = 0; x < width; ++x, p += 3) {
     const int r = p[0], g = p[1], b = p[2];
-    to[0] = uint8_t((r + 2 * g + b + 2) / 4);
-    to[1] = chroma(2 * r - 2 * b + 512);
-    to[2] = chroma(2 * g - r - b + 512);
+    p[0] = uint8_t((r + 2 * g + b + 2) / 4);
+    p[1] = chroma(2 * r - 2 * b + 512);
+    p[2] = chroma(2 * g - r - b + 512);
   }
 }
 
@@ -63,13 +76,13 @@ void toYCoCg(const uint8_t* p, int width, uint8_t* to) {
 // it meets the widened values better: by 0.2 to 0.5 dB in photographs. (Twice as much would round to the nearest, but
 // does less, as the ends of a block's box are drawn in already.) Black and white stay what they are. Opacities of 4
 // bits, where they are asked for, are read as 17 times their number, and are rounded to the nearest.
-void meetWidened(const uint8_t* pixels, int width, bool fourBits, uint8_t* to) {
-  for (int x = 0; x < width; ++x, pixels += 4, to += 4) {
+void meetWidened(uint8_t* pixels, int width, bool fourBits) {
+  for (int x = 0; x < width; ++x, pixels += 4) {
     uint32_t p;
     std::memcpy(&p, pixels, 4);
     p = p - (p >> 6 & 0x00030003) + 0x00010001;
     if (fourBits) p = (p & 0xFFFFFF) | ((p >> 24) + 8) * 241 >> 12 << 28;  // 241 / 4096: a seventeenth
-    std::memcpy(to, &p, 4);
+    std::memcpy(pixels, &p, 4);
   }
 }
 
@@ -109,12 +122,15 @@ class DdsEncoder : public Encoder {
     if (levels < 1 || levels > most)
       throw Error(ErrorKind::argument, "a picture of this size has 1 to " + std::to_string(most) + " mip levels");
     channels_ = texture_ == TextureFormat::ycocg ? 3 : 4;
-    rowBytes_ = size_t(format.width) * size_t(channels_);
-    if (rowBytes_ > UINT32_MAX) throw Error(ErrorKind::limit, "rows of more than 2^32 bytes");
+    if (int64_t{format.width} * channels_ > UINT32_MAX) throw Error(ErrorKind::limit, "rows of more than 2^32 bytes");
     code_ = [this](ConstRows rows, int width, uint8_t* to) { codeRows(rows, width, to); };
-    top_ = std::make_unique<Level>(format.width, format.height, channels_, levels - 1, coder_.blockBytes, team_, code_);
-    const size_t rows = (team_.threads() == 1 ? kBand : kBandOfThreads * size_t(team_.threads())) / rowBytes_ / 4 * 4;
+    top_ = std::make_unique<Level>(format.width, format.height, format.channels(), levels - 1, coder_.blockBytes, team_, code_);
+    const size_t rows = (team_.threads() == 1 ? kBand : kBandOfThreads * size_t(team_.threads())) / format.rowBytes() / 4 * 4;
     open(format, int(std::clamp<size_t>(rows, 4, 4096)), options);
+    uint64_t bytes = kHeaderEnd;
+    for (int l = 0; l < levels; ++l)
+      bytes += bytesOf(std::max(1, format.width >> l), std::max(1, format.height >> l), coder_.blockBytes);
+    sink_.expect(bytes);
     sink_.write(header(format, coder_, texture_, levels));
   }
 
@@ -123,27 +139,21 @@ class DdsEncoder : public Encoder {
 
   void codeRows(ConstRows rows, int width, uint8_t* to) const {
     const bool chroma = texture_ == TextureFormat::ycocg;
-    Bytes changed(rows.step * size_t(rows.count));
+    const size_t rowBytes = size_t(width) * size_t(channels_);
+    const auto changed = std::make_unique<uint8_t[]>(rowBytes * size_t(rows.count));
     for (int y = 0; y < rows.count; ++y) {
-      uint8_t* const row = &changed[rows.step * size_t(y)];
+      uint8_t* const row = &changed[rowBytes * size_t(y)];
+      toChannels(rows.row(y), format().channels(), width, row, channels_);
       if (chroma)
-        toYCoCg(rows.row(y), width, row);
+        toYCoCg(row, width);
       else
-        meetWidened(rows.row(y), width, texture_ == TextureFormat::dxt3, row);
+        meetWidened(row, width, texture_ == TextureFormat::dxt3);
     }
-    require(coder_.encode(changed.data(), uint32_t(rows.step), {width, rows.count}, to));
+    require(coder_.encode(changed.get(), uint32_t(rowBytes), {width, rows.count}, to));
   }
 
   void encodeBand(ConstRows rows) override {
-    const PictureFormat& f = format();
-    if (f.channels() == channels_) {
-      top_->take(rows);
-    } else {
-      converted_.resize(rowBytes_ * size_t(rows.count));
-      for (int y = 0; y < rows.count; ++y)
-        toChannels(rows.row(y), f.channels(), f.width, &converted_[rowBytes_ * size_t(y)], channels_);
-      top_->take({converted_.data(), rowBytes_, rows.count});
-    }
+    top_->take(rows);
     sink_.write(top_->takeBlocks());
   }
 
@@ -156,10 +166,8 @@ class DdsEncoder : public Encoder {
   const Coder coder_;
   Team team_;
   int channels_;
-  size_t rowBytes_;
   CodeRows code_;
   std::unique_ptr<Level> top_;
-  Bytes converted_;
 };
 
 }  // namespace
