@@ -116,6 +116,23 @@ void measureJpeg(const std::string& name, const Image& image, int quality) {
   measure("progressive JPEG decode" + photo, decoding(decodeJpeg, encodeJpeg(image, progressive)));
 }
 
+// Coded data that do not fall into step from a guessed place: of noise, where hardly two blocks are alike, and of one
+// colour, where all are. Two threads should not be slower here, either.
+void measureHard() {
+  Image image(2048, 2048, ColourModel::rgb);
+  const size_t bytes = size_t{3} * 2048 * 2048;
+  JpegEncodeOptions options;
+  options.quality = 90;
+  std::fill_n(image.data(), bytes, uint8_t(90));
+  measure("JPEG decode, one colour, q90", decoding(decodeJpeg, encodeJpeg(image, options)));
+  uint32_t random = 1;
+  for (size_t i = 0; i < bytes; ++i) {
+    random = random * 1664525u + 1013904223u;
+    image.data()[i] = uint8_t(random >> 24);
+  }
+  measure("JPEG decode, noise, q90", decoding(decodeJpeg, encodeJpeg(image, options)));
+}
+
 }  // namespace
 
 int main() {
@@ -133,6 +150,7 @@ int main() {
     measureJpeg("canyon", canyon, quality);
     measureJpeg("dandelion", dandelion, quality);
   }
+  measureHard();
   measure("JPEG 2000 encode, lossless, canyon", encoding(encodeJpeg2000, canyon, {}));
   measure("JPEG 2000 decode, lossless, canyon", decoding(decodeJpeg2000, encodeJpeg2000(canyon)));
   measure("DXT1 encode, canyon", encoding(encodeDds, canyon, {}));

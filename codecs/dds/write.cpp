@@ -124,8 +124,10 @@ class DdsEncoder : public Encoder {
     channels_ = texture_ == TextureFormat::ycocg ? 3 : 4;
     if (int64_t{format.width} * channels_ > UINT32_MAX) throw Error(ErrorKind::limit, "rows of more than 2^32 bytes");
     code_ = [this](ConstRows rows, int width, uint8_t* to) { codeRows(rows, width, to); };
-    top_ = std::make_unique<Level>(format.width, format.height, format.channels(), levels - 1, coder_.blockBytes, team_, code_);
-    const size_t rows = (team_.threads() == 1 ? kBand : kBandOfThreads * size_t(team_.threads())) / format.rowBytes() / 4 * 4;
+    top_ = std::make_unique<Level>(format.width, format.height, format.channels(), levels - 1, coder_.blockBytes, team_,
+                                   code_);
+    const size_t rows =
+        (team_.threads() == 1 ? kBand : kBandOfThreads * size_t(team_.threads())) / format.rowBytes() / 4 * 4;
     open(format, int(std::clamp<size_t>(rows, 4, 4096)), options);
     uint64_t bytes = kHeaderEnd;
     for (int l = 0; l < levels; ++l)
