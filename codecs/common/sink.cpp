@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -18,7 +19,8 @@ namespace {
 class MemorySink : public Sink {
  public:
   explicit MemorySink(std::vector<uint8_t>* out) : out_(out), begin_(out->size()) {}
-  void expect(uint64_t size) override { out_->reserve(begin_ + size); }
+  // Not more than some memory is taken before there are bytes for it: a picture may end early.
+  void expect(uint64_t size) override { out_->reserve(begin_ + size_t(std::min(size, kMostExpected))); }
   void write(const uint8_t* data, size_t size) override { out_->insert(out_->end(), data, data + size); }
   uint64_t position() const override { return out_->size() - begin_; }
   bool canPatch() const override { return true; }
@@ -28,6 +30,7 @@ class MemorySink : public Sink {
   void commit() override {}
 
  private:
+  static constexpr uint64_t kMostExpected = uint64_t{64} << 20;
   std::vector<uint8_t>* const out_;
   const size_t begin_;
 };
