@@ -163,6 +163,7 @@ ZEL_PAIR(unpackHigh128, vzip2)
 ZEL_PAIR(evenLanes128, vuzp1)
 ZEL_PAIR(oddLanes128, vuzp2)
 #undef ZEL_PAIR
+
 template <int kOrder, class T>
 ZEL_INLINE Vec<T, 16> permute32x128(Vec<T, 16> a) {
   const u32x4::Raw v = as<u32x4>(a).v;
