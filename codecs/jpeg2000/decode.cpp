@@ -129,15 +129,17 @@ class Jpeg2000Decoder : public Decoder {
   }
 
   // Rows of tiles may differ in height: the first one is cut off by the image's edge, and halving rounds. Then bands
-  // are low, and a row of tiles waits in memory.
+  // are low, and a row of tiles waits in memory. Only the last one may be lower than the others.
   int chooseBand() {
     constexpr size_t kBandBytes = size_t{256} << 10;
     const int low = std::max<int>(8, int(kBandBytes / picture_.format().rowBytes()));
     if (grid().tilesDown() == 1) return low;
     const int height = pixelsOf(0).height();
     aligned_ = height > 0;
-    for (int q = 0; q < grid().tilesDown() && aligned_; ++q)
-      aligned_ = pixelsOf(q * grid().tilesAcross()).y0 == q * height;
+    for (int q = 0; q < grid().tilesDown() && aligned_; ++q) {
+      const Rect row = pixelsOf(q * grid().tilesAcross());
+      aligned_ = row.y0 == q * height && row.height() <= height;
+    }
     return aligned_ ? height : std::min(low, 64);
   }
 

@@ -346,13 +346,19 @@ TEST(Jpeg2000, RowsAndRegionsAreThoseOfTheWhole) {
     e.layers = 1 + run % 2;
     Bytes file = zeltest::writtenInBands(image, [&](Sink& s) { return createJpeg2000(s, image.format(), {}, e); });
     ASSERT_TRUE(file == encodeJpeg2000(image, e));
-    if (run % 4 == 1)  // rows of tiles that are not of one height
-      file = peer::encode(componentsOf(file), [&](opj_cparameters_t* p) {
+    if (run % 4 == 1) {  // rows of tiles that are not of one height; or two, of which the first is the lower
+      Jpeg2000Components in = componentsOf(file);
+      const int down = run % 8 == 5 ? 90 : 0;
+      in.y0 += down;
+      in.y1 += down;
+      file = peer::encode(in, [&](opj_cparameters_t* p) {
+        p->image_offset_y0 = in.y0;
         p->cp_tx0 = p->cp_ty0 = 0;
         p->tile_size_on = 1;
         p->cp_tdx = 50;
-        p->cp_tdy = 37;
+        p->cp_tdy = down ? 140 : 37;
       });
+    }
     Jpeg2000DecodeOptions d;
     d.reduce = std::min(e.levels, run % 4);
     const Image whole = decoded(file, d);
