@@ -71,10 +71,10 @@ class Coders : public List {
     });
   }
 
-  // count(block, &predictor, &state, flush) for all blocks.
+  // count(block, &predictor, &state, flush) for all blocks, or for the first sample of each.
   template <class Count>
-  void statistics(const char* name, Count count) {
-    add(name, "block", kBlocks, [=, h = h] {
+  void statistics(const char* name, Count count, const char* unit = "block") {
+    add(name, unit, kBlocks, [=, h = h] {
       ZeliEncodeHuffmanState state = {};
       int16_t predictor = 0;
       std::memset(h->counts, 0, sizeof h->counts);
@@ -176,9 +176,12 @@ void blocks(Coders& list) {
   list.statistics("zeliGetHuffmanStatistics8x8_JPEG_16s_C1", [&z, h = list.h](auto* src, int16_t* dc, Encoder*, int) {
     return z.zeliGetHuffmanStatistics8x8_JPEG_16s_C1(src, h->counts[0], h->counts[1], dc);
   });
-  list.statistics("zeliGetHuffmanStatisticsOne_JPEG_16s_C1", [&z, h = list.h](auto* src, int16_t*, Encoder*, int) {
-    return z.zeliGetHuffmanStatisticsOne_JPEG_16s_C1(src, h->counts[0]);
-  });
+  list.statistics(
+      "zeliGetHuffmanStatisticsOne_JPEG_16s_C1",
+      [&z, h = list.h](auto* src, int16_t*, Encoder*, int) {
+        return z.zeliGetHuffmanStatisticsOne_JPEG_16s_C1(src, h->counts[0]);
+      },
+      "difference");
   list.statistics("zeliGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1",
                   [&z, h = list.h](auto* src, int16_t* dc, Encoder*, int) {
                     return z.zeliGetHuffmanStatistics8x8_DCFirst_JPEG_16s_C1(src, h->counts[0], dc, 1);

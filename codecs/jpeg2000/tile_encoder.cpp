@@ -237,9 +237,11 @@ void TileEncoder::encodeItem(Item* item, BlockEncoder* encoder) {
   item->left = left * weight;
 }
 
+namespace {
+
 // The smaller of a number that is not negative and the largest below 2^31. Such numbers are in the order of their bits,
 // and integers are compared many at once where floats would be one by one.
-static float atMost2To31(float x) {
+float atMost2To31(float x) {
   constexpr int32_t kLargest = 0x4EFFFFFF;  // 2147483520
   int32_t bits;
   std::memcpy(&bits, &x, sizeof x);
@@ -249,7 +251,7 @@ static float atMost2To31(float x) {
 }
 
 // Eight sums side by side, so that no addition waits for the one before.
-static double sumOfSquares(const float* v, int n) {
+double sumOfSquares(const float* v, int n) {
   constexpr int kSums = 8;
   float sums[kSums] = {};
   int i = 0;
@@ -260,6 +262,8 @@ static double sumOfSquares(const float* v, int n) {
   for (const float s : sums) all += double(s);
   return all;
 }
+
+}  // namespace
 
 // The block's coefficients as the coder wants them, with what lies below the lowest plane as a fraction. Gives the
 // squared errors that a decoder of all planes is left with.
