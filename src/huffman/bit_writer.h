@@ -37,7 +37,7 @@ class BitWriter {
       if (const ZelStatus s = put(code, length)) return s;
       return extra.size == 0 ? zelStsNoErr : put(uint32_t(extra.bits), int(extra.size));
     } else {
-      if (kPath == Path::fast && __builtin_expect(length == 0, 0)) return zelStsJPEGHuffTableErr;
+      if (__builtin_expect(length == 0, 0)) return zelStsJPEGHuffTableErr;
       add(uint64_t(code) << extra.size | extra.bits, length + extra.size);
       return zelStsNoErr;
     }
@@ -88,39 +88,9 @@ class BitWriter {
     count_ &= 7;
   }
 
-  // A code and its extra bits where the pending bits leave room for them. From one drain() to the next up to 56 bits.
-  ZEL_INLINE ZelStatus append(const uint32_t* entry, ExtraBits extra) {
-    if constexpr (kPath == Path::careful) {
-      return code(entry, extra);
-    } else {
-      uint16_t code, length;
-      __builtin_memcpy(&code, entry, 2);
-      __builtin_memcpy(&length, reinterpret_cast<const uint8_t*>(entry) + 2, 2);
-      if (kPath == Path::fast && __builtin_expect(length == 0, 0)) return zelStsJPEGHuffTableErr;
-      const uint64_t n = length + extra.size;
-      bits_ = bits_ << n | (uint64_t(code) << extra.size | extra.bits);
-      count_ += int64_t(n);
-      return zelStsNoErr;
-    }
-  }
-
-  // Whole bytes of what has been appended, as they are: stuff() puts the zeros behind 0xFF in once for all. No branch:
-  // when a word is full cannot be foreseen.
-  ZEL_INLINE void drain() {
-    if constexpr (kPath != Path::careful) {
-      const uint64_t top = bits_ << 1 << (63 - count_);
-      ones_ |= bytesOf0xFF(top);
-      storeBytes(next_, top);
-      next_ += count_ >> 3;
-      count_ &= 7;
-    }
-  }
-
-  // The last drain() of those that began at `start`.
-  ZEL_INLINE void stuff(uint8_t* start) {
-    drain();
-    if (__builtin_expect((ones_ & (kEveryByte << 7)) != 0, 0)) next_ = stuffed(start, next_);
-  }
+  // For what a BlockWriter does in larger steps.
+  ZEL_INLINE ZelStatus append(const uint32_t* entry, ExtraBits extra) { return code(entry, extra); }
+  ZEL_INLINE void drain() {}
 
   uint64_t pending() const { return bits_ & lowBits(count()); }
   int count() const { return int(count_); }
@@ -158,23 +128,88 @@ class BitWriter {
     return next;
   }
 
-  // 0x00 after each 0xFF of the bytes from start to end, which move up, and with them the partial byte behind them.
-  [[gnu::noinline]] static uint8_t* stuffed(uint8_t* start, uint8_t* end) {
-    int64_t more = 0;
-    for (const uint8_t* p = start; p < end; ++p) more += *p == 0xFF;
-    uint8_t* const newEnd = end + more;
-    *newEnd = *end;
-    for (uint8_t* p = end; more > 0;) {
-      if (*--p == 0xFF) p[more--] = 0;
-      p[more] = *p;
-    }
-    return newEnd;
-  }
-
   uint64_t bits_;
-  uint64_t ones_ = 0;     // which bytes of a word have been 0xFF, in their top bits
   int64_t count_;         // 64 bits like what it is added to: no conversions in the loop
   uint8_t *next_, *end_;  // only the careful path looks at the end
+};
+
+// Whether one of the bytes from start to end is 0xFF. The fast path has room for whole vectors behind them, the
+// unbounded one for eight bytes.
+template <Path kPath>
+ZEL_INLINE bool any0xFF(const uint8_t* start, const uint8_t* end) {
+  if constexpr (kPath == Path::unbounded) {
+    for (; end - start > 8; start += 8)
+      if (has0xFF(loadBytes(start))) return true;
+    const int64_t left = end - start;  // 0 to 8
+    return has0xFF(loadBytes(start) & (left == 8 ? ~uint64_t(0) : ~(~uint64_t(0) >> 8 * left)));
+  } else {
+    const auto found = [](const uint8_t* p) { return byteMask(load<u8v>(p) == splat<u8v>(0xFF)); };
+    for (; __builtin_expect(end - start > kVecBytes, 0); start += kVecBytes)
+      if (found(start)) return true;
+    return (found(start) & lowBits(int(end - start))) != 0;
+  }
+}
+
+// 0x00 after each 0xFF of the bytes from start to end (T.81, F.1.2.3), which move up, and with them the partial byte
+// behind them. Gives the new end.
+[[gnu::noinline]] inline uint8_t* stuffed(uint8_t* start, uint8_t* end) {
+  int64_t more = 0;
+  for (const uint8_t* p = start; p < end; ++p) more += *p == 0xFF;
+  uint8_t* const newEnd = end + more;
+  *newEnd = *end;
+  for (uint8_t* p = end; more > 0;) {
+    if (*--p == 0xFF) p[more--] = 0;
+    p[more] = *p;
+  }
+  return newEnd;
+}
+
+// Writes one block where there is room for any. Whole words are stored as they are, without a branch, since when one is
+// full cannot be foreseen; the zeros behind 0xFF are put in at the end, once for all.
+template <Path kPath>
+class BlockWriter {
+ public:
+  // As of a BitWriter.
+  ZEL_INLINE BlockWriter(uint8_t* next, uint8_t*, uint64_t pending, int count)
+      : bits_(pending), minusCount_(-count), start_(next), next_(next) {}
+
+  // A code and its extra bits. From one drain() to the next up to 56 bits.
+  ZEL_INLINE ZelStatus append(const uint32_t* entry, ExtraBits extra) {
+    uint16_t code, length;
+    __builtin_memcpy(&code, entry, 2);
+    __builtin_memcpy(&length, reinterpret_cast<const uint8_t*>(entry) + 2, 2);
+    if (__builtin_expect(length == 0, 0)) return zelStsJPEGHuffTableErr;
+    const uint64_t n = length + extra.size;
+    bits_ = bits_ << n | (uint64_t(code) << extra.size | extra.bits);
+    minusCount_ -= int64_t(n);
+    return zelStsNoErr;
+  }
+
+  // Stores what has been appended, at least one bit. 1 to 8 bits stay pending: of a byte that is complete all eight,
+  // which are stored again with what follows.
+  ZEL_INLINE void drain() {
+    storeBytes(next_, bits_ << (minusCount_ & 63));
+    next_ += ~minusCount_ >> 3;  // (count - 1) / 8
+    minusCount_ |= -8;
+  }
+
+  // The last drain(), to 0 to 7 pending bits.
+  ZEL_INLINE void finish() {
+    const int64_t count = -minusCount_;
+    storeBytes(next_, bits_ << 1 << (63 - count));
+    next_ += count >> 3;
+    minusCount_ = -(count & 7);
+    if (__builtin_expect(any0xFF<kPath>(start_, next_), 0)) next_ = stuffed(start_, next_);
+  }
+
+  uint64_t pending() const { return bits_ & lowBits(count()); }
+  int count() const { return int(-minusCount_); }
+  uint8_t* next() const { return next_; }
+
+ private:
+  uint64_t bits_;       // as of a BitWriter
+  int64_t minusCount_;  // minus the number of pending bits: a shift by it takes them to the top of the word
+  uint8_t *start_, *next_;
 };
 
 }  // namespace

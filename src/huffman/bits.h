@@ -11,8 +11,8 @@ namespace {
 
 // The careful path follows the standard's procedures a byte at a time, knows the ends of the buffers and gives every
 // status. The fast path moves eight bytes at a time and gives up, before it has changed anything a caller sees,
-// wherever the careful path would have to decide something. The unbounded path is fast and never gives up: its caller
-// vouches for the rest.
+// wherever the careful path would have to decide something. The unbounded path is a fast one whose caller vouches for
+// the room and the codes: where it gives up it leaves what it has done.
 enum class Path { careful, fast, unbounded };
 
 constexpr int kMaxExtraBits = 15;  // behind the code of a coefficient or difference (T.81, Tables F.1, F.2 and H.2)

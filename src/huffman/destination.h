@@ -28,8 +28,8 @@ inline ZelStatus checkDestination(const Destination& to) {
 inline void resetState(ZeliEncodeHuffmanState* state) { __builtin_memset(state, 0, sizeof *state); }
 
 // A writer that goes on from the pending bits. What the record holds beside them is not data.
-template <Path kPath>
-ZEL_INLINE BitWriter<kPath> writerTo(const Destination& to) {
+template <Path kPath, template <Path> class Writer = BitWriter>
+ZEL_INLINE Writer<kPath> writerTo(const Destination& to) {
   const ZeliEncodeHuffmanState& state = *to.state;
   return {to.dst + *to.pos, to.dst + to.length, state.bits >> (kStateTop - state.bitCount), state.bitCount};
 }

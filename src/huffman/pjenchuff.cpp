@@ -37,14 +37,14 @@ class BlockWalk {
       writer_.drain();
     }
     const SmallExtraBits small = kSmallExtraBits.at[bytes_[k]];
-    ExtraBits extra{small.bits, small.size};
+    const uint32_t* codes = ac_.codes - 16;  // by steps, which are runs + 1, and categories
     if (__builtin_expect(small.size == 0, 0)) {
-      extra = extraBits(src_[kNatural.at[k]]);
+      const ExtraBits extra = extraBits(src_[kNatural.at[k]]);
       if (extra.size > kMaxExtraBits) return zelStsJPEGHuffTableErr;  // -32768 has no symbol
       writer_.drain();
+      return writer_.append(codes + 16 * step + int64_t(extra.size), extra);
     }
-    const uint32_t* codes = ac_.codes + 16 * step;  // of a run of `step` zeros, by category
-    return writer_.append(codes - 16 + extra.size, extra);
+    return writer_.append(codes + 16 * step + small.size, {small.bits, small.size});
   }
 
  private:
@@ -76,9 +76,9 @@ ZEL_INLINE ZelStatus encodeBlock(Writer& writer, const int16_t* src, int lastDC,
 // the careful path writes again.
 ZEL_INLINE bool encodeFast(const int16_t* src, int lastDC, const ZeliEncodeHuffmanSpec& dc,
                            const ZeliEncodeHuffmanSpec& ac, const Destination& to) {
-  auto writer = writerTo<Path::fast>(to);
+  auto writer = writerTo<Path::fast, BlockWriter>(to);
   if (encodeBlock(writer, src, lastDC, dc, ac) != zelStsNoErr) return false;
-  writer.stuff(to.dst + *to.pos);
+  writer.finish();
   save(writer, to);
   return true;
 }
@@ -109,9 +109,9 @@ void encodeDirect(const int16_t* src, uint8_t* dst, int* bitPos, int16_t* lastDC
   uint8_t* next = dst + (*bitPos >> 3);
   const int count = *bitPos & 7;
   const uint64_t pending = count == 0 ? 0 : *next >> (8 - count);
-  BitWriter<Path::unbounded> writer(next, nullptr, pending, count);
+  BlockWriter<Path::unbounded> writer(next, nullptr, pending, count);
   encodeBlock(writer, src, *lastDC, dc, ac);
-  writer.stuff(next);
+  writer.finish();
   *lastDC = src[0];
   *bitPos = int(writer.next() - dst) * 8 + writer.count();
 }
