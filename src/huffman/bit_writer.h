@@ -23,6 +23,8 @@ constexpr int roomFor(int bits) { return 2 * (bits / 8) + 8; }
 template <Path kPath>
 class BitWriter {
  public:
+  static constexpr bool kCareful = kPath == Path::careful;
+
   // pending: the low `count` bits (0 to 7) are waiting to be written; the bits above them are ignored.
   ZEL_INLINE BitWriter(uint8_t* next, uint8_t* end, uint64_t pending, int count)
       : bits_(pending), count_(count), next_(next), end_(end) {}

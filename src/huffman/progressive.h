@@ -41,6 +41,12 @@ struct Gathered {
   }
 };
 
+// The lowest bits of eight bytes, that of the first one highest. The factor moves bit 8i, of byte i counted from the
+// last, to bit 56 + i; its other products stay clear of the top byte, and no two of them meet.
+ZEL_INLINE uint64_t lowestBits(const uint8_t* bytes) {
+  return (loadBytes(bytes) & kEveryByte) * 0x0102040810204080 >> 56;
+}
+
 // Symbols, extra bits and correction bits to a writer.
 template <class Writer>
 struct CodeSink {
@@ -53,11 +59,18 @@ struct CodeSink {
   ZEL_INLINE ZelStatus symbol(int symbol, ExtraBits extra) { return writer.code(table.codes + symbol, extra); }
   ZEL_INLINE ZelStatus bits(uint32_t value, int n) { return writer.bits(value, n); }
   ZelStatus buffered(const Pending& p) {
-    for (int i = 0; i < p.bitCount; ++i)
+    int i = 0;
+    if constexpr (!Writer::kCareful)
+      for (; i + 8 <= p.bitCount; i += 8) writer.gathered(lowestBits(p.buffered + i), 8);
+    for (; i < p.bitCount; ++i)
       if (const ZelStatus s = writer.bits(p.buffered[i] & 1, 1)) return s;
     return zelStsNoErr;
   }
-  ZelStatus gathered(const Gathered& g) {
+  ZEL_INLINE ZelStatus gathered(const Gathered& g) {
+    if constexpr (!Writer::kCareful) {
+      writer.gathered(g.bits, uint64_t(g.count));
+      return zelStsNoErr;
+    }
     for (int i = g.count - 1; i >= 0; --i)
       if (const ZelStatus s = writer.bits(uint32_t(g.bits >> i) & 1, 1)) return s;
     return zelStsNoErr;
@@ -81,10 +94,9 @@ struct CountSink {
 };
 
 // The pending end-of-band run (Table G.1): its category as the symbol category << 4 and the bits below its leading one,
-// then the correction bits kept for it. Nothing where no run is pending.
+// then the correction bits kept for it.
 template <class Sink>
-ZelStatus codeEobRun(Sink& sink, Pending* p) {
-  if (p->eobRun == 0) return zelStsNoErr;
+[[gnu::noinline]] ZelStatus codePendingEobRun(Sink& sink, Pending* p) {
   if (Sink::kSplitsRuns && p->eobRun > kLongestEobRun) {
     if (const ZelStatus s = sink.symbol(kMaxEobCategory << 4)) return s;
     p->eobRun -= kLongestEobRun;
@@ -100,27 +112,44 @@ ZelStatus codeEobRun(Sink& sink, Pending* p) {
   return zelStsNoErr;
 }
 
-// The block's magnitudes after the point transform in natural order, and the nonzero ones of the band by zigzag index.
-ZEL_INLINE uint64_t magnitudes(const int16_t* src, Band band, uint16_t* magnitude) {
-  for (int i = 0; i < 64; i += i16v::N) store(magnitude + i, as<u16v>(abs(load<i16v>(src + i))) >> band.al);
+// The same where a run may be pending or not.
+template <class Sink>
+ZEL_INLINE ZelStatus codeEobRun(Sink& sink, Pending* p) {
+  return p->eobRun == 0 ? zelStsNoErr : codePendingEobRun(sink, p);
+}
+
+// The block's magnitudes after the point transform in natural order, and sets of zigzag indexes in the band.
+struct Magnitudes {
+  uint16_t at[64];
+  uint64_t nonzero;
+  uint64_t ones;  // those that are 1: for the first time not zero, in a refinement scan
+};
+
+ZEL_INLINE void magnitudes(const int16_t* src, Band band, Magnitudes* m) {
+#pragma GCC unroll 8
+  for (int i = 0; i < 64; i += i16v::N) store(m->at + i, as<u16v>(abs(load<i16v>(src + i))) >> band.al);
   uint8_t bytes[64];
-  const uint64_t nonzero = zigzagBytes(reinterpret_cast<const int16_t*>(magnitude), bytes);
-  return nonzero & indexesOf(band);
+  m->nonzero = zigzagBytes(reinterpret_cast<const int16_t*>(m->at), bytes) & indexesOf(band);
+  m->ones = 0;
+  for (int i = 0; i < 64; i += kVecBytes) m->ones |= uint64_t(byteMask(load<u8v>(bytes + i) == splat<u8v>(1))) << i;
+  m->ones &= m->nonzero;
 }
 
 // A block of a first scan (G.1.2.2): runs of zeros are the gaps between the set bits of a mask.
 template <class Sink>
 ZEL_INLINE ZelStatus encodeFirst(const int16_t* src, Band band, Sink& sink, Pending* p) {
-  uint16_t magnitude[64];
+  Magnitudes magnitude;
+  magnitudes(src, band, &magnitude);
   int last = band.ss - 1;  // index of the last coefficient coded
-  for (uint64_t left = magnitudes(src, band, magnitude); left != 0; left &= left - 1) {
+  if (magnitude.nonzero != 0)
+    if (const ZelStatus s = codeEobRun(sink, p)) return s;
+  for (uint64_t left = magnitude.nonzero; left != 0; left &= left - 1) {
     const int k = __builtin_ctzll(left);
     int run = k - last - 1;
     last = k;
-    if (const ZelStatus s = codeEobRun(sink, p)) return s;
     for (; run > 15; run -= 16)
       if (const ZelStatus s = sink.symbol(kZeroRun)) return s;
-    const uint32_t m = magnitude[kNatural.at[k]];
+    const uint32_t m = magnitude.at[kNatural.at[k]];
     const int size = category(m);
     if (size > Sink::kMaxCategory) return zelStsJPEGCodeRangeErr;
     const uint32_t sign = src[kNatural.at[k]] < 0 ? ~0u : 0;  // a negative coefficient's bits are complemented
@@ -136,15 +165,11 @@ ZEL_INLINE ZelStatus encodeFirst(const int16_t* src, Band band, Sink& sink, Pend
 // *g: the correction bits that are left for the run that this block begins or prolongs; the caller buffers them.
 template <class Sink>
 ZEL_INLINE ZelStatus encodeRefinement(const int16_t* src, Band band, Sink& sink, Pending* p, Gathered* g) {
-  uint16_t magnitude[64];
-  const uint64_t nonzero = magnitudes(src, band, magnitude);
-  int lastNew = 0;  // index of the last newly significant coefficient
-  for (uint64_t left = nonzero; left != 0; left &= left - 1) {
-    const int k = __builtin_ctzll(left);
-    if (magnitude[kNatural.at[k]] == 1) lastNew = k;
-  }
+  Magnitudes magnitude;
+  magnitudes(src, band, &magnitude);
+  const int lastNew = magnitude.ones == 0 ? 0 : 63 - __builtin_clzll(magnitude.ones);  // the last new coefficient
   int run = 0, next = band.ss;
-  for (uint64_t left = nonzero; left != 0; left &= left - 1) {
+  for (uint64_t left = magnitude.nonzero; left != 0; left &= left - 1) {
     const int k = __builtin_ctzll(left);
     run += k - next;
     next = k + 1;
@@ -154,7 +179,7 @@ ZEL_INLINE ZelStatus encodeRefinement(const int16_t* src, Band band, Sink& sink,
       if (const ZelStatus s = sink.gathered(*g)) return s;
       *g = {};
     }
-    const uint32_t m = magnitude[kNatural.at[k]];
+    const uint32_t m = magnitude.at[kNatural.at[k]];
     if (m > 1) {
       g->add(m & 1);
       continue;
