@@ -37,14 +37,14 @@ class BlockWalk {
       writer_.drain();
     }
     const SmallExtraBits small = kSmallExtraBits.at[bytes_[k]];
-    const uint32_t* codes = ac_.codes - 16;  // by steps, which are runs + 1, and categories
+    const uint32_t* codes = ac_.codes + 16 * (step - 1);  // of this run of zeros, by category
     if (__builtin_expect(small.size == 0, 0)) {
       const ExtraBits extra = extraBits(src_[kNatural.at[k]]);
       if (extra.size > kMaxExtraBits) return zelStsJPEGHuffTableErr;  // -32768 has no symbol
       writer_.drain();
-      return writer_.append(codes + 16 * step + int64_t(extra.size), extra);
+      return writer_.append(codes + extra.size, extra);
     }
-    return writer_.append(codes + 16 * step + small.size, {small.bits, small.size});
+    return writer_.append(codes + small.size, {small.bits, small.size});
   }
 
  private:
