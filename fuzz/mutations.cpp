@@ -1,17 +1,14 @@
 // mutations FOLDER COUNT: so many deterministic mutations of a target's files in fuzz/seeds: bytes overwritten, bits
 // flipped, pieces cut out, repeated or taken from another file, numbers made extreme. The files themselves must be read
 // whole, every mutation read or refused within a time bound; sanitizers see the rest.
-#include <dirent.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <random>
 
 #include "fuzz.h"
+#include "inputs.h"
 
 using Bytes = std::vector<uint8_t>;
 
@@ -58,29 +55,17 @@ Bytes mutate(const std::vector<Bytes>& files) {
   return b;
 }
 
-// In the order of their names, as a folder gives its files in any order.
-std::vector<std::string> filesIn(const char* folder) {
-  std::vector<std::string> paths;
-  DIR* const open = opendir(folder);
-  while (const dirent* const entry = open ? readdir(open) : nullptr)
-    if (entry->d_name[0] != '.') paths.push_back(std::string(folder) + "/" + entry->d_name);
-  if (open) closedir(open);
-  std::sort(paths.begin(), paths.end());
-  return paths;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc != 3) return std::puts("mutations FOLDER COUNT"), 2;
   const int count = std::atoi(argv[2]);
   std::vector<Bytes> files;
-  for (const std::string& path : filesIn(argv[1])) {
-    std::ifstream in(path, std::ios::binary);
-    files.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-    LLVMFuzzerTestOneInput(files.back().data(), files.back().size());
+  for (const FuzzInput& input : inputsIn(argv[1])) {
+    files.push_back(input.bytes);
+    LLVMFuzzerTestOneInput(input.bytes.data(), input.bytes.size());
     if (fuzzOutcome.refused || fuzzOutcome.inPart || fuzzOutcome.whole != 2 * long(files.size())) {
-      std::printf("%s is not read whole\n", path.c_str());
+      std::printf("%s is not read whole\n", input.path.c_str());
       return 1;
     }
   }

@@ -5,17 +5,9 @@
 
 #include "support/checks.h"
 #include "support/data.h"
-
-namespace {
+#include "support/zigzag.h"
 
 using namespace zeltest;
-
-// ITU-T T.81, Figure A.6: for each natural position its place in the zigzag.
-constexpr int kZigzag[64] = {0,  1,  5,  6,  14, 15, 27, 28, 2,  4,  7,  13, 16, 26, 29, 42, 3,  8,  12, 17, 25, 30,
-                             41, 43, 9,  11, 18, 24, 31, 40, 44, 53, 10, 19, 23, 32, 39, 45, 52, 54, 20, 22, 33, 38,
-                             46, 51, 55, 60, 21, 34, 37, 47, 50, 56, 59, 61, 35, 36, 48, 49, 57, 58, 62, 63};
-
-}  // namespace
 
 TEST(Quant, QualityScalesEveryStep) {
   for (const int quality : {1, 2, 10, 49, 50, 51, 75, 99, 100, 101, 1000, INT_MAX}) {
@@ -34,15 +26,15 @@ TEST(Quant, QualityScalesEveryStep) {
 
 TEST(Quant, TablesInNaturalOrder) {
   for (int first = 1; first < 256; first += 63) {
-    uint8_t raw[64];
+    uint8_t raw[64];  // in zigzag order
     for (int i = 0; i < 64; ++i) raw[i] = uint8_t(std::min(255, first + i));
     Guarded<uint16_t> forward(64, size_t(first % 5 * 2)), inverse(64, size_t(first % 3 * 2));
     ASSERT_EQ(zelStsNoErr, zel().zeliQuantFwdTableInit_JPEG_8u16u(raw, forward.data()));
     ASSERT_EQ(zelStsNoErr, zel().zeliQuantInvTableInit_JPEG_8u16u(raw, inverse.data()));
-    for (size_t i = 0; i < 64; ++i) {
-      const int q = raw[kZigzag[i]];
-      ASSERT_EQ(q, inverse.copy()[i]);
-      ASSERT_EQ(std::lround(32768.0 / q), forward.copy()[i]);  // no quotient is a half
+    for (int k = 0; k < 64; ++k) {
+      const int q = raw[k];
+      ASSERT_EQ(q, inverse[size_t(naturalPosition(k))]);
+      ASSERT_EQ(std::lround(32768.0 / q), forward[size_t(naturalPosition(k))]);  // no quotient is a half
     }
   }
   uint8_t raw[64];

@@ -23,15 +23,16 @@ case ${1:-} in
 esac
 [[ ${seconds-0} =~ ^[0-9]+$ && ${hours-0} =~ ^[0-9]+(\.[0-9]+)?$ ]] || usage
 
+mapfile -t targets < <(find fuzz -name '*_fuzz.cpp' -printf '%f\n' | sed 's/\.cpp$//' | sort)
+for target; do
+  [[ " ${targets[*]} " == *" $target "* ]] || { echo "there is no target $target, but: ${targets[*]}" >&2; exit 2; }
+done
+if [ $# -gt 0 ]; then targets=("$@"); fi
+
 mkdir -p "$build"
 cmake --preset fuzzing >"$build/build.log" || { cat "$build/build.log"; exit 1; }
 cmake --build --preset fuzzing >"$build/build.log" || { cat "$build/build.log"; exit 1; }
 
-if [ $# -gt 0 ]; then
-  targets=("$@")
-else
-  mapfile -t targets < <(find fuzz -name '*_fuzz.cpp' -printf '%f\n' | sed 's/\.cpp$//' | sort)
-fi
 [ -n "${seconds:-}" ] || seconds=$(awk "BEGIN { print int($hours * 3600 * $jobs / ${#targets[@]}) }")
 export seconds
 export ASAN_OPTIONS=quarantine_size_mb=16 UBSAN_OPTIONS=print_stacktrace=1

@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const int kind = z.below(32);
   const Pair<uint8_t> bits = z.take<uint8_t>(16);
   Pair<uint8_t> values = z.take<uint8_t>(256);
-  if (kind == 0) {  // slow: two of 257 symbols are looked for 256 times
+  if (kind == 0) {
     const Pair<int32_t> counts = z.take<int32_t>(256);
     for (size_t i = 0; i < 256; ++i) counts.set(i, z.byte() % 4 == 1 ? counts[i] & 0x7FFFFFFF : 0);
     if (z(&Api::zeliEncodeHuffmanRawTableInit_JPEG_8u, counts, bits, values) != zelStsNoErr) return 0;

@@ -88,27 +88,18 @@ void failEach(const std::string& name, const Work& work, bool fewer = false) {
     for (bool reached = true; reached && !testing::Test::HasFailure(); n += fewer ? 1 + n / 8 : 1) {
       const long before = taken;
       std::string wrong;
-      {
-        Bytes result;
-        bool thrown = false;
-        goesOnFailing = onward;
-        hasFailed = false;
-        untilFailure = n;
-        try {
-          result = work();
-        } catch (const std::bad_alloc&) {
-          thrown = true;
-        } catch (const Error& e) {
-          thrown = true;
-          untilFailure = -1;
-          if (e.kind() != ErrorKind::limit) wrong = e.what();
-        } catch (const std::exception& e) {
-          thrown = true;
-          untilFailure = -1;
-          wrong = e.what();
-        }
+      goesOnFailing = onward;
+      hasFailed = false;
+      untilFailure = n;
+      try {
+        const Bytes result = work();
         untilFailure = -1;
-        if (!thrown && result != calm) wrong = "another result";
+        if (result != calm) wrong = "another result";
+      } catch (const std::exception& e) {
+        untilFailure = -1;
+        const auto* const error = dynamic_cast<const Error*>(&e);
+        const bool told = dynamic_cast<const std::bad_alloc*>(&e) || (error && error->kind() == ErrorKind::limit);
+        if (!told) wrong = e.what();
       }
       reached = hasFailed;
       const long kept = taken - before;
@@ -128,12 +119,7 @@ void failCoders(const std::string& name, Format format, const Image& image, AnyE
   for (const int threads : {1, 3}) {
     if (large && threads == 1) continue;
     e.common.threads = threads;
-    const Work encode = [&] {
-      Bytes file;
-      const auto sink = memorySink(&file);
-      writeAll(*createAny(*sink, format, image.format(), image.metadata(), e), image);
-      return file;
-    };
+    const Work encode = [&] { return zeltest::encodedAny(image, format, e); };
     failEach(name + " encoded", encode, large);
     const Bytes file = encode();
     for (const bool keepGoing : {false, true}) {
@@ -142,15 +128,12 @@ void failCoders(const std::string& name, Format format, const Image& image, AnyE
       d.common.threads = threads;
       d.common.keepGoing = keepGoing;
       d.common.warnings = keepGoing ? &warnings : nullptr;
-      failEach(
-          name + " decoded",
-          [&] {
-            const auto source = memorySource(file.data(), file.size());
-            const Bytes samples = samplesOf(readAll(*openAny(*source, format, d)));
-            std::vector<std::string>().swap(warnings);
-            return samples;
-          },
-          large);
+      const Work decode = [&] {
+        const Bytes samples = samplesOf(zeltest::decodedAny(file, format, d));
+        std::vector<std::string>().swap(warnings);
+        return samples;
+      };
+      failEach(name + " decoded", decode, large);
     }
   }
 }

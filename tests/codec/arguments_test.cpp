@@ -139,28 +139,4 @@ TEST(Arguments, OfTheOthers) {
   EXPECT_EQ(refusal([&] { encodePng(picture(2, 2, ColourModel::cmyk)); }).kind(), ErrorKind::unsupported);
 }
 
-// A sink that fails in the middle: its exception comes out of every encoder as it is.
-TEST(Arguments, ExceptionsOfSinksComeOut) {
-  struct Full : Sink {
-    uint64_t written = 0;
-    void write(const uint8_t*, size_t size) override {
-      written += size;
-      if (written > 3000) throw std::string("full");
-    }
-    uint64_t position() const override { return written; }
-    bool canPatch() const override { return true; }
-    void patch(uint64_t, const uint8_t*, size_t) override {}
-    void commit() override {}
-  };
-  const Image image = picture(330, 210, ColourModel::rgb);
-  for (const Format format : {Format::jpeg, Format::jpeg2000, Format::dds, Format::tiff, Format::png, Format::netpbm})
-    for (const int threads : {1, 3}) {
-      AnyEncodeOptions e;
-      e.common.threads = threads;
-      e.tiff.compression = TiffCompression::lzw;
-      Full full;
-      EXPECT_THROW(writeAll(*createAny(full, format, image.format(), {}, e), image), std::string) << nameOf(format);
-    }
-}
-
 }  // namespace

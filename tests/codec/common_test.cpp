@@ -132,28 +132,6 @@ Bytes numbered(size_t size) {
   return b;
 }
 
-// A file's bytes by way of a pipe.
-class Piped {
- public:
-  explicit Piped(const Bytes& bytes) : path_(testing::TempDir() + "zeljpipe" + std::to_string(getpid())) {
-    EXPECT_EQ(mkfifo(path_.c_str(), 0600), 0);
-    writer_ = std::thread([this, bytes] {
-      std::ofstream(path_, std::ios::binary)
-          .write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
-    });
-    source = fileSource(path_);
-  }
-  ~Piped() {
-    writer_.join();
-    unlink(path_.c_str());
-  }
-  std::unique_ptr<Source> source;
-
- private:
-  const std::string path_;
-  std::thread writer_;
-};
-
 void expectSource(Source& source, const Bytes& bytes, bool fromFrontToBack) {
   EXPECT_EQ(Bytes(source.peek(5).begin(), source.peek(5).end()), zeltest::part(bytes, 0, 5));
   if (!fromFrontToBack) {
@@ -169,13 +147,26 @@ void expectSource(Source& source, const Bytes& bytes, bool fromFrontToBack) {
   EXPECT_EQ(got, bytes);
 }
 
+// By way of a pipe.
+void expectPiped(const Bytes& bytes, bool fromFrontToBack) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  std::thread writer([&] {
+    for (size_t at = 0; at < bytes.size();) at += size_t(write(ends[1], &bytes[at], bytes.size() - at));
+    close(ends[1]);
+  });
+  expectSource(*fileSource("/dev/fd/" + std::to_string(ends[0])), bytes, fromFrontToBack);
+  writer.join();
+  close(ends[0]);
+}
+
 TEST(Files, SourcesGiveTheSameBytes) {
   const Bytes bytes = numbered(5000000);
   const zeltest::TemporaryFile file(bytes);
   for (const bool ordered : {false, true}) {
     expectSource(*fileSource(file.path), bytes, ordered);
     expectSource(*memorySource(bytes.data(), bytes.size()), bytes, ordered);
-    expectSource(*Piped(bytes).source, bytes, ordered);
+    expectPiped(bytes, ordered);
   }
   for (const char* missing : {"/nowhere/at/all", "/"})
     EXPECT_EQ(refusal([&] { fileSource(missing); }).kind(), ErrorKind::file);
@@ -313,19 +304,9 @@ TEST(Conversions, Orientations) {
 // ---- Metadata -------------------------------------------------------------------------------------------------------
 
 Bytes exifWith(int orientation, bool bigEndian) {
-  Bytes exif;
-  ByteWriter w(&exif, bigEndian);
-  w.text(bigEndian ? "MM" : "II");
-  w.u16(42);
-  w.u32(8);
-  w.u16(1);
-  w.u16(0x112);
-  w.u16(3);
-  w.u32(1);
-  w.u16(uint32_t(orientation));
-  w.u16(0);
-  w.u32(0);
-  return exif;
+  const uint8_t o = uint8_t(orientation);
+  return bigEndian ? Bytes{'M', 'M', 0, 42, 0, 0, 0, 8, 0, 1, 1, 0x12, 0, 3, 0, 0, 0, 1, 0, o, 0, 0, 0, 0, 0, 0}
+                   : Bytes{'I', 'I', 42, 0, 8, 0, 0, 0, 1, 0, 0x12, 1, 3, 0, 1, 0, 0, 0, o, 0, 0, 0, 0, 0, 0, 0};
 }
 
 TEST(MetadataTest, OrientationInExif) {
@@ -364,9 +345,7 @@ TEST(Formats, ByContentAndByEnding) {
   EXPECT_EQ(formatOfEnding("bmp"), std::nullopt);
   const Image image = picture(9, 9, ColourModel::grey);
   for (const Format f : {Format::jpeg, Format::jpeg2000, Format::dds, Format::tiff, Format::png, Format::netpbm}) {
-    Bytes file;
-    const std::unique_ptr<Sink> sink = memorySink(&file);
-    writeAll(*createAny(*sink, f, image.format(), {}), image);
+    const Bytes file = zeltest::encodedAny(image, f);
     const std::unique_ptr<Source> source = memorySource(file.data(), file.size());
     EXPECT_EQ(formatOf(source->peek(kBytesForFormat)), f) << nameOf(f);
     const std::unique_ptr<Decoder> decoder = openAny(*source, f);

@@ -12,9 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "common/decoder.h"
-#include "common/encoder.h"
-#include "common/error.h"
+#include "any/any.h"
 #include "common/metrics.h"
 #include "picture.h"
 
@@ -81,6 +79,20 @@ inline Bytes writtenInBands(const zelcodecs::Image& image, const Create& create)
     encoder->write(image.rows(y, n = std::min(n, image.height() - y)));
   encoder->finish();
   return file;
+}
+
+// A picture as a file of any format, and what such a file holds.
+inline Bytes encodedAny(const zelcodecs::Image& image, zelcodecs::Format format,
+                        const zelcodecs::AnyEncodeOptions& options = {}) {
+  Bytes file;
+  const auto sink = zelcodecs::memorySink(&file);
+  zelcodecs::writeAll(*zelcodecs::createAny(*sink, format, image.format(), image.metadata(), options), image);
+  return file;
+}
+inline zelcodecs::Image decodedAny(const Bytes& file, zelcodecs::Format format,
+                                   const zelcodecs::AnyDecodeOptions& options = {}) {
+  const auto source = zelcodecs::memorySource(file.data(), file.size());
+  return zelcodecs::readAll(*zelcodecs::openAny(*source, format, options));
 }
 
 // Metadata of every kind. The profile takes several segments of JPEG, which holds either resolution well, but not both.

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <random>
 
+#include "common/bytes.h"
 #include "files.h"
 #include "opj_peer.h"
 
@@ -399,32 +400,21 @@ TEST(Jpeg2000, OpacityAndMetadataTravel) {
 }
 
 // Codestreams by hand: a size of one tile, components, a style with its precincts, further segments.
-Bytes u16(size_t v) { return {uint8_t(v >> 8), uint8_t(v)}; }
-Bytes u32(size_t v) { return joined({u16(v >> 16), u16(v & 0xFFFF)}); }
-Bytes codestream(size_t side, size_t tileSide, int components, int d, const Bytes& style, const Bytes& more) {
-  Bytes sizes;
-  for (int i = 0; i < components; ++i) sizes = joined({sizes, {7, uint8_t(d), uint8_t(d)}});
-  Bytes file = joined({{0xFF, 0x4F, 0xFF, 0x51},
-                       u16(38 + sizes.size()),
-                       u16(0),
-                       u32(side),
-                       u32(side),
-                       u32(0),
-                       u32(0),
-                       u32(tileSide),
-                       u32(tileSide),
-                       u32(0),
-                       u32(0),
-                       u16(size_t(components)),
-                       sizes,
-                       {0xFF, 0x52},
-                       u16(style.size() + 2),
-                       style,
-                       {0xFF, 0x5C, 0, 4, 0x40, 0x40}});
-  return joined({file, more});
+Bytes codestream(int side, int tileSide, int components, int d, const Bytes& style, const Bytes& more) {
+  Bytes file;
+  ByteWriter w(&file);
+  for (const int v : {0xFF4F, 0xFF51, 38 + 3 * components, 0}) w.u16(uint32_t(v));
+  for (const int v : {side, side, 0, 0, tileSide, tileSide, 0, 0}) w.u32(uint32_t(v));
+  w.u16(uint32_t(components));
+  for (int i = 0; i < components; ++i) w.bytes({7, uint8_t(d), uint8_t(d)});
+  w.u16(0xFF52);
+  w.u16(uint32_t(style.size() + 2));
+  return joined({file, style, {0xFF, 0x5C, 0, 4, 0x40, 0x40}, more});
 }
+Bytes u16(size_t v) { return {uint8_t(v >> 8), uint8_t(v)}; }
 Bytes tilePart(size_t tile, const Bytes& data) {
-  return joined({{0xFF, 0x90, 0, 10}, u16(tile), u32(14 + data.size()), {0, 1, 0xFF, 0x93}, data});
+  const size_t length = 14 + data.size();
+  return joined({{0xFF, 0x90, 0, 10}, u16(tile), u16(length >> 16), u16(length), {0, 1, 0xFF, 0x93}, data});
 }
 
 // What a header claims costs nothing: little memory may be held, and little time is taken.

@@ -1,19 +1,13 @@
 // The other file formats, and the metrics.
-#include <algorithm>
-#include <unistd.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
-#include <fstream>
 
 #include "common/bytes.h"
 #include "common/convert.h"
-#include "common/source.h"
 #include "files.h"
-#include "netpbm/netpbm.h"
-#include "png/png_file.h"
 
 using namespace zelcodecs;
 using zeltest::Bytes;
@@ -45,10 +39,9 @@ TEST(Pictures, RoundTripsAndTruncations) {
 TEST(Pictures, NetpbmRowsAreLent) {
   const Image image = picture(1000, 1500, ColourModel::rgb);
   Bytes pnm = encodeNetpbm(image);
-  const std::string path = testing::TempDir() + "zeljlent" + std::to_string(getpid());
   const auto open = [&](DecodeOptions options, const auto& use) {
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(pnm.data()), std::streamsize(pnm.size()));
-    const std::unique_ptr<Source> source = fileSource(path);
+    const zeltest::TemporaryFile file(pnm);
+    const std::unique_ptr<Source> source = fileSource(file.path);
     use(*openNetpbm(*source, options));
   };
   open({}, [&](Decoder& decoder) {
@@ -69,7 +62,6 @@ TEST(Pictures, NetpbmRowsAreLent) {
   open(part, [](Decoder& decoder) { EXPECT_EQ(0, decoder.borrow(9).count); });
   pnm.pop_back();
   open({}, [](Decoder& decoder) { EXPECT_EQ(0, decoder.borrow(1).count); });
-  std::remove(path.c_str());
 }
 
 TEST(Pictures, PlainNetpbmAndOddMaxima) {

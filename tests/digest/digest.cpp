@@ -1,15 +1,10 @@
 // zelj_digest VARIANT CORPUS: one line that stands for the results of all functions on fixed inputs, the same on every
 // processor. The inputs are those of the fuzz targets of primitives (CORPUS is fuzz/corpus) and pseudo-random ones; the
 // targets make calls of them, and every status and every byte that a call may write goes into the digest, in order.
-#include <algorithm>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <random>
-#include <string>
-#include <vector>
 
+#include "inputs.h"
 #include "primitives.h"
 
 // The entry points of the targets, each compiled under its own name.
@@ -50,15 +45,9 @@ struct Digest : fuzz::Watcher {
 
 using Bytes = std::vector<uint8_t>;
 
-std::vector<Bytes> inputsOf(const std::filesystem::path& folder, uint32_t seed) {
-  std::vector<std::filesystem::path> paths;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) paths.push_back(entry.path());
-  std::sort(paths.begin(), paths.end());
+std::vector<Bytes> inputsOf(const std::string& folder, uint32_t seed) {
   std::vector<Bytes> inputs;
-  for (const auto& path : paths) {
-    std::ifstream in(path, std::ios::binary);
-    inputs.emplace_back(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  }
+  for (const FuzzInput& input : inputsIn(folder)) inputs.push_back(input.bytes);
   std::mt19937 random32(seed);
   for (int i = 0; i < 2000; ++i) {
     Bytes b(8 + random32() % 250);
