@@ -1,11 +1,12 @@
-// Large arrays that begin as zeros: straight from the system, which has zeroed the memory already, in large pages where
-// it gives them. Coefficients of a whole picture are walked through once for each scan; small pages cost more than the
-// walk.
+// Large arrays that begin as zeros. They come from the heap, which knows whether the system has zeroed the memory
+// already, and gives what one picture has left to the next one as it is: to fault in new pages costs more than to clear
+// old ones. Where pages are new all the same, they are large ones if the system has them.
 #pragma once
 
 #include <sys/mman.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 #include <utility>
@@ -21,20 +22,12 @@ struct ZeroedAllocator {
   ZeroedAllocator(const ZeroedAllocator<U>&) {}  // NOLINT(google-explicit-constructor): allocators convert
 
   T* allocate(size_t n) {
-    const size_t bytes = n * sizeof(T);
-    const bool large = bytes >= kLarge;
-    void* const p = large ? mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)
-                          : std::calloc(n, sizeof(T));
-    if (!p || p == MAP_FAILED) throw std::bad_alloc();
-    if (large) madvise(p, bytes, MADV_HUGEPAGE);
+    void* const p = std::calloc(n, sizeof(T));
+    if (!p) throw std::bad_alloc();
+    adviseLargePages(p, n * sizeof(T));
     return static_cast<T*>(p);
   }
-  void deallocate(T* p, size_t n) {
-    if (n * sizeof(T) >= kLarge)
-      munmap(p, n * sizeof(T));
-    else
-      std::free(p);
-  }
+  void deallocate(T* p, size_t) { std::free(p); }
   // Elements without a value are zero as they are.
   template <class U>
   void construct(U*) {}
@@ -46,7 +39,11 @@ struct ZeroedAllocator {
   friend bool operator!=(const ZeroedAllocator&, const ZeroedAllocator&) { return false; }
 
  private:
-  static constexpr size_t kLarge = size_t{4} << 20;
+  static void adviseLargePages(void* p, size_t bytes) {
+    constexpr uintptr_t kPage = 4096, kLarge = uintptr_t{4} << 20;
+    const uintptr_t first = (reinterpret_cast<uintptr_t>(p) + kPage - 1) / kPage * kPage;
+    if (bytes >= kLarge) madvise(reinterpret_cast<void*>(first), (bytes - kPage) / kPage * kPage, MADV_HUGEPAGE);
+  }
 };
 
 // To be made with its size: elements that are added where others have been removed are not zeroed.
