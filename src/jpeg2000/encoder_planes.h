@@ -70,14 +70,16 @@ struct PlaneDistortion {
 };
 
 // Adds those of a stripe. words: after significance propagation, so that what is visited and becomes significant in
-// this plane has become so in that pass, and otherwise does in the cleanup pass.
+// this plane has become so in that pass, and otherwise does in the cleanup pass. bits: of the plane, as gatherBits has
+// them. Columns without either have samples that are insignificant still: of upper planes these are most.
 template <bool kIsLast>
 inline void addDistortion(const int32_t* src, int srcStep, int width, int rows, int plane, const uint32_t* words,
-                          PlaneDistortion* sums) {
+                          const uint32_t* bits, PlaneDistortion* sums) {
   const u32v one = splat<u32v>(1), middle = splat<u32v>(64);
   u32v propagation = zero<u32v>(), refinement = propagation, cleanup = propagation;
   for (int x = 0; x < width; x += u32v::N) {
     const u32v f = load<u32v>(words + x);
+    if (isZero((f | load<u32v>(bits + x)) & splat<u32v>(kSamples))) continue;
     for (int r = 0; r < rows; ++r) {
       const u32v magnitude = loadSome(rowAt(src, srcStep, r) + x, width - x) & splat<u32v>(kMagnitude);
       const u32v top = magnitude >> plane;

@@ -84,7 +84,7 @@ class Model {
     PlaneDistortion sums = {};
     for (int y = 0; y < b_.height; y += kStripe)
       (isLast ? addDistortion<true> : addDistortion<false>)(rowAt(src_, srcStep_, y), srcStep_, b_.width, rowsAt(y),
-                                                            plane, wordsOf(b_, y), &sums);
+                                                            plane, wordsOf(b_, y), b_.samples.stripe(y).bits, &sums);
     int32_t* next = e_.distortion + first;
     if (!isTop) {
       *next++ = int32_t(sums.propagation);
