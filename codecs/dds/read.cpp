@@ -1,5 +1,6 @@
 // Reading of DDS files: the header, and the blocks or pixels of one level.
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <string>
 
@@ -111,9 +112,10 @@ class DdsDecoder : public Decoder {
     if (there < level.bytes) checkMissing(options, file.size, level, &warnings);
     offset_ = there ? size_t(offset) : 0;
     data_ = {file.data + offset_, there};
-    chooseModel(there == level.bytes);
-    const PictureFormat format = {level.width, level.height, texels_.model, texels_.depth};
+    PictureFormat format = {level.width, level.height, texels_.model, texels_.depth};
     team_ = std::make_unique<Team>(threadsFor(format, options.threads, kPixelsByDefault));
+    chooseModel(there == level.bytes);
+    format.model = texels_.model;
     open(format, chooseBand(format), options);
   }
 
@@ -145,15 +147,22 @@ class DdsDecoder : public Decoder {
     warnings->add(cut);
   }
 
-  // What is missing is transparent black. The blocks are looked through piece by piece, so that a large file does not
+  // What is missing is transparent black. The blocks are looked through round by round, so that a large file does not
   // stay in memory for it.
   void chooseModel(bool complete) {
     if (texels_.kind != Texels::Kind::colourBlocks || !complete) return;
-    constexpr size_t kPiece = size_t{1} << 16;  // blocks
+    constexpr size_t kPiece = size_t{1} << 13, kRound = size_t{1} << 18;  // blocks
     const size_t blocks = data_.size / texels_.unitBytes;
-    for (size_t at = 0; at < blocks; at += kPiece) {
-      if (!areOpaque(texels_, data_.data + at * texels_.unitBytes, std::min(kPiece, blocks - at))) return;
-      source_.release(offset_ + at * texels_.unitBytes);
+    for (size_t from = 0; from < blocks; from += kRound) {
+      const size_t end = std::min(blocks, from + kRound);
+      std::atomic<bool> opaque{true};
+      team_->forEach(int((end - from - 1) / kPiece + 1), [&](int i) {
+        const size_t at = from + size_t(i) * kPiece;
+        if (opaque && !areOpaque(texels_, data_.data + at * texels_.unitBytes, std::min(kPiece, end - at)))
+          opaque = false;
+      });
+      if (!opaque) return;
+      source_.release(offset_ + from * texels_.unitBytes);
     }
     texels_.model = ColourModel::rgb;
   }

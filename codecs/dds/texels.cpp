@@ -256,6 +256,12 @@ void decodeColours(const Texels& t, const uint8_t* blocks, int width, Rows to) {
   }
 }
 
+// Without the opacity. (The two do not overlap, so that many pixels are copied at once.)
+void coloursOf(const uint8_t* __restrict rgba, int n, uint8_t* __restrict rgb) {
+  for (int i = 0; i < n; ++i)
+    for (int c = 0; c < 3; ++c) rgb[3 * i + c] = rgba[4 * i + c];
+}
+
 // The eight values that the codes of a block stand for: two endpoints, and six between them; or four, and the ends of
 // the range.
 void valuesOf(const uint8_t* block, bool isSigned, uint8_t (&values)[8]) {
@@ -316,8 +322,7 @@ void toSamples(const Texels& t, const uint8_t* data, int width, Rows to) {
   for (int x = 0; x < width; x += kPiece, data += kPiece / 4 * t.unitBytes) {
     const int n = std::min(kPiece, width - x);
     decodeColours(t, data, n, {rgba[0], sizeof rgba[0], to.count});
-    for (int y = 0; y < to.count; ++y)
-      for (int i = 0; i < n; ++i) std::memcpy(to.row(y) + 3 * (x + i), rgba[y] + 4 * i, 3);
+    for (int y = 0; y < to.count; ++y) coloursOf(rgba[y], n, to.row(y) + 3 * x);
   }
 }
 
