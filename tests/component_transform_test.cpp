@@ -33,16 +33,11 @@ Pixel<T> rct(Pixel<T> p, bool inverse) {
 // G.3: rows Y, Cb, Cr of R, G, B, and back.
 constexpr double kMatrix[2][3][3] = {{{0.299, 0.587, 0.114}, {-0.16875, -0.33126, 0.5}, {0.5, -0.41869, -0.08131}},
                                      {{1, 0, 1.402}, {1, -0.34413, -0.71414}, {1, 1.772, 0}}};
-Pixel<double> exact(Pixel<double> p, bool inverse) {
-  Pixel<double> result{};
+template <class Real>
+Pixel<Real> ict(Pixel<Real> p, bool inverse) {
+  Pixel<Real> result{};
   for (size_t i = 0; i < 3; ++i)
-    for (size_t k = 0; k < 3; ++k) result[i] += kMatrix[inverse][i][k] * p[k];
-  return result;
-}
-Pixel<float> ict(Pixel<float> p, bool inverse) {
-  Pixel<float> result{};
-  for (size_t i = 0; i < 3; ++i)
-    for (size_t k = 0; k < 3; ++k) result[i] += float(kMatrix[inverse][i][k]) * p[k];
+    for (size_t k = 0; k < 3; ++k) result[i] += Real(kMatrix[inverse][i][k]) * p[k];
   return result;
 }
 Pixel<int32_t> ict(Pixel<int32_t> p, bool inverse) {
@@ -87,7 +82,7 @@ void transforms(Formula formula, bool inverse, InPlace inPlace, From fromPixels,
       for (int i = 0; i < width * height; ++i) {
         const int x = i % width, y = i / width;
         const Pixel<T> p = {in[0].get(x, y), in[1].get(x, y), in[2].get(x, y)}, expected = formula(p, inverse);
-        const Pixel<double> ideal = exact({double(p[0]), double(p[1]), double(p[2])}, inverse);
+        const Pixel<double> ideal = ict<double>({double(p[0]), double(p[1]), double(p[2])}, inverse);
         for (int c = 0; c < 3; ++c) {
           const T actual = planar ? out[c].get(x, y) : pixels.get(3 * x + c, y);
           ASSERT_EQ(expected[size_t(c)], actual) << (planar ? "planar " : "pixels ") << x << ", " << y;

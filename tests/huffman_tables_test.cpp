@@ -210,7 +210,6 @@ TEST(HuffmanTables, ChosenDescriptions) {
   };
   describe({}, {}, {});
   describe({0, 0, 0, 9}, {1}, {3});
-  describe({2, 4, 4}, {1, 1, 1}, {1, 2, 0});  // ties go to the larger symbol
   describe({1000000000, 5}, {1, 1}, {0, 1});  // the bound itself is chosen
   describe({1000000001, 5}, {1}, {1});        // above it, never
   std::vector<int32_t> deep = {1, 2};         // Fibonacci's numbers: one code of every length

@@ -17,20 +17,16 @@ struct Shape {
   int chromaAt(int x, int y) const { return (y >> logY) * 8 + (x >> logX); }
 };
 
-template <class P>
-struct Encoder {
-  using Function = ZelStatus (*)(const P*, int, int16_t* const*);
+template <class F>
+struct Conversion {
   const char* name;
   Shape shape;
-  Function Api::*function;
+  F Api::*function;
 };
 template <class P>
-struct Decoder {
-  using Function = ZelStatus (*)(const int16_t* const*, P*, int);
-  const char* name;
-  Shape shape;
-  Function Api::*function;
-};
+using Encoder = Conversion<ZelStatus (*)(const P*, int, int16_t* const*)>;
+template <class P>
+using Decoder = Conversion<ZelStatus (*)(const int16_t* const*, P*, int)>;
 
 #define ROW(name, ...) \
   { #name, {__VA_ARGS__ }, &Api::name }
@@ -128,7 +124,7 @@ void expectDecoded(const Shape& s, const Blocks& blocks, const Image& image) {
 }
 
 template <class P>
-void encodeOnce(const Encoder<P>& f, Image& image, Random& rng) {
+void encodeOnce(const Conversion<ZelStatus (*)(const P*, int, int16_t* const*)>& f, Image& image, Random& rng) {
   Blocks blocks(f.shape, rng);
   ASSERT_EQ(zelStsNoErr, (zel().*f.function)(image.as<const P*>(), image.bytes.step(), blocks.at));
   expectEncoded(f.shape, image, blocks);

@@ -386,6 +386,17 @@ void region(const RegionFunctions<T>& f, int n, int p, int lines, Fill fill, Che
   }
 }
 
+// One coefficient a band, where the 9/7 is a convolution.
+template <class L, class T = typename L::T>
+void pairsNearExact(const RegionFunctions<T>& f) {
+  Random rng(4);
+  const auto fill = [&](Plane<T>& plane) {
+    plane.fill([&](int, int) { return T(rng.between(-L::kScale, L::kScale)); });
+  };
+  const auto near = [](double expected, T actual, int q) { EXPECT_NEAR(expected, double(actual), L::kBound) << q; };
+  for (const int p : {zeliPhaseLow, zeliPhaseHigh})
+    for (int lines = 1; lines <= 20 && !testing::Test::HasFailure(); ++lines) region<Exact>(f, 1, p, lines, fill, near);
+}
 template <class L, class T = typename L::T>
 void regions(const RegionFunctions<T>& f) {
   Random rng(3);
@@ -397,17 +408,7 @@ void regions(const RegionFunctions<T>& f) {
     for (const int n : {255, 256, 257, 300, 513})
       if (!testing::Test::HasFailure()) region<L>(f, f.columns ? 3 : n, p, f.columns ? n : 1, fill, same);
   }
-}
-// One coefficient a band, where the 9/7 is a convolution.
-template <class L, class T = typename L::T>
-void pairsNearExact(const RegionFunctions<T>& f) {
-  Random rng(4);
-  const auto fill = [&](Plane<T>& plane) {
-    plane.fill([&](int, int) { return T(rng.between(-L::kScale, L::kScale)); });
-  };
-  const auto near = [](double expected, T actual, int q) { EXPECT_NEAR(expected, double(actual), L::kBound) << q; };
-  for (const int p : {zeliPhaseLow, zeliPhaseHigh})
-    for (int lines = 1; lines <= 20 && !testing::Test::HasFailure(); ++lines) region<Exact>(f, 1, p, lines, fill, near);
+  if constexpr (!std::is_same_v<L, B53<T>>) pairsNearExact<L>(f);
 }
 
 // One coefficient a band: the filters' taps are what the lifting makes of a single 1, in units of 2^-16.
@@ -605,10 +606,6 @@ TEST(Wavelet, RowsAndColumns) {
   regions<Q16>(d97Rows32());
   regions<Float>(d97Rows32f());
   regions<Float>(d97Columns32f());
-  pairsNearExact<Saturating16<false>>(d97Rows16());
-  pairsNearExact<Q16>(d97Rows32());
-  pairsNearExact<Float>(d97Rows32f());
-  pairsNearExact<Float>(d97Columns32f());
 }
 TEST(Wavelet, LiftingSteps) {
   liftingSteps53<int16_t>(zel().zeliWTFwdColLift_B53_JPEG2K_16s_C1, zel().zeliWTInvColLift_B53_JPEG2K_16s_C1);

@@ -32,15 +32,8 @@ TEST(Arguments, OfPictures) {
                                        [&] { oriented(image, 9); },
                                        [&] { converted(image, ColourModel::cmyk); },
                                        [&] { converted(image, ColourModel::rgb, 17); },
-                                       [&] { difference(image, picture(9, 8, ColourModel::rgb)); },
-                                       [&] {
-                                         DecodeOptions o;
-                                         o.region = {5, 0, 5, 1};
-                                         const Bytes file = encodePng(image);
-                                         decodePng(file.data(), file.size(), o);
-                                       }};
+                                       [&] { difference(image, picture(9, 8, ColourModel::rgb)); }};
   for (const auto& action : bad) EXPECT_EQ(refusal(action).kind(), ErrorKind::argument) << &action - bad;
-  EXPECT_TRUE(Image().clone().empty());
 }
 
 TEST(Arguments, OfJpeg) {

@@ -62,10 +62,14 @@ inline void expectEqual(const zelcodecs::Image& a, const zelcodecs::Image& b) {
 }
 
 // A picture read in bands of 1, 4, 7, 10 ... rows.
-inline zelcodecs::Image readInBands(zelcodecs::Decoder& decoder) {
-  zelcodecs::Image image(decoder.format());
+template <class Options>
+zelcodecs::Image readInBands(const Bytes& file, const Options& options,
+                             std::unique_ptr<zelcodecs::Decoder> open(zelcodecs::Source&, const Options&)) {
+  const auto source = zelcodecs::memorySource(file.data(), file.size());
+  const auto decoder = open(*source, options);
+  zelcodecs::Image image(decoder->format());
   for (int y = 0, n = 1; y < image.height(); y += n, n += 3)
-    decoder.read(image.rows(y, n = std::min(n, decoder.rowsLeft())));
+    decoder->read(image.rows(y, n = std::min(n, decoder->rowsLeft())));
   return image;
 }
 

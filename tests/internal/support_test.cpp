@@ -9,8 +9,6 @@
 #include "support/core_hooks.h"
 #include "support/picture.h"
 #include "support/zigzag.h"
-#include "zelcore.h"
-#include "zelfeatures.h"
 
 using namespace ZEL_VARIANT;
 using namespace zeltest;
@@ -151,12 +149,4 @@ TEST(Support, ZigzagAndCategoryTables) {
     EXPECT_EQ(own_pj_extend_test.at[s], half);
     EXPECT_EQ(own_pj_twoexpnminusone.at[s], half);
   }
-}
-
-TEST(Core, ThreadsFeaturesCache) {
-  EXPECT_GE(ownGetNumThreads(), 1);
-  EXPECT_EQ(0u, ownGetFeature(0));
-  EXPECT_EQ(zelProcessorHasSse41() ? 0x40u : 0u, ownGetFeature(0x40));
-  int size = 0;
-  if (zelGetMaxCacheSizeB(&size) == 0) EXPECT_GE(size, 16 * 1024);
 }

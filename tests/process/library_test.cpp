@@ -16,16 +16,10 @@
 
 using zeltest::succeedsInFork;
 
-// The sanitizers' own memory and threads leave no room for limits.
-#ifdef ZELJ_TEST_SANITIZED
-constexpr bool kLimits = false;
-#else
-constexpr bool kLimits = true;
-#endif
-
 namespace {
 
-constexpr int kSide = 120;  // 14400 elements: divided among threads
+constexpr bool kLimits = !ZELJ_TEST_SANITIZED;  // the sanitizers' own memory and threads leave no room for any
+constexpr int kSide = 120;                      // 14400 elements: divided among threads
 
 bool planeCall() {
   const std::vector<uint8_t> source(kSide * kSide, 200);
