@@ -4,10 +4,10 @@
 #include <dirent.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <fstream>
 #include <iterator>
 #include <string>
-#include <utility>
 #include <vector>
 
 struct FuzzInput {

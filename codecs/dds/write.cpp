@@ -38,8 +38,8 @@ Coder coderFor(TextureFormat format) {
 
 // ---- Pixels as the blocks' encoders take them -----------------------------------------------------------------------
 
-// Four pixels of RGB become RGBA; sixteen bytes are read.
-constexpr int kFourPixels = 5;  // that reach so far
+// Four pixels of RGB become RGBA. Sixteen bytes are read, so that there must be more than five pixels.
+constexpr int kReadPixels = 5;
 void fourPixels(const uint8_t* from, uint8_t* to) {
   using Sixteen = uint8_t __attribute__((vector_size(16)));
   Sixteen rgb;
@@ -56,7 +56,7 @@ void toChannels(const uint8_t* from, int fromChannels, int width, uint8_t* to, i
     return;
   }
   if (fromChannels == 3)  // to RGBA
-    for (; width > kFourPixels; width -= 4, from += 12, to += 16) fourPixels(from, to);
+    for (; width > kReadPixels; width -= 4, from += 12, to += 16) fourPixels(from, to);
   const int colours = fromChannels < 3 ? 1 : 3;
   for (int x = 0; x < width; ++x, from += fromChannels, to += toChannels) {
     for (int c = 0; c < 3; ++c) to[c] = from[colours == 1 ? 0 : c];
