@@ -296,15 +296,29 @@ class SequentialScan : public BlockScan {
  private:
   std::unique_ptr<ScanDecoder> clone() const override { return std::make_unique<SequentialScan>(*this); }
   ZelStatus decodeUnits(int* unit, int end) override {
-    const int y = *unit / mcusWide_;
+    struct {
+      int16_t* lastDc;
+      const ZeliDecodeHuffmanSpec *dc, *ac;
+    } of[kMaxBlocksPerMcu];  // each block's
+    const int16_t* blocks[kMaxBlocksPerMcu];
+    const int count = code_.blocks, y = *unit / mcusWide_;
+    for (int b = 0; b < count; ++b) {
+      const int part = code_.partOf[b];
+      of[b] = {&lastDc_[part], code_.dc[part], code_.ac[part]};
+      blocks[b] = blocks_[b];
+    }
     for (int x = *unit % mcusWide_; *unit < end; ++*unit, ++x) {
-      for (decoded_ = 0; decoded_ < code_.blocks; ++decoded_) {
-        const ZelStatus status = decodeSequential(code_.partOf[decoded_], blocks_[decoded_]);
-        if (status != zelStsNoErr) return status;
-        last_[decoded_] = int8_t(source_.state.lastPosition);
+      for (int b = 0; b < count; ++b) {
+        const ZelStatus status =
+            zeliDecodeHuffman8x8_JPEG_1u16s_C1(source_.data, source_.length, &source_.position, blocks_[b],
+                                               of[b].lastDc, &source_.marker, of[b].dc, of[b].ac, &source_.state);
+        if (status != zelStsNoErr) {
+          decoded_ = b;
+          return status;
+        }
+        last_[b] = int8_t(source_.state.lastPosition);
       }
-      decoded_ = 0;
-      deliver(x, y);
+      sink_->mcu(x, y, blocks, last_);
     }
     return zelStsNoErr;
   }
